@@ -1,0 +1,7 @@
+#include <core/core.h>
+
+#include <cstdio>
+
+int main() {
+    std::printf("%s\n", CORE_VERSION_STRING);
+}
