@@ -139,7 +139,7 @@ SourceFile FileWith(const std::string& path, const std::string& folder, const st
 
 TEST(Includes, FollowTheLayers) {
     const auto files = FilesUnder({"include/core", "src/core"});
-    ASSERT_GT(files.size(), 3u) << "nothing to check under " CORE_SOURCE_DIR;
+    ASSERT_FALSE(files.empty()) << "nothing to check under " CORE_SOURCE_DIR;
     for (const SourceFile& file : files) {
         EXPECT_EQ("", FaultsOf(file));
     }
