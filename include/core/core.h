@@ -2,5 +2,14 @@
 
 /// Everything that the library offers, in one include.
 
+#include <core/curve/big_keyframe.h>
+#include <core/curve/interpolation.h>
+#include <core/curve/keyframe.h>
+#include <core/curve/keyframe_handle.h>
+#include <core/curve/parameter.h>
+#include <core/curve/parameter_iterator.h>
+#include <core/curve/pointd.h>
+#include <core/curve/time_value_pair.h>
+#include <core/curve/val_any.h>
 #include <core/export.h>
 #include <core/version.h>

@@ -1,0 +1,217 @@
+#pragma once
+
+#include <core/curve/interpolation.h>
+#include <core/curve/time_value_pair.h>
+#include <core/curve/val_any.h>
+#include <core/export.h>
+
+#include <list>
+#include <string>
+
+namespace core {
+
+class Parameter;
+class ParameterIterator;
+
+/// A curve of keyframes that can be edited, sampled and integrated.
+///
+/// Times are seconds. A time of 166666.66666666666 or more is read as a count of
+/// 100-nanosecond ticks where an eased or time-value Bezier segment is
+/// evaluated. Two times are the same keyframe within 1e-7; the store is sorted
+/// and never holds two matching keyframes. Indices count from 0 in time order
+/// and hold until the next edit; an index outside the store changes nothing.
+///
+/// Every operation is safe from any thread and runs under the curve's own
+/// recursive lock. Calls are virtual in the order of this declaration.
+///
+/// Kept on purpose: other modules call through these slots; only append.
+class CORE_API IKeyFrame {
+public:
+    virtual ~IKeyFrame();
+
+    /// The value at `time`.
+    ///
+    /// Without keyframes the integer 0; with one keyframe its value as stored.
+    /// Otherwise a double parameter answers the interpolated value times the
+    /// base ratio, an int parameter the same truncated to 32 bits (saturating),
+    /// a bool or string parameter the value of the keyframe at or before `time`,
+    /// a point parameter the point on its path. Before the first and after the
+    /// last keyframe the curve stays at that keyframe's value. With
+    /// `clampToRange`, numbers and booleans are clamped to the value range.
+    /// Throws `AnyBadAccess` where a segment's values are not numbers as the
+    /// parameter type needs them. O(log n); O(1) where the last call's segment
+    /// or the one after it holds `time`.
+    virtual ValAny GetValue(double time, bool clampToRange) = 0;
+
+    /// Inserts a keyframe, or replaces the whole keyframe that matches `time`.
+    ///
+    /// Bool and string parameters store `Hold` whatever `type` says. Handles are
+    /// set automatically, and those of the two neighbours follow unless they were
+    /// set by the caller; point parameters get zero handles (see `AddPointEx`).
+    /// Answers the keyframe's index, or -1, changing nothing, when `time` is not
+    /// finite. O(log n) at the end of the store.
+    virtual int AddPoint(double time, ValAny value, KeyframeInterpolationType type) = 0;
+
+    /// Sets the bounds that `GetValue` clamps to: doubles for a double parameter,
+    /// integers for an int parameter, booleans for a bool parameter; the others do
+    /// not clamp, and neither do bounds of a kind that does not fit. No range is the
+    /// pair +-1.7976931348623157e308, for an int parameter also +-2147483647.
+    virtual void SetValueRange(ValAny min, ValAny max) = 0;
+
+    /// Removes a keyframe; false for an index outside the store.
+    virtual bool RemovePoint(int index) = 0;
+
+    /// A copy of the keyframe's value; none for an index outside the store.
+    virtual ValAny GetPointValue(int index) = 0;
+
+    /// The keyframe's time; 0.0 for an index outside the store.
+    virtual double GetPointTime(int index) const = 0;
+
+    /// The keyframe's type; `Extrapolate` for an index outside the store.
+    virtual KeyframeInterpolationType GetInterpolationType(int index) = 0;
+
+    /// X of the left handle to `x`, X of the right handle to `y`; false, leaving
+    /// both untouched, for an index outside the store.
+    virtual bool GetPointControlParam(int index, double& x, double& y) const = 0;
+
+    /// Replaces the value; automatic handles around it follow. False for an index
+    /// outside the store.
+    virtual bool SetPointValue(int index, ValAny value) = 0;
+
+    /// Moves a keyframe in time, keeping the store sorted; its index may change.
+    /// False, changing nothing, for an index outside the store, a time that is not
+    /// finite, and a time that another keyframe matches.
+    virtual bool SetPointTime(int index, double time) = 0;
+
+    /// Changes the type, and with it the meaning of the keyframe's handles, which
+    /// are set automatically again (point parameters keep theirs). False for an
+    /// index outside the store.
+    virtual bool SetPointInterpolationType(int index, KeyframeInterpolationType type) = 0;
+
+    /// Sets X of the left handle to `x` and X of the right handle to `y`; false for
+    /// an index outside the store.
+    virtual bool SetPointControlParam(int index, double x, double y) = 0;
+
+    /// The number of keyframes.
+    virtual int GetKeyFramesCount() const = 0;
+
+    /// Changes what is sampled; stored keyframes stay as they are. A parameter
+    /// without a value range has none afterwards either.
+    virtual void SetParameterType(ParameterTypeEnum type) = 0;
+    /// What is sampled.
+    virtual ParameterTypeEnum GetParameterType() = 0;
+
+    /// The bounds; without a range +-1.7976931348623157e308 for a double
+    /// parameter, +-2147483647 for an int parameter, none for the others.
+    virtual void GetValueRange(ValAny& min, ValAny& max) const = 0;
+
+    /// Not available in this version: answers an empty text.
+    virtual std::string Serialize() = 0;
+    /// Not available in this version: answers -1 and changes nothing.
+    ///
+    /// Kept on purpose: callers link against this spelling.
+    virtual int Desialize(const char* json) = 0;
+
+    /// The area under the curve: the integral over time from `from` to `to` of what
+    /// `GetValue(t, false)` answers for a double parameter, base ratio included,
+    /// before the first and after the last keyframe too.
+    ///
+    /// `from > to` gives the negative; a bound that is not finite gives 0. The last
+    /// three arguments are ignored. Throws `AnyBadAccess` where values are not
+    /// numbers. O(n) for the first call after an edit, then O(log n). Accurate to
+    /// rounding; where `GetValue` solves for the curve parameter by bisection, to
+    /// the bisection's tolerance.
+    virtual double GetAreaFromTo(double from, double to, bool flag, double a, double b) const = 0;
+
+    /// The first time at or after `start` (at or before it for a negative area)
+    /// where the area from `start` reaches `area`; the inverse of `GetAreaFromTo`.
+    ///
+    /// The area there is within 1e-9 of `area`, relative, or absolute below 1. At a
+    /// standstill the answer is its start. Where the area is never reached, reports
+    /// an error and answers the last keyframe's time (`start` without keyframes).
+    /// Throws `AnyBadAccess` where values are not numbers. O(n) for the first call
+    /// after an edit, then O(log n).
+    virtual double SolveTimeBaseArea(double start, double area) const = 0;
+
+    /// Removes every keyframe later than `time`; one exactly at `time` stays.
+    virtual void RemoveKeyFramesAfterTime(double time) = 0;
+
+    /// Counts the keyframes from the first one not before `from` up to and
+    /// including the first one after `to`, appending their times to `times` unless
+    /// it is null.
+    ///
+    /// Kept on purpose: callers rely on the keyframe beyond `to` being counted.
+    virtual int GetNKeyFramesInRange(double from, double to, std::list<double>* times) const = 0;
+
+    /// Index of the keyframe at `time` (the nearest, should two match), or -1.
+    virtual int GetPointIndex(double time) const = 0;
+
+    /// Removes all keyframes.
+    virtual void ClearKeyFrames() = 0;
+
+    /// Whether a keyframe lies before `time` without matching it; copies the last
+    /// such keyframe to `out` unless that is null.
+    virtual bool GetPreviousKeyframeTime(double time, TimeValuePair* out) const = 0;
+
+    /// Not available in this version: answers an empty text.
+    virtual const char* SerializeEx() const = 0;
+
+    /// As `AddPoint`, and on point parameters too the handles are set and followed
+    /// from now on: they lie at the thirds of the straight path.
+    virtual void AddPointEx(double time, ValAny value, KeyframeInterpolationType type) = 0;
+
+    /// Not available in this version: answers an empty text.
+    virtual const char* GetHashString() const = 0;
+
+    /// Sets all four handle numbers; false for an index outside the store.
+    virtual bool SetPointControlParamEx(int index, double leftX, double leftY, double rightX,
+                                        double rightY) = 0;
+    /// All four handle numbers; false, leaving the outputs untouched, for an index
+    /// outside the store.
+    virtual bool GetPointControlParamEx(int index, double& leftX, double& leftY, double& rightX,
+                                        double& rightY) const = 0;
+    /// Sets the incoming handle; false for an index outside the store.
+    virtual bool SetPointControlLeftParam(int index, double x, double y) = 0;
+    /// Sets the outgoing handle; false for an index outside the store.
+    virtual bool SetPointControlRightParam(int index, double x, double y) = 0;
+    /// The incoming handle; false, leaving the outputs untouched, for an index
+    /// outside the store.
+    virtual bool GetPointControlLeftParam(int index, double& x, double& y) const = 0;
+    /// The outgoing handle; false, leaving the outputs untouched, for an index
+    /// outside the store.
+    virtual bool GetPointControlRightParam(int index, double& x, double& y) const = 0;
+
+    /// Whether a keyframe matches `time`.
+    virtual bool HasPoint(double time) const = 0;
+
+    /// Not available in this version: answers false and leaves the outputs untouched.
+    virtual bool GetPointControlParamOnCurve(double time, double& a, double& b, double& c,
+                                             double& d, bool flag) const = 0;
+    /// Not available in this version: answers false and leaves the outputs untouched.
+    virtual bool SplitIntoTwoMotionDimension(Parameter& xPart, Parameter& yPart) const = 0;
+    /// Not available in this version: answers false and leaves the numbers untouched.
+    virtual bool TransferAbsoluteParamToRelative(int index, double& startX, double& startY,
+                                                 double& endX, double& endY) = 0;
+    /// Not available in this version: answers false and leaves the numbers untouched.
+    virtual bool TransferRelativeParamToAbsolute(int index, double& startX, double& startY,
+                                                 double& endX, double& endY) = 0;
+
+    /// The constant that the parameter was made with; the integer 0 by default.
+    virtual ValAny GetValue() = 0;
+
+    /// A new iterator over the keyframes, forwards or in reverse; the caller owns
+    /// it. It must not outlive the parameter.
+    virtual ParameterIterator* GetParameterIterator(bool reverse) = 0;
+
+    /// Sets the factor of sampled numbers; anything but a number acts as 1.
+    virtual void SetBaseRatio(ValAny ratio) = 0;
+    /// The factor of sampled numbers; none by default.
+    virtual ValAny GetBaseRatio() = 0;
+
+protected:
+    IKeyFrame() = default;
+    IKeyFrame(const IKeyFrame&) = default;
+    IKeyFrame& operator=(const IKeyFrame&) = default;
+};
+
+}  // namespace core

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <core/curve/keyframe.h>
+
+#include <memory>
+
+namespace core {
+
+class BigParameterImpl;
+
+/// What `Parameter` and `BigKeyframe` share: a handle that owns the one
+/// implementation of a curve and forwards every call to it.
+///
+/// Copying copies the whole curve. Moving leaves the source without an
+/// implementation; such a handle answers every question like an empty curve,
+/// refuses every change, and comes back to life when it is assigned to.
+/// Assigning to a handle that other threads are using is an edit like any other.
+class CORE_API KeyframeHandle : public IKeyFrame {
+public:
+    ~KeyframeHandle() override;
+
+    ValAny GetValue(double time, bool clampToRange) override;
+    int AddPoint(double time, ValAny value, KeyframeInterpolationType type) override;
+    void SetValueRange(ValAny min, ValAny max) override;
+    bool RemovePoint(int index) override;
+    ValAny GetPointValue(int index) override;
+    double GetPointTime(int index) const override;
+    KeyframeInterpolationType GetInterpolationType(int index) override;
+    bool GetPointControlParam(int index, double& x, double& y) const override;
+    bool SetPointValue(int index, ValAny value) override;
+    bool SetPointTime(int index, double time) override;
+    bool SetPointInterpolationType(int index, KeyframeInterpolationType type) override;
+    bool SetPointControlParam(int index, double x, double y) override;
+    int GetKeyFramesCount() const override;
+    void SetParameterType(ParameterTypeEnum type) override;
+    ParameterTypeEnum GetParameterType() override;
+    void GetValueRange(ValAny& min, ValAny& max) const override;
+    std::string Serialize() override;
+    int Desialize(const char* json) override;
+    double GetAreaFromTo(double from, double to, bool flag, double a, double b) const override;
+    double SolveTimeBaseArea(double start, double area) const override;
+    void RemoveKeyFramesAfterTime(double time) override;
+    int GetNKeyFramesInRange(double from, double to, std::list<double>* times) const override;
+    int GetPointIndex(double time) const override;
+    void ClearKeyFrames() override;
+    bool GetPreviousKeyframeTime(double time, TimeValuePair* out) const override;
+    const char* SerializeEx() const override;
+    void AddPointEx(double time, ValAny value, KeyframeInterpolationType type) override;
+    const char* GetHashString() const override;
+    bool SetPointControlParamEx(int index, double leftX, double leftY, double rightX,
+                                double rightY) override;
+    bool GetPointControlParamEx(int index, double& leftX, double& leftY, double& rightX,
+                                double& rightY) const override;
+    bool SetPointControlLeftParam(int index, double x, double y) override;
+    bool SetPointControlRightParam(int index, double x, double y) override;
+    bool GetPointControlLeftParam(int index, double& x, double& y) const override;
+    bool GetPointControlRightParam(int index, double& x, double& y) const override;
+    bool HasPoint(double time) const override;
+    bool GetPointControlParamOnCurve(double time, double& a, double& b, double& c, double& d,
+                                     bool flag) const override;
+    bool SplitIntoTwoMotionDimension(Parameter& xPart, Parameter& yPart) const override;
+    bool TransferAbsoluteParamToRelative(int index, double& startX, double& startY, double& endX,
+                                         double& endY) override;
+    bool TransferRelativeParamToAbsolute(int index, double& startX, double& startY, double& endX,
+                                         double& endY) override;
+    ValAny GetValue() override;
+    ParameterIterator* GetParameterIterator(bool reverse) override;
+    void SetBaseRatio(ValAny ratio) override;
+    ValAny GetBaseRatio() override;
+
+    /// The implementation, owned by this handle; null after a move. Its class is
+    /// not part of the interface.
+    BigParameterImpl* p_impl() const noexcept { return impl.get(); }
+
+protected:
+    KeyframeHandle();
+    explicit KeyframeHandle(ValAny value);
+    KeyframeHandle(double time, ValAny value, KeyframeInterpolationType interpolation,
+                   ParameterTypeEnum type);
+    explicit KeyframeHandle(std::unique_ptr<BigParameterImpl> implementation);
+    KeyframeHandle(const KeyframeHandle& other);
+    KeyframeHandle(KeyframeHandle&& other) noexcept;
+    KeyframeHandle& operator=(const KeyframeHandle& other);
+    KeyframeHandle& operator=(KeyframeHandle&& other) noexcept;
+
+private:
+    std::unique_ptr<BigParameterImpl> impl;
+};
+
+}  // namespace core

@@ -1,0 +1,420 @@
+#include "core/curve/area.h"
+
+#include "core/curve/polynomial.h"
+#include "core/curve/time_unit.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+
+// A segment is cut into pieces of three kinds, each with a closed integral:
+//
+//     cubic       v(u) = c0 + c1 u + c2 u^2 + c3 u^3,      t = start + span u
+//     parametric  v(u) = Y(u),  t = X(u)  (time-value Bezier, cubic easings)
+//     elastic     v(u) = y0 + dy e(u),                     t = start + span u
+//
+// Integrals between two parameters are taken by the quadrature that is exact for
+// the kind (Simpson for a cubic; Gauss-Legendre with three points for Y X', which
+// has degree five), because the difference of two antiderivatives would cancel
+// for short stretches. The elastic easing has its antiderivative.
+//
+// To find where an area is reached, a piece is cut again where its value changes
+// sign; between cuts the area is monotone, and a bracketed root is the only one.
+//
+// Bezier and easing segments read their times in either unit. A segment whose
+// ends lie on two sides of the threshold between the units is first cut there;
+// each half then maps its times to seconds by one factor.
+
+namespace core {
+namespace {
+
+struct Piece {
+    enum class Kind { Cubic, Parametric, Elastic };
+
+    Kind kind;
+    double from;  // times, in the keyframes' unit
+    double to;
+    double unit;  // x = t / unit
+    // u = (x - start) / span; a parametric piece solves X(u) = x instead, for x
+    // from start to start + span.
+    double start;
+    double span;
+    std::array<double, 4> c;  // Cubic: c0 to c3. Elastic: y0 and dy.
+    CubicBezier curve;        // Parametric
+
+    double ParameterAt(double t) const noexcept {
+        const double x = t / unit;
+        return kind == Kind::Parametric ? BezierTimeSolver::SolveExactly(curve, start + span, x)
+                                        : (x - start) / span;
+    }
+    double TimeAt(double u) const noexcept {
+        const double x = kind == Kind::Parametric ? curve.X(u) : start + span * u;
+        return std::clamp(x * unit, from, to);
+    }
+    // The value as a cubic in u, for the two kinds where it is one.
+    Polynomial<3> Value() const noexcept {
+        return kind == Kind::Cubic ? Polynomial<3>{c}
+                                   : Polynomial<3>{{curve.dy, curve.cy, curve.by, curve.ay}};
+    }
+    double ValueAt(double u) const noexcept {
+        return kind == Kind::Elastic ? c[0] + c[1] * EaseOutElastic(u) : Value().At(u);
+    }
+    // 0 where it isn't known, which makes a bracketed search bisect.
+    double ValueSlopeAt(double u) const noexcept {
+        return kind == Kind::Elastic ? 0.0 : Value().Derivative().At(u);
+    }
+    // dt/du, the factor between an area over u and an area over time.
+    double TimeSlopeAt(double u) const noexcept {
+        return unit * (kind == Kind::Parametric ? curve.SlopeX(u) : span);
+    }
+    double Area(double u0, double u1) const noexcept;
+};
+
+// The antiderivative of 2^(-10 p) sin((10 p - 0.75) w), w = 2 pi / 3. With
+// k = 10 ln 2, m = 10 w and theta = m p - 0.75 w:
+//
+//     -e^(-k p) (k sin(theta) + m cos(theta)) / (k^2 + m^2)
+double ElasticAntiderivative(double p) noexcept {
+    constexpr double w = 2.0943951023931953;
+    constexpr double k = 10.0 * std::numbers::ln2;
+    constexpr double m = 10.0 * w;
+    const double theta = (10.0 * p - 0.75) * w;
+    return -std::exp2(-10.0 * p) * (k * std::sin(theta) + m * std::cos(theta)) / (k * k + m * m);
+}
+
+double Piece::Area(double u0, double u1) const noexcept {
+    const double width = u1 - u0;
+    const double middle = 0.5 * (u0 + u1);
+    switch (kind) {
+        case Kind::Cubic:
+            // Simpson's rule.
+            return unit * span * width * (ValueAt(u0) + 4.0 * ValueAt(middle) + ValueAt(u1)) / 6.0;
+        case Kind::Parametric: {
+            // Gauss-Legendre, nodes at 0 and +-sqrt(3/5), weights 8/9 and 5/9.
+            const double offset = 0.5 * width * 0.7745966692414834;
+            const auto f = [this](double u) { return curve.Y(u) * curve.SlopeX(u); };
+            return unit * 0.5 * width *
+                   (5.0 * (f(middle - offset) + f(middle + offset)) + 8.0 * f(middle)) / 9.0;
+        }
+        case Kind::Elastic:
+            break;
+    }
+    const double eased = ElasticAntiderivative(u1) - ElasticAntiderivative(u0);
+    return unit * span * ((c[0] + c[1]) * width + c[1] * eased);
+}
+
+// At most: two units, and in each what lies before and behind the curve's own
+// time and the four parabolas of a bounce. Pieces past `count` are not set.
+struct Pieces {
+    std::array<Piece, 12> piece;
+    std::size_t count = 0;
+
+    Pieces() noexcept {}
+
+    void Add(const Piece& added) noexcept {
+        if (added.to > added.from) {
+            piece[count++] = added;
+        }
+    }
+    const Piece* begin() const noexcept { return piece.data(); }
+    const Piece* end() const noexcept { return piece.data() + count; }
+};
+
+Piece ConstantPiece(TimeSpan times, double value) noexcept {
+    return {Piece::Kind::Cubic, times.from, times.to, 1.0, times.from, 1.0, {value}, {}};
+}
+
+// The part of an eased or time-value Bezier segment where x runs with the time
+// from the segment's start to its end, all in one unit.
+void AddRunningPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve, TimeSpan times,
+                      double unit) noexcept {
+    const double y0 = s.c[0];
+    const double dy = s.c[1];
+    Piece piece{Piece::Kind::Cubic, times.from, times.to, unit, s.start, s.span, {y0, dy}, {}};
+    switch (s.shape) {
+        case Segment::Shape::TimeValueBezier:
+            piece.kind = Piece::Kind::Parametric;
+            piece.curve = curve;
+            pieces.Add(piece);
+            break;
+        case Segment::Shape::CubicEasing: {
+            CubicBezier scaled = s.easing->Curve();
+            scaled.ax *= s.span;
+            scaled.bx *= s.span;
+            scaled.cx *= s.span;
+            scaled.dx = s.start;
+            scaled.ay *= dy;
+            scaled.by *= dy;
+            scaled.cy *= dy;
+            scaled.dy = y0;
+            piece.kind = Piece::Kind::Parametric;
+            piece.curve = scaled;
+            pieces.Add(piece);
+            break;
+        }
+        case Segment::Shape::Elastic:
+            piece.kind = Piece::Kind::Elastic;
+            pieces.Add(piece);
+            break;
+        case Segment::Shape::Bounce: {
+            // y0 + dy (n (u - top)^2 + floor), multiplied out.
+            constexpr double n = kBounceSteepness;
+            double from = times.from;
+            for (const BouncePiece& parabola : kBouncePieces) {
+                const double end = (s.start + s.span * parabola.end) * unit;
+                piece.from = from;
+                piece.to = std::clamp(end, from, times.to);
+                if (&parabola == &kBouncePieces.back()) {
+                    piece.to = times.to;
+                }
+                piece.c = {y0 + dy * (n * parabola.top * parabola.top + parabola.floor),
+                           -2.0 * dy * n * parabola.top, dy * n, 0.0};
+                from = piece.to;
+                pieces.Add(piece);
+            }
+            break;
+        }
+        default:  // Blend
+            pieces.Add(piece);
+            break;
+    }
+}
+
+// The stretch of a segment whose times are read in one unit. Where they run
+// ahead of the segment's own seconds, or behind them, the value stands still.
+void AddUnitPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve, TimeSpan times,
+                   double unit) noexcept {
+    if (!(times.to > times.from)) {
+        return;
+    }
+    const double first = s.c[0];
+    const double last = s.c[0] + s.c[1];
+    if (!(s.span > 0.0)) {
+        // Read in seconds the end does not lie behind the start. An easing then
+        // stays at its start before the threshold and at its end from there on; the
+        // bisection of a Bezier segment runs to the opposite ends.
+        const bool isBezier = s.shape == Segment::Shape::TimeValueBezier;
+        const bool isBeforeThreshold = unit == 1.0;
+        pieces.Add(ConstantPiece(times, isBezier == isBeforeThreshold ? last : first));
+        return;
+    }
+    const double start = std::clamp(s.start * unit, times.from, times.to);
+    const double end = std::clamp((s.start + s.span) * unit, start, times.to);
+    pieces.Add(ConstantPiece({times.from, start}, first));
+    AddRunningPieces(pieces, s, curve, {start, end}, unit);
+    pieces.Add(ConstantPiece({end, times.to}, last));
+}
+
+// A segment without easing or curve is one piece.
+Piece PolynomialPiece(const Segment& s, TimeSpan times) noexcept {
+    const double* c = s.c;
+    Piece piece{Piece::Kind::Cubic, times.from, times.to, 1.0, s.start, s.span, {}, {}};
+    switch (s.shape) {
+        case Segment::Shape::Constant:
+            piece.c = {c[0]};
+            break;
+        case Segment::Shape::ValueBezier:
+            // From control values to power form.
+            piece.c = {c[0], 3.0 * (c[1] - c[0]), 3.0 * (c[2] - 2.0 * c[1] + c[0]),
+                       c[3] - 3.0 * c[2] + 3.0 * c[1] - c[0]};
+            break;
+        default:
+            piece.c = {c[0], c[1], c[2], c[3]};
+            break;
+    }
+    return piece;
+}
+
+bool IsPolynomial(const Segment& s) noexcept {
+    return s.shape == Segment::Shape::Constant || s.shape == Segment::Shape::Cubic ||
+           s.shape == Segment::Shape::ValueBezier;
+}
+
+Pieces PiecesOf(const Segment& s, const CubicBezier& curve, TimeSpan times) noexcept {
+    Pieces pieces;
+    if (IsPolynomial(s)) {
+        pieces.Add(PolynomialPiece(s, times));
+        return pieces;
+    }
+    const double border = std::clamp(kFirstTickCount, times.from, times.to);
+    AddUnitPieces(pieces, s, curve, {times.from, border}, 1.0);
+    AddUnitPieces(pieces, s, curve, {border, times.to}, kTicksPerSecond);
+    return pieces;
+}
+
+// Parameters at which a piece's value may turn, ascending, inside (u0, u1).
+struct Cuts {
+    std::array<double, 8> at{};
+    std::size_t count = 0;
+
+    void Add(double u, double u0, double u1) noexcept {
+        if (u > u0 && u < u1 && count < at.size()) {
+            at[count++] = u;
+        }
+    }
+};
+
+Cuts TurningPoints(const Piece& piece, double u0, double u1) noexcept {
+    Cuts cuts;
+    if (piece.kind != Piece::Kind::Elastic) {
+        // Moved to u0, because the finder drops negative roots.
+        const Polynomial<2> slope = piece.Value().Derivative();
+        const Polynomial<2> moved{{slope.At(u0), 2.0 * slope.c[2] * u0 + slope.c[1], slope.c[2]}};
+        for (const double root : SolveQuadratic(moved)) {
+            cuts.Add(u0 + root, u0, u1);
+        }
+        return cuts;
+    }
+    // The derivative of 2^(-10 p) sin(theta) vanishes where
+    // tan(theta) = 2 pi / (3 ln 2); theta grows by pi every 0.15.
+    constexpr double w = 2.0943951023931953;
+    const double first = (std::atan2(w, std::numbers::ln2) / w + 0.75) / 10.0;
+    for (int half = -1; half < 7; ++half) {
+        cuts.Add(first + 0.15 * half, u0, u1);
+    }
+    return cuts;
+}
+
+// Walks the stretches of one piece, from u0 to u1 in either order, in which the
+// value keeps its sign; `visit(a, b)` answers whether to go on.
+template <class Visitor>
+void ForEachSignedStretch(const Piece& piece, double u0, double u1, const Visitor& visit) {
+    const double low = std::min(u0, u1);
+    const double high = std::max(u0, u1);
+    Cuts turns = TurningPoints(piece, low, high);
+    if (u1 < u0) {
+        std::reverse(turns.at.begin(), turns.at.begin() + turns.count);
+    }
+    const auto value = [&piece](double u, double& slope) {
+        slope = piece.ValueSlopeAt(u);
+        return piece.ValueAt(u);
+    };
+    double stretchStart = u0;
+    double turn = u0;
+    double atTurn = piece.ValueAt(u0);
+    for (std::size_t i = 0; i <= turns.count; ++i) {
+        const double nextTurn = i < turns.count ? turns.at[i] : u1;
+        const double atNextTurn = piece.ValueAt(nextTurn);
+        double cut = u1;
+        if (atTurn * atNextTurn < 0.0) {
+            cut = RootInBracket(value, turn, nextTurn, 0.5 * (turn + nextTurn));
+        } else if (atNextTurn == 0.0) {
+            cut = nextTurn;
+        }
+        if (cut != u1) {
+            if (!visit(stretchStart, cut)) {
+                return;
+            }
+            stretchStart = cut;
+        }
+        turn = nextTurn;
+        atTurn = atNextTurn;
+    }
+    visit(stretchStart, u1);
+}
+
+// The parameter between a and b where the area from a, times `sign`, reaches
+// `area`; it is monotone there and reaches it.
+double SolveStretch(const Piece& piece, double a, double b, double sign, double area) noexcept {
+    double guess = 0.5 * (a + b);
+    if (piece.kind == Piece::Kind::Cubic) {
+        // With u = a + direction w the area is a quartic in w; the closed form is a
+        // guess that the bracket then checks and polishes.
+        const Polynomial<3> value = piece.Value();
+        const double direction = a <= b ? 1.0 : -1.0;
+        const double scale = sign * direction * piece.unit * piece.span;
+        Polynomial<4> quartic = Polynomial<3>{
+            {scale * value.At(a), scale * direction * value.Derivative().At(a),
+             scale * (value.c[2] + 3.0 * value.c[3] * a),
+             scale * direction *
+                 value.c[3]}}.Integral();
+        quartic.c[0] = -area;
+        for (const double w : SolveQuartic(quartic)) {
+            if (w <= std::fabs(b - a)) {
+                guess = a + direction * w;
+                break;
+            }
+        }
+    }
+    const auto missing = [&](double u, double& slope) {
+        slope = sign * piece.ValueAt(u) * piece.TimeSlopeAt(u);
+        return sign * piece.Area(a, u) - area;
+    };
+    return RootInBracket(missing, a, b, guess);
+}
+
+}  // namespace
+
+double SegmentArea(const Segment& segment, const CubicBezier& curve, TimeSpan times, double from,
+                   double to) noexcept {
+    if (to < from) {
+        return -SegmentArea(segment, curve, times, to, from);
+    }
+    if (segment.shape == Segment::Shape::Constant) {
+        return segment.c[0] * (to - from);
+    }
+    if (IsPolynomial(segment)) {
+        return PolynomialPiece(segment, times).Area(segment.Progress(from), segment.Progress(to));
+    }
+    double sum = 0.0;
+    for (const Piece& piece : PiecesOf(segment, curve, times)) {
+        const double a = std::max(from, piece.from);
+        const double b = std::min(to, piece.to);
+        if (a < b) {
+            sum += piece.Area(piece.ParameterAt(a), piece.ParameterAt(b));
+        }
+    }
+    return sum;
+}
+
+AreaExtremes SegmentAreaExtremes(const Segment& segment, const CubicBezier& curve,
+                                 TimeSpan times) noexcept {
+    AreaExtremes extremes{0.0, 0.0, 0.0};
+    const auto goOn = [&extremes](double area) {
+        extremes.whole += area;
+        extremes.highest = std::max(extremes.highest, extremes.whole);
+        extremes.lowest = std::min(extremes.lowest, extremes.whole);
+    };
+    for (const Piece& piece : PiecesOf(segment, curve, times)) {
+        ForEachSignedStretch(piece, piece.ParameterAt(piece.from), piece.ParameterAt(piece.to),
+                             [&](double a, double b) {
+                                 goOn(piece.Area(a, b));
+                                 return true;
+                             });
+    }
+    return extremes;
+}
+
+bool SolveSegmentArea(const Segment& segment, const CubicBezier& curve, TimeSpan times,
+                      double start, double end, double valueSign, double tolerance, double& missing,
+                      double& time) noexcept {
+    const Pieces pieces = PiecesOf(segment, curve, times);
+    const bool isForward = start <= end;
+    const double sign = isForward ? valueSign : -valueSign;
+    bool isFound = false;
+    for (std::size_t i = 0; i < pieces.count && !isFound; ++i) {
+        const Piece& piece = pieces.piece[isForward ? i : pieces.count - 1 - i];
+        const double near = std::clamp(start, piece.from, piece.to);
+        const double far = std::clamp(end, piece.from, piece.to);
+        if (near == far) {
+            continue;
+        }
+        const auto solveIn = [&](double a, double b) {
+            const double area = sign * piece.Area(a, b);
+            if (area < missing - tolerance) {
+                missing -= area;
+                return true;
+            }
+            const double reached = piece.TimeAt(SolveStretch(piece, a, b, sign, missing));
+            time = std::clamp(reached, std::min(near, far), std::max(near, far));
+            isFound = true;
+            return false;
+        };
+        ForEachSignedStretch(piece, piece.ParameterAt(near), piece.ParameterAt(far), solveIn);
+    }
+    return isFound;
+}
+
+}  // namespace core

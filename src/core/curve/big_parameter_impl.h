@@ -1,0 +1,178 @@
+#pragma once
+
+#include "core/curve/area_index.h"
+#include "core/curve/handles.h"
+#include "core/curve/keyframe_store.h"
+#include "core/curve/prepared_curve.h"
+#include "core/foundation/mutex.h"
+
+#include <core/curve/interpolation.h>
+#include <core/curve/time_value_pair.h>
+#include <core/curve/val_any.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <list>
+#include <string>
+
+namespace core {
+
+class Parameter;
+
+/// The one implementation behind `Parameter` and `BigKeyframe`: the keyframe
+/// store, its settings, the lock, and what is derived from the keyframes.
+///
+/// The operations are those of `IKeyFrame`, documented there. Each takes the
+/// recursive mutex for its whole run, so that a derived class may call several of
+/// them under one hold.
+///
+/// Derived from the keyframes, and never part of a copy:
+///  1. `prepared`: a stale segment is prepared when it is sampled;
+///  2. `areas`: valid from an area question until the next edit;
+///  3. `lastSegment`: where the last sample was found. It may be any segment.
+class BigParameterImpl {
+public:
+    BigParameterImpl();
+    explicit BigParameterImpl(ValAny value);
+    BigParameterImpl(double time, ValAny value, KeyframeInterpolationType interpolation,
+                     ParameterTypeEnum type);
+    /// Copies under the lock of `other`.
+    BigParameterImpl(const BigParameterImpl& other);
+    /// Copies under the lock of `other`, then takes over under the own one: never
+    /// holds both.
+    BigParameterImpl& operator=(const BigParameterImpl& other);
+    virtual ~BigParameterImpl();
+
+    virtual ValAny GetValue(double time, bool clampToRange);
+    virtual int AddPoint(double time, ValAny value, KeyframeInterpolationType type);
+    virtual void SetValueRange(ValAny min, ValAny max);
+    virtual bool RemovePoint(int index);
+    virtual ValAny GetPointValue(int index);
+    virtual double GetPointTime(int index) const;
+    virtual KeyframeInterpolationType GetInterpolationType(int index);
+    virtual bool GetPointControlParam(int index, double& x, double& y) const;
+    virtual bool SetPointValue(int index, ValAny value);
+    virtual bool SetPointTime(int index, double time);
+    virtual bool SetPointInterpolationType(int index, KeyframeInterpolationType type);
+    virtual bool SetPointControlParam(int index, double x, double y);
+    virtual int GetKeyFramesCount() const;
+    virtual void SetParameterType(ParameterTypeEnum type);
+    virtual ParameterTypeEnum GetParameterType();
+    virtual void GetValueRange(ValAny& min, ValAny& max) const;
+    virtual std::string Serialize();
+    virtual int Desialize(const char* json);
+    virtual double GetAreaFromTo(double from, double to, bool flag, double a, double b) const;
+    virtual double SolveTimeBaseArea(double start, double area) const;
+    virtual void RemoveKeyFramesAfterTime(double time);
+    virtual int GetNKeyFramesInRange(double from, double to, std::list<double>* times) const;
+    virtual int GetPointIndex(double time) const;
+    virtual void ClearKeyFrames();
+    virtual bool GetPreviousKeyframeTime(double time, TimeValuePair* out) const;
+    virtual const char* SerializeEx() const;
+    virtual void AddPointEx(double time, ValAny value, KeyframeInterpolationType type);
+    virtual const char* GetHashString() const;
+    virtual bool SetPointControlParamEx(int index, double leftX, double leftY, double rightX,
+                                        double rightY);
+    virtual bool GetPointControlParamEx(int index, double& leftX, double& leftY, double& rightX,
+                                        double& rightY) const;
+    virtual bool SetPointControlLeftParam(int index, double x, double y);
+    virtual bool SetPointControlRightParam(int index, double x, double y);
+    virtual bool GetPointControlLeftParam(int index, double& x, double& y) const;
+    virtual bool GetPointControlRightParam(int index, double& x, double& y) const;
+    virtual bool HasPoint(double time) const;
+    virtual bool GetPointControlParamOnCurve(double time, double& a, double& b, double& c,
+                                             double& d, bool flag) const;
+    virtual bool SplitIntoTwoMotionDimension(Parameter& xPart, Parameter& yPart) const;
+    virtual bool TransferAbsoluteParamToRelative(int index, double& startX, double& startY,
+                                                 double& endX, double& endY);
+    virtual bool TransferRelativeParamToAbsolute(int index, double& startX, double& startY,
+                                                 double& endX, double& endY);
+    virtual ValAny GetValue();
+    virtual void SetBaseRatio(ValAny ratio);
+    virtual ValAny GetBaseRatio();
+
+    // The six steps of a walk over the keyframes. A forward position is the index
+    // of its keyframe, a backward position the index after it; positions outside
+    // the store are done.
+    std::size_t ForwardBegin() const noexcept { return 0; }
+    std::size_t ForwardNext(std::size_t position) const;
+    bool ForwardIsDone(std::size_t position) const;
+    std::size_t BackwardBegin() const;
+    std::size_t BackwardNext(std::size_t position) const;
+    bool BackwardIsDone(std::size_t position) const;
+    /// The keyframe with this index; a default one outside the store.
+    TimeValuePair KeyframeAt(std::size_t index) const;
+
+protected:
+    /// Called under the lock after every change of keyframes.
+    virtual void OnEdited();
+
+    mutable RecursiveMutex mutex;
+
+private:
+    // What a copy copies.
+    struct State {
+        KeyframeStore keyframes;
+        ParameterTypeEnum type = ParameterDouble;
+        ValAny minVal = -std::numeric_limits<double>::max();
+        ValAny maxVal = std::numeric_limits<double>::max();
+        ValAny baseRatio = nullptr;
+        ValAny constant;
+        // Set by AddPointEx: handles of a point parameter are maintained too.
+        bool maintainsPathHandles = false;
+    };
+    // The settings as sampling wants them; follows from the state.
+    struct Sampling {
+        double ratio = 1.0;
+        double integerRatio = 1.0;
+        enum class Clamp : std::uint8_t { None, Double, Int, Bool } clamp = Clamp::None;
+        double min = 0.0;
+        double max = 0.0;
+    };
+    // Which of a keyframe's handles follow its neighbours.
+    struct Sides {
+        bool left = false;
+        bool right = false;
+    };
+
+    // Settings
+    State Snapshot() const;
+    void ResetRange() CORE_REQUIRES(mutex);
+    bool HasNoRange() const CORE_REQUIRES(mutex);
+    void UpdateSampling() CORE_REQUIRES(mutex);
+    bool IsValid(int index) const CORE_REQUIRES(mutex) {
+        return index >= 0 && static_cast<std::size_t>(index) < state.keyframes.Count();
+    }
+
+    // Sampling
+    std::size_t SegmentAt(double time) const CORE_REQUIRES(mutex);
+    void PrepareForSampling(std::size_t segment) CORE_REQUIRES(mutex);
+    ValAny Finish(double value, bool clampToRange) const CORE_REQUIRES(mutex);
+    ValAny FinishStored(std::size_t segment, bool clampToRange) const CORE_REQUIRES(mutex);
+
+    // Areas
+    CurveView PrepareForAreas() const CORE_REQUIRES(mutex);
+    double AreaRatio() const CORE_REQUIRES(mutex);
+
+    // Editing
+    int Insert(TimeValuePair keyframe, bool refreshesHandles) CORE_REQUIRES(mutex);
+    bool MaintainsHandles() const CORE_REQUIRES(mutex) {
+        return state.type != ParameterPoint || state.maintainsPathHandles;
+    }
+    AutomaticHandle AutomaticHandleOf(std::size_t index, bool left) const CORE_REQUIRES(mutex);
+    Sides FollowingSides(std::size_t index) const CORE_REQUIRES(mutex);
+    void RefreshHandles(std::size_t index, Sides sides) CORE_REQUIRES(mutex);
+    void Edited(std::size_t first, std::size_t last) CORE_REQUIRES(mutex);
+
+    State state CORE_GUARDED_BY(mutex);
+    Sampling sampling CORE_GUARDED_BY(mutex);
+    mutable PreparedCurve prepared CORE_GUARDED_BY(mutex);
+    std::size_t lastSegment CORE_GUARDED_BY(mutex) = 0;
+    mutable AreaIndex areas CORE_GUARDED_BY(mutex);
+    mutable bool areasAreValid CORE_GUARDED_BY(mutex) = false;
+    // Segments for areas of a parameter whose samples are no numbers.
+    mutable PreparedCurve preparedAsNumbers CORE_GUARDED_BY(mutex);
+};
+
+}  // namespace core

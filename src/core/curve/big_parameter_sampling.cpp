@@ -1,0 +1,247 @@
+#include "core/curve/big_parameter_impl.h"
+
+#include "core/curve/numbers.h"
+#include "core/foundation/report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+// A sample, in the order in which it is taken: find the segment, prepare it if an
+// edit has touched it, evaluate its shape, and turn the number into what the
+// parameter's type answers.
+
+namespace core {
+namespace {
+
+constexpr double kNoArea = 1e-20;
+
+// The numbers of the segment between two keyframes; false where a value is none.
+bool ReadEnds(const TimeValuePair& start, const TimeValuePair& end, bool isPoint,
+              SegmentEnds& ends) {
+    if (!ReadNumber(start.PeekValue(), ends.y0) || !ReadNumber(end.PeekValue(), ends.y1)) {
+        return false;
+    }
+    ends.t0 = start.GetTime();
+    ends.t1 = end.GetTime();
+    start.GetRightDerivativeEx(ends.rx, ends.ry);
+    end.GetLeftDerivativeEx(ends.lx, ends.ly);
+    ends.type0 = start.GetInterpolation();
+    ends.type1 = end.GetInterpolation();
+    const bool isLinear = ends.type0 == KeyframeInterpolationType::Linear &&
+                          ends.type1 == KeyframeInterpolationType::Linear;
+    if (isLinear && !isPoint) {
+        ends.lx = ends.rx;
+    }
+    return true;
+}
+
+Segment UnreadableSegment() noexcept {
+    Segment segment;
+    segment.shape = Segment::Shape::NotNumeric;
+    return segment;
+}
+
+// Segment `index` of a curve that is read as numbers.
+Segment NumericSegment(const KeyframeStore& keyframes, std::size_t index, bool isPoint,
+                       SegmentCurve& curve) {
+    const std::size_t last = keyframes.Count();
+    if (index == 0 || index == last) {
+        double value = 0.0;
+        const ValAny& stored = keyframes[index == 0 ? 0 : last - 1].PeekValue();
+        return ReadNumber(stored, value) ? ConstantSegment(value) : UnreadableSegment();
+    }
+    SegmentEnds ends{};
+    return ReadEnds(keyframes[index - 1], keyframes[index], isPoint, ends)
+               ? PrepareSegment(ends, curve)
+               : UnreadableSegment();
+}
+
+// The keyframe whose value a stored segment shows.
+std::size_t StoredKeyframe(std::size_t segment) noexcept {
+    return segment > 0 ? segment - 1 : 0;
+}
+
+bool IsPointValue(const ValAny& value) noexcept {
+    return value.Kind() == ValAny::kPoint;
+}
+
+Segment PointSegment(const KeyframeStore& keyframes, std::size_t index, SegmentCurve& curve) {
+    Segment stored;
+    stored.shape = Segment::Shape::Stored;
+    if (index == 0 || index == keyframes.Count()) {
+        return stored;
+    }
+    const TimeValuePair& start = keyframes[index - 1];
+    const TimeValuePair& end = keyframes[index];
+    Pointd right;
+    Pointd left;
+    start.GetRightDerivativeEx(right.x, right.y);
+    end.GetLeftDerivativeEx(left.x, left.y);
+    return PreparePath(start.GetTime(), start.PeekValue().AsPoint(), right, end.GetTime(),
+                       end.PeekValue().AsPoint(), left, start.GetInterpolation(),
+                       end.GetInterpolation(), curve);
+}
+
+}  // namespace
+
+// Playback asks for times in order: the last segment and its successor are tried
+// before the search.
+std::size_t BigParameterImpl::SegmentAt(double time) const {
+    const KeyframeStore& keyframes = state.keyframes;
+    if (keyframes.Holds(lastSegment, time)) {
+        return lastSegment;
+    }
+    if (lastSegment < keyframes.Count() && keyframes.Holds(lastSegment + 1, time)) {
+        return lastSegment + 1;
+    }
+    return keyframes.UpperBound(time);
+}
+
+void BigParameterImpl::PrepareForSampling(std::size_t index) {
+    const KeyframeStore& keyframes = state.keyframes;
+    const std::size_t start = StoredKeyframe(index);
+    const std::size_t end = std::min(index, keyframes.Count() - 1);
+    SegmentCurve curve{};
+    Segment segment;
+    if (state.type == ParameterBool || state.type == ParameterString) {
+        segment.shape = Segment::Shape::Stored;
+    } else if (state.type == ParameterPoint && IsPointValue(keyframes[start].PeekValue()) &&
+               IsPointValue(keyframes[end].PeekValue())) {
+        segment = PointSegment(keyframes, index, curve);
+    } else {
+        segment = NumericSegment(keyframes, index, state.type == ParameterPoint, curve);
+    }
+    if (segment.shape == Segment::Shape::TimeValueBezier) {
+        PrepareSolver(curve);
+    }
+    prepared.Keep(index, segment, curve);
+}
+
+ValAny BigParameterImpl::GetValue(double time, bool clampToRange) {
+    const RecursiveLock lock(mutex);
+    if (state.keyframes.Count() < 2) {
+        return state.keyframes.Count() == 0 ? ValAny(0) : state.keyframes[0].PeekValue();
+    }
+    const std::size_t index = SegmentAt(time);
+    lastSegment = index;
+    if (prepared.segments[index].shape == Segment::Shape::Stale) {
+        PrepareForSampling(index);
+    }
+    const Segment& segment = prepared.segments[index];
+    const SegmentCurve* curve = prepared.curves.empty() ? nullptr : &prepared.curves[index];
+    switch (segment.shape) {
+        case Segment::Shape::NotNumeric:
+            throw AnyBadAccess();
+        case Segment::Shape::Stored:
+            return FinishStored(index, clampToRange);
+        case Segment::Shape::Path: {
+            const double u = segment.Progress(time);
+            return Pointd{curve->bezier.X(u), curve->bezier.Y(u)};
+        }
+        default:
+            return Finish(SampleSegment(segment, curve, time), clampToRange);
+    }
+}
+
+// Above the maximum first, then below the minimum: the order counts where a caller
+// has set them the wrong way round.
+ValAny BigParameterImpl::Finish(double value, bool clampToRange) const {
+    if (state.type == ParameterDouble) {
+        const double result = value * sampling.ratio;
+        if (clampToRange && sampling.clamp == Sampling::Clamp::Double) {
+            return result > sampling.max   ? sampling.max
+                   : result < sampling.min ? sampling.min
+                                           : result;
+        }
+        return result;
+    }
+    if (state.type == ParameterInt) {
+        const int result = TruncateToInt(value * sampling.integerRatio);
+        if (clampToRange && sampling.clamp == Sampling::Clamp::Int) {
+            return result > sampling.max   ? static_cast<int>(sampling.max)
+                   : result < sampling.min ? static_cast<int>(sampling.min)
+                                           : result;
+        }
+        return result;
+    }
+    return value;
+}
+
+ValAny BigParameterImpl::FinishStored(std::size_t segment, bool clampToRange) const {
+    const ValAny& value = state.keyframes[StoredKeyframe(segment)].PeekValue();
+    if (clampToRange && sampling.clamp == Sampling::Clamp::Bool && value.Kind() == ValAny::kBool) {
+        const double number = value.AsBool() ? 1.0 : 0.0;
+        return number > sampling.max   ? sampling.max > 0.0
+               : number < sampling.min ? sampling.min > 0.0
+                                       : value.AsBool();
+    }
+    return value;
+}
+
+CurveView BigParameterImpl::PrepareForAreas() const {
+    const KeyframeStore& keyframes = state.keyframes;
+    const std::size_t count = keyframes.Count();
+    const bool sharesSegments = state.type != ParameterBool && state.type != ParameterString &&
+                                state.type != ParameterPoint;
+    PreparedCurve& curve = sharesSegments ? prepared : preparedAsNumbers;
+    const auto view = [&] { return CurveView{keyframes.Times(), curve.segments, curve.curves}; };
+    if (areasAreValid) {
+        return view();
+    }
+    if (!sharesSegments) {
+        curve.Reset(count);
+    }
+    for (std::size_t i = 0; i <= count; ++i) {
+        if (curve.segments[i].shape == Segment::Shape::Stale) {
+            SegmentCurve segmentCurve{};
+            const Segment segment = NumericSegment(keyframes, i, false, segmentCurve);
+            if (segment.shape == Segment::Shape::TimeValueBezier) {
+                PrepareSolver(segmentCurve);
+            }
+            curve.Keep(i, segment, segmentCurve);
+        }
+        if (curve.segments[i].shape == Segment::Shape::NotNumeric) {
+            throw AnyBadAccess();
+        }
+    }
+    areas.Build(view());
+    areasAreValid = true;
+    return view();
+}
+
+// A single keyframe's value is sampled as it is stored, without the ratio.
+double BigParameterImpl::AreaRatio() const {
+    return state.keyframes.Count() > 1 ? sampling.ratio : 1.0;
+}
+
+double BigParameterImpl::GetAreaFromTo(double from, double to, bool, double, double) const {
+    const RecursiveLock lock(mutex);
+    if (state.keyframes.Count() == 0 || !std::isfinite(from) || !std::isfinite(to)) {
+        return 0.0;
+    }
+    const CurveView curve = PrepareForAreas();
+    return areas.Area(curve, from, to) * AreaRatio();
+}
+
+double BigParameterImpl::SolveTimeBaseArea(double start, double area) const {
+    constexpr const char* kFunction = "core::BigParameterImpl::SolveTimeBaseArea";
+    const RecursiveLock lock(mutex);
+    const std::size_t count = state.keyframes.Count();
+    if (count == 0 || !std::isfinite(start) || !std::isfinite(area)) {
+        if (std::fabs(area) < kNoArea) {
+            return start;
+        }
+        ReportUnsolved(kFunction, 2228);
+        return count == 0 ? start : state.keyframes.TimeOf(count - 1);
+    }
+    const CurveView curve = PrepareForAreas();
+    double time = 0.0;
+    if (!areas.Solve(curve, start, area, AreaRatio(), time)) {
+        ReportUnsolved(kFunction, 2247);
+        time = state.keyframes.TimeOf(count - 1);
+    }
+    return time;
+}
+
+}  // namespace core

@@ -1,0 +1,149 @@
+#include "core/curve/cubic_bezier.h"
+
+#include "core/curve/polynomial.h"
+
+#include <bit>
+#include <cstdint>
+
+// Why the bisection's answer can be had without walking it.
+//
+// X grows with u, because the inner control points lie inside the segment. Let
+// W = (wl, wr) be an interval with X(wl) < x - tolerance and X(wr) > x +
+// tolerance. No round stops at a midpoint outside W, and a midpoint outside W
+// is far enough from the root that rounding can't turn its comparison. The
+// bisection visits dyadic numbers, coarse ones first, and always keeps W inside
+// its bracket until a midpoint falls into W; that midpoint is therefore the
+// coarsest dyadic number c of W. So:
+//
+//  1. find the root roughly, choose W a little wider than the tolerance, and
+//     prove it by evaluating X at both ends;
+//  2. compute c with bit operations;
+//  3. go on with the bisection from c, which is usually its last round.
+//
+// Whatever can't be proven falls back to the whole bisection.
+
+namespace core {
+namespace {
+
+// The finest midpoint that the rounds reach lies 21 halvings deep.
+constexpr int kFinestLevel = BezierTimeSolver::kMostRounds + 1;
+constexpr double kFinestCount = 1 << kFinestLevel;
+
+// Rounding of X must stay far below the tolerance for comparisons to be safe.
+// Up to this size of the times it is below 1e-8; the margin is ten times that.
+constexpr double kLargestSafeX = 1e7;
+constexpr double kMargin = 1e-7;
+
+// W is this much wider than the tolerance asks, to allow for a rough root. Wider
+// costs a further round more often, narrower fails to prove W more often.
+constexpr double kWidening = 1.25;
+
+// The rounds of the bisection from the midpoint u of [lo, hi] on.
+double BisectFrom(const CubicBezier& curve, double x, double lo, double hi, double u,
+                  int rounds) noexcept {
+    for (int round = 0; round < rounds; ++round) {
+        const double at = curve.X(u);
+        if (std::fabs(at - x) < BezierTimeSolver::kTolerance) {
+            break;
+        }
+        if (x > at) {
+            lo = u;
+        } else {
+            hi = u;
+        }
+        u = (lo + hi) / 2.0;
+    }
+    return u;
+}
+
+}  // namespace
+
+BezierTimeSolver::BezierTimeSolver(const CubicBezier& curve, double xEnd) noexcept {
+    const double span = xEnd - curve.dx;
+    if (!(span > 0.0) || !(std::fabs(curve.dx) < kLargestSafeX) ||
+        !(std::fabs(xEnd) < kLargestSafeX)) {
+        return;
+    }
+    stepsPerX = kSteps / span;
+    guess[kSteps] = 1.0F;
+    for (int i = 1; i < kSteps; ++i) {
+        guess[static_cast<std::size_t>(i)] =
+            static_cast<float>(SolveExactly(curve, xEnd, curve.dx + span * i / kSteps));
+    }
+}
+
+double BezierTimeSolver::Bisect(const CubicBezier& curve, double xEnd, double x) noexcept {
+    if (std::fabs(x - curve.dx) < kTolerance) {
+        return 0.0;
+    }
+    if (std::fabs(x - xEnd) < kTolerance) {
+        return 1.0;
+    }
+    return BisectFrom(curve, x, 0.0, 1.0, 0.5, kMostRounds);
+}
+
+double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) const noexcept {
+    if (std::fabs(x - curve.dx) < kTolerance) {
+        return 0.0;
+    }
+    if (std::fabs(x - xEnd) < kTolerance) {
+        return 1.0;
+    }
+    if (!(stepsPerX > 0.0) || !(x > curve.dx) || !(x < xEnd)) {
+        return BisectFrom(curve, x, 0.0, 1.0, 0.5, kMostRounds);
+    }
+
+    // The root: linear interpolation of the table, then one step of Chebyshev's
+    // method, d = f/f', u - d (1 + d f''/(2 f')), which converges cubically.
+    const double position = (x - curve.dx) * stepsPerX;
+    const int step = static_cast<int>(position) < kSteps ? static_cast<int>(position) : kSteps - 1;
+    const double left = guess[static_cast<std::size_t>(step)];
+    const double right = guess[static_cast<std::size_t>(step) + 1];
+    const double rough = left + (right - left) * (position - step);
+    const double inverseSlope = 1.0 / curve.SlopeX(rough);
+    const double d = (curve.X(rough) - x) * inverseSlope;
+    const double root = rough - d * (1.0 + d * (3.0 * curve.ax * rough + curve.bx) * inverseSlope);
+
+    // The ends of the segment bound W: x lies more than the tolerance inside.
+    const double reach = kWidening * kTolerance * inverseSlope;
+    const double wl = root - reach;
+    const double wr = root + reach;
+    const bool leftIsProven = wl <= 0.0 || curve.X(wl) < x - (kTolerance + kMargin);
+    const bool rightIsProven = wr >= 1.0 || curve.X(wr) > x + (kTolerance + kMargin);
+    if (!(wl < wr && wr > 0.0 && wl < 1.0 && leftIsProven && rightIsProven)) {
+        return BisectFrom(curve, x, 0.0, 1.0, 0.5, kMostRounds);
+    }
+
+    // The midpoints strictly inside W, counted at the finest level, are before + 1
+    // to last; 0 and 1 are none.
+    const auto before = static_cast<std::uint32_t>(wl > 0.0 ? wl * kFinestCount : 0.0);
+    const double end = wr < 1.0 ? wr * kFinestCount : kFinestCount;
+    const auto past = static_cast<std::uint32_t>(end);
+    const std::uint32_t last = past < end ? past : past - 1;
+    if (last <= before) {
+        // W holds no midpoint: no round stops, and the last one leaves the middle
+        // of the finest bracket.
+        return (before | 1) / kFinestCount;
+    }
+    const int zeros = static_cast<int>(std::bit_width(before ^ last)) - 1;
+    const std::uint32_t c = (last >> zeros) << zeros;
+    const double half = static_cast<double>(1 << zeros) / kFinestCount;
+    const double u = c / kFinestCount;
+    return BisectFrom(curve, x, u - half, u + half, u, zeros);
+}
+
+double BezierTimeSolver::SolveExactly(const CubicBezier& curve, double xEnd, double x) noexcept {
+    if (!(x > curve.dx)) {
+        return 0.0;
+    }
+    if (!(x < xEnd)) {
+        return 1.0;
+    }
+    const auto distance = [&](double u, double& slope) {
+        slope = curve.SlopeX(u);
+        return curve.X(u) - x;
+    };
+    return RootInBracket(distance, 0.0, 1.0, (x - curve.dx) / (xEnd - curve.dx));
+}
+
+}  // namespace core

@@ -1,0 +1,124 @@
+#include "core/curve/easing.h"
+
+#include "core/curve/polynomial.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+// The bisection of a cubic-bezier easing always takes its 20 rounds, so that its
+// answer is the middle of one of 2^20 cells: the one with
+//
+//     x(i / 2^20) < p <= x((i + 1) / 2^20)
+//
+// (open at the outermost cells). x, as computed, grows strictly from grid point
+// to grid point for all eight easings, so the cell is found as well by a good
+// guess and two evaluations that prove it.
+
+namespace core {
+namespace {
+
+constexpr int kRounds = 20;
+constexpr double kCells = 1 << kRounds;
+
+}  // namespace
+
+CubicEasing::CubicEasing(double firstX, double firstY, double secondX, double secondY) noexcept
+    : x1(firstX),
+      y1(firstY),
+      x2(secondX),
+      y2(secondY),
+      a(1.0 + 3.0 * x1 - 3.0 * x2),
+      b(3.0 * x2 - 6.0 * x1),
+      c(3.0 * x1) {
+    const CubicBezier curve = Curve();
+    for (int i = 0; i < kNodes; ++i) {
+        const double s0 = BezierTimeSolver::SolveExactly(curve, 1.0, double(i) / kNodes);
+        const double s1 = BezierTimeSolver::SolveExactly(curve, 1.0, double(i + 1) / kNodes);
+        const double rise = s1 - s0;
+        // Slopes of the inverse, per node distance. Where X is flat the inverse is
+        // vertical; the chord keeps the guess inside the cell, and the proof fails
+        // more often there.
+        const auto slopeAt = [&](double s) {
+            const double slope = 1.0 / (kNodes * curve.SlopeX(s));
+            return std::isfinite(slope) && slope < 3.0 * rise ? slope : rise;
+        };
+        const double d0 = slopeAt(s0);
+        const double d1 = slopeAt(s1);
+        inverse[static_cast<std::size_t>(i)] = {s0, d0, 3.0 * rise - 2.0 * d0 - d1,
+                                                d0 + d1 - 2.0 * rise};
+    }
+}
+
+double CubicEasing::Bisect(double p) const noexcept {
+    double lo = 0.0;
+    double hi = 1.0;
+    do {
+        const double m = (lo + hi) / 2.0;
+        if (p > XAt(m)) {
+            lo = m;
+        } else {
+            hi = m;
+        }
+    } while (hi - lo > 1e-6);
+    return (lo + hi) / 2.0;
+}
+
+double CubicEasing::Solve(double p) const noexcept {
+    if (!(p > 0.0 && p < 1.0)) {
+        return Bisect(p);
+    }
+    const double position = p * kNodes;
+    const int node = static_cast<int>(position);
+    const auto& h = inverse[static_cast<std::size_t>(node)];
+    const double w = position - node;
+    const double guess = ((h[3] * w + h[2]) * w + h[1]) * w + h[0];
+    const double slope = (3.0 * a * guess + 2.0 * b) * guess + c;
+    const double root = guess - (((a * guess + b) * guess + c) * guess - p) / slope;
+    if (!(root >= 0.0 && root < 1.0)) {
+        return Bisect(p);
+    }
+    const double cell = static_cast<double>(static_cast<std::int32_t>(root * kCells));
+    const double lo = cell / kCells;
+    const double hi = (cell + 1.0) / kCells;
+    const bool isProven = (cell == 0.0 || p > XAt(lo)) && (hi == 1.0 || !(p > XAt(hi)));
+    return isProven ? (lo + hi) / 2.0 : Bisect(p);
+}
+
+const CubicEasing* FindCubicEasing(KeyframeInterpolationType type) noexcept {
+    static const std::array<CubicEasing, 8> table = {{
+        {0.32, 0.0, 0.67, 0.0},    // EaseInCubic
+        {0.33, 1.0, 0.68, 1.0},    // EaseOutCubic
+        {0.65, 0.0, 0.35, 1.0},    // EaseInOutCubic
+        {0.55, 0.0, 1.0, 0.45},    // EaseInCirc
+        {0.0, 0.55, 0.45, 1.0},    // EaseOutCirc
+        {0.85, 0.0, 0.15, 1.0},    // EaseInOutCirc
+        {0.36, 0.0, 0.66, -0.56},  // EaseInBack
+        {0.34, 1.56, 0.64, 1.0},   // EaseOutBack
+    }};
+    constexpr auto kFirst = static_cast<std::int32_t>(KeyframeInterpolationType::EaseInCubic);
+    const auto index = static_cast<std::int64_t>(type) - kFirst;
+    if (index < 0 || index >= static_cast<std::int64_t>(table.size())) {
+        return nullptr;
+    }
+    return &table[static_cast<std::size_t>(index)];
+}
+
+double EaseOutElastic(double p) noexcept {
+    if (p == 0.0 || p == 1.0) {
+        return p;
+    }
+    constexpr double kPerTurn = 2.0943951023931953;  // 2 pi / 3
+    return std::exp2(-10.0 * p) * std::sin((10.0 * p - 0.75) * kPerTurn) + 1.0;
+}
+
+double EaseOutBounce(double p) noexcept {
+    std::size_t piece = 0;
+    while (piece + 1 < kBouncePieces.size() && !(p < kBouncePieces[piece].end)) {
+        ++piece;
+    }
+    const double d = p - kBouncePieces[piece].top;
+    return kBounceSteepness * d * d + kBouncePieces[piece].floor;
+}
+
+}  // namespace core

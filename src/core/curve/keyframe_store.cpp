@@ -1,0 +1,81 @@
+#include "core/curve/keyframe_store.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace core {
+namespace {
+
+// Wider than the match itself, so that the rounding of a sum can't hide a match.
+constexpr double kSearchMargin = 2.0 * KeyframeStore::kTimeTolerance;
+
+}  // namespace
+
+std::size_t KeyframeStore::UpperBound(double t) const noexcept {
+    const double* base = keyTimes.data() + 1;
+    std::size_t length = Count();
+    while (length > 1) {
+        const std::size_t half = length / 2;
+        // Not "<=": NaN has to go right. A product, because a condition becomes a
+        // branch that random times mispredict half of the time.
+        base += static_cast<std::size_t>(!(base[half - 1] > t)) * half;
+        length -= half;
+    }
+    const auto before = static_cast<std::size_t>(base - (keyTimes.data() + 1));
+    return before + (length == 1 && !(*base > t) ? 1 : 0);
+}
+
+KeyframeStore::Range KeyframeStore::MatchesOf(double t) const noexcept {
+    const auto times = Times();
+    const auto from = std::lower_bound(times.begin(), times.end(), t - kSearchMargin);
+    auto first = static_cast<std::size_t>(from - times.begin());
+    while (first < Count() && times[first] < t && !Matches(times[first], t)) {
+        ++first;
+    }
+    std::size_t last = first;
+    while (last < Count() && Matches(times[last], t)) {
+        ++last;
+    }
+    return {first, last};
+}
+
+std::size_t KeyframeStore::Find(double t) const noexcept {
+    const Range range = MatchesOf(t);
+    std::size_t nearest = kNone;
+    for (std::size_t i = range.first; i < range.last; ++i) {
+        if (nearest == kNone || std::fabs(TimeOf(i) - t) < std::fabs(TimeOf(nearest) - t)) {
+            nearest = i;
+        }
+    }
+    return nearest;
+}
+
+void KeyframeStore::Reserve(std::size_t count) {
+    if (count > keyframes.capacity() || count + 2 > keyTimes.capacity()) {
+        const std::size_t grown = std::max(count, 2 * keyframes.size());
+        keyframes.reserve(grown);
+        keyTimes.reserve(grown + 2);
+    }
+}
+
+void KeyframeStore::Insert(std::size_t index, TimeValuePair keyframe) {
+    Reserve(Count() + 1);
+    const auto offset = static_cast<std::ptrdiff_t>(index);
+    keyTimes.insert(keyTimes.begin() + offset + 1, keyframe.GetTime());
+    keyframes.insert(keyframes.begin() + offset, std::move(keyframe));
+}
+
+void KeyframeStore::Erase(std::size_t first, std::size_t last) noexcept {
+    const auto from = static_cast<std::ptrdiff_t>(first);
+    const auto to = static_cast<std::ptrdiff_t>(last);
+    keyTimes.erase(keyTimes.begin() + from + 1, keyTimes.begin() + to + 1);
+    keyframes.erase(keyframes.begin() + from, keyframes.begin() + to);
+}
+
+void KeyframeStore::Replace(std::size_t index, TimeValuePair keyframe) noexcept {
+    keyTimes[index + 1] = keyframe.GetTime();
+    keyframes[index] = std::move(keyframe);
+}
+
+}  // namespace core

@@ -1,0 +1,78 @@
+#pragma once
+
+// The keyframes of a curve, sorted by time, no two of them matching.
+
+#include <core/curve/time_value_pair.h>
+
+#include <cstddef>
+#include <limits>
+#include <span>
+#include <vector>
+
+namespace core {
+
+class KeyframeStore {
+public:
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+    /// Two times closer than this are one keyframe, seconds and ticks alike. Stored
+    /// projects hold times with eight decimals: ten times larger merges keyframes
+    /// that a file keeps apart, ten times smaller splits one that went through it.
+    static constexpr double kTimeTolerance = 1e-7;
+    static bool Matches(double a, double b) noexcept {
+        const double difference = a - b;
+        return difference > -kTimeTolerance && difference < kTimeTolerance;
+    }
+
+    std::size_t Count() const noexcept { return keyframes.size(); }
+    const TimeValuePair& operator[](std::size_t index) const noexcept { return keyframes[index]; }
+    double TimeOf(std::size_t index) const noexcept { return keyTimes[index + 1]; }
+    std::span<const double> Times() const noexcept { return {keyTimes.data() + 1, Count()}; }
+
+    /// The number of keyframes at or before `t`, which is the index of the first
+    /// one after it. NaN lies behind all keyframes. O(log n), without branches.
+    std::size_t UpperBound(double t) const noexcept;
+    /// Whether `UpperBound(t)` is `segment`, for any `segment` up to `Count()` and a
+    /// `t` below infinity.
+    bool Holds(std::size_t segment, double t) const noexcept {
+        return keyTimes[segment] <= t && t < keyTimes[segment + 1];
+    }
+
+    /// The index of the keyframe that matches `t`, the nearest one should two do so,
+    /// or kNone.
+    std::size_t Find(double t) const noexcept;
+
+    /// The keyframes that match `t`: indices `first` up to before `last`. Where none
+    /// does, `first` is the place for a new one.
+    struct Range {
+        std::size_t first;
+        std::size_t last;
+    };
+    Range MatchesOf(double t) const noexcept;
+
+    /// Makes room for `count` keyframes; the next insertions up to it don't throw.
+    void Reserve(std::size_t count);
+    /// The place must keep the order. Throws nothing when there is room.
+    void Insert(std::size_t index, TimeValuePair keyframe);
+    void Erase(std::size_t first, std::size_t last) noexcept;
+    /// Replaces a keyframe by one whose time keeps the order.
+    void Replace(std::size_t index, TimeValuePair keyframe) noexcept;
+
+    void SetValue(std::size_t index, ValAny value) noexcept {
+        keyframes[index].SetValue(std::move(value));
+    }
+    void SetLeftHandle(std::size_t index, double x, double y) noexcept {
+        keyframes[index].SetLeftDerivativeEx(x, y);
+    }
+    void SetRightHandle(std::size_t index, double x, double y) noexcept {
+        keyframes[index].SetRightDerivativeEx(x, y);
+    }
+
+private:
+    std::vector<TimeValuePair> keyframes;
+    // The times once more, close together for the search, between two sentinels.
+    std::vector<double> keyTimes = {-std::numeric_limits<double>::infinity(),
+                                    std::numeric_limits<double>::infinity()};
+};
+
+}  // namespace core

@@ -1,0 +1,223 @@
+#include "core/curve/segment.h"
+
+#include "core/curve/time_unit.h"
+#include "core/foundation/report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+// Letters of this file: (t0, y0) and (t1, y1) are the ends of the segment, dt and
+// dv the differences of time and value, d0 and d1 the end slopes times dt, u the
+// progress along the segment.
+
+namespace core {
+namespace {
+
+// Offsets this small are rounding; see `BezierAnchors`.
+constexpr double kNoOffset = 1e-20;
+
+Segment CubicSegment(double start, double span, double c0, double c1, double c2,
+                     double c3) noexcept {
+    Segment s;
+    s.shape = Segment::Shape::Cubic;
+    s.start = start;
+    s.span = span;
+    s.c[0] = c0;
+    s.c[1] = c1;
+    s.c[2] = c2;
+    s.c[3] = c3;
+    return s;
+}
+
+// The start is replaced by (t1 - 1, y1 - d1) with slope d1, which leaves the line
+// through the end, d1 per time unit. Kept on purpose: d1 = dt lx is made with the
+// duration of the whole segment, and stored projects show it.
+//
+// Exactly a line: far from t1 a cubic term left over from rounding would be
+// cubed up.
+Segment ExtrapolatedSegment(const SegmentEnds& e) noexcept {
+    const double d1 = (e.t1 - e.t0) * e.lx;
+    return CubicSegment(e.t1, 1.0, e.y1, d1, 0.0, 0.0);
+}
+
+// Hermite form on [t0, t1]:
+//
+//     y0 + d0 u + (3 dv - 2 d0 - d1) u^2 + (d0 - 2 dv + d1) u^3
+//
+// For an end of type 26 the end is replaced by (t0 + 1, y0 + d0) with slope d0,
+// which leaves the line through the start, d0 per time unit.
+Segment HermiteSegment(const SegmentEnds& e) noexcept {
+    const double dt = e.t1 - e.t0;
+    const double d0 = dt * e.rx;
+    if (e.type1 == KeyframeInterpolationType::Extrapolate) {
+        return CubicSegment(e.t0, 1.0, e.y0, d0, 0.0, 0.0);
+    }
+    const double d1 = dt * e.lx;
+    const double dv = e.y1 - e.y0;
+    return CubicSegment(e.t0, dt, e.y0, d0, 3.0 * dv - 2.0 * d0 - d1, d0 - 2.0 * dv + d1);
+}
+
+Segment ValueBezierSegment(const SegmentEnds& e) noexcept {
+    Segment s = CubicSegment(e.t0, e.t1 - e.t0, e.y0, e.rx, e.lx, e.y1);
+    s.shape = Segment::Shape::ValueBezier;
+    return s;
+}
+
+// What a slope adds over an offset in time. Kept on purpose: where the offset
+// vanishes the slope itself is added, and stored projects show it.
+double Rise(double offset, double slope) noexcept {
+    return offset > -kNoOffset && offset < kNoOffset ? slope : offset * slope;
+}
+
+// The second control point, too, is measured from the start of the segment.
+Segment TimeValueBezierSegment(const SegmentEnds& e, SegmentCurve& curve) noexcept {
+    const Pointd p0{InSeconds(e.t0), e.y0};
+    const Pointd p3{InSeconds(e.t1), e.y1};
+    const double span = p3.x - p0.x;
+    Pointd p1{p0.x + span * std::clamp(e.rx, 0.0, 1.0), 0.0};
+    p1.y = p0.y + Rise(p1.x - p0.x, e.ry);
+    Pointd p2{p0.x + span * std::clamp(e.lx, 0.0, 1.0), 0.0};
+    p2.y = p3.y + Rise(p2.x - p3.x, e.ly);
+    if (e.type1 == KeyframeInterpolationType::Linear) {
+        p2 = p3;
+    }
+    if (e.type0 == KeyframeInterpolationType::Linear) {
+        p1 = p0;
+    }
+    curve.bezier = CubicBezier::FromControlPoints(p0, p1, p2, p3);
+    curve.xEnd = p3.x;
+
+    Segment s;
+    s.shape = Segment::Shape::TimeValueBezier;
+    s.start = p0.x;
+    s.span = span;
+    s.c[0] = e.y0;
+    s.c[1] = e.y1 - e.y0;
+    return s;
+}
+
+Segment EaseSegment(const SegmentEnds& e) noexcept {
+    Segment s;
+    s.start = InSeconds(e.t0);
+    s.span = InSeconds(e.t1) - s.start;
+    s.c[0] = e.y0;
+    s.c[1] = e.y1 - e.y0;
+    s.easing = FindCubicEasing(e.type0);
+    if (s.easing != nullptr) {
+        s.shape = Segment::Shape::CubicEasing;
+    } else if (e.type0 == KeyframeInterpolationType::EaseOutElastic) {
+        s.shape = Segment::Shape::Elastic;
+    } else if (e.type0 == KeyframeInterpolationType::EaseOutBounce) {
+        s.shape = Segment::Shape::Bounce;
+    } else {
+        char text[96];
+        std::snprintf(text, sizeof text, "easingFunc is empty set file[%s] line[%d]",
+                      "core::BigParameterImpl::GetValue", 530);
+        Report(ReportLevel::Warn, "core", text);
+        s.shape = Segment::Shape::Blend;
+    }
+    return s;
+}
+
+}  // namespace
+
+double Segment::EasedProgress(double t) const noexcept {
+    const double p = Progress(InSeconds(t));
+    return p > 0.0 ? (p < 1.0 ? p : 1.0) : 0.0;
+}
+
+Segment ConstantSegment(double value) noexcept {
+    Segment s;
+    s.shape = Segment::Shape::Constant;
+    s.c[0] = value;
+    return s;
+}
+
+Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept {
+    switch (RuleOf(ends.type0, ends.type1)) {
+        case SegmentRule::Ease:
+            return EaseSegment(ends);
+        case SegmentRule::Extrapolate:
+            return ExtrapolatedSegment(ends);
+        case SegmentRule::Hold:
+            return ConstantSegment(ends.y0);
+        case SegmentRule::ValueBezier:
+            return ValueBezierSegment(ends);
+        case SegmentRule::TimeValueBezier:
+            return TimeValueBezierSegment(ends, curve);
+        case SegmentRule::Hermite:
+            break;
+    }
+    return HermiteSegment(ends);
+}
+
+void PrepareSolver(SegmentCurve& curve) noexcept {
+    curve.solver = BezierTimeSolver(curve.bezier, curve.xEnd);
+}
+
+Segment PreparePath(double t0, Pointd p0, Pointd rightHandle, double t1, Pointd p1,
+                    Pointd leftHandle, KeyframeInterpolationType type0,
+                    KeyframeInterpolationType type1, SegmentCurve& curve) noexcept {
+    using Type = KeyframeInterpolationType;
+    if (type0 == Type::Linear) {
+        rightHandle = p0;
+    }
+    if (type1 == Type::Linear || type1 == Type::Hold) {
+        leftHandle = p1;
+    }
+    if (type0 == Type::Hold) {
+        rightHandle = leftHandle = p1 = p0;
+    }
+    curve.bezier = CubicBezier::FromControlPoints(p0, rightHandle, leftHandle, p1);
+
+    Segment s;
+    s.shape = Segment::Shape::Path;
+    s.start = t0;
+    s.span = t1 - t0;
+    return s;
+}
+
+double SampleSegment(const Segment& segment, const SegmentCurve* curve, double t) noexcept {
+    const double* c = segment.c;
+    switch (segment.shape) {
+        case Segment::Shape::Constant:
+            return c[0];
+        case Segment::Shape::Cubic: {
+            // Horner's scheme multiplies no vanishing coefficient by a power of u
+            // that could have overflowed.
+            const double u = segment.Progress(t);
+            return ((c[3] * u + c[2]) * u + c[1]) * u + c[0];
+        }
+        case Segment::Shape::ValueBezier: {
+            const double u = segment.Progress(t);
+            if (u <= 0.0) {
+                return c[0];
+            }
+            if (u >= 1.0) {
+                return c[3];
+            }
+            const double s = 1.0 - u;
+            return s * s * s * c[0] + 3.0 * u * s * s * c[1] + 3.0 * u * u * s * c[2] +
+                   u * u * u * c[3];
+        }
+        case Segment::Shape::TimeValueBezier:
+            return curve->bezier.Y(curve->solver.Solve(curve->bezier, curve->xEnd, InSeconds(t)));
+        case Segment::Shape::CubicEasing:
+            return c[0] + c[1] * segment.easing->At(segment.EasedProgress(t));
+        case Segment::Shape::Elastic:
+            return c[0] + c[1] * EaseOutElastic(segment.EasedProgress(t));
+        case Segment::Shape::Bounce:
+            return c[0] + c[1] * EaseOutBounce(segment.EasedProgress(t));
+        case Segment::Shape::Blend:
+            return c[0] + c[1] * segment.EasedProgress(t);
+        case Segment::Shape::Stale:
+        case Segment::Shape::Stored:
+        case Segment::Shape::Path:
+        case Segment::Shape::NotNumeric:
+            break;
+    }
+    return 0.0;
+}
+
+}  // namespace core

@@ -1,0 +1,137 @@
+#pragma once
+
+// One segment of a curve: how its two keyframes' types decide its shape, what
+// of it is computed when a keyframe changes, and how it is sampled.
+
+#include "core/curve/cubic_bezier.h"
+#include "core/curve/easing.h"
+
+#include <core/curve/interpolation.h>
+#include <core/curve/time_value_pair.h>
+
+#include <cstdint>
+
+namespace core {
+
+/// The rule that a pair of types selects, in the order in which they are tried.
+enum class SegmentRule : std::uint8_t {
+    Ease,             ///< the start eases; handles are ignored
+    Extrapolate,      ///< the line that arrives at the end, extended backwards
+    Hold,             ///< the start value
+    ValueBezier,      ///< cubic Bezier on the value; handle X are control values
+    TimeValueBezier,  ///< cubic Bezier in the time-value plane
+    Hermite,          ///< cubic Hermite; handle X are slopes
+};
+
+/// Number of a type, for the ranges that the rules speak of.
+constexpr std::int32_t NumberOf(KeyframeInterpolationType type) noexcept {
+    return static_cast<std::int32_t>(type);
+}
+constexpr bool IsIn(KeyframeInterpolationType type, int first, int last) noexcept {
+    return NumberOf(type) >= first && NumberOf(type) <= last;
+}
+/// The time-value Bezier types that take part whatever the other end says.
+constexpr bool IsStrongBezier(KeyframeInterpolationType type) noexcept {
+    return NumberOf(type) == 0 || IsIn(type, 2, 5);
+}
+/// All types of the time-value Bezier group.
+constexpr bool IsBezier(KeyframeInterpolationType type) noexcept {
+    return IsStrongBezier(type) || IsIn(type, 13, 15);
+}
+
+constexpr SegmentRule RuleOf(KeyframeInterpolationType start,
+                             KeyframeInterpolationType end) noexcept {
+    using Type = KeyframeInterpolationType;
+    if (IsIn(start, 16, 25)) {
+        return SegmentRule::Ease;
+    }
+    if (start == Type::Extrapolate || (IsIn(start, 12, 15) && end == Type::Extrapolate)) {
+        return SegmentRule::Extrapolate;
+    }
+    if (start == Type::Hold) {
+        return SegmentRule::Hold;
+    }
+    if (IsStrongBezier(start) || IsStrongBezier(end)) {
+        return SegmentRule::TimeValueBezier;
+    }
+    if (start == Type::ValueBezier) {
+        return SegmentRule::ValueBezier;
+    }
+    if (IsBezier(start) || IsBezier(end)) {
+        return SegmentRule::TimeValueBezier;
+    }
+    return SegmentRule::Hermite;
+}
+
+/// The numbers of a segment's two keyframes: t0, y0, type0 and the right handle
+/// (rx, ry) of the start; t1, y1, type1 and the left handle (lx, ly) of the end.
+struct SegmentEnds {
+    double t0, y0, rx, ry;
+    double t1, y1, lx, ly;
+    KeyframeInterpolationType type0, type1;
+};
+
+/// A segment ready for sampling. What depends on the keyframes alone is in it.
+///
+/// One cache line, because a curve of many keyframes is sampled at random times;
+/// the coefficients of the two Bezier shapes are kept apart, in `SegmentCurve`.
+struct alignas(64) Segment {
+    enum class Shape : std::uint8_t {
+        Stale,            ///< a keyframe has changed; to be prepared
+        Constant,         ///< c[0]
+        Cubic,            ///< c[0] + c[1] u + c[2] u^2 + c[3] u^3
+        ValueBezier,      ///< Bernstein form with control values c
+        TimeValueBezier,  ///< Y of the curve where its X is the time
+        CubicEasing,      ///< c[0] + c[1] e(u), `easing` is e
+        Elastic,          ///< the same with `EaseOutElastic`
+        Bounce,           ///< the same with `EaseOutBounce`
+        Blend,            ///< c[0] + c[1] u, u clamped to [0, 1]
+        Stored,           ///< the start keyframe's value in its own kind
+        Path,             ///< a point: X and Y of the curve at u
+        NotNumeric,       ///< the values can't be read as the shape needs them
+    };
+
+    Shape shape = Shape::Stale;
+    /// u = (t - start) / span. In seconds for the time-value Bezier and the
+    /// easings; as the keyframes have it for the others.
+    double start = 0.0;
+    double span = 1.0;
+    double c[4] = {};
+    const CubicEasing* easing = nullptr;
+
+    double Progress(double t) const noexcept { return (t - start) / span; }
+    /// Progress of a time in either unit, clamped to [0, 1].
+    double EasedProgress(double t) const noexcept;
+};
+static_assert(sizeof(Segment) == 64);
+
+/// The part of a `TimeValueBezier` or `Path` segment that other shapes lack.
+struct SegmentCurve {
+    CubicBezier bezier;
+    double xEnd;
+    BezierTimeSolver solver;
+};
+
+/// Prepares a segment between two numeric keyframes. `curve` is written for the
+/// shape `TimeValueBezier` alone, and without its solver, which sampling alone
+/// needs (see `PrepareSolver`).
+Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept;
+
+/// Completes `curve` for `SampleSegment`.
+void PrepareSolver(SegmentCurve& curve) noexcept;
+
+/// A segment that has one value everywhere, as before the first and after the
+/// last keyframe.
+Segment ConstantSegment(double value) noexcept;
+
+/// Prepares the straight-time path between two points, whose handles are absolute
+/// positions.
+Segment PreparePath(double t0, Pointd p0, Pointd rightHandle, double t1, Pointd p1,
+                    Pointd leftHandle, KeyframeInterpolationType type0,
+                    KeyframeInterpolationType type1, SegmentCurve& curve) noexcept;
+
+/// The value at `t`, for the numeric shapes. `curve` is that of `PrepareSegment`,
+/// completed by `PrepareSolver`.
+double SampleSegment(const Segment& segment, const SegmentCurve* curve, double t) noexcept;
+
+}  // namespace core
