@@ -228,8 +228,8 @@ Piece PolynomialPiece(const Segment& s, TimeSpan times) noexcept {
 }
 
 bool IsPolynomial(const Segment& s) noexcept {
-    return s.shape == Segment::Shape::Constant || s.shape == Segment::Shape::Cubic ||
-           s.shape == Segment::Shape::ValueBezier;
+    return s.shape == Segment::Shape::Constant || s.shape == Segment::Shape::Line ||
+           s.shape == Segment::Shape::Cubic || s.shape == Segment::Shape::ValueBezier;
 }
 
 Pieces PiecesOf(const Segment& s, const CubicBezier& curve, TimeSpan times) noexcept {

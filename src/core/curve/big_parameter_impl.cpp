@@ -126,6 +126,7 @@ void BigParameterImpl::UpdateSampling() {
         sampling.ratio = state.baseRatio.AsDouble();
         sampling.integerRatio = state.baseRatio.AsInt();
     }
+    sampling.isPlainDouble = state.type == ParameterDouble && sampling.ratio == 1.0;
     if (HasNoRange()) {
         return;
     }

@@ -126,6 +126,8 @@ private:
     struct Sampling {
         double ratio = 1.0;
         double integerRatio = 1.0;
+        // A double parameter whose ratio is 1.
+        bool isPlainDouble = true;
         enum class Clamp : std::uint8_t { None, Double, Int, Bool } clamp = Clamp::None;
         double min = 0.0;
         double max = 0.0;
@@ -146,8 +148,16 @@ private:
     }
 
     // Sampling
-    std::size_t SegmentAt(double time) const CORE_REQUIRES(mutex);
     void PrepareForSampling(std::size_t segment) CORE_REQUIRES(mutex);
+    ValAny SampleOther(std::size_t segment, double time, bool clampToRange) CORE_REQUIRES(mutex);
+    // Above the maximum first, then below the minimum: the order counts where a
+    // caller has set them the wrong way round.
+    double Clamped(double value) const CORE_REQUIRES(mutex) {
+        if (sampling.clamp != Sampling::Clamp::Double) {
+            return value;
+        }
+        return value > sampling.max ? sampling.max : value < sampling.min ? sampling.min : value;
+    }
     ValAny Finish(double value, bool clampToRange) const CORE_REQUIRES(mutex);
     ValAny FinishStored(std::size_t segment, bool clampToRange) const CORE_REQUIRES(mutex);
 

@@ -85,19 +85,6 @@ Segment PointSegment(const KeyframeStore& keyframes, std::size_t index, SegmentC
 
 }  // namespace
 
-// Playback asks for times in order: the last segment and its successor are tried
-// before the search.
-std::size_t BigParameterImpl::SegmentAt(double time) const {
-    const KeyframeStore& keyframes = state.keyframes;
-    if (keyframes.Holds(lastSegment, time)) {
-        return lastSegment;
-    }
-    if (lastSegment < keyframes.Count() && keyframes.Holds(lastSegment + 1, time)) {
-        return lastSegment + 1;
-    }
-    return keyframes.UpperBound(time);
-}
-
 void BigParameterImpl::PrepareForSampling(std::size_t index) {
     const KeyframeStore& keyframes = state.keyframes;
     const std::size_t start = StoredKeyframe(index);
@@ -118,17 +105,33 @@ void BigParameterImpl::PrepareForSampling(std::size_t index) {
     prepared.Keep(index, segment, curve);
 }
 
+// The common case is all in here: playback asks a double parameter for times in
+// order, on a Hermite or linear curve. The last segment and its successor are
+// tried before the search.
 ValAny BigParameterImpl::GetValue(double time, bool clampToRange) {
     const RecursiveLock lock(mutex);
-    if (state.keyframes.Count() < 2) {
-        return state.keyframes.Count() == 0 ? ValAny(0) : state.keyframes[0].PeekValue();
+    const KeyframeStore& keyframes = state.keyframes;
+    if (keyframes.Count() < 2) {
+        return keyframes.Count() == 0 ? ValAny(0) : keyframes[0].PeekValue();
     }
-    const std::size_t index = SegmentAt(time);
-    lastSegment = index;
-    if (prepared.segments[index].shape == Segment::Shape::Stale) {
+    if (!keyframes.Holds(lastSegment, time)) {
+        const bool isNext =
+            lastSegment < keyframes.Count() && keyframes.Holds(lastSegment + 1, time);
+        lastSegment = isNext ? lastSegment + 1 : keyframes.UpperBound(time);
+    }
+    const Segment& segment = prepared.segments[lastSegment];
+    if (segment.shape == Segment::Shape::Cubic && sampling.isPlainDouble) {
+        const double value = segment.CubicAt(time);
+        return clampToRange ? Clamped(value) : value;
+    }
+    return SampleOther(lastSegment, time, clampToRange);
+}
+
+ValAny BigParameterImpl::SampleOther(std::size_t index, double time, bool clampToRange) {
+    const Segment& segment = prepared.segments[index];
+    if (segment.shape == Segment::Shape::Stale) {
         PrepareForSampling(index);
     }
-    const Segment& segment = prepared.segments[index];
     const SegmentCurve* curve = prepared.curves.empty() ? nullptr : &prepared.curves[index];
     switch (segment.shape) {
         case Segment::Shape::NotNumeric:
@@ -144,17 +147,10 @@ ValAny BigParameterImpl::GetValue(double time, bool clampToRange) {
     }
 }
 
-// Above the maximum first, then below the minimum: the order counts where a caller
-// has set them the wrong way round.
 ValAny BigParameterImpl::Finish(double value, bool clampToRange) const {
     if (state.type == ParameterDouble) {
         const double result = value * sampling.ratio;
-        if (clampToRange && sampling.clamp == Sampling::Clamp::Double) {
-            return result > sampling.max   ? sampling.max
-                   : result < sampling.min ? sampling.min
-                                           : result;
-        }
-        return result;
+        return clampToRange ? Clamped(result) : result;
     }
     if (state.type == ParameterInt) {
         const int result = TruncateToInt(value * sampling.integerRatio);

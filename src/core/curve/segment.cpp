@@ -30,15 +30,20 @@ Segment CubicSegment(double start, double span, double c0, double c1, double c2,
     return s;
 }
 
+Segment LineSegment(double time, double value, double slope) noexcept {
+    Segment s = CubicSegment(time, 1.0, value, slope, 0.0, 0.0);
+    s.shape = Segment::Shape::Line;
+    return s;
+}
+
 // The start is replaced by (t1 - 1, y1 - d1) with slope d1, which leaves the line
 // through the end, d1 per time unit. Kept on purpose: d1 = dt lx is made with the
 // duration of the whole segment, and stored projects show it.
-//
-// Exactly a line: far from t1 a cubic term left over from rounding would be
-// cubed up.
+// It is a line to the last digit: far from t1 a cubic term left over from rounding
+// would be cubed up.
 Segment ExtrapolatedSegment(const SegmentEnds& e) noexcept {
     const double d1 = (e.t1 - e.t0) * e.lx;
-    return CubicSegment(e.t1, 1.0, e.y1, d1, 0.0, 0.0);
+    return LineSegment(e.t1, e.y1, d1);
 }
 
 // Hermite form on [t0, t1]:
@@ -51,7 +56,7 @@ Segment HermiteSegment(const SegmentEnds& e) noexcept {
     const double dt = e.t1 - e.t0;
     const double d0 = dt * e.rx;
     if (e.type1 == KeyframeInterpolationType::Extrapolate) {
-        return CubicSegment(e.t0, 1.0, e.y0, d0, 0.0, 0.0);
+        return LineSegment(e.t0, e.y0, d0);
     }
     const double d1 = dt * e.lx;
     const double dv = e.y1 - e.y0;
@@ -183,12 +188,10 @@ double SampleSegment(const Segment& segment, const SegmentCurve* curve, double t
     switch (segment.shape) {
         case Segment::Shape::Constant:
             return c[0];
-        case Segment::Shape::Cubic: {
-            // Horner's scheme multiplies no vanishing coefficient by a power of u
-            // that could have overflowed.
-            const double u = segment.Progress(t);
-            return ((c[3] * u + c[2]) * u + c[1]) * u + c[0];
-        }
+        case Segment::Shape::Line:
+            return c[1] * segment.Progress(t) + c[0];
+        case Segment::Shape::Cubic:
+            return segment.CubicAt(t);
         case Segment::Shape::ValueBezier: {
             const double u = segment.Progress(t);
             if (u <= 0.0) {

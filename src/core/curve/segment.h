@@ -79,6 +79,7 @@ struct alignas(64) Segment {
     enum class Shape : std::uint8_t {
         Stale,            ///< a keyframe has changed; to be prepared
         Constant,         ///< c[0]
+        Line,             ///< c[0] + c[1] u; u may lie far outside [0, 1]
         Cubic,            ///< c[0] + c[1] u + c[2] u^2 + c[3] u^3
         ValueBezier,      ///< Bernstein form with control values c
         TimeValueBezier,  ///< Y of the curve where its X is the time
@@ -100,6 +101,12 @@ struct alignas(64) Segment {
     const CubicEasing* easing = nullptr;
 
     double Progress(double t) const noexcept { return (t - start) / span; }
+    /// The value of a `Cubic`, by Estrin's scheme: its two halves overlap. Only for
+    /// u in [0, 1]: elsewhere u^2 could overflow and meet a coefficient of 0.
+    double CubicAt(double t) const noexcept {
+        const double u = Progress(t);
+        return (c[3] * u + c[2]) * (u * u) + (c[1] * u + c[0]);
+    }
     /// Progress of a time in either unit, clamped to [0, 1].
     double EasedProgress(double t) const noexcept;
 };
