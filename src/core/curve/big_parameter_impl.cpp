@@ -57,7 +57,6 @@ BigParameterImpl::BigParameterImpl(double time, ValAny value,
 }
 
 BigParameterImpl::BigParameterImpl(const BigParameterImpl& other) : state(other.Snapshot()) {
-    prepared.Reset(state.keyframes.Count());
     UpdateSampling();
 }
 
@@ -66,11 +65,9 @@ BigParameterImpl& BigParameterImpl::operator=(const BigParameterImpl& other) {
         return *this;
     }
     State copy = other.Snapshot();
-    PreparedCurve stale;
-    stale.Reset(copy.keyframes.Count());
     const RecursiveLock lock(mutex);
     std::swap(state, copy);
-    std::swap(prepared, stale);
+    prepared = PreparedCurve();
     UpdateSampling();
     Edited(0, state.keyframes.Count());
     return *this;

@@ -111,8 +111,12 @@ void BigParameterImpl::PrepareForSampling(std::size_t index) {
 ValAny BigParameterImpl::GetValue(double time, bool clampToRange) {
     const RecursiveLock lock(mutex);
     const KeyframeStore& keyframes = state.keyframes;
-    if (keyframes.Count() < 2) {
-        return keyframes.Count() == 0 ? ValAny(0) : keyframes[0].PeekValue();
+    // Two keyframes have three segments; fewer, or none yet, are the rare cases.
+    if (prepared.segments.size() < 3) {
+        if (keyframes.Count() < 2) {
+            return keyframes.Count() == 0 ? ValAny(0) : keyframes[0].PeekValue();
+        }
+        prepared.Start(keyframes.Count());
     }
     if (!keyframes.Holds(lastSegment, time)) {
         const bool isNext =
@@ -185,8 +189,8 @@ CurveView BigParameterImpl::PrepareForAreas() const {
     if (areasAreValid) {
         return view();
     }
-    if (!sharesSegments) {
-        curve.Reset(count);
+    if (!sharesSegments || curve.segments.empty()) {
+        curve.Start(count);
     }
     for (std::size_t i = 0; i <= count; ++i) {
         if (curve.segments[i].shape == Segment::Shape::Stale) {

@@ -1,8 +1,8 @@
 #pragma once
 
 // What a curve keeps for sampling: one prepared segment before, between and after
-// its keyframes. An edit only marks the segments around it; they are prepared
-// again when they are sampled.
+// its keyframes, or nothing while it has not been sampled. An edit only marks the
+// segments around it; they are prepared again when they are sampled.
 
 #include "core/curve/segment.h"
 
@@ -14,7 +14,7 @@ namespace core {
 class PreparedCurve {
 public:
     /// Ready for `keyframes` keyframes: all segments stale.
-    void Reset(std::size_t keyframes) {
+    void Start(std::size_t keyframes) {
         segments.assign(keyframes + 1, Segment{});
         curves.clear();
     }
@@ -34,7 +34,7 @@ public:
 
     /// Room for one more keyframe; the next insertion does not throw.
     void ReserveOneMore() {
-        if (segments.size() == segments.capacity()) {
+        if (!segments.empty() && segments.size() == segments.capacity()) {
             segments.reserve(2 * segments.size());
         }
         if (!curves.empty() && curves.size() == curves.capacity()) {
@@ -43,7 +43,9 @@ public:
     }
     void InsertKeyframe(std::size_t index) {
         const auto offset = static_cast<std::ptrdiff_t>(index);
-        segments.insert(segments.begin() + offset, Segment{});
+        if (!segments.empty()) {
+            segments.insert(segments.begin() + offset, Segment{});
+        }
         if (!curves.empty()) {
             curves.insert(curves.begin() + offset, SegmentCurve{});
         }
@@ -51,7 +53,9 @@ public:
     void EraseKeyframes(std::size_t first, std::size_t last) noexcept {
         const auto from = static_cast<std::ptrdiff_t>(first);
         const auto to = static_cast<std::ptrdiff_t>(last);
-        segments.erase(segments.begin() + from, segments.begin() + to);
+        if (!segments.empty()) {
+            segments.erase(segments.begin() + from, segments.begin() + to);
+        }
         if (!curves.empty()) {
             curves.erase(curves.begin() + from, curves.begin() + to);
         }
@@ -71,7 +75,7 @@ public:
         segments[index] = segment;
     }
 
-    std::vector<Segment> segments = {Segment{}};
+    std::vector<Segment> segments;
     /// One per segment, or none at all while no segment has needed one.
     std::vector<SegmentCurve> curves;
 };
