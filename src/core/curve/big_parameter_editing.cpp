@@ -12,6 +12,50 @@
 // handles again. What a caller has set by hand is not among them and stays.
 
 namespace core {
+namespace {
+
+// The handles that follow from the neighbours as they are now; zero where the
+// values have none.
+
+AutomaticHandle PathHandleAt(const KeyframeStore& keyframes, std::size_t index, bool left) {
+    const auto readPoint = [&keyframes](std::size_t i, Pointd& point) {
+        if (i >= keyframes.Count() || keyframes[i].PeekValue().Kind() != ValAny::kPoint) {
+            return false;
+        }
+        point = keyframes[i].PeekValue().AsPoint();
+        return true;
+    };
+    Pointd own;
+    Pointd other;
+    if (!readPoint(index, own)) {
+        return {};
+    }
+    // Before the first keyframe the index wraps and lies outside the store.
+    const bool hasOther = readPoint(left ? index - 1 : index + 1, other);
+    return AutomaticPathHandle(own, hasOther ? &other : nullptr);
+}
+
+AutomaticHandle ValueHandleAt(const KeyframeStore& keyframes, std::size_t index, bool left) {
+    const auto readKey = [&keyframes](std::size_t i, HandleKey& key) {
+        if (i >= keyframes.Count()) {
+            return false;
+        }
+        key.time = keyframes.TimeOf(i);
+        key.type = keyframes[i].GetInterpolation();
+        return ReadNumber(keyframes[i].PeekValue(), key.value);
+    };
+    HandleKeys keys{};
+    HandleKey previous;
+    HandleKey next;
+    if (!readKey(index, keys.key)) {
+        return {};
+    }
+    keys.previous = readKey(index - 1, previous) ? &previous : nullptr;
+    keys.next = readKey(index + 1, next) ? &next : nullptr;
+    return left ? AutomaticLeftHandle(keys) : AutomaticRightHandle(keys);
+}
+
+}  // namespace
 
 void BigParameterImpl::Edited(std::size_t first, std::size_t last) {
     prepared.MarkStaleAround(first, last);
@@ -20,43 +64,9 @@ void BigParameterImpl::Edited(std::size_t first, std::size_t last) {
     OnEdited();
 }
 
-// The handle that follows from the neighbours as they are now.
 AutomaticHandle BigParameterImpl::AutomaticHandleOf(std::size_t index, bool left) const {
-    const KeyframeStore& keyframes = state.keyframes;
-    const bool hasPrevious = index > 0;
-    const bool hasNext = index + 1 < keyframes.Count();
-    if (state.type == ParameterPoint) {
-        const auto pointAt = [&](std::size_t i, bool exists, Pointd& point) {
-            if (!exists || keyframes[i].PeekValue().Kind() != ValAny::kPoint) {
-                return false;
-            }
-            point = keyframes[i].PeekValue().AsPoint();
-            return true;
-        };
-        Pointd own;
-        Pointd other;
-        if (!pointAt(index, true, own)) {
-            return {};
-        }
-        const bool hasOther =
-            left ? pointAt(index - 1, hasPrevious, other) : pointAt(index + 1, hasNext, other);
-        return AutomaticPathHandle(own, hasOther ? &other : nullptr);
-    }
-
-    const auto keyAt = [&](std::size_t i, HandleKey& key) {
-        key.time = keyframes.TimeOf(i);
-        key.type = keyframes[i].GetInterpolation();
-        return ReadNumber(keyframes[i].PeekValue(), key.value);
-    };
-    HandleKeys keys{};
-    HandleKey previous;
-    HandleKey next;
-    if (!keyAt(index, keys.key)) {
-        return {};
-    }
-    keys.previous = hasPrevious && keyAt(index - 1, previous) ? &previous : nullptr;
-    keys.next = hasNext && keyAt(index + 1, next) ? &next : nullptr;
-    return left ? AutomaticLeftHandle(keys) : AutomaticRightHandle(keys);
+    return state.type == ParameterPoint ? PathHandleAt(state.keyframes, index, left)
+                                        : ValueHandleAt(state.keyframes, index, left);
 }
 
 BigParameterImpl::Sides BigParameterImpl::FollowingSides(std::size_t index) const {

@@ -52,9 +52,24 @@ Segment NumericSegment(const KeyframeStore& keyframes, std::size_t index, bool i
         return ReadNumber(stored, value) ? ConstantSegment(value) : UnreadableSegment();
     }
     SegmentEnds ends{};
-    return ReadEnds(keyframes[index - 1], keyframes[index], isPoint, ends)
-               ? PrepareSegment(ends, curve)
-               : UnreadableSegment();
+    if (!ReadEnds(keyframes[index - 1], keyframes[index], isPoint, ends)) {
+        return UnreadableSegment();
+    }
+    return PrepareSegment(ends, curve);
+}
+
+// Prepares what is stale; throws where a value is no number.
+void PrepareAsNumbers(const KeyframeStore& keyframes, PreparedCurve& curve) {
+    for (std::size_t i = 0; i < curve.segments.size(); ++i) {
+        if (curve.segments[i].shape == Segment::Shape::Stale) {
+            SegmentCurve segmentCurve{};
+            const Segment segment = NumericSegment(keyframes, i, false, segmentCurve);
+            curve.Keep(i, segment, segmentCurve);
+        }
+        if (curve.segments[i].shape == Segment::Shape::NotNumeric) {
+            throw AnyBadAccess();
+        }
+    }
 }
 
 // The keyframe whose value a stored segment shows.
@@ -98,9 +113,6 @@ void BigParameterImpl::PrepareForSampling(std::size_t index) {
         segment = PointSegment(keyframes, index, curve);
     } else {
         segment = NumericSegment(keyframes, index, state.type == ParameterPoint, curve);
-    }
-    if (segment.shape == Segment::Shape::TimeValueBezier) {
-        PrepareSolver(curve);
     }
     prepared.Keep(index, segment, curve);
 }
@@ -180,34 +192,21 @@ ValAny BigParameterImpl::FinishStored(std::size_t segment, bool clampToRange) co
 }
 
 CurveView BigParameterImpl::PrepareForAreas() const {
-    const KeyframeStore& keyframes = state.keyframes;
-    const std::size_t count = keyframes.Count();
     const bool sharesSegments = state.type != ParameterBool && state.type != ParameterString &&
                                 state.type != ParameterPoint;
     PreparedCurve& curve = sharesSegments ? prepared : preparedAsNumbers;
-    const auto view = [&] { return CurveView{keyframes.Times(), curve.segments, curve.curves}; };
-    if (areasAreValid) {
-        return view();
-    }
-    if (!sharesSegments || curve.segments.empty()) {
-        curve.Start(count);
-    }
-    for (std::size_t i = 0; i <= count; ++i) {
-        if (curve.segments[i].shape == Segment::Shape::Stale) {
-            SegmentCurve segmentCurve{};
-            const Segment segment = NumericSegment(keyframes, i, false, segmentCurve);
-            if (segment.shape == Segment::Shape::TimeValueBezier) {
-                PrepareSolver(segmentCurve);
-            }
-            curve.Keep(i, segment, segmentCurve);
+    if (!areasAreValid) {
+        if (!sharesSegments || curve.segments.empty()) {
+            curve.Start(state.keyframes.Count());
         }
-        if (curve.segments[i].shape == Segment::Shape::NotNumeric) {
-            throw AnyBadAccess();
-        }
+        PrepareAsNumbers(state.keyframes, curve);
     }
-    areas.Build(view());
-    areasAreValid = true;
-    return view();
+    const CurveView view{state.keyframes.Times(), curve.segments, curve.curves};
+    if (!areasAreValid) {
+        areas.Build(view);
+        areasAreValid = true;
+    }
+    return view;
 }
 
 // A single keyframe's value is sampled as it is stored, without the ratio.

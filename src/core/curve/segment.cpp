@@ -92,6 +92,7 @@ Segment TimeValueBezierSegment(const SegmentEnds& e, SegmentCurve& curve) noexce
     }
     curve.bezier = CubicBezier::FromControlPoints(p0, p1, p2, p3);
     curve.xEnd = p3.x;
+    curve.solver = BezierTimeSolver(curve.bezier, curve.xEnd);
 
     Segment s;
     s.shape = Segment::Shape::TimeValueBezier;
@@ -155,10 +156,6 @@ Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept {
             break;
     }
     return HermiteSegment(ends);
-}
-
-void PrepareSolver(SegmentCurve& curve) noexcept {
-    curve.solver = BezierTimeSolver(curve.bezier, curve.xEnd);
 }
 
 Segment PreparePath(double t0, Pointd p0, Pointd rightHandle, double t1, Pointd p1,

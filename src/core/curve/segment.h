@@ -120,12 +120,8 @@ struct SegmentCurve {
 };
 
 /// Prepares a segment between two numeric keyframes. `curve` is written for the
-/// shape `TimeValueBezier` alone, and without its solver, which sampling alone
-/// needs (see `PrepareSolver`).
+/// shape `TimeValueBezier` alone.
 Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept;
-
-/// Completes `curve` for `SampleSegment`.
-void PrepareSolver(SegmentCurve& curve) noexcept;
 
 /// A segment that has one value everywhere, as before the first and after the
 /// last keyframe.
@@ -137,8 +133,7 @@ Segment PreparePath(double t0, Pointd p0, Pointd rightHandle, double t1, Pointd 
                     Pointd leftHandle, KeyframeInterpolationType type0,
                     KeyframeInterpolationType type1, SegmentCurve& curve) noexcept;
 
-/// The value at `t`, for the numeric shapes. `curve` is that of `PrepareSegment`,
-/// completed by `PrepareSolver`.
+/// The value at `t`, for the numeric shapes. `curve` is that of `PrepareSegment`.
 double SampleSegment(const Segment& segment, const SegmentCurve* curve, double t) noexcept;
 
 }  // namespace core
