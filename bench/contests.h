@@ -1,0 +1,34 @@
+#pragma once
+
+#include "suite.h"
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace bench {
+
+/// The families, each in a file of its own.
+void AddSampling(Suite& suite);
+void AddSolvers(Suite& suite);
+void AddEditing(Suite& suite);
+void AddAreas(Suite& suite);
+/// Other libraries' curves, as far as they were found when this was built.
+void AddPeers(Suite& suite);
+
+/// Measures `answer(question)` on all questions of a pool, over and over; an item
+/// is one question.
+template <class Question, class Answer>
+void RunOverPool(benchmark::State& state, const std::vector<Question>& pool, Answer&& answer) {
+    // Whole runs between two looks at the state, so that looking costs nothing.
+    constexpr std::size_t kRun = 1'000;
+    std::size_t at = 0;
+    while (state.KeepRunningBatch(kRun)) {
+        for (std::size_t i = at; i < at + kRun; ++i) {
+            benchmark::DoNotOptimize(answer(pool[i]));
+        }
+        at = at + 2 * kRun <= pool.size() ? at + kRun : 0;
+    }
+}
+
+}  // namespace bench

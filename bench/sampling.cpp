@@ -1,0 +1,158 @@
+// GetValue beside a plain curve that holds the same lock, searches the same times
+// and evaluates as the formula is written.
+
+#include "contests.h"
+#include "yardstick.h"
+
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace bench {
+namespace {
+
+using Type = core::KeyframeInterpolationType;
+
+/// Sums over a segment in another order of operations differ by a few roundings.
+constexpr double kRounding = 1e-12;
+
+double NoGoal(int, Order) {
+    return 0.0;
+}
+
+/// A curve of the library against a plain one.
+struct Contest {
+    std::string what;
+    std::string plain;
+    /// How far their answers may lie apart; 0 for bit by bit.
+    double tolerance = 0.0;
+    /// The largest ratio asked for, 0 for none.
+    double (*goal)(int n, Order order) = NoGoal;
+    std::vector<int> sizes = {kSizes.begin(), kSizes.end()};
+    std::vector<Order> orders = {Order::Ascending, Order::Random};
+};
+
+void Compare(const core::ValAny& a, double b, Agreement& agreement) {
+    agreement.Compare(a.AsDouble(), b);
+}
+void Compare(const core::ValAny& a, core::Pointd b, Agreement& agreement) {
+    const core::Pointd point = a.AsPoint();
+    agreement.Compare(point.x, b.x);
+    agreement.Compare(point.y, b.y);
+}
+
+/// Measures `make(n)` and the `Plain` curve of its keyframes, for all sizes and orders.
+template <class Plain, class Make>
+void Add(Suite& suite, const Contest& contest, Make&& make) {
+    for (const int n : contest.sizes) {
+        const std::shared_ptr<core::Parameter> curve = make(n);
+        const auto plain = std::make_shared<Plain>(KeyframesOf(*curve));
+        for (const Order order : contest.orders) {
+            const auto times = SampleTimes(n, order);
+            const std::string ours = Name(contest.what, NameOf(order), n);
+            const std::string theirs = Name(contest.plain, NameOf(order), n);
+            suite.Check(ours, contest.tolerance, [=] {
+                Agreement agreement;
+                for (const double t : *times) {
+                    Compare(curve->GetValue(t, false), plain->GetValue(t), agreement);
+                }
+                return agreement;
+            });
+            suite.Measure(theirs, [=](benchmark::State& state) {
+                RunOverPool(state, *times, [&](double t) { return plain->GetValue(t); });
+            });
+            suite.Measure(ours, [=](benchmark::State& state) {
+                RunOverPool(state, *times, [&](double t) {
+                    if constexpr (std::is_same_v<decltype(plain->GetValue(t)), double>) {
+                        return curve->GetValue(t, false).AsDouble();
+                    } else {
+                        return curve->GetValue(t, false).AsPoint();
+                    }
+                });
+            });
+            suite.Compare({contest.what + ", " + NameOf(order), n, ours, theirs, contest.plain,
+                           contest.goal(n, order)});
+        }
+    }
+}
+
+auto Curves(Type type) {
+    return [type](int n) { return MakeCurve(type, n); };
+}
+
+void AddHermiteAndLinear(Suite& suite) {
+    const std::vector<Order> orders = {Order::Ascending, Order::Playback, Order::Random};
+    suite.Section("The floor: lock, binary search, one cubic by Horner");
+    for (const Order order : orders) {
+        for (const int n : kSizes) {
+            suite.Compare({std::string("floor, ") + NameOf(order), n,
+                           Name("floor", NameOf(order), n), "", "", 0.0});
+        }
+    }
+
+    suite.Section("GetValue: Hermite and Linear, handles automatic");
+    const auto goal = [](int n, Order order) {
+        if (order != Order::Random) {
+            return 1.2;
+        }
+        return n >= 1'000 ? 0.7 : 0.0;
+    };
+    Contest contest = {.what = "Hermite",
+                       .plain = "floor",
+                       .tolerance = kRounding,
+                       .goal = goal,
+                       .orders = orders};
+    Add<Floor>(suite, contest, Curves(Type::Hermite));
+    contest.what = "Linear";
+    Add<Floor>(suite, contest, Curves(Type::Linear));
+    for (const char* what : {"Hermite", "Linear"}) {
+        for (const char* order : {NameOf(Order::Ascending), NameOf(Order::Playback)}) {
+            suite.Compare({std::string(what) + ", " + order, 10'000, Name(what, order, 10'000),
+                           Name(what, order, 10), "itself at n = 10", 1.1});
+        }
+    }
+}
+
+void AddEasings(Suite& suite) {
+    suite.Section("GetValue: easings 16 to 23, bit for bit");
+    for (const EasingControls& easing : kEasings) {
+        Contest contest = {.what = easing.name,
+                           .plain = std::string("bisection ") + easing.name,
+                           .goal = [](int, Order) { return 0.25; }};
+        // The cost hardly depends on which easing it is: one of them shows all sizes.
+        if (easing.type != Type::EaseInOutCubic) {
+            contest.sizes = {1'000};
+        }
+        Add<Yardstick<BisectedEasing>>(suite, contest, Curves(easing.type));
+    }
+
+    suite.Section("GetValue: easings in closed form");
+    Contest contest = {.what = "EaseOutElastic",
+                       .plain = "plain elastic",
+                       .tolerance = kRounding,
+                       .sizes = {1'000}};
+    Add<Yardstick<Elastic>>(suite, contest, Curves(Type::EaseOutElastic));
+    contest.what = "EaseOutBounce";
+    contest.plain = "plain bounce";
+    Add<Yardstick<Bounce>>(suite, contest, Curves(Type::EaseOutBounce));
+}
+
+}  // namespace
+
+void AddSampling(Suite& suite) {
+    AddHermiteAndLinear(suite);
+
+    suite.Section("GetValue: Hold and point paths");
+    Add<Yardstick<Step>>(suite, {.what = "Hold", .plain = "plain hold"}, Curves(Type::Hold));
+    Add<Yardstick<Path>>(
+        suite, {.what = "point path", .plain = "plain path", .tolerance = kRounding}, MakePath);
+
+    suite.Section("GetValue: time-value Bezier, any handles, bit for bit");
+    Add<Yardstick<BisectedBezier>>(
+        suite, {.what = "Bezier", .plain = "bisection", .goal = [](int, Order) { return 0.6; }},
+        Curves(Type::Bezier));
+
+    AddEasings(suite);
+}
+
+}  // namespace bench

@@ -1,0 +1,79 @@
+#pragma once
+
+// The benchmarks of one run: what is measured, what it is compared with, which
+// answers have to agree, and the table that is printed.
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// A line of the table: one measurement and its ratio to another of the same run.
+struct Row {
+    std::string what;
+    int n;
+    /// Names of the two measurements.
+    std::string measured;
+    std::string against;
+    /// What `against` is, for the reader.
+    std::string of;
+    /// The largest ratio that is good enough; 0 where none is asked for.
+    double goal = 0.0;
+};
+
+/// How far the answers of two contestants lie apart.
+struct Agreement {
+    long long compared = 0;
+    /// The largest difference, relative where the answers exceed 1.
+    double largest = 0.0;
+
+    void Compare(double a, double b);
+};
+
+class Suite {
+public:
+    /// Starts a part of the table.
+    void Section(const std::string& title);
+
+    /// A measurement named `name`; the last part of the name is its size, as in
+    /// "Hermite/random/1000". `loop` runs the state's iterations, one per item. A
+    /// name that is there already is kept.
+    void Measure(const std::string& name, std::function<void(benchmark::State&)> loop);
+
+    void Compare(const Row& row);
+
+    /// Answers that must agree to `tolerance` before the measurement `name` is taken; 0
+    /// asks for equality bit by bit.
+    void Check(const std::string& name, double tolerance, std::function<Agreement()> compare);
+
+    /// Runs the checks of what the command line selects, and prints those that fail;
+    /// false if one did.
+    bool RunChecks() const;
+
+    /// Runs the benchmarks that the command line selects, repetitions interleaved,
+    /// and prints the table of medians.
+    void RunBenchmarks() const;
+
+private:
+    struct Line {
+        std::string title;
+        Row row;
+    };
+    struct Checked {
+        std::string name;
+        double tolerance;
+        std::function<Agreement()> compare;
+    };
+    std::vector<Line> lines;
+    std::vector<Checked> checks;
+    std::map<std::string, std::function<void(benchmark::State&)>> loops;
+};
+
+/// "a/b/1000".
+std::string Name(const std::string& what, const std::string& how, int n);
+
+}  // namespace bench
