@@ -1,0 +1,140 @@
+// Samples animations that an editor would make, prints them frame by frame, and
+// draws them. The keyframes come from files; see data/README.md.
+
+#include "support/frame_table.h"
+#include "support/keyframe_table.h"
+#include "support/pictures.h"
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Request {
+    std::vector<std::string> files;
+    std::string outputFolder = "demo-pictures";
+    int every = 1;
+    bool wantsPictures = true;
+    bool wantsTables = true;
+};
+
+class Demo {
+public:
+    explicit Demo(Request what) : request(std::move(what)) {}
+
+    void ShowFile(const std::string& file) {
+        const example::KeyframeTable table = example::LoadKeyframeTable(file);
+        if (request.wantsTables) {
+            std::cout << example::FrameTable(table, request.every) << '\n';
+        }
+        if (request.wantsPictures) {
+            WritePicture(fs::path(file).stem().string() + ".svg", example::DrawAnimation(table));
+        }
+    }
+
+    void ShowTypes() {
+        if (request.wantsPictures) {
+            WritePicture("interpolation-types.svg", example::DrawInterpolationTypes());
+        }
+    }
+
+    void ListPictures() const {
+        for (const std::string& picture : pictures) {
+            std::cout << "drawn: " << picture << '\n';
+        }
+    }
+
+private:
+    void WritePicture(const std::string& fileName, const std::string& svg) {
+        fs::create_directories(request.outputFolder);
+        const fs::path path = fs::path(request.outputFolder) / fileName;
+        if (!names.insert(fileName).second) {
+            throw std::runtime_error(path.generic_string() +
+                                     ": drawn already, from another file of this name");
+        }
+        std::ofstream out(path, std::ios::binary);
+        out << svg;
+        out.close();
+        if (!out) {
+            throw std::runtime_error(path.generic_string() + ": cannot be written");
+        }
+        pictures.push_back(path.generic_string());
+    }
+
+    Request request;
+    std::set<std::string> names;
+    std::vector<std::string> pictures;
+};
+
+// The four animations that come with the program.
+std::vector<std::string> OwnFiles() {
+    std::vector<std::string> files;
+    for (const char* name : {"fade", "bounce", "camera", "counter"}) {
+        files.push_back(std::string(DEMO_DATA) + "/" + name + ".kf");
+    }
+    return files;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Request request;
+    CLI::App app("Samples keyframe animations, prints them frame by frame, and draws them as SVG.");
+    app.allow_windows_style_options(false);  // "/name" is a file everywhere
+    app.add_option("FILE", request.files,
+                   "tables of keyframes; without any, the demo's own four and a picture of all "
+                   "interpolation types");
+    app.add_option("--out", request.outputFolder, "folder for the pictures, made if missing")
+        ->capture_default_str();
+    app.add_option("--every", request.every, "print each N-th frame only")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000000));
+    bool noTables = false;
+    bool noPictures = false;
+    app.add_flag("--no-tables", noTables, "draw only");
+    app.add_flag("--no-pictures", noPictures, "print only");
+    app.footer(
+        "\nExamples:\n"
+        "  core-demo --out pictures\n"
+        "  core-demo --every 5 --no-pictures my-title.kf\n"
+        "\nExit status: 0, 1 when a file is broken or a picture cannot be written (the other "
+        "files\n"
+        "are still shown), 2 for wrong arguments.");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    request.wantsTables = !noTables;
+    request.wantsPictures = !noPictures;
+
+    const bool isOwnShow = request.files.empty();
+    const std::vector<std::string> files = isOwnShow ? OwnFiles() : request.files;
+    Demo demo(request);
+    int status = 0;
+    const auto attempt = [&status](auto&& show) {
+        try {
+            show();
+        } catch (const std::exception& error) {
+            std::cerr << error.what() << '\n';
+            status = 1;
+        }
+    };
+    for (const std::string& file : files) {
+        attempt([&] { demo.ShowFile(file); });
+    }
+    if (isOwnShow) {
+        attempt([&] { demo.ShowTypes(); });
+    }
+    demo.ListPictures();
+    return status;
+}

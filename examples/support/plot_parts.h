@@ -1,0 +1,55 @@
+#pragma once
+
+// The parts that the pictures have in common.
+
+#include "support/curve_trace.h"
+#include "support/levers.h"
+#include "support/plot_axes.h"
+#include "support/svg_document.h"
+
+#include <core/core.h>
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+namespace example {
+
+/// With more keyframes than this, levers would hide the curve.
+inline constexpr std::size_t kMostLeveredKeyframes = 60;
+
+/// A value as a number on a plot: booleans are 0 and 1.
+double PlottedNumber(const core::ValAny& value);
+
+/// The curve between `from` and `to` as `GetValue` answers it, on the picture;
+/// `keyTimes` are the times where it may have corners.
+Strokes TraceValues(core::Parameter& parameter, const PlotAxes& axes, double from, double to,
+                    const std::vector<double>& keyTimes);
+
+/// Draws the strokes; between two of them, the curve jumps.
+void DrawStrokes(SvgDocument& picture, std::string_view style, const Strokes& strokes);
+
+/// Draws the levers that an editor would show.
+void DrawLevers(SvgDocument& picture, const PlotAxes& axes,
+                const std::vector<SegmentLevers>& segments);
+
+void DrawKeyframe(SvgDocument& picture, core::Pointd place, double radius = 6.0);
+
+/// What a legend explains besides the curve and its keyframes.
+struct LegendParts {
+    bool outside = false;
+    bool jump = false;
+    bool frames = false;
+    bool handles = false;
+    bool fixedHandles = false;
+    bool limits = false;
+};
+
+/// Draws a legend: a row that starts at `at`, or a column when `isColumn`.
+void DrawLegend(SvgDocument& picture, core::Pointd at, const LegendParts& parts,
+                bool isColumn = false);
+
+/// Whether any segment shows levers, of the draggable or of the fixed sort.
+bool HasLevers(const std::vector<SegmentLevers>& segments, bool isFixed);
+
+}  // namespace example

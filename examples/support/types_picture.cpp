@@ -1,0 +1,105 @@
+#include "support/pictures.h"
+#include "support/plot_parts.h"
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace example {
+
+namespace {
+
+using core::Pointd;
+using Interpolation = core::KeyframeInterpolationType;
+
+// One panel: a segment from (0, 0) to (1, 1), with handles that show what the type
+// makes of them.
+struct Panel {
+    std::string_view name;
+    std::string_view numbers;
+    Interpolation type;
+    Pointd right;  // of the start
+    Pointd left;   // of the end
+};
+constexpr std::array<Panel, 17> kPanels = {{
+    {"Hold", "6", Interpolation::Hold, {}, {}},
+    {"Linear", "1", Interpolation::Linear, {1.0, 0.0}, {1.0, 0.0}},
+    {"Hermite", "7, 8, 10, 11", Interpolation::Hermite, {2.2, 0.0}, {-1.0, 0.0}},
+    {"HermiteFlat", "9", Interpolation::HermiteFlat, {}, {}},
+    {"Bezier", "0, 2-5, 13-15", Interpolation::Bezier, {0.55, -0.35}, {0.75, -0.9}},
+    {"ValueBezier", "12", Interpolation::ValueBezier, {0.75, 0.0}, {0.15, 0.0}},
+    {"EaseInCubic", "16", Interpolation::EaseInCubic, {}, {}},
+    {"EaseOutCubic", "17", Interpolation::EaseOutCubic, {}, {}},
+    {"EaseInOutCubic", "18", Interpolation::EaseInOutCubic, {}, {}},
+    {"EaseInCirc", "19", Interpolation::EaseInCirc, {}, {}},
+    {"EaseOutCirc", "20", Interpolation::EaseOutCirc, {}, {}},
+    {"EaseInOutCirc", "21", Interpolation::EaseInOutCirc, {}, {}},
+    {"EaseInBack", "22", Interpolation::EaseInBack, {}, {}},
+    {"EaseOutBack", "23", Interpolation::EaseOutBack, {}, {}},
+    {"EaseOutElastic", "24", Interpolation::EaseOutElastic, {}, {}},
+    {"EaseOutBounce", "25", Interpolation::EaseOutBounce, {}, {}},
+    {"Extrapolate", "26", Interpolation::Extrapolate, {}, {0.55, 0.0}},
+}};
+
+constexpr int kColumns = 6;
+constexpr double kPanelWidth = 156.0;
+constexpr double kPanelHeight = 168.0;
+constexpr double kTop = 66.0;
+constexpr double kWidth = 2 * 16.0 + kColumns * kPanelWidth;
+constexpr double kHeight = kTop + 3 * kPanelHeight + 8.0;
+
+Box PanelBox(int index) {
+    return {16.0 + (index % kColumns) * kPanelWidth + 8.0,
+            kTop + static_cast<double>(index / kColumns) * kPanelHeight + 20.0, kPanelWidth - 16.0,
+            kPanelHeight - 36.0};
+}
+
+void DrawPanel(SvgDocument& picture, const Panel& panel, const Box& box) {
+    core::Parameter parameter;
+    parameter.AddPoint(0.0, 0.0, panel.type);
+    parameter.AddPoint(1.0, 1.0, panel.type);
+    parameter.SetPointControlRightParam(0, panel.right.x, panel.right.y);
+    parameter.SetPointControlLeftParam(1, panel.left.x, panel.left.y);
+
+    const PlotAxes axes(box, {-0.16, 1.16}, {-0.68, 1.68});
+    picture.Text("label", {box.left + 1.0, box.top - 6.0}, panel.name);
+    picture.Text("small", {box.Right() - 1.0, box.top - 6.0}, panel.numbers, TextAnchor::End);
+    for (const double value : {0.0, 1.0}) {
+        picture.Line("grid", {box.left, axes.Y(value)}, {box.Right(), axes.Y(value)});
+        picture.Line("grid", {axes.X(value), box.top}, {axes.X(value), box.Bottom()});
+    }
+    picture.Rectangle("border", box);
+    const auto trace = [&](double from, double to) {
+        return TraceValues(parameter, axes, from, to, {0.0, 1.0});
+    };
+    DrawStrokes(picture, "outside", trace(axes.Horizontal().low, 0.0));
+    DrawStrokes(picture, "outside", trace(1.0, axes.Horizontal().high));
+    DrawStrokes(picture, "curve", trace(0.0, 1.0));
+    DrawLevers(picture, axes, Levers(parameter));
+    for (const double value : {0.0, 1.0}) {
+        DrawKeyframe(picture, axes.At({value, value}));
+    }
+}
+
+}  // namespace
+
+std::string DrawInterpolationTypes() {
+    const std::string subtitle =
+        "One segment from keyframe to keyframe: time to the right, value upwards. Beside the name "
+        "the numbers of KeyframeInterpolationType.";
+    SvgDocument picture(kWidth, kHeight, "Interpolation types", subtitle);
+    picture.Text("title", {24.0, 30.0}, "Interpolation types");
+    picture.Text("small", {24.0, 50.0}, subtitle);
+    for (std::size_t i = 0; i < kPanels.size(); ++i) {
+        DrawPanel(picture, kPanels[i], PanelBox(static_cast<int>(i)));
+    }
+    LegendParts legend;
+    legend.outside = legend.jump = legend.handles = legend.fixedHandles = true;
+    const Box last = PanelBox(static_cast<int>(kPanels.size()));
+    DrawLegend(picture, {last.left + 8.0, last.top + 14.0}, legend, true);
+    return picture.Finish();
+}
+
+}  // namespace example
