@@ -1,0 +1,181 @@
+#include "support/pictures.h"
+
+#include "support/curve_trace.h"
+#include "support/levers.h"
+#include "support/plot_axes.h"
+#include "support/svg_document.h"
+
+#include "examples/well_formed.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using core::Pointd;
+using Interpolation = core::KeyframeInterpolationType;
+
+double DistanceFromStrokes(const example::Strokes& strokes, Pointd p) {
+    double nearest = 1e300;
+    for (const std::vector<Pointd>& stroke : strokes) {
+        for (std::size_t i = 0; i < stroke.size(); ++i) {
+            const Pointd a = stroke[i == 0 ? 0 : i - 1];
+            const Pointd b = stroke[i];
+            const double length2 = (b.x - a.x) * (b.x - a.x) + (b.y - a.y) * (b.y - a.y);
+            const double along = (p.x - a.x) * (b.x - a.x) + (p.y - a.y) * (b.y - a.y);
+            const double s = length2 > 0.0 ? std::clamp(along / length2, 0.0, 1.0) : 0.0;
+            nearest = std::min(
+                nearest, std::hypot(p.x - a.x - s * (b.x - a.x), p.y - a.y - s * (b.y - a.y)));
+        }
+    }
+    return nearest;
+}
+
+TEST(CurveTrace, LooksLikeTheCurveAndBreaksWhereItJumps) {
+    struct Case {
+        const char* name;
+        std::function<double(double)> y;
+        std::size_t jumps;
+    };
+    const Case cases[] = {
+        {"level", [](double) { return 7.0; }, 0},
+        {"slope", [](double t) { return 0.5 * t; }, 0},
+        {"wave", [](double t) { return 100.0 * std::sin(t / 20.0); }, 0},
+        {"upright start", [](double t) { return 20.0 * std::sqrt(t); }, 0},
+        {"steep but whole", [](double t) { return 100.0 * std::atan(1e4 * (t - 123.4)); }, 0},
+        {"step", [](double t) { return t < 100.3 ? 0.0 : 80.0; }, 1},
+        {"staircase", [](double t) { return 5.0 * std::floor(t / 12.7); }, 31},
+        {"step at a sample", [](double t) { return t < 200.0 ? 0.0 : 80.0; }, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const example::Strokes strokes = example::TraceCurve(
+            [&](double t) {
+                return Pointd{t, c.y(t)};
+            },
+            example::TraceTimes(0.0, 400.0, 800, {}));
+        EXPECT_EQ(strokes.size(), c.jumps + 1);
+        std::size_t points = 0;
+        for (std::size_t i = 0; i < strokes.size(); ++i) {
+            ASSERT_FALSE(strokes[i].empty());
+            points += strokes[i].size();
+            for (const Pointd& p : strokes[i]) {
+                EXPECT_EQ(p.y, c.y(p.x)) << "drawn from samples alone";
+            }
+            if (i > 0) {
+                EXPECT_NEAR(strokes[i].front().x, strokes[i - 1].back().x, 1e-5) << "upright";
+            }
+        }
+        EXPECT_LT(points, 400U) << "no point too many";
+        for (double t = 0.05; t < 400.0; t += 0.37) {
+            EXPECT_LT(DistanceFromStrokes(strokes, {t, c.y(t)}), 0.2) << t;
+        }
+    }
+}
+
+TEST(PlotAxes, TicksAreRoundFewAndInside) {
+    const example::Span spans[] = {
+        {0.0, 1.0}, {-0.3, 3.2}, {0.0, 1e-7},   {-1e13, 3e13}, {1e12, 1e12},
+        {5.0, 5.0}, {0.0, 0.0},  {99.9, 100.1}, {-7.0, -6.9},  {0.0, 9.99},
+    };
+    for (const example::Span& raw : spans) {
+        const example::Span span = example::Widened(raw, 0.0);
+        for (const int count : {2, 5, 8}) {
+            SCOPED_TRACE(std::to_string(raw.low) + ".." + std::to_string(raw.high) + ", " +
+                         std::to_string(count));
+            const std::vector<double> ticks = example::Ticks(span, count);
+            ASSERT_FALSE(ticks.empty());
+            // Steps of 1, 2 and 5 are never more than 2.1 times as wide as asked.
+            EXPECT_GE(static_cast<double>(ticks.size()) + 1.0, count / 2.1);
+            EXPECT_LE(ticks.size(), 2U * static_cast<std::size_t>(count) + 1U);
+            for (std::size_t i = 0; i < ticks.size(); ++i) {
+                EXPECT_GE(ticks[i], span.low - 1e-6 * span.Length());
+                EXPECT_LE(ticks[i], span.high + 1e-6 * span.Length());
+                const std::string text = example::TickText(ticks[i], ticks);
+                EXPECT_NEAR(std::stod(text), ticks[i], 1e-3 * span.Length());
+                EXPECT_TRUE(i == 0 || text != example::TickText(ticks[i - 1], ticks)) << text;
+            }
+        }
+    }
+}
+
+// The promise of the levers: pulled as in any drawing program, they are the curve.
+TEST(Levers, TheirCubicIsTheSampledCurveForEveryPairOfTypes) {
+    int cubics = 0;
+    for (int type0 = 0; type0 <= 26; ++type0) {
+        for (int type1 = 0; type1 <= 26; ++type1) {
+            for (const std::string handles : {"automatic", "by hand", "at the ends"}) {
+                SCOPED_TRACE(std::to_string(type0) + " to " + std::to_string(type1) + ", " +
+                             handles);
+                core::Parameter parameter;
+                parameter.AddPoint(1.0, 2.0, static_cast<Interpolation>(type0));
+                parameter.AddPoint(3.0, 5.0, static_cast<Interpolation>(type1));
+                parameter.AddPoint(4.0, -1.0, Interpolation::Hermite);
+                if (handles == "by hand") {
+                    parameter.SetPointControlRightParam(0, 0.3, -2.0);
+                    parameter.SetPointControlLeftParam(1, 0.8, 1.5);
+                } else if (handles == "at the ends") {
+                    parameter.SetPointControlRightParam(0, -0.5, -2.0);
+                    parameter.SetPointControlLeftParam(1, 1.5, 1.5);
+                }
+                parameter.SetBaseRatio(-1.5);
+                const example::SegmentLevers segment = example::Levers(parameter).front();
+                if (!segment.isCubic) {
+                    continue;
+                }
+                ++cubics;
+                const auto bezier = [](double a, double b, double c, double d, double u) {
+                    const double v = 1.0 - u;
+                    return v * v * v * a + 3.0 * v * v * u * b + 3.0 * v * u * u * c +
+                           u * u * u * d;
+                };
+                for (double u = 0.0; u < 1.0; u += 0.0625) {
+                    const double time = bezier(segment.start.x, segment.startControl.x,
+                                               segment.endControl.x, segment.end.x, u);
+                    const double value = bezier(segment.start.y, segment.startControl.y,
+                                                segment.endControl.y, segment.end.y, u);
+                    // The curve finds its place along a time-value Bezier to 5e-5 s,
+                    // which the steepest of these turn into thousandths.
+                    EXPECT_NEAR(parameter.GetValue(time, false).AsDouble(), value, 2e-3) << u;
+                }
+            }
+        }
+    }
+    // Only hold, the two springy easings and extrapolation are no cubics.
+    EXPECT_GE(cubics, 22 * 26 * 3);
+}
+
+TEST(Pictures, AreWellFormedAndNameWhatTheyShow) {
+    example::KeyframeTable table;
+    table.title = "a < b & \"c\"";
+    for (const core::ParameterTypeEnum type :
+         {core::ParameterDouble, core::ParameterInt, core::ParameterBool, core::ParameterPoint}) {
+        table.type = type;
+        table.rows.clear();
+        for (int i = 0; i < 3; ++i) {
+            const core::ValAny value = type == core::ParameterPoint
+                                           ? core::ValAny(Pointd{1.0 * i, 2})
+                                       : type == core::ParameterBool ? core::ValAny(i == 1)
+                                                                     : core::ValAny(i);
+            table.rows.push_back({0.5 * i, value, Interpolation::Hold, {}, {}});
+            const std::string svg = example::DrawAnimation(table);
+            EXPECT_EQ(WhyNotWellFormed(svg), "") << i;
+            EXPECT_NE(svg.find("a &lt; b &amp; &quot;c&quot;</text>"), std::string::npos);
+        }
+    }
+    const std::string types = example::DrawInterpolationTypes();
+    EXPECT_EQ(WhyNotWellFormed(types), "");
+    for (int type = 16; type <= 26; ++type) {
+        EXPECT_NE(types.find(example::InterpolationName(static_cast<Interpolation>(type))),
+                  std::string::npos)
+            << type;
+    }
+}
+
+}  // namespace
