@@ -1,0 +1,234 @@
+#include <core/curve/parameter.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "support/curve_gallery.h"
+#include "support/curve_oracle.h"
+#include "support/dice.h"
+
+namespace {
+
+using core::KeyframeInterpolationType;
+using core::Parameter;
+using core::ValAny;
+using plain::Curve;
+
+const double kInfinity = std::numeric_limits<double>::infinity();
+const double kNan = std::numeric_limits<double>::quiet_NaN();
+
+double Area(const Parameter& parameter, double from, double to) {
+    return parameter.GetAreaFromTo(from, to, false, 0.0, 0.0);
+}
+
+void ExpectArea(const Parameter& parameter, const Curve& curve, double from, double to) {
+    plain::Quadrature expected = plain::Integrate(curve, from, to);
+    EXPECT_NEAR(expected.area, Area(parameter, from, to), expected.tolerance + 1e-300)
+        << "from " << from << " to " << to << "\n"
+        << plain::Print(curve);
+}
+
+/// How far apart neighbouring times are in area: no inverse can do better.
+double Granularity(const Curve& curve, double time) {
+    double value = std::fabs(plain::SampleAt(curve, time).value) +
+                   std::fabs(plain::SampleAt(curve, std::nextafter(time, -kInfinity)).value);
+    return 2 * value * (std::nextafter(std::fabs(time), kInfinity) - std::fabs(time));
+}
+
+/// Holds one answer of the inverse against the area itself: that it is an answer,
+/// and that none comes before it; or, where there is none, that none exists.
+void ExpectFirstTime(const Parameter& parameter, const Curve& curve, double start, double area) {
+    double answer = parameter.SolveTimeBaseArea(start, area);
+    double sign = area < 0 ? -1.0 : 1.0;
+    double tolerance = 1e-9 * std::max(1.0, std::fabs(area));
+    char line[160];
+    std::snprintf(line, sizeof line, "start %.17g, area %.17g, answer %.17g\n", start, area,
+                  answer);
+    SCOPED_TRACE(line + plain::Print(curve));
+
+    double reached = Area(parameter, start, answer);
+    bool solved = std::fabs(reached - area) <= tolerance + Granularity(curve, answer) &&
+                  sign * (answer - start) >= 0;
+    double until = answer;
+    if (!solved) {
+        ASSERT_EQ(curve.back().time, answer) << "reaches " << reached;
+        double span = curve.back().time - curve.front().time + 1.0;
+        until = sign > 0 ? std::max(start, curve.back().time) + span
+                         : std::min(start, curve.front().time) - span;
+    }
+    const int steps = 200;
+    for (int step = 0; step <= steps; ++step) {
+        double time = start + (until - start) * step / steps;
+        if (solved && sign * (until - time) <= 1e-9 * std::fabs(until)) {
+            break;
+        }
+        ASSERT_LT(sign * (Area(parameter, start, time) - area),
+                  tolerance + Granularity(curve, time))
+            << "is reached at " << time;
+    }
+}
+
+Curve RandomSpeeds(Dice& dice, double t0, double t1, int type0, int type1) {
+    Curve curve(2);
+    for (plain::Key& key : curve) {
+        key.value = dice.Between(-3, 10);
+        key.left = {dice.Between(-0.5, 1.5), dice.Between(-20, 20)};
+        key.right = {dice.Between(-0.5, 1.5), dice.Between(-20, 20)};
+    }
+    curve[0].time = t0;
+    curve[1].time = t1;
+    curve[0].type = type0;
+    curve[1].type = type1;
+    return curve;
+}
+
+TEST(Area, EveryPairOfTypesIsTheIntegralAndInvertsToTheFirstTime) {
+    Dice dice(11);
+    const std::pair<double, double> spans[] = {{0, 1}, {-3.5, 2.25}, {2e6, 9e6}};
+    for (int type0 : gallery::Types()) {
+        for (int type1 : gallery::Types()) {
+            for (auto [t0, t1] : spans) {
+                Curve curve = RandomSpeeds(dice, t0, t1, type0, type1);
+                Parameter parameter = plain::Build(curve);
+                double length = t1 - t0;
+                ExpectArea(parameter, curve, t0 - length / 2, t1 + length / 2);
+                double from = dice.Between(t0, t1);
+                ExpectArea(parameter, curve, from, dice.Between(t0, t1));
+
+                double area = Area(parameter, from, dice.Between(t0 - length, t1 + length));
+                ExpectFirstTime(parameter, curve, from, area);
+                ExpectFirstTime(parameter, curve, t0 - length / 3, length * dice.Between(-9, 9));
+                if (HasFailure()) {
+                    return;
+                }
+            }
+        }
+    }
+}
+
+TEST(Area, TheGalleryIntegratesAddsUpAndInverts) {
+    Dice dice(12);
+    for (const gallery::Exhibit& exhibit : gallery::Curves()) {
+        SCOPED_TRACE(exhibit.name);
+        Parameter parameter = gallery::Build(exhibit);
+        Curve curve = plain::ReadBack(parameter);
+        double span = curve.back().time - curve.front().time + 0.1;
+        auto anyTime = [&] {
+            return dice.OneIn(3)
+                       ? dice.Pick(curve).time
+                       : dice.Between(curve.front().time - span / 3, curve.back().time + span / 3);
+        };
+        for (int n = 0; n < 30; ++n) {
+            double a = anyTime();
+            double b = anyTime();
+            double c = anyTime();
+            ExpectArea(parameter, curve, a, b);
+            EXPECT_EQ(Area(parameter, a, b), -Area(parameter, b, a));
+            double scale = std::fabs(Area(parameter, a, b)) + std::fabs(Area(parameter, b, c)) +
+                           std::fabs(Area(parameter, curve.front().time, a)) +
+                           std::fabs(Area(parameter, curve.front().time, b)) +
+                           std::fabs(Area(parameter, curve.front().time, c));
+            EXPECT_NEAR(Area(parameter, a, c), Area(parameter, a, b) + Area(parameter, b, c),
+                        1e-12 * scale + Granularity(curve, b));
+            ExpectFirstTime(parameter, curve, a, Area(parameter, a, b));
+            ExpectFirstTime(parameter, curve, a, dice.Between(-2, 2) * Area(parameter, b, c));
+        }
+        EXPECT_EQ(0.0, Area(parameter, span, span));
+    }
+}
+
+TEST(Area, TheInverseIsTheFirstTimeOfAll) {
+    const Curve standstill = {{0, 1, 6}, {2, 0, 6}, {5, 0, 9}, {6, 2, 6}, {8, 0, 6}};
+    const Curve turning = {{0, 1, 1, {}, {-1, 0}}, {2, -1, 1}};
+    const Curve late = {{1, 0, 6}, {2, 4, 6}};
+    const Curve single = {{1, 2, 7}};
+    struct Row {
+        const char* name;
+        Curve curve;
+        double start, area, expected, tolerance;
+    };
+    const Row rows[] = {
+        {"nothing to go", standstill, 0, 0, 0, 0},
+        {"nothing to go, standing still", standstill, 3, 0, 3, 0},
+        {"inside a hold", standstill, 0, 1, 1, 1e-9},
+        {"the start of a standstill", standstill, 0, 2, 2, 1e-9},
+        {"out of a standstill", standstill, 3, 1, 6, 1e-9},
+        {"the last standstill", standstill, 0, 7, 8, 1e-9},
+        {"never, so the last keyframe", standstill, 0, 7.5, 8, 0},
+        {"never from behind it either", standstill, 10, 1, 8, 0},
+        {"before the first keyframe", standstill, -2, 1, -1, 1e-9},
+        {"from before the first keyframe", standstill, -2, 3, 1, 1e-9},
+        {"backwards out of the curve", standstill, 0, -3, -3, 1e-9},
+        {"backwards to the end of a standstill", standstill, 6, -1, 5, 2e-3},
+        {"backwards over a standstill", standstill, 10, -4, 6, 1e-9},
+        {"the first of two times", turning, 0, 0.375, 0.5, 1e-9},
+        {"where the speed turns", turning, 0, 0.5, 1, 1e-4},
+        {"beyond where the speed turns", turning, 0, 0.6, 2, 0},
+        {"backwards from where it runs backwards", turning, 4, -1, -3, 1e-9},
+        {"backwards before the turn", turning, 0, -1, -1, 1e-9},
+        {"behind the last keyframe", late, 0, 8, 4, 1e-9},
+        {"from behind the last keyframe", late, 10, 8, 12, 1e-9},
+        {"never before the first keyframe", late, 0, -1, 2, 0},
+        {"a single keyframe", single, 0, 8, 4, 1e-9},
+        {"a single keyframe, backwards", single, 0, -8, -4, 1e-9},
+        {"from no time", standstill, kNan, 1, 8, 0},
+        {"to no area", standstill, 0, kNan, 8, 0},
+        {"from the end of time", standstill, kInfinity, 1, 8, 0},
+        {"to an endless area", late, 0, kInfinity, 2, 0},
+        {"to an endless area, backwards", single, 0, -kInfinity, 1, 0},
+    };
+    for (const Row& row : rows) {
+        Parameter parameter = plain::Build(row.curve);
+        EXPECT_NEAR(row.expected, parameter.SolveTimeBaseArea(row.start, row.area), row.tolerance)
+            << row.name;
+    }
+    // The whole way there and back again is no way at all.
+    Parameter back = plain::Build(turning);
+    EXPECT_NEAR(0.0, Area(back, 0, 2), 1e-15);
+    EXPECT_EQ(5.0, Parameter().SolveTimeBaseArea(5.0, 1.0));
+}
+
+TEST(Area, CountsWhatADoubleParameterAnswers) {
+    const Curve curve = {{0, 1, 1}, {2, 3.5, 7}, {4, 2, 17}, {5, 1, 6}};
+    Parameter reference = plain::BuildAutomatic(curve);
+    for (double ratio : {2.0, -0.5, 0.0}) {
+        Parameter parameter = plain::BuildAutomatic(curve);
+        parameter.SetValueRange(1.5, 2.0);  // areas are not clamped
+        EXPECT_NEAR(Area(reference, -1, 6), Area(parameter, -1, 6), 1e-12);
+        parameter.SetBaseRatio(ratio);
+        EXPECT_NEAR(ratio * Area(reference, -1, 6), Area(parameter, -1, 6), 1e-12);
+        // Positive areas are sought forwards, negative ones backwards: never here
+        // unless the ratio is positive.
+        double area = ratio == 0.0 ? 1.0 : Area(parameter, 1, 3);
+        EXPECT_NEAR(ratio > 0.0 ? 3.0 : 5.0, parameter.SolveTimeBaseArea(1, area), 1e-9);
+    }
+    Parameter counter = plain::BuildAutomatic(curve);
+    counter.SetParameterType(core::ParameterInt);
+    EXPECT_NEAR(Area(reference, -1, 6), Area(counter, -1, 6), 1e-12);
+
+    Parameter single = plain::BuildAutomatic({{1, 2, 7}});
+    single.SetBaseRatio(3.0);  // one keyframe answers its value as stored
+    EXPECT_EQ(8.0, Area(single, 0, 4));
+    EXPECT_EQ(0.0, Area(Parameter(), 0, 4));
+    for (double never : {kInfinity, -kInfinity, kNan}) {
+        EXPECT_EQ(0.0, Area(reference, never, 1));
+        EXPECT_EQ(0.0, Area(reference, 1, never));
+    }
+}
+
+TEST(Area, ValuesThatAreNoNumbersThrow) {
+    Parameter parameter = plain::BuildAutomatic({{0, 1, 1}, {1, 2, 1}, {2, 3, 1}});
+    EXPECT_NEAR(4.0, Area(parameter, 0, 2), 1e-12);
+    parameter.SetPointValue(1, "text");
+    EXPECT_THROW(Area(parameter, 0, 2), core::AnyBadAccess);
+    EXPECT_THROW(parameter.SolveTimeBaseArea(0, 1), core::AnyBadAccess);
+    parameter.SetPointValue(1, 2.0);
+    EXPECT_NEAR(4.0, Area(parameter, 0, 2), 1e-12);
+}
+
+}  // namespace

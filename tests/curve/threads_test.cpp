@@ -1,0 +1,128 @@
+#include <core/curve/parameter.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <latch>
+#include <thread>
+#include <vector>
+
+#include "support/dice.h"
+
+namespace {
+
+using core::KeyframeInterpolationType;
+using core::Parameter;
+
+/// Runs the samplers over and over, all from the same instant, until the editor
+/// has finished.
+void Race(int samplers, const std::function<void(Dice&)>& sample,
+          const std::function<void(Dice&)>& edit) {
+    std::latch start(samplers + 1);
+    std::atomic<bool> finished = false;
+    std::vector<std::thread> threads;
+    for (int n = 0; n < samplers; ++n) {
+        threads.emplace_back([&, n] {
+            Dice dice(static_cast<std::uint64_t>(n));
+            start.arrive_and_wait();
+            do {
+                sample(dice);
+            } while (!finished);
+        });
+    }
+    Dice dice(99);
+    start.arrive_and_wait();
+    for (int n = 0; n < 400; ++n) {
+        edit(dice);
+    }
+    finished = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+/// The first keyframe is 0, the last is 1, and those between stay between: so do
+/// all samples, at any time.
+void BuildRamp(Parameter& curve) {
+    for (int i = 0; i <= 20; ++i) {
+        curve.AddPoint(i, i / 20.0, KeyframeInterpolationType::Linear);
+    }
+}
+
+void EditInside(Parameter& curve, Dice& dice) {
+    int index = 1 + dice.Below(3);
+    double time = dice.Between(1, 19);
+    auto type = dice.OneIn(2) ? KeyframeInterpolationType::Linear
+                              : KeyframeInterpolationType::EaseInOutCubic;
+    switch (dice.Below(5)) {
+        case 0:
+            curve.AddPoint(time, dice.Between(0, 1), type);
+            break;
+        case 1:
+            if (curve.GetKeyFramesCount() > 8) {
+                curve.RemovePoint(index);
+            }
+            break;
+        case 2:
+            curve.SetPointTime(index, time);
+            break;
+        case 3:
+            curve.SetPointValue(index, dice.Between(0, 1));
+            break;
+        default:
+            curve.SetPointInterpolationType(index, type);
+    }
+}
+
+TEST(Threads, SamplesStayPlausibleWhileAnotherThreadEdits) {
+    for (int samplers : {1, 2, 8}) {
+        Parameter curve;
+        BuildRamp(curve);
+        std::atomic<int> implausible = 0;
+        auto sample = [&](Dice& dice) {
+            double value = curve.GetValue(dice.Between(-5, 25), true).AsDouble();
+            double area = curve.GetAreaFromTo(0, 20, false, 0, 0);
+            double time = curve.SolveTimeBaseArea(0, dice.Between(0, 5));
+            int count = curve.GetKeyFramesCount();
+            const double slack = 1e-9;
+            if (!(value >= -slack && value <= 1 + slack && area >= -slack && area <= 20 + slack &&
+                  time >= 0 && time <= 30 && count >= 2)) {
+                ++implausible;
+            }
+            if (dice.OneIn(16)) {
+                Parameter copy(curve);
+                if (copy.GetValue(-1, false).AsDouble() != 0.0 ||
+                    copy.GetValue(21, false).AsDouble() != 1.0) {
+                    ++implausible;
+                }
+            }
+        };
+        Race(samplers, sample, [&](Dice& dice) { EditInside(curve, dice); });
+        EXPECT_EQ(0, implausible.load()) << samplers << " samplers";
+    }
+}
+
+// Two curves that are assigned to each other at once must not wait for each other.
+TEST(Threads, CurvesCanBeAssignedToEachOtherAtOnce) {
+    for (int samplers : {1, 2, 8}) {
+        Parameter a, b;
+        BuildRamp(a);
+        BuildRamp(b);
+        std::atomic<int> implausible = 0;
+        auto sample = [&](Dice& dice) {
+            (dice.OneIn(2) ? a : b) = (dice.OneIn(2) ? a : b);
+            double value = a.GetValue(dice.Between(-5, 25), true).AsDouble();
+            if (!(value >= -1e-9 && value <= 1 + 1e-9)) {
+                ++implausible;
+            }
+        };
+        Race(samplers, sample, [&](Dice& dice) {
+            EditInside(b, dice);
+            b = a;
+        });
+        EXPECT_EQ(0, implausible.load()) << samplers << " threads";
+    }
+}
+
+}  // namespace
