@@ -19,7 +19,7 @@ struct Face {
 };
 constexpr Face kLight = {"#ffffff", "#1f2328", "#59636e", "#e7eaee", "#8c959f",
                          "#0969da", "#0a2f66", "#d4700a", "#7a54c7", "#f6f8fa"};
-constexpr Face kDark = {"#0d1117", "#e6edf3", "#9198a1", "#21262d", "#656c76",
+constexpr Face kDark = {"#0d1117", "#e6edf3", "#9198a1", "#2b323b", "#656c76",
                         "#3d8bea", "#cfe6ff", "#f0a14a", "#b59af2", "#151b23"};
 
 std::string Rules(const Face& face) {
