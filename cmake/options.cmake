@@ -9,7 +9,7 @@ else()
     # Results must not depend on where a compiler chooses to fuse a multiply and an add.
     -ffp-contract=off
     -Wall -Wextra -Wpedantic
-    -Wconversion -Wsign-conversion -Wshadow -Wcast-align -Wcast-qual
+    -Wconversion -Wshadow -Wcast-align -Wcast-qual
     -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast
     -Wundef -Wformat=2 -Wextra-semi
     $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op -Wsuggest-override>
