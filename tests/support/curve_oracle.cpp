@@ -92,13 +92,18 @@ double Ease(int type, double p) {
     return n * (p * p) + 0.984375;
 }
 
-Sample Hermite(double t0, double y0, double d0, double t1, double y1, double d1, int type1,
-               double t) {
-    if (type1 == 26) {
-        y1 = y0 + d0;
-        t1 = t0 + 1.0;
-        d1 = d0;
+/// A line through (t1, y1): what remains of the Hermite step over one unit of time
+/// with the same slope at both ends. Written as a cubic, u^3 would magnify the
+/// rounding of the other end far from there; only the line is right.
+Sample Line(double t1, double y1, double slope, double t) {
+    if (slope == 0.0) {
+        return {y1, std::fabs(y1), true};
     }
+    double away = slope * (t - t1);
+    return {y1 + away, std::fabs(y1) + std::fabs(slope) + std::fabs(away)};
+}
+
+Sample Hermite(double t0, double y0, double d0, double t1, double y1, double d1, double t) {
     double dv = y1 - y0;
     double u = (t - t0) / (t1 - t0);
     const double coefficients[] = {d0, 3 * dv - 2 * d0 - d1, d0 - 2 * dv + d1};
@@ -149,14 +154,7 @@ Sample Evaluate(const Segment& s, double t) {
     double d0 = dt * s.rx;
     double d1 = dt * s.lx;
     if (s.type0 == 26 || (s.type0 >= 12 && s.type0 <= 15 && s.type1 == 26)) {
-        // The Hermite step over the unit of time before t1, from y1 - d1 with the
-        // slope d1 at both ends, is a line. Far from there, where u^3 magnifies the
-        // rounding of y1 - d1, only the line is right.
-        double away = d1 * (t - s.t1);
-        if (d1 == 0.0) {
-            return {y1, std::fabs(y1), true};
-        }
-        return {y1 + away, std::fabs(y1) + std::fabs(d1) + std::fabs(away)};
+        return Line(s.t1, y1, d1, t);
     }
     if (s.type0 == 6) {
         return {y0, std::fabs(y0), true};
@@ -176,7 +174,7 @@ Sample Evaluate(const Segment& s, double t) {
                     std::fabs(y0) + std::fabs(s.rx) + std::fabs(s.lx) + std::fabs(y1)};
         }
         if (!IsBezier(s.type0) && !IsBezier(s.type1)) {
-            return Hermite(t0, y0, d0, s.t1, y1, d1, s.type1, t);
+            return s.type1 == 26 ? Line(t0, y0, d0, t) : Hermite(t0, y0, d0, s.t1, y1, d1, t);
         }
     }
     return TimeValueBezier({s.t0, s.y0, s.type0, {}, {s.rx, s.ry}, {}},
@@ -417,6 +415,10 @@ Curve WithAutomaticHandles(Curve curve) {
         int typeAfter = isLast ? -1 : curve[after].type;
         if (key.type == 1 && !isLast && !IsBezier(typeAfter)) {
             key.right.x = secant(i, after, false);
+            if (typeAfter == 26) {
+                // Its segment climbs dt times the handle in each unit of time.
+                key.right.x /= curve[after].time - key.time;
+            }
         }
         if (isHermite(key.type)) {
             double slope = key.type == 9 ? 0.0 : secant(before, after, false);
