@@ -58,8 +58,10 @@ struct Piece {
         return kind == Kind::Cubic ? Polynomial<3>{c}
                                    : Polynomial<3>{{curve.dy, curve.cy, curve.by, curve.ay}};
     }
+    // Without the jump to its exact end that an elastic easing makes: it has no
+    // area, and it would hide a change of sign before it.
     double ValueAt(double u) const noexcept {
-        return kind == Kind::Elastic ? c[0] + c[1] * EaseOutElastic(u) : Value().At(u);
+        return kind == Kind::Elastic ? c[0] + c[1] * ElasticSwing(u) : Value().At(u);
     }
     // 0 where it isn't known, which makes a bracketed search bisect.
     double ValueSlopeAt(double u) const noexcept {

@@ -104,12 +104,13 @@ const CubicEasing* FindCubicEasing(KeyframeInterpolationType type) noexcept {
     return &table[static_cast<std::size_t>(index)];
 }
 
-double EaseOutElastic(double p) noexcept {
-    if (p == 0.0 || p == 1.0) {
-        return p;
-    }
+double ElasticSwing(double p) noexcept {
     constexpr double kPerTurn = 2.0943951023931953;  // 2 pi / 3
     return std::exp2(-10.0 * p) * std::sin((10.0 * p - 0.75) * kPerTurn) + 1.0;
+}
+
+double EaseOutElastic(double p) noexcept {
+    return p == 0.0 || p == 1.0 ? p : ElasticSwing(p);
 }
 
 double EaseOutBounce(double p) noexcept {

@@ -57,7 +57,9 @@ private:
 /// Built once for the process on first use; read-only afterwards.
 const CubicEasing* FindCubicEasing(KeyframeInterpolationType type) noexcept;
 
-/// 2^(-10 p) sin((10 p - 0.75) 2 pi / 3) + 1, with exact ends.
+/// 2^(-10 p) sin((10 p - 0.75) 2 pi / 3) + 1: how a spring comes to rest.
+double ElasticSwing(double p) noexcept;
+/// The same with exact ends; at the very end the swing is still 1/2048 above 1.
 double EaseOutElastic(double p) noexcept;
 
 /// Four parabolas n (p - top)^2 + floor, each valid up to its end.

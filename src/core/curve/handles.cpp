@@ -167,7 +167,7 @@ AutomaticHandle AutomaticRightHandle(const HandleKeys& keys) noexcept {
                 // once per time unit, so that this one alone meets the end.
                 const double dt = end->time - keys.key.time;
                 handle.x = FiniteOrZero(handle.x / dt);
-                handle.toleranceX = handle.toleranceX / dt * (1.0 + 1.0 / dt);
+                handle.toleranceX *= 2.0 / dt;
             }
             return handle;
         }
