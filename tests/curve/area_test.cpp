@@ -193,6 +193,25 @@ TEST(Area, TheInverseIsTheFirstTimeOfAll) {
     EXPECT_EQ(5.0, Parameter().SolveTimeBaseArea(5.0, 1.0));
 }
 
+TEST(Area, EveryTurnOfASpeedThatSwingsAroundZeroCounts) {
+    for (double end : {0.0, 0.0001, -0.0001}) {
+        const Curve swings = {{0, 1, 24},
+                              {3, end, 23},
+                              {4, end - 1, 22},
+                              {5, end, 12, {}, {-9, 0}},
+                              {6, end, 0, {9, 0}, {0.9, 40}},
+                              {7, end, 7, {0.1, 40}, {9, 0}},
+                              {8, end, 6, {9, 0}}};
+        Parameter parameter = plain::Build(swings);
+        for (int from = 0; from <= 80; ++from) {
+            for (int to = 0; to <= 8; ++to) {
+                ExpectFirstTime(parameter, swings, from * 0.1, Area(parameter, from * 0.1, to));
+                ExpectFirstTime(parameter, swings, from * 0.1, -Area(parameter, from * 0.1, to));
+            }
+        }
+    }
+}
+
 TEST(Area, CountsWhatADoubleParameterAnswers) {
     const Curve curve = {{0, 1, 1}, {2, 3.5, 7}, {4, 2, 17}, {5, 1, 6}};
     Parameter reference = plain::BuildAutomatic(curve);

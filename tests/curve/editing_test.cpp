@@ -372,6 +372,24 @@ TEST(Editing, HandlesThatWereRoundedBySavingStillFollow) {
     }
 }
 
+TEST(Editing, HandlesOfTheCallerOutliveAnyNeighbour) {
+    for (int type : gallery::Types()) {
+        for (int typeAfter : gallery::Types()) {
+            for (double gap : {1e-3, 0.04}) {
+                for (int neighbour : {0, 2}) {
+                    Curve curve = {{-gap, 2, 7}, {0, 2, type}, {gap, 2, typeAfter}, {1, 5, 7}};
+                    Parameter parameter = plain::BuildAutomatic(curve);
+                    parameter.SetPointControlParam(1, 0.3, 0.3);
+                    parameter.RemovePoint(neighbour);
+                    curve = plain::ReadBack(parameter);
+                    const Key& key = curve[neighbour == 0 ? 0 : 1];
+                    ASSERT_TRUE(key.left.x == 0.3 && key.right.x == 0.3) << plain::Print(curve);
+                }
+            }
+        }
+    }
+}
+
 TEST(Editing, PathsKeepTheirHandlesAtTheThirdsOnceTheyAreMaintained) {
     auto handles = [](Parameter& path, int index) {
         Pointd left, right;
