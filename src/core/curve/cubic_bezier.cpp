@@ -65,10 +65,9 @@ BezierTimeSolver::BezierTimeSolver(const CubicBezier& curve, double xEnd) noexce
         return;
     }
     stepsPerX = kSteps / span;
-    guess[kSteps] = 1.0F;
-    for (int i = 1; i < kSteps; ++i) {
-        guess[static_cast<std::size_t>(i)] =
-            static_cast<float>(SolveExactly(curve, xEnd, curve.dx + span * i / kSteps));
+    for (int i = 1; i <= kSteps; ++i) {
+        const double u = SolveExactly(curve, xEnd, curve.dx + span * i / kSteps);
+        guess[static_cast<std::size_t>(i)] = static_cast<std::uint16_t>(u * kGuessOne);
     }
 }
 
@@ -99,7 +98,7 @@ double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) 
     const int step = static_cast<int>(position) < kSteps ? static_cast<int>(position) : kSteps - 1;
     const double left = guess[static_cast<std::size_t>(step)];
     const double right = guess[static_cast<std::size_t>(step) + 1];
-    const double rough = left + (right - left) * (position - step);
+    const double rough = (left + (right - left) * (position - step)) * (1.0 / kGuessOne);
     const double inverseSlope = 1.0 / curve.SlopeX(rough);
     const double d = (curve.X(rough) - x) * inverseSlope;
     const double root = rough - d * (1.0 + d * (3.0 * curve.ax * rough + curve.bx) * inverseSlope);

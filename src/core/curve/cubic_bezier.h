@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdint>
 
 namespace core {
 
@@ -65,8 +66,10 @@ public:
 private:
     static constexpr int kSteps = 16;
 
-    // Parameter at X = dx + (xEnd - dx) i / kSteps, as a first guess.
-    std::array<float, kSteps + 1> guess{};
+    // Parameter at X = dx + (xEnd - dx) i / kSteps, as a first guess, in units of
+    // 1 / kGuessOne: small, so that a segment of a long curve is two cache lines.
+    static constexpr double kGuessOne = 65535.0;
+    std::array<std::uint16_t, kSteps + 1> guess{};
     // kSteps / (xEnd - dx), or 0 where only the bisection itself is safe.
     double stepsPerX = 0.0;
 };

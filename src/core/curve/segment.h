@@ -113,11 +113,12 @@ struct alignas(64) Segment {
 static_assert(sizeof(Segment) == 64);
 
 /// The part of a `TimeValueBezier` or `Path` segment that other shapes lack.
-struct SegmentCurve {
+struct alignas(64) SegmentCurve {
     CubicBezier bezier;
     double xEnd;
     BezierTimeSolver solver;
 };
+static_assert(sizeof(SegmentCurve) == 128);
 
 /// Prepares a segment between two numeric keyframes. `curve` is written for the
 /// shape `TimeValueBezier` alone.
