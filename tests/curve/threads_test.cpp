@@ -4,10 +4,10 @@
 
 #include <atomic>
 #include <functional>
-#include <latch>
 #include <thread>
 #include <vector>
 
+#include "support/barrier.h"
 #include "support/dice.h"
 
 namespace {
@@ -19,20 +19,20 @@ using core::Parameter;
 /// has finished.
 void Race(int samplers, const std::function<void(Dice&)>& sample,
           const std::function<void(Dice&)>& edit) {
-    std::latch start(samplers + 1);
+    Barrier start(samplers + 1);
     std::atomic<bool> finished = false;
     std::vector<std::thread> threads;
     for (int n = 0; n < samplers; ++n) {
         threads.emplace_back([&, n] {
             Dice dice(static_cast<std::uint64_t>(n));
-            start.arrive_and_wait();
+            start.ArriveAndWait();
             do {
                 sample(dice);
             } while (!finished);
         });
     }
     Dice dice(99);
-    start.arrive_and_wait();
+    start.ArriveAndWait();
     for (int n = 0; n < 400; ++n) {
         edit(dice);
     }
