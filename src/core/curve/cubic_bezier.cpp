@@ -3,6 +3,7 @@
 #include "core/curve/polynomial.h"
 
 #include <bit>
+#include <cassert>
 #include <cstdint>
 
 // Why the bisection's answer can be had without walking it.
@@ -125,6 +126,7 @@ double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) 
         return (before | 1) / kFinestCount;
     }
     const int zeros = static_cast<int>(std::bit_width(before ^ last)) - 1;
+    assert(zeros >= 0);  // because before < last
     const std::uint32_t c = (last >> zeros) << zeros;
     const double half = static_cast<double>(1 << zeros) / kFinestCount;
     const double u = c / kFinestCount;
