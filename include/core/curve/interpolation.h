@@ -59,7 +59,8 @@ enum class KeyframeInterpolationType : std::int32_t {
 enum ParameterTypeEnum : std::int32_t {
     /// Double: the interpolated value times the base ratio.
     ParameterDouble = 0,
-    /// 32-bit integer: the same, truncated toward zero.
+    /// 32-bit integer: the interpolated value times the base ratio's integer part,
+    /// truncated toward zero.
     ParameterInt = 1,
     /// Boolean: the value of the keyframe at or before the time.
     ParameterBool = 2,

@@ -32,8 +32,9 @@ public:
     /// The value at `time`.
     ///
     /// Without keyframes the integer 0; with one keyframe its value as stored.
-    /// Otherwise a double parameter answers the interpolated value times the
-    /// base ratio, an int parameter the same truncated to 32 bits (saturating),
+    /// Otherwise a double parameter answers the interpolated value times the base
+    /// ratio; an int parameter the value times the ratio truncated to an integer,
+    /// the product truncated to 32 bits (saturating);
     /// a bool or string parameter the value of the keyframe at or before `time`,
     /// a point parameter the point on its path. Before the first and after the
     /// last keyframe the curve stays at that keyframe's value. With
