@@ -86,13 +86,17 @@ double ElasticAntiderivative(double p) noexcept {
     return -std::exp2(-10.0 * p) * (k * std::sin(theta) + m * std::cos(theta)) / (k * k + m * m);
 }
 
+// The integral of a cubic over u, by Simpson's rule.
+double CubicIntegral(const Polynomial<3>& v, double u0, double u1) noexcept {
+    return (u1 - u0) * (v.At(u0) + 4.0 * v.At(0.5 * (u0 + u1)) + v.At(u1)) / 6.0;
+}
+
 double Piece::Area(double u0, double u1) const noexcept {
     const double width = u1 - u0;
     const double middle = 0.5 * (u0 + u1);
     switch (kind) {
         case Kind::Cubic:
-            // Simpson's rule.
-            return unit * span * width * (ValueAt(u0) + 4.0 * ValueAt(middle) + ValueAt(u1)) / 6.0;
+            return unit * span * CubicIntegral(Value(), u0, u1);
         case Kind::Parametric: {
             // Gauss-Legendre, nodes at 0 and +-sqrt(3/5), weights 8/9 and 5/9.
             const double offset = 0.5 * width * 0.7745966692414834;
@@ -357,8 +361,10 @@ double SegmentArea(const Segment& segment, const CubicBezier& curve, TimeSpan ti
     if (segment.shape == Segment::Shape::Constant) {
         return segment.c[0] * (to - from);
     }
-    if (IsPolynomial(segment)) {
-        return PolynomialPiece(segment, times).Area(segment.Progress(from), segment.Progress(to));
+    if (segment.shape == Segment::Shape::Cubic || segment.shape == Segment::Shape::Line) {
+        const double* c = segment.c;
+        return segment.span * CubicIntegral({{c[0], c[1], c[2], c[3]}}, segment.Progress(from),
+                                            segment.Progress(to));
     }
     double sum = 0.0;
     for (const Piece& piece : PiecesOf(segment, curve, times)) {

@@ -1,5 +1,7 @@
 #include "core/curve/area_index.h"
 
+#include "core/curve/sorted_times.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -25,8 +27,7 @@ const CubicBezier& CurveView::CurveOf(std::size_t segment) const noexcept {
 }
 
 std::size_t CurveView::SegmentAt(double t) const noexcept {
-    return static_cast<std::size_t>(std::upper_bound(times.begin(), times.end(), t) -
-                                    times.begin());
+    return UpperBound(times, t);
 }
 
 void MaximumTree::Build(std::span<const double> row) {
@@ -131,8 +132,11 @@ double AreaIndex::Area(const CurveView& curve, double from, double to) const noe
     if (first == last) {
         return areaIn(first, from, to);
     }
-    const double before = areaIn(first, from, curve.times[first]);
-    const double between = upTo[last - 1].Minus(upTo[first]);
+    // From a keyframe on, its whole segment is summed already.
+    const bool startsAtKeyframe = first > 0 && curve.times[first - 1] == from;
+    const std::size_t keyframe = startsAtKeyframe ? first - 1 : first;
+    const double before = startsAtKeyframe ? 0.0 : areaIn(first, from, curve.times[first]);
+    const double between = upTo[last - 1].Minus(upTo[keyframe]);
     const double after = areaIn(last, curve.times[last - 1], to);
     return before + between + after;
 }

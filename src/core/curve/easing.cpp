@@ -32,8 +32,8 @@ CubicEasing::CubicEasing(double firstX, double firstY, double secondX, double se
       b(3.0 * x2 - 6.0 * x1),
       c(3.0 * x1) {
     const CubicBezier curve = Curve();
+    double s0 = 0.0;
     for (int i = 0; i < kNodes; ++i) {
-        const double s0 = BezierTimeSolver::SolveExactly(curve, 1.0, double(i) / kNodes);
         const double s1 = BezierTimeSolver::SolveExactly(curve, 1.0, double(i + 1) / kNodes);
         const double rise = s1 - s0;
         // Slopes of the inverse, per node distance. Where X is flat the inverse is
@@ -47,6 +47,7 @@ CubicEasing::CubicEasing(double firstX, double firstY, double secondX, double se
         const double d1 = slopeAt(s1);
         inverse[static_cast<std::size_t>(i)] = {s0, d0, 3.0 * rise - 2.0 * d0 - d1,
                                                 d0 + d1 - 2.0 * rise};
+        s0 = s1;
     }
 }
 
@@ -73,16 +74,25 @@ double CubicEasing::Solve(double p) const noexcept {
     const auto& h = inverse[static_cast<std::size_t>(node)];
     const double w = position - node;
     const double guess = ((h[3] * w + h[2]) * w + h[1]) * w + h[0];
-    const double slope = (3.0 * a * guess + 2.0 * b) * guess + c;
-    const double root = guess - (((a * guess + b) * guess + c) * guess - p) / slope;
-    if (!(root >= 0.0 && root < 1.0)) {
-        return Bisect(p);
+    double middle = MiddleOfCell(p, guess);
+    if (middle >= 0.0) {
+        return middle;
     }
-    const double cell = static_cast<double>(static_cast<std::int32_t>(root * kCells));
+    // A step of Newton's method helps where the inverse bends too much for a cubic.
+    const double slope = (3.0 * a * guess + 2.0 * b) * guess + c;
+    middle = MiddleOfCell(p, guess - (((a * guess + b) * guess + c) * guess - p) / slope);
+    return middle >= 0.0 ? middle : Bisect(p);
+}
+
+double CubicEasing::MiddleOfCell(double p, double s) const noexcept {
+    if (!(s >= 0.0 && s < 1.0)) {
+        return -1.0;
+    }
+    const double cell = static_cast<double>(static_cast<std::int32_t>(s * kCells));
     const double lo = cell / kCells;
     const double hi = (cell + 1.0) / kCells;
     const bool isProven = (cell == 0.0 || p > XAt(lo)) && (hi == 1.0 || !(p > XAt(hi)));
-    return isProven ? (lo + hi) / 2.0 : Bisect(p);
+    return isProven ? (lo + hi) / 2.0 : -1.0;
 }
 
 const CubicEasing* FindCubicEasing(KeyframeInterpolationType type) noexcept {

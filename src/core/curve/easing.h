@@ -34,7 +34,12 @@ public:
     }
 
 private:
-    static constexpr int kNodes = 64;
+    // At 256 nodes the table alone finds the cell for nearly every progress.
+    static constexpr int kNodes = 256;
+
+    // The middle of the bisection's cell around `s`, or -1 where that is not the
+    // cell for p.
+    double MiddleOfCell(double p, double s) const noexcept;
 
     double XAt(double s) const noexcept {
         const double r = 1.0 - s;

@@ -12,32 +12,6 @@ constexpr double kSearchMargin = 2.0 * KeyframeStore::kTimeTolerance;
 
 }  // namespace
 
-// Three pivots a round instead of one: their loads and comparisons overlap, and
-// there are half as many rounds. Sums instead of conditions, because a condition
-// becomes a branch, and random times mispredict every other one.
-std::size_t KeyframeStore::UpperBound(double t) const noexcept {
-    // Not "<=": NaN has to go right.
-    const auto isNotAfter = [t](double keyTime) {
-        return static_cast<std::size_t>(!(keyTime > t));
-    };
-    const double* const begin = keyTimes.data() + 1;
-    const double* base = begin;
-    std::size_t length = Count();
-    while (length > 3) {
-        const std::size_t quarter = length / 4;
-        const std::size_t passed = isNotAfter(base[quarter - 1]) +
-                                   isNotAfter(base[2 * quarter - 1]) +
-                                   isNotAfter(base[3 * quarter - 1]);
-        base += passed * quarter;
-        length -= 3 * quarter;
-    }
-    auto index = static_cast<std::size_t>(base - begin);
-    for (std::size_t i = 0; i < length; ++i) {
-        index += isNotAfter(base[i]);
-    }
-    return index;
-}
-
 KeyframeStore::Range KeyframeStore::MatchesOf(double t) const noexcept {
     const auto times = Times();
     const auto from = std::lower_bound(times.begin(), times.end(), t - kSearchMargin);

@@ -2,6 +2,8 @@
 
 // The keyframes of a curve, sorted by time, no two of them matching.
 
+#include "core/curve/sorted_times.h"
+
 #include <core/curve/time_value_pair.h>
 
 #include <cstddef>
@@ -30,8 +32,8 @@ public:
     std::span<const double> Times() const noexcept { return {keyTimes.data() + 1, Count()}; }
 
     /// The number of keyframes at or before `t`, which is the index of the first
-    /// one after it. NaN lies behind all keyframes. O(log n), without branches.
-    std::size_t UpperBound(double t) const noexcept;
+    /// one after it. NaN lies behind all keyframes. O(log n).
+    std::size_t UpperBound(double t) const noexcept { return core::UpperBound(Times(), t); }
     /// Whether `UpperBound(t)` is `segment`, for any `segment` up to `Count()` and a
     /// `t` below infinity.
     bool Holds(std::size_t segment, double t) const noexcept {
