@@ -4,33 +4,22 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
-#include <limits>
 #include <list>
 #include <string>
 #include <vector>
 
-#include "support/curve_gallery.h"
-#include "support/curve_oracle.h"
-#include "support/dice.h"
+#include "support/curve_words.h"
 
 namespace {
 
-using core::KeyframeInterpolationType;
-using core::Parameter;
-using core::Pointd;
-using core::ValAny;
-using plain::Curve;
-using plain::Key;
-
-const double kInfinity = std::numeric_limits<double>::infinity();
-const double kNan = std::numeric_limits<double>::quiet_NaN();
-const KeyframeInterpolationType kLinear = KeyframeInterpolationType::Linear;
-
 bool Matches(double a, double b) {
     return std::fabs(a - b) < 1e-7;
+}
+
+bool IsNear(Pointd a, Pointd b, double tolerance) {
+    return std::fabs(a.x - b.x) <= tolerance * (1 + std::fabs(b.x)) &&
+           std::fabs(a.y - b.y) <= tolerance * (1 + std::fabs(b.y));
 }
 
 /// A plain store of keyframes, which knows which handles its caller has set.
@@ -42,16 +31,8 @@ struct Model {
     };
     std::vector<Entry> entries;
 
-    int Find(double time) const {
-        int nearest = -1;
-        for (int i = 0; i < Count(); ++i) {
-            double distance = std::fabs(TimeOf(i) - time);
-            if (distance < 1e-7 && (nearest < 0 || distance < std::fabs(TimeOf(nearest) - time))) {
-                nearest = i;
-            }
-        }
-        return nearest;
-    }
+    int Count() const { return static_cast<int>(entries.size()); }
+    Entry& At(int index) { return entries[static_cast<std::size_t>(index)]; }
     int Add(const Entry& entry) {
         std::erase_if(entries, [&](const Entry& e) { return Matches(e.key.time, entry.key.time); });
         auto later = [&](const Entry& e) { return e.key.time > entry.key.time; };
@@ -60,87 +41,91 @@ struct Model {
         return static_cast<int>(place - entries.begin());
     }
     bool Retime(int index, double time) {
-        for (int i = 0; i < Count(); ++i) {
-            if (i != index && Matches(TimeOf(i), time)) {
+        Entry moved = At(index);
+        for (const Entry& other : entries) {
+            if (other.key.time != moved.key.time && Matches(other.key.time, time)) {
                 return false;
             }
         }
-        Entry moved = At(index);
         entries.erase(entries.begin() + index);
         moved.key.time = time;
         Add(moved);
         return true;
     }
-    int Count() const { return static_cast<int>(entries.size()); }
-    Entry& At(int index) { return entries[static_cast<std::size_t>(index)]; }
-    double TimeOf(int index) const { return entries[static_cast<std::size_t>(index)].key.time; }
-    Curve Keys() const {
-        Curve curve;
-        for (const Entry& entry : entries) {
-            curve.push_back(entry.key);
-        }
-        return curve;
-    }
 };
 
-bool IsNear(Pointd a, Pointd b, double tolerance) {
-    return std::fabs(a.x - b.x) <= tolerance * (1 + std::fabs(b.x)) &&
-           std::fabs(a.y - b.y) <= tolerance * (1 + std::fabs(b.y));
-}
-
-/// The keyframes as a fresh curve has them, inserted in a random order.
+/// The keyframes as a fresh curve has them, inserted in a random order, with the
+/// handles that their types' rules give them.
 Curve BuiltAfresh(const Curve& keys, Dice& dice) {
     Curve shuffled = keys;
-    for (std::size_t i = shuffled.size(); i > 1; --i) {
+    for (std::size_t i = keys.size(); i > 1; --i) {
         std::swap(shuffled[i - 1],
                   shuffled[static_cast<std::size_t>(dice.Below(static_cast<int>(i)))]);
     }
-    Parameter fresh = plain::BuildAutomatic(shuffled);
-    return plain::ReadBack(fresh);
+    Parameter parameter = plain::BuildAutomatic(shuffled);
+    Curve fresh = plain::ReadBack(parameter);
+    Curve ruled = plain::WithAutomaticHandles(keys);
+    auto isRuled = [](double handle, double rule) {
+        return std::isnan(rule) || std::fabs(handle - rule) <= 1e-12 * (1e-2 + std::fabs(rule));
+    };
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        EXPECT_TRUE(isRuled(fresh[i].left.x, ruled[i].left.x) &&
+                    isRuled(fresh[i].left.y, ruled[i].left.y) &&
+                    isRuled(fresh[i].right.x, ruled[i].right.x) &&
+                    isRuled(fresh[i].right.y, ruled[i].right.y))
+            << "keyframe " << i << " of\n"
+            << plain::Print(fresh) << "ruled\n"
+            << plain::Print(ruled);
+    }
+    return fresh;
 }
 
 /// Everything that must hold after any edit.
-void ExpectSameCurve(Parameter& parameter, Model& model, Dice& dice) {
+void ExpectSameCurve(Parameter& parameter, Model& model, Dice& dice, double tolerance) {
     Curve actual = plain::ReadBack(parameter);
-    ASSERT_EQ(model.Count(), static_cast<int>(actual.size()));
-    Curve freshCurve = BuiltAfresh(model.Keys(), dice);
+    ASSERT_EQ(model.entries.size(), actual.size());
+    Curve fresh;
+    for (const Model::Entry& entry : model.entries) {
+        fresh.push_back(entry.key);
+    }
+    fresh = BuiltAfresh(fresh, dice);
     Parameter twin = plain::Build(actual);
-    for (int i = 0; i < model.Count(); ++i) {
-        const Model::Entry& entry = model.At(i);
-        const Key& key = actual[static_cast<std::size_t>(i)];
-        const Key& automatic = freshCurve[static_cast<std::size_t>(i)];
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+        const auto& [expected, leftIsSet, rightIsSet] = model.entries[i];
+        const Key& key = actual[i];
         SCOPED_TRACE("keyframe " + std::to_string(i));
-        ASSERT_EQ(entry.key.time, key.time);
-        ASSERT_EQ(entry.key.value, key.value);
-        ASSERT_EQ(entry.key.type, key.type);
+        ASSERT_TRUE(expected.time == key.time && expected.value == key.value &&
+                    expected.type == key.type);
         // Handles set by the caller stay; the others are those of a fresh curve,
         // but for `Extrapolate`, which neighbours leave alone.
-        auto isRight = [&](Pointd handle, bool isSet, Pointd set, Pointd fresh) {
-            return isSet ? handle == set : key.type == 26 || IsNear(handle, fresh, 1e-12);
+        auto isRight = [&](Pointd handle, bool isSet, Pointd set, Pointd automatic) {
+            return isSet ? handle == set : key.type == 26 || IsNear(handle, automatic, tolerance);
         };
-        ASSERT_TRUE(isRight(key.left, entry.leftIsSet, entry.key.left, automatic.left) &&
-                    isRight(key.right, entry.rightIsSet, entry.key.right, automatic.right))
-            << (entry.leftIsSet ? "left set by the caller, " : "")
-            << (entry.rightIsSet ? "right set by the caller, " : "") << "expected:\n"
-            << plain::Print({entry.key}) << "fresh:\n"
-            << plain::Print(freshCurve);
-        if (i + 1 == model.Count()) {
+        ASSERT_TRUE(isRight(key.left, leftIsSet, expected.left, fresh[i].left) &&
+                    isRight(key.right, rightIsSet, expected.right, fresh[i].right))
+            << (leftIsSet ? "left set by the caller, " : "")
+            << (rightIsSet ? "right set by the caller, " : "") << "expected:\n"
+            << plain::Print({expected}) << "fresh:\n"
+            << plain::Print(fresh);
+        double leftX, rightX;
+        parameter.GetPointControlParam(static_cast<int>(i), leftX, rightX);
+        ASSERT_TRUE(leftX == key.left.x && rightX == key.right.x);
+        if (i + 1 == actual.size()) {
             break;
         }
-        const Key& next = actual[static_cast<std::size_t>(i + 1)];
+        // Nothing is left over from before the edit.
+        const Key& next = actual[i + 1];
         double time = dice.Between(key.time, next.time);
         double value = parameter.GetValue(time, false).AsDouble();
-        // Nothing is left over from before the edit.
         ASSERT_EQ(twin.GetValue(time, false).AsDouble(), value);
         if (dice.OneIn(4)) {
-            ASSERT_EQ(twin.GetAreaFromTo(0, time, false, 0, 0),
-                      parameter.GetAreaFromTo(0, time, false, 0, 0));
+            ASSERT_EQ(Area(twin, 0, time), Area(parameter, 0, time));
         }
-        if (key.type == 1 && !plain::IsBezier(next.type) && !entry.rightIsSet &&
-            (next.type == 1 || !model.At(i + 1).leftIsSet)) {
+        if (key.type == 1 && !plain::IsBezier(next.type) && !rightIsSet &&
+            (next.type == 1 || !model.entries[i + 1].leftIsSet)) {
             double part = (time - key.time) / (next.time - key.time);
             ASSERT_NEAR(key.value + part * (next.value - key.value), value,
-                        1e-12 * (std::fabs(key.value) + std::fabs(next.value)))
+                        tolerance * (std::fabs(key.value) + std::fabs(next.value)))
                 << "a linear segment is bent";
         }
     }
@@ -155,10 +140,15 @@ public:
     void Run(int edits) {
         for (int n = 0; n < edits && !::testing::Test::HasFailure(); ++n) {
             const std::string before = plain::Print(plain::ReadBack(parameter));
-            const std::string what = Edit();
-            SCOPED_TRACE("on " + before + what + " gave\n" +
-                         plain::Print(plain::ReadBack(parameter)));
-            ExpectSameCurve(parameter, model, dice);
+            int index = dice.Below(model.Count() + 2) - 1;
+            Key key;
+            key.time = AnyTime();
+            key.value = dice.OneIn(5) ? 2.0 : dice.Between(-10, 10);
+            key.type = dice.Pick(types);
+            const std::string what = Edit(index, key);
+            SCOPED_TRACE("on " + before + what + " " + std::to_string(index) + " with " +
+                         plain::Print({key}) + "gave " + plain::Print(plain::ReadBack(parameter)));
+            ExpectSameCurve(parameter, model, dice, tolerance);
         }
     }
 
@@ -166,70 +156,59 @@ private:
     /// On a coarse grid, often only just beside it; but not where slopes between
     /// two close keyframes would swallow the handles that a caller sets.
     double AnyTime() {
-        static const std::vector<double> offsets = {0,    0,     4e-8, -4e-8,  9e-8,
-                                                    1e-7, -1e-7, 2e-7, 1.1e-7, -1.6e-7};
+        static const Times offsets = {0, 0, 4e-8, -4e-8, 9e-8, 1e-7, -1e-7, 2e-7, 1.1e-7, -1.6e-7};
         double time = isTicks ? 2e6 + 1e6 * dice.Below(9) : -2.0 + 0.5 * dice.Below(9);
         return setHandles ? time : time + dice.Pick(offsets);
     }
-    double AnyValue() { return dice.OneIn(5) ? 2.0 : dice.Between(-10, 10); }
 
-    std::string Edit() {
-        int index = dice.Below(model.Count() + 2) - 1;
+    const char* Edit(int index, const Key& key) {
+        const auto type = static_cast<KeyframeInterpolationType>(key.type);
         bool valid = index >= 0 && index < model.Count();
-        Key key;
-        key.time = AnyTime();
-        key.value = AnyValue();
-        key.type = dice.Pick(types);
-        auto type = static_cast<KeyframeInterpolationType>(key.type);
-        char line[120];
-        auto describe = [&](const char* edit) {
-            std::snprintf(line, sizeof line, "%s(%d, %.17g, %g, %d)", edit, index, key.time,
-                          key.value, key.type);
-            return std::string(line);
-        };
-        switch (dice.Below(setHandles ? 12 : 9)) {
+        switch (dice.Below(!setHandles ? 9 : isTicks ? 12 : 13)) {
             default:
                 EXPECT_EQ(model.Add({key}), parameter.AddPoint(key.time, key.value, type));
-                return describe("AddPoint");
+                return "AddPoint";
             case 1:
                 model.Add({key});
                 parameter.AddPointEx(key.time, key.value, type);
-                return describe("AddPointEx");
+                return "AddPointEx";
             case 2:
             case 3:
                 EXPECT_EQ(valid, parameter.RemovePoint(index));
                 if (valid) {
                     model.entries.erase(model.entries.begin() + index);
                 }
-                return describe("RemovePoint");
+                return "RemovePoint";
             case 4:
             case 5:
                 EXPECT_EQ(valid && model.Retime(index, key.time),
                           parameter.SetPointTime(index, key.time));
-                return describe("SetPointTime");
+                return "SetPointTime";
             case 6:
                 EXPECT_EQ(valid, parameter.SetPointValue(index, key.value));
                 if (valid) {
                     model.At(index).key.value = key.value;
                 }
-                return describe("SetPointValue");
+                return "SetPointValue";
             case 7:
                 EXPECT_EQ(valid, parameter.SetPointInterpolationType(index, type));
                 if (valid && model.At(index).key.type != key.type) {
                     model.At(index).key.type = key.type;
                     model.At(index).leftIsSet = model.At(index).rightIsSet = false;
                 }
-                return describe("SetPointInterpolationType");
+                return "SetPointInterpolationType";
             case 8:
                 if (dice.OneIn(3)) {
                     parameter.RemoveKeyFramesAfterTime(key.time);
                     std::erase_if(model.entries, [&](auto& e) { return e.key.time > key.time; });
                 }
-                return describe("RemoveKeyFramesAfterTime");
+                return "RemoveKeyFramesAfterTime";
             case 9:
             case 10:
             case 11:
-                return describe(SetHandles(index, valid));
+                return SetHandles(index, valid);
+            case 12:
+                return SaveAndLoad();
         }
     }
 
@@ -237,33 +216,45 @@ private:
         // Far from what the refresh would write, also between two close keyframes.
         Pointd left = {dice.Between(20, 30), dice.Between(20, 30)};
         Pointd right = {dice.Between(20, 30), dice.Between(20, 30)};
-        int sides = 1 + dice.Below(4);
-        const char* name = "SetPointControlParamEx";
-        if (sides == 1) {
-            name = "SetPointControlLeftParam";
+        int call = dice.Below(4);
+        if (call == 0) {
             EXPECT_EQ(valid, parameter.SetPointControlLeftParam(index, left.x, left.y));
-        } else if (sides == 2) {
-            name = "SetPointControlRightParam";
+        } else if (call == 1) {
             EXPECT_EQ(valid, parameter.SetPointControlRightParam(index, right.x, right.y));
-        } else if (sides == 3) {
+        } else if (call == 2) {
             EXPECT_EQ(valid,
                       parameter.SetPointControlParamEx(index, left.x, left.y, right.x, right.y));
         } else {
-            name = "SetPointControlParam";
             double x;
             parameter.GetPointControlLeftParam(index, x, left.y);
             parameter.GetPointControlRightParam(index, x, right.y);
             EXPECT_EQ(valid, parameter.SetPointControlParam(index, left.x, right.x));
         }
-        if (valid && sides != 2) {
+        if (valid && call != 1) {
             model.At(index).leftIsSet = true;
             model.At(index).key.left = left;
         }
-        if (valid && sides != 1) {
+        if (valid && call != 0) {
             model.At(index).rightIsSet = true;
             model.At(index).key.right = right;
         }
-        return name;
+        return "handles";
+    }
+
+    /// Saved handles keep eight decimals; automatic ones go on following.
+    const char* SaveAndLoad() {
+        Curve curve = plain::ReadBack(parameter);
+        for (std::size_t i = 0; i < curve.size(); ++i) {
+            Key& key = curve[i];
+            for (double* number : {&key.left.x, &key.left.y, &key.right.x, &key.right.y}) {
+                *number = std::round(*number * 1e8) / 1e8;
+            }
+            model.entries[i].key.left = key.left;
+            model.entries[i].key.right = key.right;
+        }
+        parameter = plain::Build(curve);
+        tolerance = 1e-8;
+        return "saved and loaded";
     }
 
     Dice dice;
@@ -272,6 +263,7 @@ private:
     bool setHandles;
     Parameter parameter;
     Model model;
+    double tolerance = 1e-12;
 };
 
 TEST(Editing, RandomEditsLeaveTheCurveThatAFreshOneWouldBe) {
@@ -288,86 +280,10 @@ TEST(Editing, RandomEditsLeaveTheCurveThatAFreshOneWouldBe) {
     };
     std::uint64_t seed = 0;
     for (const auto& palette : palettes) {
-        for (bool ticks : {false, true}) {
-            for (bool setHandles : {false, true}) {
-                for (int round = 0; round < 12; ++round) {
-                    ++seed;
-                    SCOPED_TRACE(std::string(palette.name) + ", seed " + std::to_string(seed));
-                    Script(seed, palette.types, ticks, setHandles).Run(round < 6 ? 8 : 60);
-                    if (HasFailure()) {
-                        return;
-                    }
-                }
-            }
-        }
-    }
-}
-
-TEST(Editing, AutomaticHandlesFollowTheirTypesRule) {
-    Dice dice(22);
-    const std::vector<int> curved = {0, 1, 2, 5, 7, 8, 9, 10, 11, 12, 13, 15};
-    for (int round = 0; round < 400; ++round) {
-        Curve curve;
-        double time = round % 3 == 0 ? 2e6 : round % 3 == 1 ? 0.0 : -7.0;
-        double unit = round % 2 == 0 && time >= 0 ? 1e6 : 1.0;
-        for (int n = 2 + dice.Below(5); n > 0; --n) {
-            curve.push_back(
-                {time, dice.Between(-10, 10), dice.Pick(round < 200 ? curved : gallery::Types())});
-            time += unit * dice.Between(0.2, 3);
-        }
-        Parameter parameter = plain::BuildAutomatic(curve);
-        Curve actual = plain::ReadBack(parameter);
-        Curve expected = plain::WithAutomaticHandles(curve);
-        for (std::size_t i = 0; i < curve.size(); ++i) {
-            const double numbers[][2] = {{expected[i].left.x, actual[i].left.x},
-                                         {expected[i].left.y, actual[i].left.y},
-                                         {expected[i].right.x, actual[i].right.x},
-                                         {expected[i].right.y, actual[i].right.y}};
-            for (auto [want, have] : numbers) {
-                ASSERT_TRUE(std::isnan(want) || std::fabs(want - have) <= 1e-12 * std::fabs(want))
-                    << "keyframe " << i << ": " << have << ", expected " << want << "\n"
-                    << plain::Print(actual);
-            }
-        }
-    }
-}
-
-TEST(Editing, HandlesThatWereRoundedBySavingStillFollow) {
-    auto saved = [](double number) {
-        char text[400];
-        std::snprintf(text, sizeof text, "%.8f", number);
-        return std::strtod(text, nullptr);
-    };
-    Dice dice(23);
-    for (int round = 0; round < 200; ++round) {
-        Curve curve;
-        for (int i = 0; i < 6; ++i) {
-            curve.push_back({0.3 * i + dice.Between(0, 0.2), dice.Between(-100, 100),
-                             dice.Pick(gallery::Types())});
-        }
-        Parameter parameter = plain::BuildAutomatic(curve);
-        curve = plain::ReadBack(parameter);
-        for (Key& key : curve) {
-            key.left = {saved(key.left.x), saved(key.left.y)};
-            key.right = {saved(key.right.x), saved(key.right.y)};
-        }
-        parameter = plain::Build(curve);
-        int index = dice.Below(6);
-        if (dice.OneIn(2)) {
-            curve[static_cast<std::size_t>(index)].value = dice.Between(-100, 100);
-            parameter.SetPointValue(index, curve[static_cast<std::size_t>(index)].value);
-        } else {
-            curve.erase(curve.begin() + index);
-            parameter.RemovePoint(index);
-        }
-        Curve actual = plain::ReadBack(parameter);
-        Curve fresh = BuiltAfresh(curve, dice);
-        for (std::size_t i = 0; i < curve.size(); ++i) {
-            ASSERT_TRUE(curve[i].type == 26 || (IsNear(actual[i].left, fresh[i].left, 1e-8) &&
-                                                IsNear(actual[i].right, fresh[i].right, 1e-8)))
-                << "keyframe " << i << " of\n"
-                << plain::Print(actual) << "fresh\n"
-                << plain::Print(fresh);
+        for (int round = 0; round < 48 && !HasFailure(); ++round) {
+            ++seed;
+            SCOPED_TRACE(std::string(palette.name) + ", seed " + std::to_string(seed));
+            Script(seed, palette.types, round % 2 == 0, round % 4 < 2).Run(round < 24 ? 8 : 60);
         }
     }
 }
@@ -391,42 +307,44 @@ TEST(Editing, HandlesOfTheCallerOutliveAnyNeighbour) {
 }
 
 TEST(Editing, PathsKeepTheirHandlesAtTheThirdsOnceTheyAreMaintained) {
-    auto handles = [](Parameter& path, int index) {
+    auto expectThirds = [](Parameter& path, int index) {
         Pointd left, right;
-        path.GetPointControlParamEx(index, left.x, left.y, right.x, right.y);
-        return std::pair(left, right);
-    };
-    auto expectThirds = [&](Parameter& path, int index) {
+        path.GetPointControlRightParam(index, right.x, right.y);
+        path.GetPointControlLeftParam(index + 1, left.x, left.y);
         Pointd from = path.GetPointValue(index).AsPoint();
         Pointd to = path.GetPointValue(index + 1).AsPoint();
         Pointd first = {from.x + (to.x - from.x) / 3, from.y + (to.y - from.y) / 3};
         Pointd second = {from.x + (to.x - from.x) * 2 / 3, from.y + (to.y - from.y) * 2 / 3};
-        EXPECT_TRUE(IsNear(handles(path, index).second, first, 1e-12)) << index;
-        EXPECT_TRUE(IsNear(handles(path, index + 1).first, second, 1e-12)) << index;
+        EXPECT_TRUE(IsNear(right, first, 1e-12) && IsNear(left, second, 1e-12)) << index;
     };
-    for (int type : {0, 1, 6, 7, 9, 12, 13, 16, 25, 27}) {
-        SCOPED_TRACE(type);
-        auto kind = static_cast<KeyframeInterpolationType>(type);
+    const std::function<void(Parameter&, KeyframeInterpolationType)> edits[] = {
+        [](Parameter& path, auto type) {
+            path.AddPointEx(1, Pointd{4, -1}, type);
+        },
+        [](Parameter& path, auto) {
+            path.SetPointValue(1, Pointd{-10, 3});
+        },
+        [](Parameter& path, auto type) {
+            path.AddPointEx(4, Pointd{0, 0}, type);
+        },
+        [](Parameter& path, auto) { path.RemovePoint(1); },
+        [](Parameter& path, auto) { path.SetPointTime(0, 3.5); },
+    };
+    for (int number : {0, 1, 6, 7, 9, 12, 13, 16, 25, 27}) {
+        SCOPED_TRACE(number);
+        auto type = static_cast<KeyframeInterpolationType>(number);
         Parameter path;
         path.SetParameterType(core::ParameterPoint);
-        EXPECT_EQ(0, path.AddPoint(0, Pointd{1, 2}, kind));
-        path.AddPoint(1, Pointd{4, -1}, kind);
-        EXPECT_TRUE(handles(path, 0).second == Pointd() && handles(path, 1).first == Pointd());
+        path.AddPoint(0, Pointd{1, 2}, type);
+        path.AddPoint(3, Pointd{7, 5}, type);
+        double x, y;
+        path.GetPointControlRightParam(0, x, y);
+        EXPECT_TRUE(x == 0 && y == 0);
 
-        path.ClearKeyFrames();
-        path.AddPointEx(3, Pointd{7, 5}, kind);
-        path.AddPointEx(0, Pointd{1, 2}, kind);
-        path.AddPointEx(1, Pointd{4, -1}, kind);
-        for (int edit = 0; edit < 5; ++edit) {
-            if (edit == 1) {
-                path.SetPointValue(1, Pointd{-10, 3});
-            } else if (edit == 2) {
-                path.AddPointEx(4, Pointd{0, 0}, kind);
-            } else if (edit == 3) {
-                path.RemovePoint(1);
-            } else if (edit == 4) {
-                path.SetPointTime(0, 3.5);
-            }
+        path.AddPointEx(3, Pointd{7, 5}, type);
+        path.AddPointEx(0, Pointd{1, 2}, type);
+        for (const auto& edit : edits) {
+            edit(path, type);
             for (int i = 0; i + 1 < path.GetKeyFramesCount(); ++i) {
                 expectThirds(path, i);
             }
@@ -434,7 +352,8 @@ TEST(Editing, PathsKeepTheirHandlesAtTheThirdsOnceTheyAreMaintained) {
         path.SetPointControlRightParam(1, 100, 200);
         path.SetPointValue(2, Pointd{9, 9});
         path.SetPointValue(0, Pointd{8, 8});
-        EXPECT_EQ((Pointd{100, 200}), handles(path, 1).second);
+        path.GetPointControlRightParam(1, x, y);
+        EXPECT_TRUE(x == 100 && y == 200) << "set by hand";
         expectThirds(path, 0);
     }
 }
@@ -447,18 +366,12 @@ TEST(Editing, ValuesThatAreNoNumbersNeverDisturbAnEdit) {
         Parameter parameter;
         parameter.SetParameterType(static_cast<core::ParameterTypeEnum>(parameterType));
         for (int n = 0; n < 500; ++n) {
-            double time = dice.Below(8);
             auto type = static_cast<KeyframeInterpolationType>(dice.Pick(gallery::Types()));
-            const ValAny& value = dice.Pick(values);
-            int index = dice.Below(8);
-            if (n % 2 == 0) {
-                EXPECT_LE(0, parameter.AddPoint(time, value, type));
-            } else {
-                parameter.AddPointEx(time, value, type);
-            }
-            parameter.SetPointValue(index, dice.Pick(values));
-            parameter.SetPointInterpolationType(index, type);
-            parameter.SetPointTime(index, dice.Between(0, 8));
+            EXPECT_LE(0, parameter.AddPoint(dice.Below(8), dice.Pick(values), type));
+            parameter.AddPointEx(dice.Below(8), dice.Pick(values), type);
+            parameter.SetPointValue(dice.Below(8), dice.Pick(values));
+            parameter.SetPointInterpolationType(dice.Below(8), type);
+            parameter.SetPointTime(dice.Below(8), dice.Between(0, 8));
             parameter.RemovePoint(dice.Below(8));
         }
         for (int i = 1; i < parameter.GetKeyFramesCount(); ++i) {
@@ -476,42 +389,20 @@ Parameter At(std::initializer_list<double> times) {
     return parameter;
 }
 
-std::vector<double> TimesOf(Parameter& parameter) {
-    std::vector<double> times;
-    for (int i = 0; i < parameter.GetKeyFramesCount(); ++i) {
-        times.push_back(parameter.GetPointTime(i));
-    }
-    return times;
-}
-using Times = std::vector<double>;
-
-TEST(Editing, TimesMatchStrictlyWithinTheirTolerance) {
-    Parameter parameter = At({1.0});
-    EXPECT_EQ(0, parameter.AddPoint(1.00000005, 7.0, kLinear));
-    EXPECT_EQ(Times{1.00000005}, TimesOf(parameter));
-    EXPECT_EQ(7.0, parameter.GetPointValue(0).AsDouble());
-    EXPECT_EQ(1, parameter.AddPoint(1.0000003, 8.0, kLinear));
-    EXPECT_EQ(2, parameter.GetKeyFramesCount());
-
-    // One new keyframe takes the place of both that it matches.
+TEST(Editing, TheNearestOfTwoTimesMatches) {
     Parameter close = At({0.0, 1.0, 1.00000012, 2.0});
-    ASSERT_EQ(4, close.GetKeyFramesCount());
-    EXPECT_EQ(1, close.AddPoint(1.00000006, 5.0, kLinear));
-    EXPECT_EQ((Times{0.0, 1.00000006, 2.0}), TimesOf(close));
-    close = At({0.0, 1.0, 1.00000012, 2.0});
-    EXPECT_FALSE(close.SetPointTime(0, 1.00000006));
-    EXPECT_FALSE(close.SetPointTime(1, 1.00000006));
-    EXPECT_TRUE(close.SetPointTime(1, 0.99999999));  // its own time is no obstacle
     EXPECT_EQ(1, close.GetPointIndex(1.00000004));
     EXPECT_EQ(2, close.GetPointIndex(1.00000008));
+    EXPECT_EQ(1, close.AddPoint(1.00000006, 5.0, kLinear)) << "in place of both";
+    EXPECT_EQ(3, close.GetKeyFramesCount());
 
     // Far out, where neighbouring times are further apart than the tolerance.
     const double far = 4e9;
-    Parameter ticks = At({far, std::nextafter(far, kInfinity)});
-    EXPECT_EQ(2, ticks.GetKeyFramesCount());
+    const double next = std::nextafter(far, kInfinity);
+    Parameter ticks = At({far, next});
     EXPECT_EQ(0, ticks.AddPoint(far, 1.0, kLinear));
     EXPECT_EQ(2, ticks.GetKeyFramesCount());
-    EXPECT_EQ(1, ticks.GetPointIndex(std::nextafter(far, kInfinity)));
+    EXPECT_EQ(1, ticks.GetPointIndex(next));
 }
 
 TEST(Editing, QueriesAnswerByTime) {
@@ -524,7 +415,6 @@ TEST(Editing, QueriesAnswerByTime) {
         {1, 1.7, {1, 1.5, 2}},
         {0.5, 0.6, {1}},
         {-9, -8, {0}},
-        {2.5, 99, {3}},
         {3, 3, {3}},
         {3.5, 99, {}},
         {1.5, 1, {1.5}},
@@ -539,7 +429,6 @@ TEST(Editing, QueriesAnswerByTime) {
         listed.pop_front();  // what was in the list stays there
         EXPECT_EQ(range.expected, Times(listed.begin(), listed.end()));
     }
-    EXPECT_EQ(0, At({0, 0.5}).GetNKeyFramesInRange(1, 2, nullptr));
 
     struct {
         double time;
@@ -553,9 +442,9 @@ TEST(Editing, QueriesAnswerByTime) {
     for (auto [time, index, previous] : rows) {
         EXPECT_EQ(index, parameter.GetPointIndex(time)) << time;
         EXPECT_EQ(index >= 0, parameter.HasPoint(time)) << time;
-        core::TimeValuePair pair(-5, -5, kLinear);
+        core::TimeValuePair pair(-1, -1, kLinear);
         EXPECT_EQ(previous >= 0, parameter.GetPreviousKeyframeTime(time, &pair)) << time;
-        EXPECT_EQ(previous >= 0 ? previous : -5, pair.GetTime()) << time;
+        EXPECT_EQ(previous, pair.GetTime()) << time;
         EXPECT_EQ(previous >= 0, parameter.GetPreviousKeyframeTime(time, nullptr)) << time;
     }
 }
@@ -570,8 +459,11 @@ TEST(Editing, RefusedCallsChangeNothing) {
         [](Parameter& p) { return p.SetPointTime(1, kInfinity); },
         [](Parameter& p) { return p.SetPointTime(1, 2.00000005); },
         [](Parameter& p) { return p.RemoveKeyFramesAfterTime(kNan), false; },
-        [](Parameter& p) { return p.RemoveKeyFramesAfterTime(kInfinity), false; },
         [](Parameter& p) { return p.RemoveKeyFramesAfterTime(2), false; },
+        [](Parameter& p) { return AnyCallTakes(p, -1); },
+        [](Parameter& p) { return AnyCallTakes(p, 3); },
+        [](Parameter& p) { return AnyCallTakes(p, std::numeric_limits<int>::min()); },
+        [](Parameter& p) { return AnyCallTakes(p, std::numeric_limits<int>::max()); },
     };
     for (const auto& call : refused) {
         Parameter parameter = At({0, 1, 2});
@@ -579,51 +471,6 @@ TEST(Editing, RefusedCallsChangeNothing) {
         EXPECT_FALSE(call(parameter)) << "call " << &call - refused;
         EXPECT_EQ(before, plain::Print(plain::ReadBack(parameter))) << "call " << &call - refused;
     }
-    Parameter parameter = At({0, 1, 2});
-    const std::string before = plain::Print(plain::ReadBack(parameter));
-    const int lowest = std::numeric_limits<int>::min();
-    for (int index : {-1, 3, lowest, std::numeric_limits<int>::max()}) {
-        double a = 7, b = 7, c = 7, d = 7;
-        EXPECT_FALSE(parameter.RemovePoint(index) || parameter.SetPointTime(index, 5) ||
-                     parameter.SetPointValue(index, 5.0) ||
-                     parameter.SetPointInterpolationType(index, kLinear) ||
-                     parameter.SetPointControlParam(index, 1, 1) ||
-                     parameter.SetPointControlParamEx(index, 1, 1, 1, 1) ||
-                     parameter.SetPointControlLeftParam(index, 1, 1) ||
-                     parameter.SetPointControlRightParam(index, 1, 1) ||
-                     parameter.GetPointControlParam(index, a, b) ||
-                     parameter.GetPointControlParamEx(index, a, b, c, d) ||
-                     parameter.GetPointControlLeftParam(index, a, b) ||
-                     parameter.GetPointControlRightParam(index, c, d));
-        EXPECT_TRUE(a == 7 && b == 7 && c == 7 && d == 7);
-        EXPECT_TRUE(parameter.GetPointValue(index).IsEmpty());
-        EXPECT_EQ(0.0, parameter.GetPointTime(index));
-        EXPECT_EQ(KeyframeInterpolationType::Extrapolate, parameter.GetInterpolationType(index));
-    }
-    EXPECT_EQ(before, plain::Print(plain::ReadBack(parameter)));
-}
-
-TEST(Editing, HandlesReadBackAsTheyWereSet) {
-    Parameter parameter = At({0, 1, 2});
-    double a, b, c, d;
-    EXPECT_TRUE(parameter.SetPointControlParamEx(1, 1, 2, 3, 4));
-    EXPECT_TRUE(parameter.GetPointControlParam(1, a, b));
-    EXPECT_TRUE(a == 1 && b == 3);
-    EXPECT_TRUE(parameter.SetPointControlParam(1, 5, 6));
-    EXPECT_TRUE(parameter.GetPointControlLeftParam(1, a, b));
-    EXPECT_TRUE(parameter.GetPointControlRightParam(1, c, d));
-    EXPECT_TRUE(a == 5 && b == 2 && c == 6 && d == 4);
-    EXPECT_TRUE(parameter.SetPointControlLeftParam(1, 7, 8));
-    EXPECT_TRUE(parameter.SetPointControlRightParam(1, 9, 10));
-    EXPECT_TRUE(parameter.GetPointControlParamEx(1, a, b, c, d));
-    EXPECT_TRUE(a == 7 && b == 8 && c == 9 && d == 10);
-    // Only a change of the type sets them again.
-    EXPECT_TRUE(parameter.SetPointInterpolationType(1, kLinear));
-    EXPECT_TRUE(parameter.GetPointControlParam(1, a, b));
-    EXPECT_TRUE(a == 7 && b == 9);
-    EXPECT_TRUE(parameter.SetPointInterpolationType(1, KeyframeInterpolationType::HermiteFlat));
-    EXPECT_TRUE(parameter.GetPointControlParam(1, a, b));
-    EXPECT_TRUE(a == 1 && b == 0);  // straight where it comes from, flat where it goes
 }
 
 }  // namespace

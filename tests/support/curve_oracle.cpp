@@ -14,35 +14,29 @@ const double kUnsettled = std::numeric_limits<double>::quiet_NaN();
 const double kFirstTick = 166666.66666666666;
 const double kBisectionTolerance = 5e-05;
 
-/// The segment that holds a time, with the virtual ones around the keyframes.
-struct Segment {
-    double t0, y0, rx, ry;
-    int type0;
-    double t1, y1, lx, ly;
-    int type1;
-};
-
-Segment SegmentAt(const Curve& curve, double t) {
+/// The number of keyframes at or before a time.
+std::size_t CountUpTo(const Curve& curve, double t) {
     std::size_t found = 0;
     while (found < curve.size() && !(curve[found].time > t)) {
         ++found;
     }
-    if (found == curve.size()) {
-        const Key& last = curve.back();
-        return {last.time, last.value, 0, 0, last.type, last.time + 1.0, last.value, 0, 0, 26};
+    return found;
+}
+
+/// The keyframes around a time; beyond the outermost ones a virtual one, whose
+/// handles are zero like those that it faces.
+std::pair<Key, Key> SegmentAt(const Curve& curve, double t) {
+    std::size_t found = CountUpTo(curve, t);
+    Key from = curve[found == 0 ? 0 : found - 1];
+    Key to = curve[found == curve.size() ? found - 1 : found];
+    if (found == 0 || found == curve.size()) {
+        from.right = to.left = {};
+        (found == 0 ? from : to).type = 26;
+        (found == 0 ? from : to).time += found == 0 ? -1.0 : 1.0;
+    } else if (from.type == 1 && to.type == 1) {
+        to.left.x = from.right.x;
     }
-    if (found == 0) {
-        const Key& first = curve.front();
-        return {first.time - 1.0, first.value, 0, 0, 26, first.time, first.value, 0, 0, first.type};
-    }
-    const Key& from = curve[found - 1];
-    const Key& to = curve[found];
-    Segment s = {from.time, from.value, from.right.x, from.right.y, from.type,
-                 to.time,   to.value,   to.left.x,    to.left.y,    to.type};
-    if (s.type0 == 1 && s.type1 == 1) {
-        s.lx = s.rx;
-    }
-    return s;
+    return {from, to};
 }
 
 struct Controls {
@@ -55,20 +49,19 @@ const Controls kEasings[] = {
     {0.36, 0.0, 0.66, -0.56}, {0.34, 1.56, 0.64, 1.0},
 };
 
+double EasingCubic(double s, double first, double second) {
+    return 3 * ((1 - s) * (1 - s)) * s * first + 3 * (1 - s) * (s * s) * second + s * s * s;
+}
+
 double Ease(int type, double p) {
     if (type <= 23) {
-        const Controls& k = kEasings[type - 16];
         double lo = 0.0;
         double hi = 1.0;
         do {
             double m = (lo + hi) / 2.0;
-            if (p > EasingCubic(m, k.x1, k.x2)) {
-                lo = m;
-            } else {
-                hi = m;
-            }
+            (p > EasingTime(type, m) ? lo : hi) = m;
         } while (hi - lo > 1e-6);
-        return EasingCubic((lo + hi) / 2.0, k.y1, k.y2);
+        return EasingCubic((lo + hi) / 2.0, kEasings[type - 16].y1, kEasings[type - 16].y2);
     }
     if (type == 24) {
         if (p == 0.0 || p == 1.0) {
@@ -76,20 +69,15 @@ double Ease(int type, double p) {
         }
         return std::pow(2.0, -10.0 * p) * std::sin((10.0 * p - 0.75) * 2.0943951023931953) + 1.0;
     }
-    const double n = 7.5625;
+    auto parabola = [p](double top) { return 7.5625 * ((p - top) * (p - top)); };
     if (p < 0.36363636363636365) {
-        return n * (p * p);
+        return parabola(0.0);
     }
     if (p < 0.7272727272727273) {
-        p -= 0.5454545454545454;
-        return n * (p * p) + 0.75;
+        return parabola(0.5454545454545454) + 0.75;
     }
-    if (p < 0.9090909090909091) {
-        p -= 0.8181818181818182;
-        return n * (p * p) + 0.9375;
-    }
-    p -= 0.9545454545454546;
-    return n * (p * p) + 0.984375;
+    return p < 0.9090909090909091 ? parabola(0.8181818181818182) + 0.9375
+                                  : parabola(0.9545454545454546) + 0.984375;
 }
 
 /// A line through (t1, y1): what remains of the Hermite step over one unit of time
@@ -103,24 +91,30 @@ Sample Line(double t1, double y1, double slope, double t) {
     return {y1 + away, std::fabs(y1) + std::fabs(slope) + std::fabs(away)};
 }
 
-Sample Hermite(double t0, double y0, double d0, double t1, double y1, double d1, double t) {
-    double dv = y1 - y0;
-    double u = (t - t0) / (t1 - t0);
-    const double coefficients[] = {d0, 3 * dv - 2 * d0 - d1, d0 - 2 * dv + d1};
-    Sample sample = {y0, std::fabs(y0)};
+Sample Hermite(const Key& from, const Key& to, double d0, double d1, double t) {
+    double dv = to.value - from.value;
+    double u = (t - from.time) / (to.time - from.time);
+    // What cancels inside a coefficient counts too.
+    double magnitude = 3 * std::fabs(dv) + 2 * std::fabs(d0) + std::fabs(d1);
+    Sample sample = {from.value, std::fabs(from.value)};
     double power = 1.0;
-    for (double coefficient : coefficients) {
+    for (double coefficient : {d0, 3 * dv - 2 * d0 - d1, d0 - 2 * dv + d1}) {
         power *= u;
-        if (coefficient != 0.0) {
-            sample.value += coefficient * power;
-        }
-        // What cancels inside a coefficient counts too.
-        double magnitude = 3 * std::fabs(dv) + 2 * std::fabs(d0) + std::fabs(d1);
-        if (magnitude != 0.0) {
-            sample.scale += magnitude * std::fabs(power);
-        }
+        // Far from the curve a power is infinite.
+        sample.value += coefficient == 0.0 ? 0.0 : coefficient * power;
+        sample.scale += magnitude == 0.0 ? 0.0 : magnitude * std::fabs(power);
     }
     return sample;
+}
+
+Sample ValueBezier(const Key& from, const Key& to, double t) {
+    double u = std::clamp((t - from.time) / (to.time - from.time), 0.0, 1.0);
+    double v = 1 - u;
+    double c1 = from.right.x;
+    double c2 = to.left.x;
+    double scale = std::fabs(from.value) + std::fabs(c1) + std::fabs(c2) + std::fabs(to.value);
+    return {v * v * v * from.value + 3 * u * v * v * c1 + 3 * u * u * v * c2 + u * u * u * to.value,
+            scale};
 }
 
 double ControlValue(double y, double offset, double slope) {
@@ -128,118 +122,86 @@ double ControlValue(double y, double offset, double slope) {
 }
 
 Sample TimeValueBezier(const Key& from, const Key& to, double t) {
-    Cubic x = BezierTime(from, to);
     double t0 = Seconds(from.time);
     double t1 = Seconds(to.time);
-    double a = std::min(std::max(from.right.x, 0.0), 1.0);
-    double c = std::min(std::max(to.left.x, 0.0), 1.0);
-    double y1 = ControlValue(from.value, t0 + (t1 - t0) * a - t0, from.right.y);
-    double y2 = ControlValue(to.value, t0 + (t1 - t0) * c - t1, to.left.y);
-    if (to.type == 1) {
-        y2 = to.value;
-    }
-    if (from.type == 1) {
-        y1 = from.value;
-    }
-    double u = x.Bisect(Seconds(t));
+    double x1 = t0 + (t1 - t0) * std::clamp(from.right.x, 0.0, 1.0);
+    double x2 = t0 + (t1 - t0) * std::clamp(to.left.x, 0.0, 1.0);
+    double y1 = from.type == 1 ? from.value : ControlValue(from.value, x1 - t0, from.right.y);
+    double y2 = to.type == 1 ? to.value : ControlValue(to.value, x2 - t1, to.left.y);
+    double u = BezierTime(from, to).Bisect(Seconds(t));
     double scale = std::fabs(from.value) + std::fabs(y1) + std::fabs(y2) + std::fabs(to.value);
     return {Cubic(from.value, y1, y2, to.value).At(u), scale, true, true};
 }
 
-Sample Evaluate(const Segment& s, double t) {
-    const double t0 = s.t0;
-    const double y0 = s.y0;
-    const double y1 = s.y1;
-    double dt = s.t1 - s.t0;
-    double d0 = dt * s.rx;
-    double d1 = dt * s.lx;
-    if (s.type0 == 26 || (s.type0 >= 12 && s.type0 <= 15 && s.type1 == 26)) {
-        return Line(s.t1, y1, d1, t);
+Sample Evaluate(const Key& from, const Key& to, double t) {
+    double d0 = (to.time - from.time) * from.right.x;
+    double d1 = (to.time - from.time) * to.left.x;
+    auto isFirstGroup = [](const Key& key) { return IsBezier(key.type) && key.type < 13; };
+    if (from.type == 26 || (from.type >= 12 && from.type <= 15 && to.type == 26)) {
+        return Line(to.time, to.value, d1, t);
     }
-    if (s.type0 == 6) {
-        return {y0, std::fabs(y0), true};
+    if (from.type == 6) {
+        return {from.value, std::fabs(from.value), true};
     }
-    auto firstGroup = [](int type) { return IsBezier(type) && type < 13; };
-    if (!firstGroup(s.type0) && !firstGroup(s.type1)) {
-        if (s.type0 == 12) {
-            double u = (t - t0) / dt;
-            if (u <= 0) {
-                return {y0, std::fabs(y0), true};
-            }
-            if (u >= 1) {
-                return {y1, std::fabs(y1), true};
-            }
-            double v = 1 - u;
-            return {v * v * v * y0 + 3 * u * v * v * s.rx + 3 * u * u * v * s.lx + u * u * u * y1,
-                    std::fabs(y0) + std::fabs(s.rx) + std::fabs(s.lx) + std::fabs(y1)};
-        }
-        if (!IsBezier(s.type0) && !IsBezier(s.type1)) {
-            return s.type1 == 26 ? Line(t0, y0, d0, t) : Hermite(t0, y0, d0, s.t1, y1, d1, t);
-        }
+    if (from.type == 12 && !isFirstGroup(to)) {
+        return ValueBezier(from, to, t);
     }
-    return TimeValueBezier({s.t0, s.y0, s.type0, {}, {s.rx, s.ry}, {}},
-                           {s.t1, s.y1, s.type1, {s.lx, s.ly}, {}, {}}, t);
+    if (IsBezier(from.type) || IsBezier(to.type)) {
+        return TimeValueBezier(from, to, t);
+    }
+    return to.type == 26 ? Line(from.time, from.value, d0, t) : Hermite(from, to, d0, d1, t);
 }
 
-/// Simpson's rule, halving the interval until two levels agree.
-double Simpson(const std::function<double(double)>& f, double a, double fa, double b, double fb,
-               double m, double fm, double whole, double tolerance, int depth) {
-    double left = (a + m) / 2;
-    double right = (m + b) / 2;
-    double fLeft = f(left);
-    double fRight = f(right);
-    double first = (m - a) / 6 * (fa + 4 * fLeft + fm);
-    double second = (b - m) / 6 * (fm + 4 * fRight + fb);
-    double change = first + second - whole;
-    if (depth == 0 || std::fabs(change) <= 15 * tolerance) {
-        return first + second + change / 15;
+void SetHandles(core::Parameter& parameter, const Curve& curve) {
+    int index = 0;
+    for (const Key& key : curve) {
+        parameter.SetPointControlParamEx(index++, key.left.x, key.left.y, key.right.x, key.right.y);
     }
-    return Simpson(f, a, fa, m, fm, left, fLeft, first, tolerance / 2, depth - 1) +
-           Simpson(f, m, fm, b, fb, right, fRight, second, tolerance / 2, depth - 1);
 }
 
-/// The integral over [a, b), on which `f` is continuous; the value at `b` may
-/// belong to the next piece. Several panels, so that none steps over a peak.
-double IntegratePiece(const std::function<double(double)>& f, double a, double b,
-                      double tolerance) {
-    const int panels = 8;
-    double sum = 0.0;
-    for (int panel = 0; panel < panels; ++panel) {
-        double from = a + (b - a) * panel / panels;
-        double to = panel + 1 == panels ? b : a + (b - a) * (panel + 1) / panels;
-        if (!(from < to)) {
-            continue;
-        }
-        double m = from + (to - from) / 2;
-        double first = f(from);
-        double last = f(std::nextafter(to, from));
-        double middle = f(m);
-        sum += Simpson(f, from, first, to, last, m, middle,
-                       (to - from) / 6 * (first + 4 * middle + last), tolerance / panels, 10);
+struct Point {
+    double t, value;
+};
+
+/// Simpson's rule, halving the interval at least three times, so that no step
+/// misses a peak, and until two levels agree.
+template <class Function>
+double Simpson(const Function& f, Point a, Point m, Point b, double tolerance, int depth) {
+    double tl = (a.t + m.t) / 2;
+    double tr = (m.t + b.t) / 2;
+    Point left = {tl, f(tl)};
+    Point right = {tr, f(tr)};
+    double whole = (b.t - a.t) / 6 * (a.value + 4 * m.value + b.value);
+    double halves = (m.t - a.t) / 6 * (a.value + 4 * left.value + m.value) +
+                    (b.t - m.t) / 6 * (m.value + 4 * right.value + b.value);
+    double change = halves - whole;
+    if (depth == 0 || (depth <= 10 && std::fabs(change) <= 15 * tolerance)) {
+        return halves + change / 15;
     }
-    return sum;
+    return Simpson(f, a, left, m, tolerance / 2, depth - 1) +
+           Simpson(f, m, right, b, tolerance / 2, depth - 1);
 }
 
-/// Times in whose neighbourhood the curve jumps or bends.
-std::vector<double> Breaks(const Curve& curve) {
-    std::vector<double> breaks = {kFirstTick};
+/// `from`, `to`, and the times between them in whose neighbourhood the curve jumps
+/// or bends.
+std::vector<double> Cuts(const Curve& curve, double from, double to) {
+    std::vector<double> cuts = {from, to, kFirstTick};
     for (std::size_t i = 0; i < curve.size(); ++i) {
-        breaks.push_back(curve[i].time);
-        if (i + 1 == curve.size()) {
-            break;
-        }
+        cuts.push_back(curve[i].time);
         double t0 = Seconds(curve[i].time);
-        double t1 = Seconds(curve[i + 1].time);
+        double span = Seconds(curve[std::min(i + 1, curve.size() - 1)].time) - t0;
         for (double p :
              {0.0, 0.36363636363636365, 0.7272727272727273, 0.9090909090909091, 0.5, 1.0}) {
             for (double near : {-kBisectionTolerance, 0.0, kBisectionTolerance}) {
-                double seconds = t0 + p * (t1 - t0) + near;
-                breaks.push_back(seconds);
-                breaks.push_back(seconds * 1e7);
+                cuts.push_back(t0 + p * span + near);
+                cuts.push_back((t0 + p * span + near) * 1e7);
             }
         }
     }
-    return breaks;
+    std::erase_if(cuts, [&](double time) { return time < from || time > to; });
+    std::sort(cuts.begin(), cuts.end());
+    cuts.erase(std::unique(cuts.begin(), cuts.end()), cuts.end());
+    return cuts;
 }
 
 }  // namespace
@@ -253,7 +215,6 @@ Cubic::Cubic(double x0, double x1, double x2, double x3)
       b(3 * x0 + 3 * x2 - 6 * x1),
       c(3 * x1 - 3 * x0),
       d(x0),
-      p0(x0),
       p3(x3) {}
 
 double Cubic::At(double u) const {
@@ -261,7 +222,7 @@ double Cubic::At(double u) const {
 }
 
 double Cubic::Bisect(double x) const {
-    if (std::fabs(x - p0) < kBisectionTolerance) {
+    if (std::fabs(x - d) < kBisectionTolerance) {
         return 0.0;
     }
     if (std::fabs(x - p3) < kBisectionTolerance) {
@@ -274,11 +235,7 @@ double Cubic::Bisect(double x) const {
         if (std::fabs(At(u) - x) < kBisectionTolerance) {
             break;
         }
-        if (x > At(u)) {
-            lo = u;
-        } else {
-            hi = u;
-        }
+        (x > At(u) ? lo : hi) = u;
         u = (lo + hi) / 2;
     }
     return u;
@@ -287,15 +244,13 @@ double Cubic::Bisect(double x) const {
 Cubic BezierTime(const Key& from, const Key& to) {
     double t0 = Seconds(from.time);
     double t1 = Seconds(to.time);
-    double a = std::min(std::max(from.right.x, 0.0), 1.0);
-    double c = std::min(std::max(to.left.x, 0.0), 1.0);
-    double x1 = t0 + (t1 - t0) * a;
-    double x2 = t0 + (t1 - t0) * c;
+    double x1 = t0 + (t1 - t0) * std::clamp(from.right.x, 0.0, 1.0);
+    double x2 = t0 + (t1 - t0) * std::clamp(to.left.x, 0.0, 1.0);
     return Cubic(t0, from.type == 1 ? t0 : x1, to.type == 1 ? t1 : x2, t1);
 }
 
-double EasingCubic(double s, double first, double second) {
-    return 3 * ((1 - s) * (1 - s)) * s * first + 3 * (1 - s) * (s * s) * second + s * s * s;
+double EasingTime(int type, double s) {
+    return EasingCubic(s, kEasings[type - 16].x1, kEasings[type - 16].x2);
 }
 
 bool IsBezier(int type) {
@@ -307,27 +262,20 @@ Sample SampleAt(const Curve& curve, double t) {
         double value = curve.empty() ? 0.0 : curve.front().value;
         return {value, std::fabs(value), true};
     }
-    Segment s = SegmentAt(curve, t);
-    if (s.type0 < 16 || s.type0 > 25) {
-        return Evaluate(s, t);
+    auto [from, to] = SegmentAt(curve, t);
+    if (from.type < 16 || from.type > 25) {
+        return Evaluate(from, to, t);
     }
-    double t0 = Seconds(s.t0);
-    double p = (Seconds(t) - t0) / (Seconds(s.t1) - t0);
-    p = std::min(std::max(p, 0.0), 1.0);
-    return {s.y0 + (s.y1 - s.y0) * Ease(s.type0, p), std::fabs(s.y0) + std::fabs(s.y1),
-            s.type0 < 24, s.type0 < 24};
+    double t0 = Seconds(from.time);
+    double p = std::clamp((Seconds(t) - t0) / (Seconds(to.time) - t0), 0.0, 1.0);
+    return {from.value + (to.value - from.value) * Ease(from.type, p),
+            std::fabs(from.value) + std::fabs(to.value), from.type < 24, from.type < 24};
 }
 
 core::Pointd PointAt(const Curve& curve, double t) {
-    if (curve.size() < 2 || t < curve.front().time) {
-        return curve.front().point;
-    }
-    std::size_t found = 0;
-    while (found < curve.size() && !(curve[found].time > t)) {
-        ++found;
-    }
-    if (found == curve.size()) {
-        return curve.back().point;
+    std::size_t found = CountUpTo(curve, t);
+    if (found == 0 || found == curve.size()) {
+        return curve[found == 0 ? 0 : found - 1].point;
     }
     const Key& from = curve[found - 1];
     const Key& to = curve[found];
@@ -348,18 +296,7 @@ Quadrature Integrate(const Curve& curve, double from, double to) {
         return {-backwards.area, backwards.tolerance};
     }
     Quadrature result;
-    if (curve.empty() || from == to) {
-        return result;
-    }
-    std::vector<double> cuts = {from, to};
-    for (double time : Breaks(curve)) {
-        if (time > from && time < to) {
-            cuts.push_back(time);
-        }
-    }
-    std::sort(cuts.begin(), cuts.end());
-    cuts.erase(std::unique(cuts.begin(), cuts.end()), cuts.end());
-
+    const std::vector<double> cuts = Cuts(curve, from, to);
     auto f = [&curve](double t) { return SampleAt(curve, t).value; };
     double previous = f(from);
     for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
@@ -383,12 +320,14 @@ Quadrature Integrate(const Curve& curve, double from, double to) {
         double tolerance = 1e-11 * scale * (b - a);
         double middle = a + (b - a) / 2;
         if (SampleAt(curve, middle).bisected) {
-            Segment segment = SegmentAt(curve, middle);
+            auto [start, end] = SegmentAt(curve, middle);
             double ticks = middle >= kFirstTick ? 1e7 : 1.0;
-            double stair = kBisectionTolerance * ticks + 3 * (segment.t1 - segment.t0) * 0x1p-20;
+            double stair = kBisectionTolerance * ticks + 3 * (end.time - start.time) * 0x1p-20;
             tolerance += stair * climbed + 3e-6 * scale * (b - a);
         }
-        result.area += IntegratePiece(f, a, b, tolerance / 16);
+        // At `b` the next piece may have begun.
+        result.area +=
+            Simpson(f, {a, f(a)}, {middle, f(middle)}, {b, previous}, tolerance / 16, 13);
         result.tolerance += 2 * tolerance;
     }
     return result;
@@ -396,57 +335,50 @@ Quadrature Integrate(const Curve& curve, double from, double to) {
 
 Curve WithAutomaticHandles(Curve curve) {
     auto isHermite = [](int type) { return type >= 7 && type <= 11; };
-    auto secant = [&curve](std::size_t i, std::size_t j, bool inSeconds) {
-        double from = inSeconds ? Seconds(curve[i].time) : curve[i].time;
-        double to = inSeconds ? Seconds(curve[j].time) : curve[j].time;
-        return (curve[j].value - curve[i].value) / (to - from);
+    auto secant = [](const Key& a, const Key& b) {
+        return (b.value - a.value) / (b.time - a.time);
     };
     for (std::size_t i = 0; i < curve.size(); ++i) {
         Key& key = curve[i];
+        bool hasBefore = i > 0;
+        bool hasAfter = i + 1 < curve.size();
+        const Key& before = curve[hasBefore ? i - 1 : i];
+        const Key& after = curve[hasAfter ? i + 1 : i];
+        int typeBefore = hasBefore ? before.type : -1;
+        int typeAfter = hasAfter ? after.type : -1;
         key.left = key.right = {kUnsettled, kUnsettled};
-        bool isFirst = i == 0;
-        bool isLast = i + 1 == curve.size();
-        if (isFirst && isLast) {
-            continue;
-        }
-        std::size_t before = isFirst ? i : i - 1;
-        std::size_t after = isLast ? i : i + 1;
-        int typeBefore = isFirst ? -1 : curve[before].type;
-        int typeAfter = isLast ? -1 : curve[after].type;
-        if (key.type == 1 && !isLast && !IsBezier(typeAfter)) {
-            key.right.x = secant(i, after, false);
-            if (typeAfter == 26) {
-                // Its segment climbs dt times the handle in each unit of time.
-                key.right.x /= curve[after].time - key.time;
-            }
+        if (key.type == 1 && hasAfter && !IsBezier(typeAfter)) {
+            key.right.x = secant(key, after);
+            // Towards type 26 a segment climbs dt times the handle in each unit of time.
+            key.right.x /= typeAfter == 26 ? after.time - key.time : 1.0;
         }
         if (isHermite(key.type)) {
-            double slope = key.type == 9 ? 0.0 : secant(before, after, false);
+            double slope = key.type == 9 ? 0.0 : secant(before, after);
             if (isHermite(typeAfter) || typeAfter == 1) {
                 key.right.x = slope;
             }
-            if (isHermite(typeBefore)) {
-                key.left.x = slope;
-            } else if (typeBefore == 1) {
-                key.left.x = secant(before, i, false);
+            if (isHermite(typeBefore) || typeBefore == 1) {
+                key.left.x = typeBefore == 1 ? secant(before, key) : slope;
             }
         }
         if (IsBezier(key.type)) {
-            double slope = secant(before, after, true);
-            if (IsBezier(typeAfter) || isHermite(typeAfter) || typeAfter == 1) {
+            auto usesHandle = [&](int type) {
+                return IsBezier(type) || isHermite(type) || type == 1;
+            };
+            double seconds = Seconds(after.time) - Seconds(before.time);
+            double slope = (after.value - before.value) / seconds;
+            if (usesHandle(typeAfter)) {
                 key.right = {1.0 / 3.0, slope};
             }
-            if (IsBezier(typeBefore) || isHermite(typeBefore) || typeBefore == 1) {
+            if (usesHandle(typeBefore)) {
                 key.left = {2.0 / 3.0, slope};
             }
         }
-        if (key.type == 12) {
-            if (typeAfter == 12) {
-                key.right.x = key.value + (curve[after].value - key.value) / 3.0;
-            }
-            if (typeBefore == 12) {
-                key.left.x = curve[before].value + (key.value - curve[before].value) * 2.0 / 3.0;
-            }
+        if (key.type == 12 && typeAfter == 12) {
+            key.right.x = key.value + (after.value - key.value) / 3.0;
+        }
+        if (key.type == 12 && typeBefore == 12) {
+            key.left.x = before.value + (key.value - before.value) * 2.0 / 3.0;
         }
     }
     return curve;
@@ -455,18 +387,14 @@ Curve WithAutomaticHandles(Curve curve) {
 core::Parameter BuildAutomatic(const Curve& curve) {
     core::Parameter parameter;
     for (const Key& key : curve) {
-        parameter.AddPoint(key.time, key.value,
-                           static_cast<core::KeyframeInterpolationType>(key.type));
+        parameter.AddPoint(key.time, key.value, core::KeyframeInterpolationType(key.type));
     }
     return parameter;
 }
 
 core::Parameter Build(const Curve& curve) {
     core::Parameter parameter = BuildAutomatic(curve);
-    int index = 0;
-    for (const Key& key : curve) {
-        parameter.SetPointControlParamEx(index++, key.left.x, key.left.y, key.right.x, key.right.y);
-    }
+    SetHandles(parameter, curve);
     return parameter;
 }
 
@@ -474,10 +402,9 @@ core::Parameter BuildPath(const Curve& curve) {
     core::Parameter parameter;
     parameter.SetParameterType(core::ParameterPoint);
     for (const Key& key : curve) {
-        int index = parameter.AddPoint(key.time, key.point,
-                                       static_cast<core::KeyframeInterpolationType>(key.type));
-        parameter.SetPointControlParamEx(index, key.left.x, key.left.y, key.right.x, key.right.y);
+        parameter.AddPoint(key.time, key.point, core::KeyframeInterpolationType(key.type));
     }
+    SetHandles(parameter, curve);
     return parameter;
 }
 

@@ -2,7 +2,6 @@
 
 #include <core/curve/parameter.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -46,12 +45,12 @@ struct Cubic {
     Cubic(double p0, double p1, double p2, double p3);
     double At(double u) const;
     double Bisect(double x) const;
-    double a, b, c, d, p0, p3;
+    double a, b, c, d, p3;
 };
 /// Time along a time-value Bezier segment, in seconds.
 Cubic BezierTime(const Key& from, const Key& to);
-/// One coordinate of a cubic-bezier easing whose inner control numbers are `first` and `second`.
-double EasingCubic(double s, double first, double second);
+/// Progress in time at the parameter `s` of a cubic-bezier easing.
+double EasingTime(int type, double s);
 
 /// Whether the segments of this type, or those that end in it, solve for time.
 bool IsBezier(int type);

@@ -1,0 +1,47 @@
+#pragma once
+
+// The words that the tests of curves have in common.
+
+#include "support/curve_gallery.h"
+#include "support/curve_oracle.h"
+#include "support/dice.h"
+
+#include <core/curve/parameter.h>
+
+#include <limits>
+#include <vector>
+
+using core::KeyframeInterpolationType;
+using core::Parameter;
+using core::Pointd;
+using core::ValAny;
+using plain::Curve;
+using plain::Key;
+using Times = std::vector<double>;
+
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+inline constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+inline constexpr KeyframeInterpolationType kLinear = KeyframeInterpolationType::Linear;
+
+inline double Area(const core::IKeyFrame& curve, double from, double to) {
+    return curve.GetAreaFromTo(from, to, false, 0.0, 0.0);
+}
+
+/// Whether any call that takes a keyframe's index does something for this one, or
+/// answers more than nothing.
+inline bool AnyCallTakes(core::IKeyFrame& curve, int index) {
+    double a = 7, b = 7, c = 7, d = 7;
+    return curve.RemovePoint(index) || curve.SetPointTime(index, 5) ||
+           curve.SetPointValue(index, 5.0) || curve.SetPointInterpolationType(index, kLinear) ||
+           curve.SetPointControlParam(index, 1, 1) ||
+           curve.SetPointControlParamEx(index, 1, 1, 1, 1) ||
+           curve.SetPointControlLeftParam(index, 1, 1) ||
+           curve.SetPointControlRightParam(index, 1, 1) ||
+           curve.GetPointControlParam(index, a, b) ||
+           curve.GetPointControlParamEx(index, a, b, c, d) ||
+           curve.GetPointControlLeftParam(index, a, b) ||
+           curve.GetPointControlRightParam(index, c, d) ||
+           !(a == 7 && b == 7 && c == 7 && d == 7) || !curve.GetPointValue(index).IsEmpty() ||
+           curve.GetPointTime(index) != 0.0 ||
+           curve.GetInterpolationType(index) != KeyframeInterpolationType::Extrapolate;
+}
