@@ -3,63 +3,45 @@
 #include <gtest/gtest.h>
 
 #include <utility>
+#include <vector>
 
 namespace {
 
 using core::KeyframeInterpolationType;
 using core::TimeValuePair;
+using Fields = std::vector<double>;
 
-TEST(TimeValuePair, StartsAtTimeZeroAsIntegerZeroAndExtrapolates) {
-    for (const TimeValuePair& pair :
-         {TimeValuePair(), TimeValuePair(0.0, 0, KeyframeInterpolationType::Extrapolate)}) {
-        double x = 1, y = 1;
-        EXPECT_EQ(0.0, pair.GetTime());
-        EXPECT_EQ(2, pair.GetValue().Kind());
-        EXPECT_EQ(0, pair.GetValue().AsInt());
-        EXPECT_EQ(26, static_cast<int>(pair.GetInterpolation()));
-        pair.GetLeftDerivativeEx(x, y);
-        EXPECT_TRUE(x == 0 && y == 0);
-        x = y = 1;
-        pair.GetRightDerivativeEx(x, y);
-        EXPECT_TRUE(x == 0 && y == 0);
-    }
+/// Everything a keyframe holds but its value, as one number per field.
+Fields FieldsOf(const TimeValuePair& pair) {
+    Fields fields = {pair.GetTime(), static_cast<double>(pair.GetInterpolation()), 0, 0, 0, 0};
+    pair.GetLeftDerivativeEx(fields[2], fields[3]);
+    pair.GetRightDerivativeEx(fields[4], fields[5]);
+    EXPECT_TRUE(pair.GetLeftDerivative() == fields[2] && pair.GetRightDerivative() == fields[4]);
+    return fields;
 }
 
-TEST(TimeValuePair, TheShortDerivativeIsTheXOfTheHandle) {
-    TimeValuePair pair(1.0, 2.0, KeyframeInterpolationType::Hermite);
-    pair.SetLeftDerivativeEx(3, 4);
-    pair.SetRightDerivativeEx(5, 6);
-    EXPECT_EQ(3, pair.GetLeftDerivative());
-    EXPECT_EQ(5, pair.GetRightDerivative());
-    pair.SetLeftDerivative(7);
-    pair.SetRightDerivative(8);
-    double lx, ly, rx, ry;
-    pair.GetLeftDerivativeEx(lx, ly);
-    pair.GetRightDerivativeEx(rx, ry);
-    EXPECT_TRUE(lx == 7 && ly == 4 && rx == 8 && ry == 6);
+TEST(TimeValuePair, StartsAtTimeZeroAsIntegerZeroAndExtrapolates) {
+    TimeValuePair pair;
+    EXPECT_EQ((Fields{0, 26, 0, 0, 0, 0}), FieldsOf(pair));
+    EXPECT_TRUE(pair.GetValue().Kind() == 2 && pair.GetValue().AsInt() == 0);
 }
 
 TEST(TimeValuePair, CopiesAreDeepAndComplete) {
     TimeValuePair copy, moved;
     {
         TimeValuePair pair(1.5, "text", KeyframeInterpolationType::Hold);
-        pair.SetLeftDerivativeEx(1, 2);
-        pair.SetRightDerivativeEx(3, 4);
+        pair.SetLeftDerivativeEx(7, 2);
+        pair.SetRightDerivativeEx(8, 4);
+        pair.SetLeftDerivative(1);  // the X of the handle alone
+        pair.SetRightDerivative(3);
         copy = pair;
         pair.SetValue("another");
-        TimeValuePair& itself = copy;
-        copy = itself;
         TimeValuePair temporary = copy;
         moved = std::move(temporary);
     }
     for (const TimeValuePair& pair : {copy, moved}) {
-        double lx, ly, rx, ry;
-        pair.GetLeftDerivativeEx(lx, ly);
-        pair.GetRightDerivativeEx(rx, ry);
-        EXPECT_EQ(1.5, pair.GetTime());
+        EXPECT_EQ((Fields{1.5, 6, 1, 2, 3, 4}), FieldsOf(pair));
         EXPECT_EQ("text", pair.GetValue().AsString());
-        EXPECT_EQ(6, static_cast<int>(pair.GetInterpolation()));
-        EXPECT_TRUE(lx == 1 && ly == 2 && rx == 3 && ry == 4);
     }
 }
 

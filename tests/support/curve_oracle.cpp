@@ -408,7 +408,7 @@ core::Parameter BuildPath(const Curve& curve) {
     return parameter;
 }
 
-Curve ReadBack(core::Parameter& parameter) {
+Curve ReadBack(core::IKeyFrame& parameter) {
     Curve curve;
     for (int i = 0; i < parameter.GetKeyFramesCount(); ++i) {
         Key key;

@@ -75,7 +75,7 @@ core::Parameter BuildAutomatic(const Curve& curve);
 /// The library's curve of points with the same handles.
 core::Parameter BuildPath(const Curve& curve);
 /// The keyframes of a curve of numbers, with their handles.
-Curve ReadBack(core::Parameter& parameter);
+Curve ReadBack(core::IKeyFrame& parameter);
 
 /// `curve` as text, for the report of a failed case.
 std::string Print(const Curve& curve);

@@ -27,6 +27,17 @@ inline double Area(const core::IKeyFrame& curve, double from, double to) {
     return curve.GetAreaFromTo(from, to, false, 0.0, 0.0);
 }
 
+/// A keyframe whose handle numbers are often ones that the rules treat on their own.
+inline Key RandomKey(Dice& dice, double time, int type) {
+    auto handle = [&dice] {
+        static const Times special = {0, 1, 0.5, 1.0 / 3, 2.0 / 3, 1e-21, 1e-6, 1 - 1e-6};
+        double x = dice.OneIn(3) ? dice.Pick(special) : dice.Between(-0.5, 1.5);
+        return Pointd{x, dice.Between(-20, 20)};
+    };
+    Pointd point = {dice.Between(-10, 10), dice.Between(-10, 10)};
+    return {time, dice.Between(-10, 10), type, handle(), handle(), point};
+}
+
 /// Whether any call that takes a keyframe's index does something for this one, or
 /// answers more than nothing.
 inline bool AnyCallTakes(core::IKeyFrame& curve, int index) {
