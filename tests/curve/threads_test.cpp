@@ -8,12 +8,9 @@
 #include <vector>
 
 #include "support/barrier.h"
-#include "support/dice.h"
+#include "support/curve_words.h"
 
 namespace {
-
-using core::KeyframeInterpolationType;
-using core::Parameter;
 
 /// Runs the samplers over and over, all from the same instant, until the editor
 /// has finished.
@@ -46,15 +43,14 @@ void Race(int samplers, const std::function<void(Dice&)>& sample,
 /// all samples, at any time.
 void BuildRamp(Parameter& curve) {
     for (int i = 0; i <= 20; ++i) {
-        curve.AddPoint(i, i / 20.0, KeyframeInterpolationType::Linear);
+        curve.AddPoint(i, i / 20.0, kLinear);
     }
 }
 
 void EditInside(Parameter& curve, Dice& dice) {
     int index = 1 + dice.Below(3);
     double time = dice.Between(1, 19);
-    auto type = dice.OneIn(2) ? KeyframeInterpolationType::Linear
-                              : KeyframeInterpolationType::EaseInOutCubic;
+    auto type = dice.OneIn(2) ? kLinear : KeyframeInterpolationType::EaseInOutCubic;
     switch (dice.Below(5)) {
         case 0:
             curve.AddPoint(time, dice.Between(0, 1), type);
@@ -75,6 +71,10 @@ void EditInside(Parameter& curve, Dice& dice) {
     }
 }
 
+bool IsBetween(double low, double x, double high) {
+    return x >= low - 1e-9 && x <= high + 1e-9;
+}
+
 TEST(Threads, SamplesStayPlausibleWhileAnotherThreadEdits) {
     for (int samplers : {1, 2, 8}) {
         Parameter curve;
@@ -82,21 +82,16 @@ TEST(Threads, SamplesStayPlausibleWhileAnotherThreadEdits) {
         std::atomic<int> implausible = 0;
         auto sample = [&](Dice& dice) {
             double value = curve.GetValue(dice.Between(-5, 25), true).AsDouble();
-            double area = curve.GetAreaFromTo(0, 20, false, 0, 0);
             double time = curve.SolveTimeBaseArea(0, dice.Between(0, 5));
-            int count = curve.GetKeyFramesCount();
-            const double slack = 1e-9;
-            if (!(value >= -slack && value <= 1 + slack && area >= -slack && area <= 20 + slack &&
-                  time >= 0 && time <= 30 && count >= 2)) {
-                ++implausible;
-            }
+            bool isPlausible = IsBetween(0, value, 1) && IsBetween(0, time, 30) &&
+                               IsBetween(0, Area(curve, 0, 20), 20) &&
+                               curve.GetKeyFramesCount() >= 2;
             if (dice.OneIn(16)) {
                 Parameter copy(curve);
-                if (copy.GetValue(-1, false).AsDouble() != 0.0 ||
-                    copy.GetValue(21, false).AsDouble() != 1.0) {
-                    ++implausible;
-                }
+                isPlausible = isPlausible && copy.GetValue(-1, false).AsDouble() == 0.0 &&
+                              copy.GetValue(21, false).AsDouble() == 1.0;
             }
+            implausible += isPlausible ? 0 : 1;
         };
         Race(samplers, sample, [&](Dice& dice) { EditInside(curve, dice); });
         EXPECT_EQ(0, implausible.load()) << samplers << " samplers";
@@ -113,9 +108,7 @@ TEST(Threads, CurvesCanBeAssignedToEachOtherAtOnce) {
         auto sample = [&](Dice& dice) {
             (dice.OneIn(2) ? a : b) = (dice.OneIn(2) ? a : b);
             double value = a.GetValue(dice.Between(-5, 25), true).AsDouble();
-            if (!(value >= -1e-9 && value <= 1 + 1e-9)) {
-                ++implausible;
-            }
+            implausible += IsBetween(0, value, 1) ? 0 : 1;
         };
         Race(samplers, sample, [&](Dice& dice) {
             EditInside(b, dice);

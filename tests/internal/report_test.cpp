@@ -42,24 +42,26 @@ private:
 TEST(Report, IteratorsSayWhatTheyLack) {
     Parameter movedFrom;
     Parameter owner = std::move(movedFrom);
-    for (bool reverse : {false, true}) {
-        ParameterIterator overNothing(nullptr, reverse);
-        ParameterIterator overHusk(&movedFrom, reverse);
-        Collect collect;
-        overNothing.First();
-        overNothing.Next();
-        EXPECT_TRUE(overNothing.IsDone());
-        EXPECT_THAT(reports, ElementsAre("6 ZYL ParameterIterator::First: parameteter is nullptr",
-                                         "6 ZYL ParameterIterator::Next: parameteter is nullptr",
-                                         "6 ZYL ParameterIterator::First: parameteter is nullptr"));
-        reports.clear();
-        overHusk.First();
-        overHusk.Next();
-        EXPECT_TRUE(overHusk.IsDone());
-        EXPECT_THAT(reports,
-                    ElementsAre("6 ZYL ParameterIterator::First: keyframes_impl is nullptr",
-                                "6 ZYL ParameterIterator::Next: keyframes_impl is nullptr",
-                                "6 ZYL ParameterIterator::IsDone: keyframes_impl is nullptr"));
+    const struct {
+        Parameter* parameter;
+        const char* text;
+        const char* reportedByIsDone;
+    } rows[] = {{nullptr, "parameteter is nullptr", "First"},
+                {&movedFrom, "keyframes_impl is nullptr", "IsDone"}};
+    for (const auto& row : rows) {
+        for (bool reverse : {false, true}) {
+            ParameterIterator it(row.parameter, reverse);
+            Collect collect;
+            it.First();
+            it.Next();
+            EXPECT_TRUE(it.IsDone());
+            EXPECT_EQ(0.0, it.Current().GetTime());
+            auto report = [&](const std::string& function) {
+                return "6 ZYL ParameterIterator::" + function + ": " + row.text;
+            };
+            EXPECT_THAT(reports,
+                        ElementsAre(report("First"), report("Next"), report(row.reportedByIsDone)));
+        }
     }
 }
 
