@@ -12,4 +12,10 @@
 #include <core/curve/time_value_pair.h>
 #include <core/curve/val_any.h>
 #include <core/export.h>
+#include <core/foundation/file_helpers.h>
+#include <core/foundation/text_encoding.h>
+#include <core/foundation/tick_time.h>
+#include <core/foundation/time_span.h>
+#include <core/foundation/time_util.h>
+#include <core/foundation/uuid.h>
 #include <core/version.h>
