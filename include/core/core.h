@@ -18,4 +18,5 @@
 #include <core/foundation/time_span.h>
 #include <core/foundation/time_util.h>
 #include <core/foundation/uuid.h>
+#include <core/logging/diagnostics.h>
 #include <core/version.h>

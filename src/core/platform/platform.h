@@ -164,11 +164,13 @@ std::uint64_t CurrentThreadId() noexcept;
 /// The number of this process.
 std::uint64_t CurrentProcessId() noexcept;
 /// The bounds of the calling thread's stack; false, leaving them alone, when the
-/// system can't say.
+/// system can't say. A thread's first call may take several KB of that stack; the
+/// later ones take little and answer the same.
 bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept;
 /// Runs `function` on a new thread, with a stack of its own, and waits for its end.
-/// Needs little of the calling thread's stack. False when there is no thread to
-/// be had.
+/// The first two calls of a process may take several KB of the calling thread's
+/// stack, the later ones take less than 1 KB. False when there is no thread to be
+/// had.
 bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept;
 /// Whether the process is ending in such a way that its other threads are gone,
 /// possibly with locks still held.

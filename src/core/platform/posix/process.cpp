@@ -46,19 +46,28 @@ std::uint64_t CurrentProcessId() noexcept {
 }
 
 bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept {
-    pthread_attr_t attributes;
-    if (pthread_getattr_np(pthread_self(), &attributes) != 0) {
-        return false;
+    // For the first thread, the C library reads these from a file: 25 us, and more
+    // stack than may be left the next time.
+    thread_local std::uintptr_t knownLow = 0;
+    thread_local std::uintptr_t knownHigh = 0;
+    if (knownHigh == 0) {
+        pthread_attr_t attributes;
+        if (pthread_getattr_np(pthread_self(), &attributes) != 0) {
+            return false;
+        }
+        void* base = nullptr;
+        std::size_t size = 0;
+        const bool isKnown = pthread_attr_getstack(&attributes, &base, &size) == 0;
+        pthread_attr_destroy(&attributes);
+        if (!isKnown) {
+            return false;
+        }
+        knownLow = reinterpret_cast<std::uintptr_t>(base);
+        knownHigh = knownLow + size;
     }
-    void* base = nullptr;
-    std::size_t size = 0;
-    const bool isKnown = pthread_attr_getstack(&attributes, &base, &size) == 0;
-    pthread_attr_destroy(&attributes);
-    if (isKnown) {
-        low = reinterpret_cast<std::uintptr_t>(base);
-        high = low + size;
-    }
-    return isKnown;
+    low = knownLow;
+    high = knownHigh;
+    return true;
 }
 
 bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept {
