@@ -19,5 +19,6 @@
 #include <core/foundation/time_util.h>
 #include <core/foundation/uuid.h>
 #include <core/logging/diagnostics.h>
+#include <core/logging/log.h>
 #include <core/messaging/worker.h>
 #include <core/version.h>

@@ -135,6 +135,13 @@ struct DirectoryEntry {
     std::string name;
     bool isDirectory;
 };
+/// Whether the call that answered `error` may succeed later as it is: there was no
+/// room, or there were too many open files.
+bool MayPass(SystemError error) noexcept;
+/// Has the calling thread's writes beyond a limit on file sizes fail, where they would
+/// end the process otherwise.
+void MakeFileSizeLimitAnError() noexcept;
+
 /// The entries of a directory but "." and "..", in no particular order. `entries`
 /// holds what was read before an error. Throws `std::bad_alloc`.
 SystemError ListDirectory(const std::string& path, std::vector<DirectoryEntry>& entries);
@@ -175,6 +182,10 @@ bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept;
 /// Whether the process is ending in such a way that its other threads are gone,
 /// possibly with locks still held.
 bool OtherThreadsAreGone() noexcept;
+
+/// Has the library that this code is in stay loaded to the end of the process, where
+/// unloading could not wait for its threads.
+void KeepLibraryLoaded() noexcept;
 
 /// Loads a library by the name that the system's loader takes; null, with `error`,
 /// when it can't be loaded. An empty name is no library.

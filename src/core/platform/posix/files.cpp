@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
+#include <csignal>
 #include <limits>
 #include <utility>
 
@@ -109,6 +110,26 @@ SystemError ReadFile::Read(std::uint64_t offset, void* data, std::size_t size,
 
 SystemError ReadFile::Size(std::uint64_t& size) const noexcept {
     return SizeOf(handle, size);
+}
+
+bool MayPass(SystemError error) noexcept {
+    switch (static_cast<int>(error)) {
+        case EAGAIN:
+        case EDQUOT:
+        case EINTR:
+        case EMFILE:
+        case ENFILE:
+        case ENOMEM:
+        case ENOSPC: return true;
+        default: return false;
+    }
+}
+
+void MakeFileSizeLimitAnError() noexcept {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
 SystemError ListDirectory(const std::string& path, std::vector<DirectoryEntry>& entries) {

@@ -85,6 +85,10 @@ bool OtherThreadsAreGone() noexcept {
     return false;
 }
 
+void KeepLibraryLoaded() noexcept {
+    // Unloading runs the functions that were registered for it, and they may wait.
+}
+
 void* OpenLibrary(const char* name, SystemError& error) noexcept {
     // The loader takes an empty name for the program itself.
     errno = ENOENT;

@@ -118,6 +118,22 @@ SystemError ReadFile::Size(std::uint64_t& size) const noexcept {
     return SizeOf(handle, size);
 }
 
+bool MayPass(SystemError error) noexcept {
+    switch (error) {
+        case ERROR_DISK_FULL:
+        case ERROR_HANDLE_DISK_FULL:
+        case ERROR_DISK_QUOTA_EXCEEDED:
+        case ERROR_NOT_ENOUGH_MEMORY:
+        case ERROR_SHARING_VIOLATION:
+        case ERROR_TOO_MANY_OPEN_FILES: return true;
+        default: return false;
+    }
+}
+
+void MakeFileSizeLimitAnError() noexcept {
+    // Always so.
+}
+
 SystemError ListDirectory(const std::string& path, std::vector<DirectoryEntry>& entries) {
     entries.clear();
     struct Closer {

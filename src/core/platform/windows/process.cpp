@@ -60,6 +60,12 @@ bool OtherThreadsAreGone() noexcept {
     return shutdownInProgress != nullptr && shutdownInProgress() != 0;
 }
 
+void KeepLibraryLoaded() noexcept {
+    HMODULE self = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<LPCWSTR>(&KeepLibraryLoaded), &self);
+}
+
 void* OpenLibrary(const char* name, SystemError& error) noexcept {
     if (*name == '\0') {
         error = ERROR_MOD_NOT_FOUND;
