@@ -1,6 +1,6 @@
 #include <core/logging/diagnostics.h>
+#include <core/logging/log.h>
 
-#include "core/foundation/report.h"
 #include "core/logging/pe_imports.h"
 #include "core/platform/platform.h"
 
@@ -20,12 +20,10 @@ struct StackReading {
     std::int32_t total;
 };
 
-void ReportStack(void* reading) noexcept {
+void PrintWarning(void* reading) noexcept {
     const auto* const stack = static_cast<const StackReading*>(reading);
-    char text[96];
-    std::snprintf(text, sizeof text, "stack is running out. (remained / total: %d / %d)",
-                  stack->remaining, stack->total);
-    Report(ReportLevel::Warn, "core", text);
+    CoreLogPrint("core", CORE_LOG_WARN, "stack is running out. (remained / total: %d / %d)",
+                 stack->remaining, stack->total);
 }
 
 // The loader binds a function at its first call, on the stack of the caller: 3 KB,
@@ -82,7 +80,6 @@ const char* TextOf(ImageFault fault) noexcept {
     }
 }
 
-// Reports about one image.
 class DependencyCheck {
 public:
     explicit DependencyCheck(std::string imagePath) : path(std::move(imagePath)) {}
@@ -90,19 +87,19 @@ public:
     void Run() const {
         FileSource file;
         if (file.Open(path) != 0) {
-            Say(ReportLevel::Error, "can't open this file");
+            Say(CORE_LOG_ERROR, "can't open this file");
             return;
         }
         const ImageImports imports = ReadImports(file);
         if (imports.fault != ImageFault::None) {
-            Say(ReportLevel::Error, TextOf(imports.fault));
+            Say(CORE_LOG_ERROR, TextOf(imports.fault));
             return;
         }
         for (const std::string& library : imports.libraries) {
             Try(library);
         }
         if (imports.isCutOff) {
-            Say(ReportLevel::Warn,
+            Say(CORE_LOG_WARN,
                 "only the first " + std::to_string(kMostImports) + " imports were checked");
         }
     }
@@ -117,11 +114,11 @@ private:
         }
         char code[16];
         std::snprintf(code, sizeof code, "%08x", error);
-        Say(ReportLevel::Error, "CAN NOT LOAD (" + library + ", err " + code + ")");
+        Say(CORE_LOG_ERROR, "CAN NOT LOAD (" + library + ", err " + code + ")");
     }
 
-    void Say(ReportLevel level, const std::string& finding) const {
-        Report(level, "core", ("[dependency (" + path + ")] " + finding).c_str());
+    void Say(int level, const std::string& finding) const {
+        CoreLogPrint("core", level, "[dependency (%s)] %s", path.c_str(), finding.c_str());
     }
 
     std::string path;
@@ -145,7 +142,7 @@ extern "C" int32_t ZYLCoreGetStackRemainedBytes(const void* address, uint32_t* t
     const auto remaining = static_cast<std::int32_t>(static_cast<std::uint32_t>(at - low));
     if (remaining < core::kLeastStack) {
         core::StackReading reading{remaining, static_cast<std::int32_t>(total)};
-        core::platform::RunOnNewStack(core::ReportStack, &reading);
+        core::platform::RunOnNewStack(core::PrintWarning, &reading);
     }
     return remaining;
 }
@@ -158,6 +155,6 @@ extern "C" void ZYLCorePrintDependency(const wchar_t* path) {
         }
         core::DependencyCheck(std::move(utf8)).Run();
     } catch (const std::exception&) {
-        core::Report(core::ReportLevel::Error, "core", "[dependency ()] out of memory");
+        CoreLogPrint("core", CORE_LOG_ERROR, "[dependency ()] out of memory");
     }
 }
