@@ -120,8 +120,10 @@ bool MayPass(SystemError error) noexcept {
         case EMFILE:
         case ENFILE:
         case ENOMEM:
-        case ENOSPC: return true;
-        default: return false;
+        case ENOSPC:
+            return true;
+        default:
+            return false;
     }
 }
 

@@ -125,8 +125,10 @@ bool MayPass(SystemError error) noexcept {
         case ERROR_DISK_QUOTA_EXCEEDED:
         case ERROR_NOT_ENOUGH_MEMORY:
         case ERROR_SHARING_VIOLATION:
-        case ERROR_TOO_MANY_OPEN_FILES: return true;
-        default: return false;
+        case ERROR_TOO_MANY_OPEN_FILES:
+            return true;
+        default:
+            return false;
     }
 }
 
