@@ -33,13 +33,14 @@ std::string Format(const WallTime& time, std::string_view pattern) {
     return text;
 }
 
-constexpr std::int64_t kLastSecond = 253'402'300'799;  // of the year 9999
+// Windows breaks down no later year than 3000.
+constexpr std::int64_t kLastSecond = 32'503'679'999;  // of the year 2999
 
 std::vector<std::int64_t> Seconds() {
     std::vector<std::int64_t> seconds = {0, 1, 59, 951'782'400, 1'711'846'800, 2'147'483'648};
     std::mt19937_64 dice(3);
     for (int i = 0; i < 3000; ++i) {
-        seconds.push_back(static_cast<std::int64_t>(dice() >> (dice() % 64)) & 0x3FFFFFFFFF);
+        seconds.push_back(static_cast<std::int64_t>(dice() >> (dice() % 64)) & 0x7FFFFFFFF);
     }
     // The days around New Year, where weeks belong to another year.
     for (int year = 0; year < 40; ++year) {

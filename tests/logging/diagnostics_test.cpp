@@ -180,14 +180,15 @@ TEST(Dependencies, TooManyToCheckAreSaidToBe) {
               lines.back());
 }
 
-// All that core.dll needs is beside it; libcore.so is no such image.
-TEST(Dependencies, OfThisLibraryAreComplete) {
+// GNU ld puts the import table at the very start of its section, where it does not
+// count; a library for Linux is no such image at all.
+TEST(Dependencies, OfThisLibraryAreWhereTheyAreNotLookedFor) {
     std::ifstream file(support::PathOf(CORE_LIBRARY_FILE), std::ios::binary);
     const bool isImage = file.get() == 'M' && file.get() == 'Z';
-    const Lines expected =
-        isImage ? Lines{}
-                : Lines{"Error: [dependency (" CORE_LIBRARY_FILE ")] DOS SIGNATURE is invalid"};
-    EXPECT_EQ(expected, Check(CORE_LIBRARY_FILE));
+    EXPECT_THAT(
+        Check(CORE_LIBRARY_FILE),
+        ElementsAre(std::string("Error: [dependency (" CORE_LIBRARY_FILE ")] ") +
+                    (isImage ? "import descriptor's FOA is invalid" : "DOS SIGNATURE is invalid")));
 }
 
 }  // namespace
