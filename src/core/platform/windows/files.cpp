@@ -39,6 +39,9 @@ SystemError SizeOf(std::intptr_t handle, std::uint64_t& size) noexcept {
     return 0;
 }
 
+// mingw-w64's headers leave this one out.
+constexpr SystemError kDiskQuotaExceeded = 1295;
+
 // One call moves no more than fits its 32-bit count.
 DWORD CountFor(std::size_t size) noexcept {
     constexpr std::size_t kMostPerCall = std::size_t{1} << 30;
@@ -122,7 +125,7 @@ bool MayPass(SystemError error) noexcept {
     switch (error) {
         case ERROR_DISK_FULL:
         case ERROR_HANDLE_DISK_FULL:
-        case ERROR_DISK_QUOTA_EXCEEDED:
+        case kDiskQuotaExceeded:
         case ERROR_NOT_ENOUGH_MEMORY:
         case ERROR_SHARING_VIOLATION:
         case ERROR_TOO_MANY_OPEN_FILES:
