@@ -48,15 +48,17 @@ std::int64_t WallClock100ns() noexcept {
 }
 
 bool BreakDownLocalTime(std::int64_t second, LocalTime& local) noexcept {
-    std::tm fields{};
-    if (_localtime64_s(&fields, &second) != 0) {
+    std::tm here{};
+    std::tm utc{};
+    if (_localtime64_s(&here, &second) != 0 || _gmtime64_s(&utc, &second) != 0) {
         return false;
     }
-    // The same fields read as UTC are ahead by the offset.
-    std::tm copy = fields;
-    const std::int64_t asUtc = _mkgmtime64(&copy);
-    local.fields = fields;
-    local.utcOffset = static_cast<std::int32_t>(asUtc - second);
+    const int days =
+        here.tm_year != utc.tm_year ? here.tm_year - utc.tm_year : here.tm_yday - utc.tm_yday;
+    const int hours = days * 24 + here.tm_hour - utc.tm_hour;
+    const int minutes = hours * 60 + here.tm_min - utc.tm_min;
+    local.fields = here;
+    local.utcOffset = minutes * 60 + here.tm_sec - utc.tm_sec;
     return true;
 }
 
