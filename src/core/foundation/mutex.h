@@ -1,8 +1,10 @@
 #pragma once
 
-// A recursive mutex that the compiler can check: Clang's -Wthread-safety reads
-// the attributes, other compilers see the standard types alone.
+// Mutexes that the compiler can check: Clang's -Wthread-safety reads the
+// attributes, other compilers see the standard types alone.
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 
 #if defined(__clang__)
@@ -17,6 +19,7 @@
 #define CORE_REQUIRES(...) CORE_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define CORE_ACQUIRE(...) CORE_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define CORE_RELEASE(...) CORE_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
+#define CORE_NO_THREAD_SAFETY_ANALYSIS CORE_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 
 namespace core {
 
@@ -40,6 +43,47 @@ public:
 
 private:
     RecursiveMutex& mutex;
+};
+
+class CORE_CAPABILITY("mutex") Mutex {
+public:
+    void lock() CORE_ACQUIRE() { mutex.lock(); }
+    void unlock() CORE_RELEASE() { mutex.unlock(); }
+
+private:
+    friend class Lock;
+    std::mutex mutex;
+};
+
+/// Holds a Mutex; unlocked and locked again, it takes a break.
+class CORE_SCOPED_CAPABILITY Lock {
+public:
+    explicit Lock(Mutex& toLock) CORE_ACQUIRE(toLock) : held(toLock.mutex) {}
+    ~Lock() CORE_RELEASE() {}
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+    void unlock() CORE_RELEASE() { held.unlock(); }
+    void lock() CORE_ACQUIRE() { held.lock(); }
+
+private:
+    friend class Condition;
+    std::unique_lock<std::mutex> held;
+};
+
+/// A condition variable that goes with Mutex. Wait in a loop with a predicate.
+class Condition {
+public:
+    void Wait(Lock& lock) { variable.wait(lock.held); }
+    /// False when the deadline has passed.
+    bool WaitUntil(Lock& lock, std::chrono::steady_clock::time_point deadline) {
+        return variable.wait_until(lock.held, deadline) == std::cv_status::no_timeout;
+    }
+    void NotifyOne() noexcept { variable.notify_one(); }
+    void NotifyAll() noexcept { variable.notify_all(); }
+
+private:
+    std::condition_variable variable;
 };
 
 }  // namespace core

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "core/foundation/mutex.h"
+#include "core/logging/line_queue.h"
+#include "core/logging/rotating_file.h"
+
+#include <core/messaging/worker.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace core {
+
+/// The file sink of a module: callers append lines, the log worker writes them.
+///
+/// Shared by the module and the tasks that were posted for it, so that a channel
+/// which its module has replaced still writes what it was given. A task writes all
+/// that is there when it starts, so that one is posted for many lines.
+class BsFileChannel {
+public:
+    BsFileChannel(const std::string& directory, FileLimits limits, const std::string& prefix);
+    ~BsFileChannel();
+    BsFileChannel(const BsFileChannel&) = delete;
+    BsFileChannel& operator=(const BsFileChannel&) = delete;
+
+    platform::SystemError Open();
+    void SetPrefix(const std::string& prefix);
+
+    /// Queues a line; true when a task has to be posted for it. Callers take turns.
+    bool Append(std::string_view line, bool isUrgent);
+    /// Holds a caller back while the file is far behind; a second at most.
+    void WaitForRoom();
+
+    // Any thread; the log worker, as a rule.
+
+    /// Gives the callers a moment to add to what they began, if they are busy.
+    void AwaitMore() const noexcept;
+    void WriteWaiting();
+    /// Like `WriteWaiting`, and tries a file at once that took no more.
+    void Flush();
+    /// Tells the user what there is to tell about the files, as lines of the library.
+    /// Not under the log's mutex.
+    void TellNotice();
+
+    /// Writes what is left of all channels in a process whose other threads are gone.
+    static void WriteAllAtTheEnd() noexcept;
+
+private:
+    void Write(bool isRetry);
+
+    LineQueue queue;
+    std::atomic<bool> isTaskPosted = false;
+    std::atomic<bool> hasUrgentLine = false;
+    std::atomic<bool> hasNotice = false;
+    std::atomic<std::int64_t> lastWriteEnd = 0;
+
+    Mutex fileMutex;
+    RotatingFile file CORE_GUARDED_BY(fileMutex);
+
+    std::atomic<int> waitingForRoom = 0;
+    Mutex roomMutex;
+    Condition hasRoom;
+
+    // All channels that live.
+    std::atomic<BsFileChannel*> nextChannel = nullptr;
+};
+
+/// Writes the waiting lines of a channel.
+class FileChannelTask final : public Task {
+public:
+    explicit FileChannelTask(std::shared_ptr<BsFileChannel> toWrite)
+        : channel(std::move(toWrite)) {}
+    void Run() override;
+
+private:
+    std::shared_ptr<BsFileChannel> channel;
+};
+
+/// Flushes a channel.
+class FlushTask final : public Task {
+public:
+    explicit FlushTask(std::shared_ptr<BsFileChannel> toFlush) : channel(std::move(toFlush)) {}
+    void Run() override;
+
+private:
+    std::shared_ptr<BsFileChannel> channel;
+};
+
+}  // namespace core

@@ -1,0 +1,171 @@
+#include "core/logging/line_format.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <iterator>
+
+namespace core {
+namespace {
+
+constexpr std::string_view kResetColour = "\x1b[m";
+
+struct NamedLevel {
+    std::string_view name;
+    std::string_view colourPrefix;
+};
+
+// By level, from 0 on.
+constexpr NamedLevel kLevels[] = {
+    {"Verbose", kResetColour},       // 0
+    {"Debug", "\x1b[38;5;247m"},     // 1
+    {"Performance", kResetColour},   // 2
+    {"Tracking", "\x1b[38;5;116m"},  // 3
+    {"Info", "\x1b[92m"},            // 4
+    {"Warn", "\x1b[33m"},            // 5
+    {"Error", "\x1b[31m"},           // 6
+    {"Fatal", "\x1b[31m"},           // 7
+    {"Off", kResetColour},           // 8
+};
+
+constexpr int kFirstUserLevel = -100;
+constexpr int kUserLevels = 30;
+
+void AppendNumber(auto number, LineBuffer& line) {
+    char digits[24];
+    const char* const end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
+    line.Append({digits, static_cast<std::size_t>(end - digits)});
+}
+
+void AppendText(const char* text, LineBuffer& line) {
+    if (text != nullptr) {
+        line.Append(std::string_view(text));
+    }
+}
+
+void AppendLevel(int level, Colour colour, LineBuffer& line) {
+    const LevelText text = LevelTextOf(level);
+    const bool isColoured = colour == Colour::Yes && text.isNamed;
+    if (isColoured) {
+        line.Append(text.colourPrefix);
+    }
+    line.Append(text.Name());
+    if (isColoured) {
+        line.Append(kResetColour);
+    }
+}
+
+void AppendField(char field, const LineFields& fields, Colour colour, LineBuffer& line) {
+    switch (field) {
+        case 's':
+            AppendLevel(fields.level, colour, line);
+            break;
+        case 'i':
+            AppendNumber(fields.threadId, line);
+            break;
+        case 'd':
+            line.Append(fields.time);
+            break;
+        case 't':
+            AppendText(fields.tag, line);
+            break;
+        case 'm':
+            line.Append(fields.body);
+            break;
+        case 'f':
+            AppendText(fields.function, line);
+            break;
+        case 'l':
+            AppendNumber(fields.line, line);
+            break;
+        case 'F':
+            AppendText(fields.file, line);
+            break;
+        default:
+            break;
+    }
+}
+
+}  // namespace
+
+LevelText LevelTextOf(int level) noexcept {
+    LevelText text;
+    const auto take = [&](std::string_view name) {
+        std::copy(name.begin(), name.end(), text.storage);
+        text.size = name.size();
+    };
+    const auto takeNumber = [&](int number) {
+        char* const end = std::end(text.storage);
+        text.size = static_cast<std::size_t>(
+            std::to_chars(text.storage + text.size, end, number).ptr - text.storage);
+    };
+    if (level >= 0 && level < static_cast<int>(std::size(kLevels))) {
+        const NamedLevel& named = kLevels[level];
+        take(named.name);
+        text.colourPrefix = named.colourPrefix;
+        text.isNamed = true;
+    } else if (level >= kFirstUserLevel && level < kFirstUserLevel + kUserLevels) {
+        take("User");
+        takeNumber(level - kFirstUserLevel);
+        text.isNamed = true;
+    } else {
+        takeNumber(level);
+    }
+    return text;
+}
+
+void AppendPattern(const LineFields& fields, PatternBuffer& pattern) {
+    pattern.Append("[%s][%i][%d][%t]%m");
+    if (fields.function != nullptr) {
+        pattern.Append("[%f]");
+    }
+    if (fields.line != -1) {
+        pattern.Append("[%l]");
+    }
+    if (fields.file != nullptr) {
+        pattern.Append("[%F]");
+    }
+}
+
+void ExpandPattern(std::string_view pattern, const LineFields& fields, Colour colour,
+                   LineBuffer& line) {
+    for (std::size_t at = 0; at < pattern.size(); ++at) {
+        if (pattern[at] != '%') {
+            line.Append(pattern[at]);
+        } else if (++at < pattern.size()) {
+            AppendField(pattern[at], fields, colour, line);
+        }
+    }
+}
+
+void FormatBody(const char* format, std::va_list arguments, BodyBuffer& body) {
+#if defined(__clang__)
+#pragma clang diagnostic push
+// The exported functions have had their format and arguments checked.
+#pragma clang diagnostic ignored "-Wformat-nonliteral"
+#endif
+    std::va_list again;
+    va_copy(again, arguments);
+    int length = std::vsnprintf(body.Data(), body.Capacity(), format, arguments);
+    try {
+        if (length >= 0 && static_cast<std::size_t>(length) >= body.Capacity()) {
+            body.Reserve(static_cast<std::size_t>(length) + 1);
+            length = std::vsnprintf(body.Data(), body.Capacity(), format, again);
+        }
+    } catch (...) {
+        va_end(again);
+        throw;
+    }
+    va_end(again);
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
+    if (length < 0) {
+        body.Append(std::string_view(format));
+    } else {
+        // The second round may find an argument that another thread made longer.
+        body.SetSize(std::min(static_cast<std::size_t>(length), body.Capacity() - 1));
+    }
+}
+
+}  // namespace core

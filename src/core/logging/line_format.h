@@ -1,0 +1,60 @@
+#pragma once
+
+// How a log line looks. Pure but for `FormatBody`, whose formatting follows the
+// process locale.
+
+#include "core/logging/text_buffer.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <string_view>
+
+namespace core {
+
+/// What goes into a line. A field that is absent has a null pointer, a line -1.
+struct LineFields {
+    int level = 0;
+    const char* tag = nullptr;
+    const char* file = nullptr;
+    const char* function = nullptr;
+    int line = -1;
+    std::uint64_t threadId = 0;
+    /// The local time, as "%d" writes it.
+    std::string_view time;
+    std::string_view body;
+};
+
+/// The message buffer; what needs more than its 1024 bytes allocates.
+using BodyBuffer = TextBuffer<1024>;
+using LineBuffer = TextBuffer<2048>;
+
+/// A pattern of any of the fields fits.
+using PatternBuffer = TextBuffer<40>;
+
+enum class Colour : bool { No, Yes };
+
+/// A level as it is written: its name, or its number where it has none.
+struct LevelText {
+    bool isNamed = false;
+    std::string_view colourPrefix;
+    char storage[16] = {};
+    std::size_t size = 0;
+
+    std::string_view Name() const noexcept { return {storage, size}; }
+};
+LevelText LevelTextOf(int level) noexcept;
+
+/// The pattern for the fields that are there: "[%s][%i][%d][%t]%m", then "[%f]",
+/// "[%l]" and "[%F]".
+void AppendPattern(const LineFields& fields, PatternBuffer& pattern);
+
+/// Expands a pattern. '%' and a letter that names no field write nothing, nor does
+/// '%' at the end; everything else, and all that the fields hold, is copied.
+void ExpandPattern(std::string_view pattern, const LineFields& fields, Colour colour,
+                   LineBuffer& line);
+
+/// Formats a message whole, however long. A format that can't be used is the message
+/// itself.
+void FormatBody(const char* format, std::va_list arguments, BodyBuffer& body);
+
+}  // namespace core

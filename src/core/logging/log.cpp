@@ -1,0 +1,171 @@
+#include <core/logging/log.h>
+
+#include "core/foundation/report.h"
+#include "core/logging/zyl_log_wrapper_manager.h"
+
+#include <cstdarg>
+
+// The exported functions: they make texts of null pointers, let nothing be thrown
+// into a caller, and keep what is suppressed short.
+
+namespace {
+
+using core::LineFields;
+using core::ZylLogWrapper;
+using core::ZylLogWrapperManager;
+
+constexpr char kOwnModule[] = "ZYL";
+
+const char* TextOf(const char* text) noexcept {
+    return text != nullptr ? text : "";
+}
+
+/// Runs `action`; what it throws ends here. A log must not fail its caller.
+template <class Action>
+int Guarded(Action&& action) noexcept {
+    try {
+        action(ZylLogWrapperManager::Get());
+    } catch (...) {
+        // No memory for a line or for a module: nothing is left to tell it with.
+    }
+    return 0;
+}
+
+// Out of line: a suppressed call needs none of its stack.
+[[gnu::noinline]] void PrintAccepted(ZylLogWrapper* module, const char* name,
+                                     const LineFields& fields, const char* format,
+                                     std::va_list arguments) noexcept {
+    Guarded([&](ZylLogWrapperManager& manager) {
+        manager.Print(module, name, fields, TextOf(format), arguments);
+    });
+}
+
+// Reports from the folders below come out as lines of the library.
+void LogReport(const core::ReportRecord& record) {
+    CoreLogPrintLog(kOwnModule, static_cast<int>(record.level), record.tag, nullptr,
+                    record.function, -1, "%s", TextOf(record.text));
+}
+
+// Only a pointer is stored when the library is loaded; nothing starts.
+[[maybe_unused]] const core::ReportSink sinkBefore = core::SetReportSink(&LogReport);
+
+}  // namespace
+
+int CoreLogPrint(const char* tag, int level, const char* format, ...) {
+    ZylLogWrapperManager& manager = ZylLogWrapperManager::Get();
+    ZylLogWrapper* const own = manager.FindOwn();
+    if (manager.IsSuppressed(level, TextOf(tag), own)) {
+        return 0;
+    }
+    LineFields fields;
+    fields.level = level;
+    fields.tag = tag;
+    std::va_list arguments;
+    va_start(arguments, format);
+    PrintAccepted(own, kOwnModule, fields, format, arguments);
+    va_end(arguments);
+    return 0;
+}
+
+int CoreLogPrintWithSourceInfo(const char* tag, int level, const char* file, const char* function,
+                               int line, const char* format, ...) {
+    ZylLogWrapperManager& manager = ZylLogWrapperManager::Get();
+    ZylLogWrapper* const own = manager.FindOwn();
+    if (manager.IsSuppressed(level, TextOf(tag), own)) {
+        return 0;
+    }
+    const LineFields fields{level, tag, file, function, line, 0, {}, {}};
+    std::va_list arguments;
+    va_start(arguments, format);
+    PrintAccepted(own, kOwnModule, fields, format, arguments);
+    va_end(arguments);
+    return 0;
+}
+
+int CoreLogPrintLog(const char* module, int level, const char* tag, const char* file,
+                    const char* function, int line, const char* format, ...) {
+    ZylLogWrapperManager& manager = ZylLogWrapperManager::Get();
+    const char* const name = TextOf(module);
+    ZylLogWrapper* const known = manager.Find(name);
+    if (manager.IsSuppressed(level, TextOf(tag), known)) {
+        return 0;
+    }
+    const LineFields fields{level, tag, file, function, line, 0, {}, {}};
+    std::va_list arguments;
+    va_start(arguments, format);
+    PrintAccepted(known, name, fields, format, arguments);
+    va_end(arguments);
+    return 0;
+}
+
+int CoreLogSetLogLevel(int level) {
+    return Guarded([&](auto& manager) { manager.SetLevel(level); });
+}
+
+int CoreLogSetLogLevelByModule(const char* module, int level) {
+    return Guarded([&](auto& manager) { manager.SetLevel(TextOf(module), level); });
+}
+
+int CoreLogGetLogLevel(void) {
+    return ZylLogWrapperManager::Get().Level();
+}
+
+int CoreLogGetLogLevelByModule(const char* module) {
+    int level = CORE_LOG_OFF;
+    Guarded([&](auto& manager) { level = manager.Level(TextOf(module)); });
+    return level;
+}
+
+int CoreLogSetLogSink(unsigned sinks) {
+    return Guarded([&](auto& manager) { manager.SetSinks(sinks); });
+}
+
+int CoreLogSetLogSinkByModule(const char* module, unsigned sinks) {
+    return Guarded([&](auto& manager) { manager.SetSinks(TextOf(module), sinks); });
+}
+
+unsigned CoreLogGetLogSinkByModule(const char* module) {
+    unsigned sinks = 0;
+    Guarded([&](auto& manager) { sinks = manager.Sinks(TextOf(module)); });
+    return sinks;
+}
+
+int CoreLogSetFilePath(const char* module, const char* directory, uint64_t maxFileBytes,
+                       uint64_t maxFiles) {
+    return Guarded([&](auto& manager) {
+        manager.SetFilePath(TextOf(module), TextOf(directory), {maxFileBytes, maxFiles});
+    });
+}
+
+int CoreLogSetTaskId(const char* module, const char* taskId) {
+    return Guarded([&](auto& manager) { manager.SetTaskId(TextOf(module), TextOf(taskId)); });
+}
+
+int CoreLogAddFilterTag(const char* tag) {
+    return Guarded([&](auto& manager) { manager.AddFilterTag(TextOf(tag)); });
+}
+
+int CoreLogClearFilterTag(void) {
+    return Guarded([](auto& manager) { manager.ClearFilterTags(); });
+}
+
+int CoreLogAutoFlush(bool isOn) {
+    return Guarded([&](auto& manager) { manager.SetAutoFlush(isOn); });
+}
+
+int CoreLogFlush(void) {
+    return Guarded([](auto& manager) { manager.Flush(); });
+}
+
+int CoreLogShutdown(void) {
+    return Guarded([](auto& manager) { manager.Shutdown(); });
+}
+
+namespace core {
+
+Logger::Logger() = default;
+Logger::Logger(const Logger& other) = default;
+Logger& Logger::operator=(const Logger& other) = default;
+Logger::~Logger() = default;
+
+}  // namespace core

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+namespace core {
+
+/// Finds nodes by their name without a lock. Nodes are never removed.
+///
+/// A node has a `std::string name` that stays, and a `Node* next` for the table.
+/// Constant-initialised and without a destructor, so that it serves from the load of
+/// the library to the end of the process. Looking up is safe beside an insertion.
+template <class Node>
+class NameTable {
+public:
+    /// The node called `name`, or null.
+    Node* Find(const char* name) const noexcept {
+        // Most of the time the name is the one that was last asked for among those
+        // with its first letter; no hash is needed then.
+        std::atomic<Node*>& recently = recent[FirstByte(name) % kRecent];
+        Node* const guess = recently.load(std::memory_order_acquire);
+        if (guess != nullptr && std::strcmp(guess->name.c_str(), name) == 0) {
+            return guess;
+        }
+        Node* node = buckets[BucketOf(name)].load(std::memory_order_acquire);
+        while (node != nullptr && std::strcmp(node->name.c_str(), name) != 0) {
+            node = node->next;
+        }
+        if (node != nullptr) {
+            recently.store(node, std::memory_order_release);
+        }
+        return node;
+    }
+
+    /// Adds a node whose name is not there yet; the table keeps it. One thread at a
+    /// time.
+    Node& Insert(std::unique_ptr<Node> node) noexcept {
+        std::atomic<Node*>& bucket = buckets[BucketOf(node->name.c_str())];
+        node->next = bucket.load(std::memory_order_relaxed);
+        bucket.store(node.get(), std::memory_order_release);
+        return *node.release();
+    }
+
+    template <class Action>
+    void ForEach(Action&& action) const {
+        for (const std::atomic<Node*>& bucket : buckets) {
+            for (Node* node = bucket.load(std::memory_order_acquire); node != nullptr;
+                 node = node->next) {
+                action(*node);
+            }
+        }
+    }
+
+private:
+    static constexpr std::size_t kBuckets = 256;
+    static constexpr std::size_t kRecent = 64;
+
+    static std::size_t FirstByte(const char* name) noexcept {
+        return static_cast<unsigned char>(*name);
+    }
+    // FNV-1a, 32 bits.
+    static std::size_t BucketOf(const char* name) noexcept {
+        std::uint32_t hash = 2'166'136'261u;
+        for (; *name != '\0'; ++name) {
+            hash = (hash ^ static_cast<unsigned char>(*name)) * 16'777'619u;
+        }
+        return (hash ^ (hash >> 16)) % kBuckets;
+    }
+
+    std::array<std::atomic<Node*>, kBuckets> buckets{};
+    mutable std::array<std::atomic<Node*>, kRecent> recent{};
+};
+
+}  // namespace core

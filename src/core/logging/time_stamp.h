@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace core {
+
+/// The time of a log line, "2024-01-31 23:59:59.123T+0100".
+class TimeStamp {
+public:
+    /// The local time now. Breaks down the time once a second and thread.
+    TimeStamp();
+    std::string_view View() const noexcept { return {text, size}; }
+
+private:
+    char text[64];
+    std::size_t size;
+};
+
+}  // namespace core

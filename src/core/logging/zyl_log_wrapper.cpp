@@ -1,0 +1,86 @@
+#include "core/logging/zyl_log_wrapper.h"
+
+#include "core/platform/platform.h"
+
+#include <utility>
+
+namespace core {
+
+constinit Mutex logMutex;
+
+ZylLogWrapper::ZylLogWrapper(const char* moduleName) : name(moduleName) {
+    ApplySinks(CORE_LOG_CONSOLE);
+}
+
+void ZylLogWrapper::ApplySinks(unsigned sinks) {
+    isFileEnabled = (sinks & CORE_LOG_FILE) != 0;
+    if ((sinks & CORE_LOG_CONSOLE) == 0) {
+        console.reset();
+    } else if (!console) {
+        console = std::make_unique<BsConsoleChannel>(name);
+    }
+    if ((sinks & CORE_LOG_DEBUGGER) == 0) {
+        debugger.reset();
+    } else if (!debugger) {
+        debugger = std::make_unique<BsMSVCChannel>();
+    }
+    NoteSinks();
+}
+
+unsigned ZylLogWrapper::Sinks() const {
+    return (console ? unsigned{CORE_LOG_CONSOLE} : 0) |
+           (isFileEnabled ? unsigned{CORE_LOG_FILE} : 0) |
+           (debugger ? unsigned{CORE_LOG_DEBUGGER} : 0);
+}
+
+std::string ZylLogWrapper::Prefix() const {
+    return taskId.empty() ? name : taskId;
+}
+
+void ZylLogWrapper::SetTaskId(const char* newTaskId) {
+    taskId = newTaskId;
+    if (file) {
+        file->SetPrefix(Prefix());
+    }
+}
+
+void ZylLogWrapper::SetFilePath(const char* newDirectory, FileLimits newLimits) {
+    limits = newLimits;
+    directory = *newDirectory != '\0' ? newDirectory : "./";
+    if (directory.back() != '\\' && directory.back() != '/') {
+        directory += '/';
+    }
+    std::string absolute;
+    if (platform::MakeAbsolute(directory, absolute) == 0) {
+        directory = absolute;
+    }
+    // The old channel goes on until it has written what it was given.
+    file = std::make_shared<BsFileChannel>(directory, limits, Prefix());
+    if (file->Open() != 0) {
+        file.reset();
+    }
+}
+
+void ZylLogWrapper::WriteToConsole(std::string_view line, int level) {
+    if (console) {
+        console->WriteLine(level, line.data(), line.size());
+    }
+}
+
+void ZylLogWrapper::WriteToDebugger(std::string_view line, int level) {
+    if (debugger) {
+        debugger->WriteLine(level, line.data(), line.size());
+    }
+}
+
+std::shared_ptr<BsFileChannel> ZylLogWrapper::FileForLine() {
+    if (isFileEnabled && !file) {
+        const std::string wanted = directory;
+        SetFilePath(wanted.c_str(), limits);
+        isFileEnabled = file != nullptr;
+        NoteSinks();
+    }
+    return isFileEnabled ? file : nullptr;
+}
+
+}  // namespace core

@@ -1,0 +1,306 @@
+#include "core/logging/zyl_log_wrapper_manager.h"
+
+#include "core/foundation/report.h"
+#include "core/logging/time_stamp.h"
+#include "core/platform/platform.h"
+
+#include <cstdlib>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace core {
+namespace {
+
+constexpr char kOwnModule[] = "ZYL";
+
+constinit ZylLogWrapperManager manager;
+static_assert(std::is_trivially_destructible_v<ZylLogWrapperManager>,
+              "lines are logged until the very end of a process");
+
+/// A line as the sinks want it, made when the first of them asks.
+class LineForms {
+public:
+    explicit LineForms(const LineFields& from) : fields(from) { AppendPattern(fields, pattern); }
+
+    std::string_view Get(Colour colour) {
+        LineBuffer& line = colour == Colour::Yes ? coloured : plain;
+        if (line.Size() == 0) {
+            ExpandPattern(pattern.View(), fields, colour, line);
+            // For those who want a zero byte at the end.
+            line.Append('\0');
+        }
+        return line.View().substr(0, line.Size() - 1);
+    }
+
+private:
+    const LineFields& fields;
+    PatternBuffer pattern;
+    LineBuffer plain;
+    LineBuffer coloured;
+};
+
+bool IsUrgent(int level) noexcept {
+    return level == CORE_LOG_ERROR || level == CORE_LOG_FATAL;
+}
+
+void ReportNoFile(const char* module) {
+    const std::string text = std::string("no log file for module \"") + module + "\"";
+    Report(ReportLevel::Error, "core", text.c_str());
+}
+
+}  // namespace
+
+ZylLogWrapperManager& ZylLogWrapperManager::Get() noexcept {
+    return manager;
+}
+
+void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFields fields,
+                                 const char* format, std::va_list arguments) {
+    if (module == nullptr) {
+        const Lock lock(logMutex);
+        module = FindOrCreate(name);
+        if (module == nullptr || fields.level < module->minLevel) {
+            return;
+        }
+    }
+
+    BodyBuffer body;
+    FormatBody(format, arguments, body);
+    const TimeStamp time;
+    fields.threadId = platform::CurrentThreadId();
+    fields.time = time.View();
+    fields.body = body.View();
+    LineForms forms(fields);
+    // What the sinks will want, as far as we see now.
+    const unsigned likely = module->SinksLately();
+    if ((likely & CORE_LOG_CONSOLE) != 0) {
+        forms.Get(Colour::Yes);
+    }
+    if ((likely & (CORE_LOG_DEBUGGER | CORE_LOG_FILE)) != 0) {
+        forms.Get(Colour::No);
+    }
+
+    std::shared_ptr<BsFileChannel> file;
+    bool isFileLost = false;
+    {
+        const Lock lock(logMutex);
+        if (isShutDown) {
+            return;
+        }
+        const unsigned sinks = module->Sinks();
+        if ((sinks & CORE_LOG_CONSOLE) != 0) {
+            module->WriteToConsole(forms.Get(Colour::Yes), fields.level);
+        }
+        if ((sinks & CORE_LOG_DEBUGGER) != 0) {
+            module->WriteToDebugger(forms.Get(Colour::No), fields.level);
+        }
+        if ((sinks & CORE_LOG_FILE) != 0) {
+            file = module->FileForLine();
+            isFileLost = file == nullptr;
+        }
+        if (file && file->Append(forms.Get(Colour::No), isAutoFlush || IsUrgent(fields.level))) {
+            Write(file);
+        }
+    }
+    if (file) {
+        file->WaitForRoom();
+        file->TellNotice();
+    }
+    if (isFileLost) {
+        ReportNoFile(name);
+    }
+}
+
+ZylLogWrapper* ZylLogWrapperManager::FindOrCreate(const char* name) {
+    if (isShutDown) {
+        return nullptr;
+    }
+    if (ZylLogWrapper* const known = modules.Find(name)) {
+        return known;
+    }
+    StartWorker();
+    auto made = std::make_unique<ZylLogWrapper>(name);
+    made->minLevel = defaultLevel.load();
+    made->ApplySinks(defaultSinks);
+    ZylLogWrapper& module = modules.Insert(std::move(made));
+    if (module.name == kOwnModule) {
+        own.store(&module, std::memory_order_release);
+    }
+    return &module;
+}
+
+void ZylLogWrapperManager::StartWorker() {
+    if (std::exchange(hasHadWorker, true)) {
+        return;
+    }
+    try {
+        worker = CreateWorker();
+    } catch (const std::system_error&) {
+        // No thread to be had: lines are written on the threads that log.
+    }
+    processId = platform::CurrentProcessId();
+    platform::KeepLibraryLoaded();
+    std::atexit(AtProcessEnd);
+}
+
+bool ZylLogWrapperManager::IsForkedChild() const {
+    return hasHadWorker && processId != platform::CurrentProcessId();
+}
+
+void ZylLogWrapperManager::Write(const std::shared_ptr<BsFileChannel>& file) {
+    if (worker != nullptr) {
+        worker->PostTask(new FileChannelTask(file));
+    } else {
+        file->WriteWaiting();
+    }
+}
+
+void ZylLogWrapperManager::FlushFiles() {
+    modules.ForEach([&](ZylLogWrapper& module) CORE_REQUIRES(logMutex) {
+        if (!module.File()) {
+            return;
+        }
+        if (worker != nullptr) {
+            worker->PostTask(new FlushTask(module.File()));
+        } else {
+            module.File()->Flush();
+        }
+    });
+}
+
+void ZylLogWrapperManager::StopWorker() {
+    IWorker* stopping = nullptr;
+    {
+        const Lock lock(logMutex);
+        stopping = std::exchange(worker, nullptr);
+    }
+    // Without the mutex: the tasks that are still queued may log. Not drained, which
+    // would let this thread overtake the task that the worker is in.
+    delete stopping;
+}
+
+void ZylLogWrapperManager::SetLevel(int level) {
+    const Lock lock(logMutex);
+    defaultLevel = level;
+    modules.ForEach([&](ZylLogWrapper& module) { module.minLevel = level; });
+}
+
+void ZylLogWrapperManager::SetLevel(const char* name, int level) {
+    const Lock lock(logMutex);
+    if (ZylLogWrapper* const module = FindOrCreate(name)) {
+        module->minLevel = level;
+    }
+}
+
+int ZylLogWrapperManager::Level(const char* name) {
+    const Lock lock(logMutex);
+    const ZylLogWrapper* const module = FindOrCreate(name);
+    return module != nullptr ? module->minLevel.load() : int{CORE_LOG_OFF};
+}
+
+void ZylLogWrapperManager::SetSinks(unsigned sinks) {
+    // Kept on purpose: hosts rely on this one, unlike its sister for a module, working
+    // after the shutdown too; it may still create console channels.
+    const Lock lock(logMutex);
+    defaultSinks = sinks;
+    modules.ForEach([&](ZylLogWrapper& module)
+                        CORE_REQUIRES(logMutex) { module.ApplySinks(sinks); });
+}
+
+void ZylLogWrapperManager::SetSinks(const char* name, unsigned sinks) {
+    const Lock lock(logMutex);
+    if (ZylLogWrapper* const module = FindOrCreate(name)) {
+        module->ApplySinks(sinks);
+    }
+}
+
+unsigned ZylLogWrapperManager::Sinks(const char* name) {
+    const Lock lock(logMutex);
+    const ZylLogWrapper* const module = FindOrCreate(name);
+    return module != nullptr ? module->Sinks() : 0;
+}
+
+void ZylLogWrapperManager::SetFilePath(const char* name, const char* directory, FileLimits limits) {
+    const Lock lock(logMutex);
+    if (ZylLogWrapper* const module = FindOrCreate(name)) {
+        module->SetFilePath(directory, limits);
+    }
+}
+
+void ZylLogWrapperManager::SetTaskId(const char* name, const char* taskId) {
+    const Lock lock(logMutex);
+    if (ZylLogWrapper* const module = FindOrCreate(name)) {
+        module->SetTaskId(taskId);
+    }
+}
+
+void ZylLogWrapperManager::AddFilterTag(const char* tag) {
+    const Lock lock(logMutex);
+    filter.Add(tag);
+    NoteSpecial();
+}
+
+void ZylLogWrapperManager::ClearFilterTags() {
+    const Lock lock(logMutex);
+    filter.Clear();
+    NoteSpecial();
+}
+
+void ZylLogWrapperManager::Flush() {
+    const Lock lock(logMutex);
+    if (!isShutDown) {
+        FlushFiles();
+    }
+}
+
+void ZylLogWrapperManager::Shutdown() {
+    if (platform::OtherThreadsAreGone()) {
+        AtProcessEnd();
+        return;
+    }
+    const Lock onlyOne(shutdownMutex);
+    std::vector<std::shared_ptr<BsFileChannel>> files;
+    {
+        const Lock lock(logMutex);
+        isShutDown = true;
+        NoteSpecial();
+        if (IsForkedChild()) {
+            return;
+        }
+        modules.ForEach([&](ZylLogWrapper& module) CORE_REQUIRES(logMutex) {
+            if (module.File()) {
+                files.push_back(module.TakeFile());
+            }
+        });
+    }
+    StopWorker();
+    // Closed by the last who holds them: us, now that no task is left.
+    files.clear();
+}
+
+void ZylLogWrapperManager::AtProcessEnd() {
+    if (platform::OtherThreadsAreGone()) {
+        // They may have died with any lock held, the mutex of the log among them.
+        manager.isShutDown = true;
+        manager.isSpecial = true;
+        BsFileChannel::WriteAllAtTheEnd();
+        return;
+    }
+    {
+        const Lock lock(logMutex);
+        if (manager.IsForkedChild()) {
+            return;
+        }
+    }
+    try {
+        manager.StopWorker();
+        // What was posted between: from here on, every line is written at once.
+        manager.Flush();
+    } catch (const std::exception&) {
+        // A task of the worker ended the process: it can't wait for itself.
+    }
+}
+
+}  // namespace core

@@ -1,0 +1,319 @@
+#include <core/messaging/worker.h>
+
+#include "core/foundation/mutex.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+// Tasks wait in two places. Posts go to `incoming`, under the mutex. The worker's
+// own thread swaps all of it out as its `batch` and claims from there by an atomic
+// index, so that it meets the posters once per batch and not once per task.
+//
+//  1. The tasks in the batch are older than those in `incoming`.
+//  2. Every claim raises `nextInBatch`, so that each task has one taker. The own
+//     thread claims without the mutex, everybody else (a drain, a lent thread) with it.
+//  3. The batch changes under the mutex, by the own thread, once it is used up. So
+//     those who hold the mutex read a batch that stays.
+//  4. The flags that end a wait are set under the mutex and announced before it is
+//     released: set outside, they could fall between the look and the wait.
+
+namespace core {
+
+class TaskQueue;
+
+namespace {
+
+/// How long the thread waits before it looks at the exit flag again, wake-up or not.
+constexpr std::chrono::seconds kLongestWait(1);
+
+/// Storage for more tasks than these is returned after a burst.
+constexpr std::size_t kKeptCapacity = 65'536;
+
+void RunAndDestroy(Task* task) noexcept {
+    try {
+        task->Run();
+    } catch (...) {
+        // Kept on purpose: callers rely on a task that throws not being destroyed.
+        return;
+    }
+    delete task;
+}
+
+/// Marks this thread as one that runs tasks of a queue, for as long as it lives.
+class Inside {
+public:
+    explicit Inside(const TaskQueue* served) noexcept : queue(served), outer(innermost) {
+        innermost = this;
+    }
+    ~Inside() { innermost = outer; }
+    Inside(const Inside&) = delete;
+    Inside& operator=(const Inside&) = delete;
+
+    static bool Is(const TaskQueue* served) noexcept {
+        const Inside* at = innermost;
+        while (at != nullptr && at->queue != served) {
+            at = at->outer;
+        }
+        return at != nullptr;
+    }
+
+private:
+    static thread_local const Inside* innermost;
+
+    const TaskQueue* queue;
+    const Inside* outer;
+};
+
+thread_local const Inside* Inside::innermost = nullptr;
+
+}  // namespace
+
+class TaskQueue {
+public:
+    void Post(Task* task);
+    int Count();
+    void StopAndDrain();
+    /// Takes tasks until the exit flag is set. One thread at a time is the own one.
+    void Serve(bool isOwnThread);
+    /// Sets the exit flag.
+    void Exit();
+    /// Leaves the rest to the own thread, which calls this and has no worker any more.
+    void Abandon() { isAbandoned = true; }
+    /// Runs what is left, on this thread.
+    void RunRest();
+
+private:
+    enum class Phase { Running, Draining, Stopped };
+
+    bool IsEmpty() const CORE_REQUIRES(mutex);
+    Task* ClaimFromBatch() noexcept;
+    Task* Take() CORE_REQUIRES(mutex);
+    Task* WaitForTask(bool isOwnThread);
+    void Refill() CORE_REQUIRES(mutex);
+
+    Mutex mutex;
+    Condition wake;
+    Condition drained;
+    Phase phase CORE_GUARDED_BY(mutex) = Phase::Running;
+    int sleepers CORE_GUARDED_BY(mutex) = 0;
+    std::vector<Task*> incoming CORE_GUARDED_BY(mutex);
+    /// Tasks at the front of `incoming` that are taken already.
+    std::size_t takenOfIncoming CORE_GUARDED_BY(mutex) = 0;
+
+    // See 2 and 3 above for who touches these, and how.
+    std::vector<Task*> batch;
+    std::atomic<std::size_t> nextInBatch = 0;
+    std::atomic<bool> hasExit = false;
+    // The own thread's alone.
+    bool isAbandoned = false;
+};
+
+void TaskQueue::Post(Task* task) {
+    const Lock lock(mutex);
+    if (phase == Phase::Stopped || (phase == Phase::Draining && !Inside::Is(this))) {
+        return;
+    }
+    const bool wasEmpty = incoming.size() == takenOfIncoming;
+    incoming.push_back(task);
+    // Behind another post, the wake-up of the one sleeper is on its way.
+    if (sleepers > 1 || (sleepers == 1 && wasEmpty)) {
+        wake.NotifyOne();
+    }
+}
+
+int TaskQueue::Count() {
+    const Lock lock(mutex);
+    const std::size_t claimed = std::min(nextInBatch.load(), batch.size());
+    const std::size_t count = batch.size() - claimed + incoming.size() - takenOfIncoming;
+    return static_cast<int>(
+        std::min(count, static_cast<std::size_t>(std::numeric_limits<int>::max())));
+}
+
+bool TaskQueue::IsEmpty() const {
+    return nextInBatch.load() >= batch.size() && incoming.size() == takenOfIncoming;
+}
+
+Task* TaskQueue::ClaimFromBatch() noexcept {
+    if (nextInBatch.load(std::memory_order_relaxed) >= batch.size()) {
+        return nullptr;
+    }
+    const std::size_t index = nextInBatch.fetch_add(1, std::memory_order_relaxed);
+    return index < batch.size() ? batch[index] : nullptr;
+}
+
+Task* TaskQueue::Take() {
+    if (Task* const task = ClaimFromBatch()) {
+        return task;
+    }
+    if (incoming.size() == takenOfIncoming) {
+        return nullptr;
+    }
+    Task* const task = incoming[takenOfIncoming++];
+    if (incoming.size() == takenOfIncoming) {
+        incoming.clear();
+        takenOfIncoming = 0;
+    }
+    return task;
+}
+
+void TaskQueue::Refill() {
+    batch.clear();
+    if (batch.capacity() > kKeptCapacity) {
+        batch = std::vector<Task*>();
+    }
+    batch.swap(incoming);
+    nextInBatch.store(std::exchange(takenOfIncoming, 0), std::memory_order_relaxed);
+}
+
+Task* TaskQueue::WaitForTask(bool isOwnThread) {
+    Lock lock(mutex);
+    const auto deadline = std::chrono::steady_clock::now() + kLongestWait;
+    while (!hasExit.load() && IsEmpty()) {
+        ++sleepers;
+        const bool isInTime = wake.WaitUntil(lock, deadline);
+        --sleepers;
+        if (!isInTime) {
+            break;
+        }
+    }
+    if (hasExit.load()) {
+        return nullptr;
+    }
+    if (isOwnThread && nextInBatch.load() >= batch.size()) {
+        Refill();
+    }
+    return Take();
+}
+
+void TaskQueue::Serve(bool isOwnThread) {
+    const Inside inside(this);
+    while (!hasExit.load()) {
+        Task* task = isOwnThread ? ClaimFromBatch() : nullptr;
+        if (task == nullptr) {
+            task = WaitForTask(isOwnThread);
+        }
+        if (task != nullptr) {
+            RunAndDestroy(task);
+        }
+    }
+    if (isOwnThread && isAbandoned) {
+        RunRest();
+    }
+}
+
+void TaskQueue::StopAndDrain() {
+    const bool isInside = Inside::Is(this);
+    const Inside inside(this);
+    Lock lock(mutex);
+    hasExit.store(true);
+    wake.NotifyAll();
+    while (phase == Phase::Draining) {
+        if (isInside) {
+            // The drain may be waiting for this very task.
+            return;
+        }
+        drained.Wait(lock);
+    }
+    if (phase == Phase::Stopped) {
+        return;
+    }
+    phase = Phase::Draining;
+    while (Task* const task = Take()) {
+        lock.unlock();
+        RunAndDestroy(task);
+        lock.lock();
+    }
+    phase = Phase::Stopped;
+    incoming = std::vector<Task*>();
+    drained.NotifyAll();
+}
+
+void TaskQueue::Exit() {
+    const Lock lock(mutex);
+    hasExit.store(true);
+    wake.NotifyAll();
+}
+
+void TaskQueue::RunRest() {
+    const Inside inside(this);
+    Lock lock(mutex);
+    while (Task* const task = Take()) {
+        lock.unlock();
+        RunAndDestroy(task);
+        lock.lock();
+    }
+}
+
+/// The `IWorker` behind CreateWorker: a thread and the queue that it serves.
+class Worker final : public IWorker {
+public:
+    Worker();
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+    ~Worker() noexcept(false) override;
+
+    void PostTask(Task* task) override;
+    int GetTaskCount() override;
+    void StopAndDrain() override;
+    void ThreadLoop() override;
+
+private:
+    // Shared with the threads that serve it: a task may delete its own worker.
+    std::shared_ptr<TaskQueue> queue;
+    std::thread thread;
+};
+
+Worker::Worker() : queue(std::make_shared<TaskQueue>()) {
+    thread = std::thread([served = queue] { served->Serve(true); });
+}
+
+Worker::~Worker() noexcept(false) {
+    queue->Exit();
+    if (thread.get_id() == std::this_thread::get_id()) {
+        queue->Abandon();
+        thread.detach();
+        throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur),
+                                "a task deletes its own worker");
+    }
+    thread.join();
+    queue->RunRest();
+}
+
+void Worker::PostTask(Task* task) {
+    if (task != nullptr) {
+        queue->Post(task);
+    }
+}
+
+int Worker::GetTaskCount() {
+    return queue->Count();
+}
+
+void Worker::StopAndDrain() {
+    queue->StopAndDrain();
+}
+
+void Worker::ThreadLoop() {
+    // A task may delete the worker while this thread serves it.
+    const std::shared_ptr<TaskQueue> served = queue;
+    served->Serve(false);
+}
+
+}  // namespace core
+
+core::IWorker* CreateWorker() {
+    try {
+        return new core::Worker;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}

@@ -1,0 +1,195 @@
+#pragma once
+
+// What the library needs of an operating system, in our own types.
+//
+// One function per need. They only translate: retries, defaults, formats and
+// texts are decided above, once for all systems. posix/ and windows/ hold the
+// same files; the build picks the folder.
+//
+// Text and paths are UTF-8; a path ends before its first zero byte. Where a
+// function answers a SystemError, 0 means that it succeeded. All functions are
+// safe from any thread.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace core::platform {
+
+/// An error code of the system: errno, or what GetLastError answers.
+using SystemError = std::uint32_t;
+
+// Clocks
+
+/// A monotonic counter; `CounterFrequency` says how often it counts in a second.
+std::uint64_t MonotonicCounter() noexcept;
+/// 10,000,000 on every system.
+std::uint64_t CounterFrequency() noexcept;
+/// The wall clock: ticks of 100 ns since 1970-01-01 UTC.
+std::int64_t WallClock100ns() noexcept;
+
+/// A second of the wall clock in local time.
+struct LocalTime {
+    std::tm fields;
+    /// Seconds to add to UTC to get local time; daylight saving counts.
+    std::int32_t utcOffset;
+};
+/// Breaks down `second`, which counts from 1970-01-01 UTC; false, leaving
+/// `local` alone, when its year has no representation.
+bool BreakDownLocalTime(std::int64_t second, LocalTime& local) noexcept;
+/// What the system calls the time zone at `local`, as in "CEST".
+std::string TimeZoneName(const LocalTime& local);
+
+/// Suspends the calling thread.
+void SleepMilliseconds(std::uint32_t duration) noexcept;
+
+// Identifiers
+
+enum class IdentifierStatus : std::uint8_t {
+    Unique,     // everywhere
+    LocalOnly,  // on this machine
+    Failed,     // the bytes may hold anything
+};
+/// A new identifier, time-based (version 1 of RFC 9562), its three time fields
+/// stored with the least significant byte first.
+IdentifierStatus GenerateSequentialIdentifier(std::array<std::uint8_t, 16>& bytes) noexcept;
+
+// Text
+
+enum class NarrowEncoding : std::uint8_t { Utf8, Oem, Ansi };
+/// Converts narrow text to wide text. Invalid sequences become U+FFFD. False,
+/// leaving `wide` alone, when the text is longer than the system converts; throws
+/// `std::bad_alloc`.
+bool ToWide(NarrowEncoding from, std::string_view narrow, std::wstring& wide);
+/// Converts wide text to narrow text; what the encoding lacks becomes the system's
+/// replacement. Fails like `ToWide`.
+bool ToNarrow(std::wstring_view wide, NarrowEncoding to, std::string& narrow);
+
+// Console and debugger
+
+/// Makes standard output, where it is a console, take UTF-8 and escape sequences.
+void PrepareConsole() noexcept;
+/// Writes to standard output behind what the C library holds back for it, and
+/// through to the system.
+void WriteToStandardOutput(std::string_view text) noexcept;
+/// Hands a text to the debugger; where the system has no such place, to standard
+/// error.
+void WriteToDebugger(const char* text) noexcept;
+
+// Files and directories
+
+/// A file that only grows, open for appending. Answers what the system answers: a
+/// write may be short, and an error leaves the file open. One thread at a time.
+class AppendFile {
+public:
+    AppendFile() noexcept = default;
+    AppendFile(AppendFile&& other) noexcept;
+    AppendFile& operator=(AppendFile&& other) noexcept;
+    ~AppendFile();
+
+    /// Opens `path`, creating the file when it is missing and keeping what it
+    /// holds. Others may read, rename and remove it meanwhile. Closes the file that
+    /// was open before, if any, even when the new one can't be opened.
+    SystemError Open(const std::string& path) noexcept;
+    bool IsOpen() const noexcept { return handle != kClosed; }
+    /// Appends in one call of the system. `written` may be less than `size`, with
+    /// and without an error.
+    SystemError Write(const void* data, std::size_t size, std::size_t& written) noexcept;
+    /// The file's size in bytes, as it is now.
+    SystemError Size(std::uint64_t& size) const noexcept;
+    /// Waits until the device has what was written.
+    SystemError Flush() noexcept;
+    void Close() noexcept;
+
+private:
+    // A descriptor or a handle.
+    static constexpr std::intptr_t kClosed = -1;
+    std::intptr_t handle = kClosed;
+};
+
+/// A file open for reading at any offset. One thread at a time.
+class ReadFile {
+public:
+    ReadFile() noexcept = default;
+    ReadFile(const ReadFile&) = delete;
+    ReadFile& operator=(const ReadFile&) = delete;
+    ~ReadFile();
+
+    /// Opens a file that is there; a directory is an error. Once per object.
+    SystemError Open(const std::string& path) noexcept;
+    /// Reads at `offset` in one call of the system; `read` is 0 at the end.
+    SystemError Read(std::uint64_t offset, void* data, std::size_t size,
+                     std::size_t& read) noexcept;
+    SystemError Size(std::uint64_t& size) const noexcept;
+
+private:
+    static constexpr std::intptr_t kClosed = -1;
+    std::intptr_t handle = kClosed;
+};
+
+struct DirectoryEntry {
+    std::string name;
+    bool isDirectory;
+};
+/// Whether the call that answered `error` may succeed later as it is: there was no
+/// room, or there were too many open files.
+bool MayPass(SystemError error) noexcept;
+/// Has the calling thread's writes beyond a limit on file sizes fail, where they would
+/// end the process otherwise.
+void MakeFileSizeLimitAnError() noexcept;
+
+/// The entries of a directory but "." and "..", in no particular order. `entries`
+/// holds what was read before an error. Throws `std::bad_alloc`.
+SystemError ListDirectory(const std::string& path, std::vector<DirectoryEntry>& entries);
+/// Makes one directory. An existing object under that name is an error.
+SystemError MakeDirectory(const std::string& path) noexcept;
+/// Removes a file, not a directory.
+SystemError RemoveFile(const std::string& path) noexcept;
+/// Whether the file system has an object of any kind at `path`; false when it
+/// can't be asked.
+bool Exists(const std::string& path) noexcept;
+bool IsDirectory(const std::string& path) noexcept;
+/// Whether `c` separates the names in a path.
+bool IsPathSeparator(char c) noexcept;
+/// What stands between the names in the paths that the system answers.
+char PathSeparator() noexcept;
+/// `path` seen from the current directory; an absolute path stays the same place.
+/// Throws `std::bad_alloc`.
+SystemError MakeAbsolute(const std::string& path, std::string& absolute);
+/// The file that this process was started from, with all its directories. Throws
+/// `std::bad_alloc`.
+SystemError ExecutablePath(std::string& path);
+
+// Processes, threads and libraries
+
+/// The number that the system's own tools show for the calling thread.
+std::uint64_t CurrentThreadId() noexcept;
+/// The number of this process.
+std::uint64_t CurrentProcessId() noexcept;
+/// The bounds of the calling thread's stack; false, leaving them alone, when the
+/// system can't say. A thread's first call may take several KB of that stack; the
+/// later ones take little and answer the same.
+bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept;
+/// Runs `function` on a new thread, with a stack of its own, and waits for its end.
+/// The first two calls of a process may take several KB of the calling thread's
+/// stack, the later ones take less than 1 KB. False when there is no thread to be
+/// had.
+bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept;
+/// Whether the process is ending in such a way that its other threads are gone,
+/// possibly with locks still held.
+bool OtherThreadsAreGone() noexcept;
+
+/// Has the library that this code is in stay loaded to the end of the process, where
+/// unloading could not wait for its threads.
+void KeepLibraryLoaded() noexcept;
+
+/// Loads a library by the name that the system's loader takes; null, with `error`,
+/// when it can't be loaded. An empty name is no library.
+void* OpenLibrary(const char* name, SystemError& error) noexcept;
+void CloseLibrary(void* library) noexcept;
+
+}  // namespace core::platform

@@ -1,0 +1,20 @@
+#include "core/platform/platform.h"
+
+#include <cstdio>
+
+namespace core::platform {
+
+void PrepareConsole() noexcept {
+    // Terminals take UTF-8 and escape sequences as they are.
+}
+
+void WriteToStandardOutput(std::string_view text) noexcept {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+}
+
+void WriteToDebugger(const char* text) noexcept {
+    std::fputs(text, stderr);
+}
+
+}  // namespace core::platform

@@ -1,0 +1,220 @@
+#include "core/platform/platform.h"
+#include "core/platform/windows/windows_headers.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace core::platform {
+namespace {
+
+SystemError LastError() noexcept {
+    // A failure without a code must not look like success.
+    const DWORD error = GetLastError();
+    return error != 0 ? error : ERROR_GEN_FAILURE;
+}
+
+HANDLE HandleOf(std::intptr_t handle) noexcept {
+    return reinterpret_cast<HANDLE>(handle);
+}
+
+SystemError OpenHandle(const std::string& path, DWORD access, DWORD disposition,
+                       std::intptr_t& handle) noexcept {
+    const HANDLE opened = CreateFileW(WidePath(path).c_str(), access,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (opened == INVALID_HANDLE_VALUE) {
+        return LastError();
+    }
+    handle = reinterpret_cast<std::intptr_t>(opened);
+    return 0;
+}
+
+SystemError SizeOf(std::intptr_t handle, std::uint64_t& size) noexcept {
+    LARGE_INTEGER answer{};
+    if (GetFileSizeEx(HandleOf(handle), &answer) == 0) {
+        return LastError();
+    }
+    size = static_cast<std::uint64_t>(answer.QuadPart);
+    return 0;
+}
+
+// mingw-w64's headers leave this one out.
+constexpr SystemError kDiskQuotaExceeded = 1295;
+
+// One call moves no more than fits its 32-bit count.
+DWORD CountFor(std::size_t size) noexcept {
+    constexpr std::size_t kMostPerCall = std::size_t{1} << 30;
+    return static_cast<DWORD>(std::min(size, kMostPerCall));
+}
+
+}  // namespace
+
+AppendFile::AppendFile(AppendFile&& other) noexcept
+    : handle(std::exchange(other.handle, kClosed)) {}
+
+AppendFile& AppendFile::operator=(AppendFile&& other) noexcept {
+    if (this != &other) {
+        Close();
+        handle = std::exchange(other.handle, kClosed);
+    }
+    return *this;
+}
+
+AppendFile::~AppendFile() {
+    Close();
+}
+
+SystemError AppendFile::Open(const std::string& path) noexcept {
+    Close();
+    // Without the right to write elsewhere, every write goes to the end.
+    return OpenHandle(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, OPEN_ALWAYS,
+                      handle);
+}
+
+SystemError AppendFile::Write(const void* data, std::size_t size, std::size_t& written) noexcept {
+    DWORD count = 0;
+    const BOOL isWritten = WriteFile(HandleOf(handle), data, CountFor(size), &count, nullptr);
+    written = count;
+    return isWritten != 0 ? 0 : LastError();
+}
+
+SystemError AppendFile::Size(std::uint64_t& size) const noexcept {
+    return SizeOf(handle, size);
+}
+
+SystemError AppendFile::Flush() noexcept {
+    return FlushFileBuffers(HandleOf(handle)) != 0 ? 0 : LastError();
+}
+
+void AppendFile::Close() noexcept {
+    if (IsOpen()) {
+        CloseHandle(HandleOf(std::exchange(handle, kClosed)));
+    }
+}
+
+ReadFile::~ReadFile() {
+    if (handle != kClosed) {
+        CloseHandle(HandleOf(handle));
+    }
+}
+
+SystemError ReadFile::Open(const std::string& path) noexcept {
+    return OpenHandle(path, GENERIC_READ, OPEN_EXISTING, handle);
+}
+
+SystemError ReadFile::Read(std::uint64_t offset, void* data, std::size_t size,
+                           std::size_t& read) noexcept {
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(offset);
+    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    DWORD count = 0;
+    const BOOL isRead = ::ReadFile(HandleOf(handle), data, CountFor(size), &count, &place);
+    read = count;
+    if (isRead != 0 || GetLastError() == ERROR_HANDLE_EOF) {
+        return 0;
+    }
+    return LastError();
+}
+
+SystemError ReadFile::Size(std::uint64_t& size) const noexcept {
+    return SizeOf(handle, size);
+}
+
+bool MayPass(SystemError error) noexcept {
+    switch (error) {
+        case ERROR_DISK_FULL:
+        case ERROR_HANDLE_DISK_FULL:
+        case kDiskQuotaExceeded:
+        case ERROR_NOT_ENOUGH_MEMORY:
+        case ERROR_SHARING_VIOLATION:
+        case ERROR_TOO_MANY_OPEN_FILES:
+            return true;
+        default:
+            return false;
+    }
+}
+
+void MakeFileSizeLimitAnError() noexcept {
+    // Always so.
+}
+
+SystemError ListDirectory(const std::string& path, std::vector<DirectoryEntry>& entries) {
+    entries.clear();
+    struct Closer {
+        HANDLE search;
+        ~Closer() {
+            if (search != INVALID_HANDLE_VALUE) {
+                FindClose(search);
+            }
+        }
+    };
+    WIN32_FIND_DATAW found{};
+    const Closer opened{FindFirstFileW((WidePath(path) + L"/*").c_str(), &found)};
+    if (opened.search == INVALID_HANDLE_VALUE) {
+        return LastError();
+    }
+    do {
+        DirectoryEntry entry{{}, (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0};
+        if (ToNarrow(found.cFileName, NarrowEncoding::Utf8, entry.name) && entry.name != "." &&
+            entry.name != "..") {
+            entries.push_back(std::move(entry));
+        }
+    } while (FindNextFileW(opened.search, &found) != 0);
+    return GetLastError() == ERROR_NO_MORE_FILES ? 0 : LastError();
+}
+
+SystemError MakeDirectory(const std::string& path) noexcept {
+    return CreateDirectoryW(WidePath(path).c_str(), nullptr) != 0 ? 0 : LastError();
+}
+
+SystemError RemoveFile(const std::string& path) noexcept {
+    return DeleteFileW(WidePath(path).c_str()) != 0 ? 0 : LastError();
+}
+
+bool Exists(const std::string& path) noexcept {
+    return GetFileAttributesW(WidePath(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool IsDirectory(const std::string& path) noexcept {
+    const DWORD attributes = GetFileAttributesW(WidePath(path).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool IsPathSeparator(char c) noexcept {
+    return c == '\\' || c == '/';
+}
+
+char PathSeparator() noexcept {
+    return '\\';
+}
+
+SystemError MakeAbsolute(const std::string& path, std::string& absolute) {
+    const std::wstring wide = WidePath(path.empty() ? "." : path);
+    std::wstring full(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length =
+            GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+        if (length == 0) {
+            return LastError();
+        }
+        if (length < full.size()) {
+            full.resize(length);
+            return ToNarrow(full, NarrowEncoding::Utf8, absolute) ? 0 : ERROR_INVALID_NAME;
+        }
+        full.resize(length + 1U);
+    }
+}
+
+SystemError ExecutablePath(std::string& path) {
+    wchar_t name[MAX_PATH];
+    const DWORD length = GetModuleFileNameW(nullptr, name, MAX_PATH);
+    if (length == 0) {
+        return LastError();
+    }
+    return ToNarrow(std::wstring_view(name, length), NarrowEncoding::Utf8, path)
+               ? 0
+               : ERROR_INVALID_NAME;
+}
+
+}  // namespace core::platform

@@ -1,0 +1,90 @@
+#include "core/platform/platform.h"
+#include "core/platform/windows/windows_headers.h"
+
+#include <process.h>
+
+namespace core::platform {
+namespace {
+
+struct Call {
+    void (*function)(void*);
+    void* argument;
+};
+
+unsigned __stdcall RunCall(void* call) {
+    const auto* const toRun = static_cast<const Call*>(call);
+    toRun->function(toRun->argument);
+    return 0;
+}
+
+}  // namespace
+
+std::uint64_t CurrentThreadId() noexcept {
+    return GetCurrentThreadId();
+}
+
+std::uint64_t CurrentProcessId() noexcept {
+    return GetCurrentProcessId();
+}
+
+bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept {
+    using GetLimits = void WINAPI(PULONG_PTR, PULONG_PTR);
+    auto* const getLimits = FindFunction<GetLimits>("Kernel32.dll", "GetCurrentThreadStackLimits");
+    if (getLimits == nullptr) {
+        return false;
+    }
+    ULONG_PTR lowLimit = 0;
+    ULONG_PTR highLimit = 0;
+    getLimits(&lowLimit, &highLimit);
+    low = lowLimit;
+    high = highLimit;
+    return true;
+}
+
+bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept {
+    Call call{function, argument};
+    const std::uintptr_t thread = _beginthreadex(nullptr, 0, RunCall, &call, 0, nullptr);
+    if (thread == 0) {
+        return false;
+    }
+    const auto handle = reinterpret_cast<HANDLE>(thread);
+    WaitForSingleObject(handle, INFINITE);
+    CloseHandle(handle);
+    return true;
+}
+
+bool OtherThreadsAreGone() noexcept {
+    using ShutdownInProgress = BOOLEAN NTAPI();
+    auto* const shutdownInProgress =
+        FindFunction<ShutdownInProgress>("ntdll.dll", "RtlDllShutdownInProgress");
+    return shutdownInProgress != nullptr && shutdownInProgress() != 0;
+}
+
+void KeepLibraryLoaded() noexcept {
+    HMODULE self = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<LPCWSTR>(&KeepLibraryLoaded), &self);
+}
+
+void* OpenLibrary(const char* name, SystemError& error) noexcept {
+    if (*name == '\0') {
+        error = ERROR_MOD_NOT_FOUND;
+        return nullptr;
+    }
+    // A damaged library must not open a dialogue that waits for a user.
+    DWORD modeBefore = 0;
+    const BOOL isSet =
+        SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &modeBefore);
+    const HMODULE library = LoadLibraryA(name);
+    error = library == nullptr ? GetLastError() : 0;
+    if (isSet != 0) {
+        SetThreadErrorMode(modeBefore, nullptr);
+    }
+    return reinterpret_cast<void*>(library);
+}
+
+void CloseLibrary(void* library) noexcept {
+    FreeLibrary(static_cast<HMODULE>(library));
+}
+
+}  // namespace core::platform

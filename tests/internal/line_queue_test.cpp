@@ -1,0 +1,122 @@
+#include "core/logging/line_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <deque>
+#include <random>
+#include <string>
+#include <thread>
+
+namespace {
+
+using core::LineQueue;
+using core::LineSpan;
+
+std::string LineAt(const LineSpan& span, std::uint32_t index) {
+    const std::uint32_t begin = index == 0 ? span.firstByte : span.ends[index - 1];
+    return std::string(span.bytes + begin, span.ends[index] - begin);
+}
+
+// Long and short lines, so that blocks fill by bytes, by lines, and by one line.
+std::string RandomLine(std::mt19937& dice) {
+    const std::size_t lengths[] = {0, 1, 7, 100, 1000, 65'535, 65'536, 200'000};
+    const std::size_t length = lengths[dice() % (dice() % 50 == 0 ? 8 : 4)];
+    return std::string(length, static_cast<char>('a' + dice() % 26));
+}
+
+TEST(LineQueue, GivesWhatADequeGives) {
+    for (std::uint32_t seed = 0; seed < 20; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 dice(seed);
+        LineQueue queue;
+        std::deque<std::string> model;
+        for (int step = 0; step < 3000; ++step) {
+            if (dice() % 10 != 0) {
+                const std::string line = RandomLine(dice);
+                queue.Append(line);
+                model.push_back(line + "\n");
+                continue;
+            }
+            const LineSpan span = queue.Front();
+            ASSERT_LE(span.count, model.size());
+            ASSERT_EQ(model.empty(), span.count == 0);
+            std::string text;
+            for (std::uint32_t i = 0; i < span.count; ++i) {
+                ASSERT_EQ(model.front(), LineAt(span, i));
+                text += model.front();
+                model.pop_front();
+            }
+            ASSERT_EQ(text, span.Text());
+            queue.Remove(span);
+            ASSERT_EQ(model.size(), queue.AppendedLines() - queue.RemovedLines());
+        }
+    }
+}
+
+TEST(LineQueue, HandsEveryLineFromThreadToThread) {
+    constexpr int kLines = 100'000;
+    LineQueue queue;
+    std::thread writer([&] {
+        for (int i = 0; i < kLines; ++i) {
+            queue.Append(std::to_string(i));
+        }
+    });
+    for (int expected = 0; expected < kLines;) {
+        const LineSpan span = queue.Front();
+        for (std::uint32_t i = 0; i < span.count; ++i) {
+            ASSERT_EQ(std::to_string(expected++) + "\n", LineAt(span, i));
+        }
+        queue.Remove(span);
+        std::this_thread::yield();
+    }
+    writer.join();
+    EXPECT_EQ(0u, queue.WaitingBytes());
+}
+
+// A thread can vanish at any point between the announcement of lines and the end of
+// their removal. What is taken at the end follows the announced lines either way.
+TEST(LineQueue, AtTheEndNothingComesTwice) {
+    for (const int removedBefore : {0, 1, 2, 3}) {
+        for (const bool isRemoved : {false, true}) {
+            LineQueue queue;
+            std::deque<std::string> model;
+            const auto append = [&](int count) {
+                for (int i = 0; i < count; ++i) {
+                    model.push_back(std::to_string(model.size()) + std::string(500, '.') + "\n");
+                    queue.Append(model.back().substr(0, model.back().size() - 1));
+                }
+            };
+            append(500);
+            std::size_t at = 0;
+            for (int i = 0; i < removedBefore; ++i) {
+                const LineSpan span = queue.Front();
+                queue.Announce(span, 0);
+                queue.Remove(span);
+                at += span.count;
+            }
+            const LineSpan announced = queue.Front();
+            queue.Announce(announced, 4711);
+            at += announced.count;
+            append(300);
+            if (isRemoved) {
+                queue.Remove(announced);
+            }
+            LineSpan span;
+            std::uint64_t fileSize = 0;
+            ASSERT_EQ(!isRemoved, queue.WasCutShort(span, fileSize));
+            if (!isRemoved) {
+                EXPECT_EQ(announced.Text(), span.Text());
+                EXPECT_EQ(4711u, fileSize);
+            }
+            for (span = queue.TakeAtTheEnd(); span.count > 0; span = queue.TakeAtTheEnd()) {
+                for (std::uint32_t i = 0; i < span.count; ++i) {
+                    ASSERT_EQ(model.at(at++), LineAt(span, i));
+                }
+            }
+            EXPECT_EQ(model.size(), at);
+        }
+    }
+}
+
+}  // namespace

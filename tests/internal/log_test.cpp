@@ -1,0 +1,338 @@
+#include "core/logging/zyl_log_wrapper_manager.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <filesystem>
+#include <functional>
+#include <latch>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/scratch_directory.h"
+
+namespace {
+
+using core::LineFields;
+using core::ZylLogWrapperManager;
+using support::PathOf;
+using support::ScratchDirectory;
+using testing::ElementsAre;
+
+const char* const kBanner = "zyl_version:6.8.101.2\n";
+
+/// A log of its own for every test. Like the one of the process it is never destroyed.
+class Log {
+public:
+    Log() : manager(*all().emplace_back(new ZylLogWrapperManager)) {}
+
+    void Print(const char* module, int level, const char* tag, const char* format, ...) {
+        if (manager.IsSuppressed(level, tag, manager.Find(module))) {
+            return;
+        }
+        LineFields fields;
+        fields.level = level;
+        fields.tag = tag;
+        std::va_list arguments;
+        va_start(arguments, format);
+        manager.Print(manager.Find(module), module, fields, format, arguments);
+        va_end(arguments);
+    }
+    /// What an action writes to standard output.
+    static std::string Output(const std::function<void()>& action) {
+        testing::internal::CaptureStdout();
+        action();
+        return testing::internal::GetCapturedStdout();
+    }
+    void Quietly(const std::function<void()>& action) { Output(action); }
+
+    ZylLogWrapperManager& manager;
+
+private:
+    static std::vector<ZylLogWrapperManager*>& all() {
+        static auto& logs = *new std::vector<ZylLogWrapperManager*>;
+        return logs;
+    }
+};
+
+/// All lines of a module's files, oldest file first.
+std::vector<std::string> LinesOf(const ScratchDirectory& scratch, const std::string& prefix) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
+        const std::string name = support::Utf8Of(entry.path().filename());
+        if (name.rfind(prefix + "_", 0) == 0) {
+            names.push_back(name);
+        }
+    }
+    std::sort(names.begin(), names.end());
+    std::vector<std::string> lines;
+    for (const std::string& name : names) {
+        std::istringstream text(scratch.Read(name));
+        for (std::string line; std::getline(text, line);) {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
+/// A line without its thread and its time.
+std::string Bare(const std::string& line) {
+    static const std::regex kVarying(
+        R"(\]\[\d+\]\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}T[+-]\d{4}\])");
+    return std::regex_replace(line, kVarying, "][#]");
+}
+
+std::vector<std::string> BareLinesOf(const ScratchDirectory& scratch, const std::string& prefix) {
+    std::vector<std::string> lines = LinesOf(scratch, prefix);
+    std::transform(lines.begin(), lines.end(), lines.begin(), Bare);
+    return lines;
+}
+
+TEST(Log, ALineGoesThroughTheGateInOrder) {
+    enum Setting { Nothing, IsShutDown, Filtered };
+    struct Row {
+        const char* name;
+        Setting setting;
+        int level;
+        const char* tag;
+        bool makesModule;
+        bool isWritten;
+    };
+    const Row rows[] = {
+        {"error", Nothing, 6, "a", true, true},
+        {"fatal", Nothing, 7, "a", true, true},
+        {"below the minimum", Nothing, 5, "a", true, false},
+        {"a user's level", Nothing, -71, "a", true, false},
+        {"off", Nothing, 8, "a", false, false},
+        {"above off", Nothing, 9, "a", false, false},
+        {"shut down", IsShutDown, 7, "a", false, false},
+        {"shut down, below", IsShutDown, 0, "a", false, false},
+        {"in the filter", Filtered, 6, "pass", true, true},
+        {"not in the filter", Filtered, 6, "Pass", false, false},
+        {"not in the filter, no tag", Filtered, 6, "", false, false},
+        {"in the filter, below", Filtered, 0, "pass", true, false},
+        {"in the filter, off", Filtered, 8, "pass", false, false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        Log log;
+        if (row.setting == IsShutDown) {
+            log.manager.Shutdown();
+        } else if (row.setting == Filtered) {
+            log.manager.AddFilterTag("other");
+            log.manager.AddFilterTag("pass");
+        }
+        const std::string output =
+            Log::Output([&] { log.Print("module", row.level, row.tag, "body"); });
+        EXPECT_EQ(row.makesModule, output.rfind(kBanner, 0) == 0);
+        EXPECT_EQ(row.isWritten, output.find("body\n") != std::string::npos);
+        EXPECT_EQ(row.makesModule, log.manager.Find("module") != nullptr);
+        log.manager.Shutdown();
+    }
+}
+
+TEST(Log, AClearedFilterLetsAllPassAndForgets) {
+    Log log;
+    const auto passes = [&](const char* tag) { return !log.manager.IsSuppressed(6, tag, nullptr); };
+    log.manager.AddFilterTag("a");
+    EXPECT_TRUE(passes("a"));
+    EXPECT_FALSE(passes("b"));
+    log.manager.ClearFilterTags();
+    EXPECT_TRUE(passes("a"));
+    EXPECT_TRUE(passes("b"));
+    log.manager.AddFilterTag("b");
+    EXPECT_FALSE(passes("a"));
+    EXPECT_TRUE(passes("b"));
+}
+
+TEST(Log, AConsoleLineIsColoured) {
+    Log log;
+    log.Quietly([&] { log.manager.SetLevel("m", 4); });
+    EXPECT_EQ("[\x1b[92mInfo\x1b[m][#][tag]100%\n",
+              Bare(Log::Output([&] { log.Print("m", 4, "tag", "%d%%", 100); })));
+    log.manager.Shutdown();
+}
+
+TEST(Log, AnyMentionMakesAModuleAndSinksComeAndGo) {
+    const std::vector<std::function<void(ZylLogWrapperManager&)>> mentions = {
+        [](auto& manager) { manager.SetLevel("m", 0); },
+        [](auto& manager) { manager.Level("m"); },
+        [](auto& manager) { manager.SetSinks("m", 1); },
+        [](auto& manager) { manager.Sinks("m"); },
+        [](auto& manager) { manager.SetTaskId("m", "1"); },
+    };
+    for (const auto& mention : mentions) {
+        Log log;
+        EXPECT_EQ(kBanner, Log::Output([&] { mention(log.manager); }));
+        EXPECT_EQ("", Log::Output([&] { mention(log.manager); }));
+        log.manager.Shutdown();
+        EXPECT_EQ(8, log.manager.Level("m"));
+        EXPECT_EQ(0u, log.manager.Sinks("m"));
+    }
+
+    struct Row {
+        unsigned sinks;
+        int banners;
+        unsigned answer;
+    };
+    // One after another, on the same module.
+    const Row rows[] = {{1, 0, 1}, {2, 0, 2}, {3, 1, 3},           {5, 1, 5},
+                        {4, 0, 4}, {7, 1, 7}, {0xFFFFFFF8u, 0, 0}, {0xFFFFFFFFu, 2, 7}};
+    Log log;
+    // The default takes the console of a new module away, after its banner.
+    log.manager.SetSinks(0);
+    EXPECT_EQ(kBanner, Log::Output([&] { log.manager.Sinks("m"); }));
+    log.Quietly([&] { log.manager.SetSinks("m", 1); });
+    for (const Row& row : rows) {
+        const std::string output = Log::Output([&] { log.manager.SetSinks("m", row.sinks); });
+        std::string expected;
+        for (int i = 0; i < row.banners; ++i) {
+            expected += kBanner;
+        }
+        EXPECT_EQ(expected, output) << row.sinks;
+        EXPECT_EQ(row.answer, log.manager.Sinks("m"));
+    }
+    log.manager.Shutdown();
+}
+
+TEST(Log, AfterTheShutdownOnlyTheDefaultsMove) {
+    Log log;
+    log.Quietly([&] { log.manager.SetSinks("m", 0); });
+    log.manager.Shutdown();
+    log.manager.Shutdown();
+    log.manager.SetLevel(3);
+    EXPECT_EQ(3, log.manager.Level());
+    EXPECT_EQ(kBanner, Log::Output([&] { log.manager.SetSinks(1); }));
+    EXPECT_EQ("", Log::Output([&] {
+                  log.manager.SetSinks("m", 0);
+                  log.manager.SetSinks("new", 1);
+                  log.manager.SetFilePath("m", "./", {});
+                  log.manager.SetTaskId("new", "1");
+                  log.manager.Flush();
+                  log.Print("m", 7, "", "nothing");
+              }));
+    EXPECT_EQ(nullptr, log.manager.Find("new"));
+}
+
+TEST(Log, FilesHoldWhatTheirModulesWrote) {
+    const ScratchDirectory scratch;
+    Log log;
+    log.Quietly([&] {
+        log.manager.SetSinks(CORE_LOG_FILE);
+        log.manager.SetLevel(-100);
+        for (const char* module : {"a", "b", ""}) {
+            log.manager.SetFilePath(module, scratch.Path().c_str(), {});
+        }
+        log.manager.SetTaskId("b", "job 7");
+        log.manager.SetFilePath("b", scratch.Path().c_str(), {});
+        const std::string longText(5000, 'x');
+        log.Print("a", 0, "t", "%s", longText.c_str());
+        log.Print("b", -99, "", "%%m %s", "%d\n[more]");
+        log.Print("", 7, "nameless", "");
+        log.Print("a", 7, "t", "last");
+        log.manager.Shutdown();
+    });
+    EXPECT_THAT(BareLinesOf(scratch, "a"),
+                ElementsAre("[Verbose][#][t]" + std::string(5000, 'x'), "[Fatal][#][t]last"));
+    EXPECT_THAT(BareLinesOf(scratch, "job 7"), ElementsAre("[User1][#][]%m %d", "[more]"));
+    EXPECT_THAT(BareLinesOf(scratch, ""), ElementsAre("[Fatal][#][nameless]"));
+}
+
+TEST(Log, AModuleWithoutAFileLosesTheSinkAndNobodyElseALine) {
+    const ScratchDirectory scratch;
+    const std::string file = scratch.Write("taken", "");
+    struct Row {
+        std::string module;
+        std::string directory;
+        bool hasFile;
+    };
+    const Row rows[] = {
+        {"m", file + "/below", false},      {std::string(400, 'x'), scratch.Path(), false},
+        {"taken/x", scratch.Path(), false}, {"a(b", scratch.Path(), true},
+        {"[", scratch.Path(), true},        {"*", scratch.Path(), false},
+    };
+    Log log;
+    log.Quietly([&] {
+        log.manager.SetSinks(CORE_LOG_FILE);
+        log.manager.SetFilePath("good", scratch.Path().c_str(), {});
+        for (const Row& row : rows) {
+            log.manager.SetFilePath(row.module.c_str(), row.directory.c_str(), {});
+            log.Print("good", 6, "", "before");
+            log.Print(row.module.c_str(), 6, "", "its line");
+            log.Print("good", 6, "", "after");
+            if (row.module != "*") {  // a name on some systems only
+                EXPECT_EQ(row.hasFile ? 2u : 0u, log.manager.Sinks(row.module.c_str()));
+            }
+        }
+        log.manager.Shutdown();
+    });
+    EXPECT_EQ(2 * std::size(rows), LinesOf(scratch, "good").size());
+    EXPECT_THAT(BareLinesOf(scratch, "a(b"), ElementsAre("[Error][#][]its line"));
+    EXPECT_THAT(BareLinesOf(scratch, "["), ElementsAre("[Error][#][]its line"));
+}
+
+class Threads : public testing::TestWithParam<int> {};
+
+// Everybody logs to two modules while another thread moves files, levels that change
+// nothing, sinks and the filter about.
+TEST_P(Threads, LoseNoLineToTheSettingsOfOthers) {
+    constexpr int kLines = 2000;
+    const ScratchDirectory scratch;
+    Log log;
+    log.Quietly([&] {
+        log.manager.SetSinks(CORE_LOG_FILE);
+        for (const char* module : {"m", "n"}) {
+            log.manager.SetFilePath(module, scratch.Path().c_str(), {0, 1'000'000});
+        }
+        std::vector<std::thread> threads;
+        std::latch start(GetParam() + 1);
+        for (int t = 0; t < GetParam(); ++t) {
+            threads.emplace_back([&, t] {
+                start.arrive_and_wait();
+                for (int i = 0; i < kLines; ++i) {
+                    log.Print(i % 2 == 0 ? "m" : "n", 6, "", "|%d|%d", t, i);
+                }
+            });
+        }
+        start.arrive_and_wait();
+        for (int i = 0; i < 50; ++i) {
+            log.manager.SetFilePath("m", scratch.Path().c_str(), {0, 1'000'000});
+            log.manager.SetTaskId("n", i % 2 == 0 ? "n_x" : "");
+            log.manager.SetSinks("m", CORE_LOG_FILE);
+            log.manager.SetLevel("n", i % 7);
+            log.manager.AddFilterTag("");
+            log.manager.Flush();
+            log.manager.ClearFilterTags();
+            log.manager.Sinks(("module " + std::to_string(i)).c_str());
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        log.manager.Shutdown();
+    });
+    for (const char* module : {"m", "n"}) {
+        std::map<int, int> next;
+        std::size_t count = 0;
+        for (const std::string& line : LinesOf(scratch, module)) {
+            int thread = 0;
+            int index = 0;
+            ASSERT_EQ(2,
+                      std::sscanf(line.substr(line.find('|')).c_str(), "|%d|%d", &thread, &index));
+            const auto [at, isNew] = next.emplace(thread, *module == 'm' ? 0 : 1);
+            ASSERT_EQ(at->second, index) << line;
+            at->second += 2;
+            ++count;
+        }
+        EXPECT_EQ(static_cast<std::size_t>(GetParam() * kLines / 2), count);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Log, Threads, testing::Values(1, 2, 8));
+
+}  // namespace

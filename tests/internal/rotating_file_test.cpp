@@ -1,0 +1,269 @@
+#include "core/logging/rotating_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/scratch_directory.h"
+
+namespace {
+
+using core::FileLimits;
+using core::LineQueue;
+using core::RotatingFile;
+using support::PathOf;
+using support::ScratchDirectory;
+using testing::HasSubstr;
+
+constexpr std::uint64_t kMiB = 1 << 20;
+constexpr std::chrono::milliseconds kInterval(1501);
+
+std::vector<std::string> NamesIn(const std::string& directory) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(PathOf(directory))) {
+        names.push_back(support::Utf8Of(entry.path().filename()));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/// A file with its queue and a clock of its own.
+class Given {
+public:
+    Given(const std::string& directory, FileLimits limits, const std::string& prefix)
+        : file(std::make_unique<RotatingFile>(directory + "/", limits, prefix)) {
+        isOpen = file->Open() == 0;
+    }
+
+    void Write(const std::string& line) {
+        queue.Append(line);
+        file->WriteFront(queue, now);
+        file->Rotate(now);
+    }
+    void Wait(std::chrono::milliseconds time) { now += time; }
+    /// Until names differ in their second.
+    static void AwaitNextSecond() {
+        const auto second = [] {
+            return std::chrono::duration_cast<std::chrono::seconds>(
+                std::chrono::system_clock::now().time_since_epoch());
+        };
+        for (const auto begin = second(); second() == begin;) {
+            std::this_thread::yield();
+        }
+    }
+
+    LineQueue queue;
+    std::unique_ptr<RotatingFile> file;
+    bool isOpen;
+    RotatingFile::Clock::time_point now = RotatingFile::Clock::now();
+};
+
+TEST(RotatingFile, NamesItsFileAfterPrefixAndTime) {
+    const ScratchDirectory scratch;
+    Given given(scratch.Path("new/deep"), {}, "render");
+    ASSERT_TRUE(given.isOpen);
+    given.Write("first");
+    const auto names = NamesIn(scratch.Path("new/deep"));
+    ASSERT_EQ(1u, names.size());
+    EXPECT_TRUE(std::regex_match(names.front(), std::regex(R"(render_\d{4}(_\d\d){5}\.log)")));
+    EXPECT_EQ("first\n", scratch.Read("new/deep/" + names.front()));
+}
+
+TEST(RotatingFile, AppendsToANameThatComesUpAgain) {
+    const ScratchDirectory scratch;
+    Given::AwaitNextSecond();
+    Given one(scratch.Path(), {}, "m");
+    one.Write("1");
+    Given other(scratch.Path(), {}, "m");
+    other.Write("2");
+    one.Write("3");
+    const auto names = NamesIn(scratch.Path());
+    ASSERT_EQ(1u, names.size());
+    EXPECT_EQ("1\n2\n3\n", scratch.Read(names.front()));
+}
+
+TEST(RotatingFile, BeginsANewFileOnlyWhenTheIntervalHasPassed) {
+    const ScratchDirectory scratch;
+    Given given(scratch.Path(), {0, 10}, "m");
+    const std::string half(kMiB / 2, 'x');
+    given.Write("looks for the first time");
+    given.Write(half);
+    given.Write(half);
+    given.Write("still here");
+    Given::AwaitNextSecond();
+    given.Wait(kInterval - std::chrono::milliseconds(1));
+    given.Write("and here");
+    EXPECT_EQ(1u, NamesIn(scratch.Path()).size());
+    given.Wait(std::chrono::milliseconds(1));
+    given.Write("the line that triggers it");
+    given.Write("the first of the next");
+    const auto names = NamesIn(scratch.Path());
+    ASSERT_EQ(2u, names.size());
+    EXPECT_EQ("looks for the first time\n" + half + "\n" + half +
+                  "\nstill here\nand here\nthe line that triggers it\n",
+              scratch.Read(names[0]));
+    EXPECT_EQ("the first of the next\n", scratch.Read(names[1]));
+}
+
+TEST(RotatingFile, BeginsANewFileFromTheLimitOn) {
+    struct Row {
+        std::uint64_t limit;
+        std::uint64_t size;
+        std::size_t files;
+    };
+    const Row rows[] = {
+        {0, kMiB - 1, 1},        {0, kMiB, 2}, {kMiB - 1, kMiB - 1, 1}, {kMiB + 9, kMiB + 8, 1},
+        {kMiB + 9, kMiB + 9, 2},
+    };
+    for (const Row& row : rows) {
+        const ScratchDirectory scratch;
+        Given given(scratch.Path(), {row.limit, 10}, "m");
+        given.Write("");
+        Given::AwaitNextSecond();
+        given.Wait(kInterval);
+        given.Write(std::string(row.size - 2, 'x'));
+        EXPECT_EQ(row.files, NamesIn(scratch.Path()).size()) << row.size;
+    }
+}
+
+TEST(RotatingFile, CountsTheOldSizeOfAFileItFinds) {
+    const ScratchDirectory scratch;
+    Given::AwaitNextSecond();
+    Given before(scratch.Path(), {0, 10}, "m");
+    before.Write(std::string(kMiB, 'x'));
+    Given given(scratch.Path(), {0, 10}, "m");
+    ASSERT_EQ(1u, NamesIn(scratch.Path()).size());
+    Given::AwaitNextSecond();
+    given.Write("a short line");
+    given.Write("in a new file");
+    EXPECT_EQ(2u, NamesIn(scratch.Path()).size());
+}
+
+TEST(RotatingFile, RemovesTheOldestOfItsFiles) {
+    struct Row {
+        const char* name;
+        const char* prefix;
+        std::uint64_t maxFiles;
+        std::vector<std::string> before;
+        std::vector<std::string> removed;
+    };
+    const Row rows[] = {
+        {"the oldest by name",
+         "m",
+         2,
+         {"m_2020.log", "m_2019.log", "m_2018.log"},
+         {"m_2018.log", "m_2019.log"}},
+        {"at least one stays", "m", 0, {"m_1.log", "m_0.log"}, {"m_0.log", "m_1.log"}},
+        {"only what matches",
+         "m",
+         1,
+         {"m_1.log", "m_.log", "xm_1.log", "m_1.txt", "m1.log", "m_1.log.bak", "m"},
+         {"m_1.log"}},
+        {"a dot is any character",
+         "a.b",
+         1,
+         {"a-b_1.log", "a.b_1.log", "ab_1.log"},
+         {"a-b_1.log", "a.b_1.log"}},
+        {"the files of several",
+         "[ab]",
+         1,
+         {"a_1.log", "b_1.log", "c_1.log", "[ab]_0.log"},
+         {"a_1.log"}},
+        {"no expression at all", "a(b", 1, {"a(b_1.log", "a(b_2.log"}, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const ScratchDirectory scratch;
+        for (const std::string& name : row.before) {
+            scratch.Write(name, "old");
+        }
+        Given given(scratch.Path(), {0, row.maxFiles}, row.prefix);
+        ASSERT_TRUE(given.isOpen);
+        std::vector<std::string> expected = NamesIn(scratch.Path());
+        for (const std::string& name : row.removed) {
+            expected.erase(std::find(expected.begin(), expected.end(), name));
+        }
+        given.Write("line");
+        EXPECT_EQ(expected, NamesIn(scratch.Path()));
+    }
+}
+
+TEST(RotatingFile, NeverRemovesAFileThatIsOpen) {
+    const ScratchDirectory scratch;
+    Given::AwaitNextSecond();
+    Given older(scratch.Path(), {0, 1}, "m_a");
+    Given oldest(scratch.Path() + "/./", {0, 1}, "m_A");
+    Given given(scratch.Path(), {0, 1}, "m");
+    const std::vector<std::string> all = NamesIn(scratch.Path());
+    scratch.Write("m_0.log", "closed");
+    given.Write("line");
+    EXPECT_EQ(all, NamesIn(scratch.Path()));
+}
+
+TEST(RotatingFile, SaysOnceThatAPrefixIsNoExpression) {
+    const ScratchDirectory scratch;
+    Given given(scratch.Path(), {}, "a(b");
+    for (int i = 0; i < 3; ++i) {
+        given.Write("kept");
+        given.Wait(kInterval);
+        const std::string notice = given.file->TakeNotice();
+        EXPECT_EQ(i == 0, !notice.empty()) << notice;
+    }
+    EXPECT_EQ("kept\nkept\nkept\n", scratch.Read(NamesIn(scratch.Path()).front()));
+}
+
+TEST(RotatingFile, ANewPrefixCountsFromTheNextFileOn) {
+    const ScratchDirectory scratch;
+    Given given(scratch.Path(), {0, 10}, "before");
+    given.file->SetPrefix("after");
+    given.Write(std::string(kMiB, 'x'));
+    given.Wait(kInterval);
+    given.Write("last");
+    given.Write("first");
+    const auto names = NamesIn(scratch.Path());
+    ASSERT_EQ(2u, names.size());
+    EXPECT_THAT(names[0], HasSubstr("after_"));
+    EXPECT_THAT(names[1], HasSubstr("before_"));
+}
+
+TEST(RotatingFile, IsRefusedWhereNoFileCanBe) {
+    const ScratchDirectory scratch;
+    scratch.Write("taken", "a file");
+    struct Row {
+        std::string directory;
+        std::string prefix;
+    };
+    const Row rows[] = {
+        {scratch.Path("taken/below"), "m"},
+        {scratch.Path(), std::string(300, 'n')},
+        {scratch.Path(), "taken/m"},
+    };
+    for (const Row& row : rows) {
+        Given given(row.directory, {}, row.prefix);
+        EXPECT_FALSE(given.isOpen) << row.prefix;
+    }
+    EXPECT_TRUE(Given(scratch.Path(), {}, "sub/m").isOpen);
+}
+
+TEST(RotatingFile, ComesBackWhenItsDirectoryVanishes) {
+    const ScratchDirectory scratch;
+    Given given(scratch.Path("logs"), {}, "m");
+    given.Write("gone");
+    std::filesystem::rename(PathOf(scratch.Path("logs")), PathOf(scratch.Path("away")));
+    given.Wait(kInterval);
+    given.Write("gone too");
+    given.Write("here");
+    const auto names = NamesIn(scratch.Path("logs"));
+    ASSERT_EQ(1u, names.size());
+    EXPECT_EQ("here\n", scratch.Read("logs/" + names.front()));
+}
+
+}  // namespace

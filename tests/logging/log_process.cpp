@@ -1,0 +1,232 @@
+// A process that logs and ends, and one that looks at what is left. How a process
+// ends can't be tested from within it.
+//
+//   log_process shutdown|return|exit|rotate|late DIRECTORY   writes
+//   log_process full DIRECTORY COMMAND                       writes, and makes room with COMMAND
+//   log_process check DIRECTORY                              reads; status 1 if a line is missing
+
+#include <core/logging/log.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <latch>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kThreads = 16;
+constexpr int kLines = 20'000;
+const char* const kModule = "process";
+/// How many lines each thread wrote, for the process that checks.
+const char* const kCounts = "counts.txt";
+
+void WriteLine(int thread, int index) {
+    CoreLogPrintLog(kModule, CORE_LOG_INFO, "t", nullptr, nullptr, -1, "|%d|%d|%.*s|", thread,
+                    index, index % 60,
+                    "............................................................");
+}
+
+std::vector<fs::path> LogFiles(const fs::path& directory) {
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(directory)) {
+        if (entry.path().extension() == ".log") {
+            files.push_back(entry.path());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+void WriteCounts(const fs::path& directory, const std::vector<int>& counts) {
+    std::ofstream file(directory / kCounts);
+    for (const int count : counts) {
+        file << count << ' ';
+    }
+}
+
+void WriteFromThreads() {
+    std::latch start(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            start.arrive_and_wait();
+            for (int i = 0; i < kLines; ++i) {
+                WriteLine(t, i);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+/// Writes from all threads until there are some files, at a pace that fills them.
+std::vector<int> WriteUntilRotated(const fs::path& directory) {
+    constexpr std::size_t kFiles = 5;
+    std::atomic<bool> isDone = false;
+    std::vector<int> counts(kThreads, 0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            int& count = counts[static_cast<std::size_t>(t)];
+            while (!isDone) {
+                for (int i = 0; i < 10; ++i) {
+                    WriteLine(t, count++);
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        });
+    }
+    while (LogFiles(directory).size() < kFiles) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    isDone = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    return counts;
+}
+
+/// Writes more than there is room for, makes room, and waits until the log notices.
+int WriteToFull(const fs::path& directory, const char* makeRoom) {
+    int index = 0;
+    // Small portions, so that the log meets the end of the room with lines to come.
+    for (; index < 40'000; ++index) {
+        WriteLine(0, index);
+    }
+    CoreLogFlush();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    if (std::system(makeRoom) != 0) {
+        std::fprintf(stderr, "no room could be made: %s\n", makeRoom);
+        return 2;
+    }
+    // The log tries again after a second; these lines are what it tries it with.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    for (const int end = index + 1000; index < end; ++index) {
+        WriteLine(0, index);
+    }
+    WriteCounts(directory, {index});
+    return 0;
+}
+
+/// Logs when the process has left main.
+struct LateLogger {
+    ~LateLogger() {
+        if (isOn) {
+            for (int i = kLines; i < kLines + 100; ++i) {
+                WriteLine(0, i);
+            }
+        }
+    }
+    bool isOn = false;
+};
+LateLogger lateLogger;
+
+int Check(const fs::path& directory) {
+    std::vector<int> counts;
+    {
+        std::ifstream file(directory / kCounts);
+        counts.assign(std::istream_iterator<int>(file), {});
+    }
+    std::vector<int> next(counts.size(), 0);
+    long long missing = 0;
+    long long reportedLost = 0;
+    int faults = 0;
+    const auto fault = [&](const fs::path& file, const std::string& line) {
+        if (++faults < 10) {
+            std::printf("%s: %s\n", file.filename().string().c_str(), line.c_str());
+        }
+    };
+    for (const fs::path& file : LogFiles(directory)) {
+        std::ifstream text(file, std::ios::binary);
+        std::string line;
+        while (std::getline(text, line)) {
+            int thread = 0;
+            int index = 0;
+            long long lost = 0;
+            int end = 0;
+            const std::size_t mark = line.find('|');
+            const char* const rest = line.c_str() + (mark == std::string::npos ? 0 : mark);
+            if (line.rfind("[Error]", 0) == 0 &&
+                std::sscanf(line.c_str() + line.rfind(']') + 1, "%lld lines lost", &lost) == 1) {
+                reportedLost += lost;
+            } else if (line.rfind("[Info][", 0) != 0 ||
+                       std::sscanf(rest, "|%d|%d|%n", &thread, &index, &end) != 2 || thread < 0 ||
+                       static_cast<std::size_t>(thread) >= counts.size() ||
+                       rest + end != std::string(static_cast<std::size_t>(index % 60), '.') + "|") {
+                fault(file, "not a line: " + line);
+            } else if (int& expected = next[static_cast<std::size_t>(thread)]; index < expected) {
+                fault(file, "again: " + line);
+            } else {
+                missing += index - expected;
+                expected = index + 1;
+            }
+        }
+        if (text.eof() && !line.empty()) {
+            fault(file, "no end: " + line);
+        }
+    }
+    for (std::size_t t = 0; t < counts.size(); ++t) {
+        missing += counts[t] - next[t];
+    }
+    std::printf("%zu threads, %zu files, %lld lines missing, %lld reported, %d faults\n",
+                counts.size(), LogFiles(directory).size(), missing, reportedLost, faults);
+    return counts.empty() || missing != reportedLost || faults != 0 ? 1 : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) {
+        std::fprintf(stderr, "usage: log_process WHAT DIRECTORY\n");
+        return 2;
+    }
+    const std::string what = argv[1];
+    const fs::path directory = argv[2];
+    if (what == "check") {
+        return Check(directory);
+    }
+    fs::create_directories(directory);
+    CoreLogSetLogSink(CORE_LOG_FILE);
+    CoreLogSetLogLevel(CORE_LOG_INFO);
+    CoreLogSetFilePath(kModule, argv[2], 0, 1'000);
+    if (what == "full") {
+        return argc < 4 ? 2 : WriteToFull(directory, argv[3]);
+    }
+    std::vector<int> counts(kThreads, kLines);
+    if (what == "rotate") {
+        counts = WriteUntilRotated(directory);
+    } else {
+        WriteFromThreads();
+    }
+    if (what == "late") {
+        lateLogger.isOn = true;
+        counts.front() += 100;
+    }
+    WriteCounts(directory, counts);
+    if (what == "shutdown") {
+        CoreLogShutdown();
+        WriteLine(0, kLines);  // goes nowhere
+    } else if (what == "exit") {
+        std::thread([] {
+            WriteLine(0, kLines);
+            std::exit(0);
+        }).detach();
+        counts.front() += 1;
+        WriteCounts(directory, counts);
+        std::latch(1).wait();
+    }
+    return 0;
+}

@@ -1,0 +1,111 @@
+// The generator of identifiers where the system has none.
+
+#include "core/platform/platform.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <set>
+#include <thread>
+#include <vector>
+
+namespace core::platform {
+namespace {
+
+using Identifier = std::array<std::uint8_t, 16>;
+
+Identifier Make() {
+    Identifier made{};
+    EXPECT_EQ(IdentifierStatus::Unique, GenerateSequentialIdentifier(made));
+    return made;
+}
+
+std::uint64_t TicksOf(const Identifier& identifier) {
+    std::uint64_t ticks = identifier[7] & 0x0F;
+    for (std::size_t at = 7; at-- > 0;) {
+        ticks = ticks << 8 | identifier[at];
+    }
+    return ticks;
+}
+
+TEST(PosixIdentifiers, FollowTheClockInOneThread) {
+    Identifier last = Make();
+    for (int i = 0; i < 100'000; ++i) {
+        const Identifier next = Make();
+        ASSERT_EQ(1, next[7] >> 4);
+        ASSERT_EQ(2, next[8] >> 6) << "the variant of RFC 9562";
+        ASSERT_EQ(1, next[10] & 1) << "a node that is no network card";
+        ASSERT_TRUE(std::equal(next.begin() + 10, next.end(), last.begin() + 10));
+        // 16 fit into a tick, and then the tick goes on.
+        ASSERT_GE(TicksOf(next), TicksOf(last));
+        last = next;
+    }
+    constexpr std::int64_t kFrom1582To1970 = 122'192'928'000'000'000;
+    const auto ahead =
+        static_cast<std::int64_t>(TicksOf(last)) - kFrom1582To1970 - WallClock100ns();
+    // Behind by the time since it was made, ahead by no more than a burst takes.
+    EXPECT_LT(ahead, 10'000'000);
+    EXPECT_GT(ahead, -600'000'000);
+}
+
+TEST(PosixIdentifiers, ThreadsNeverShareOne) {
+    for (const int threadCount : {1, 2, 8}) {
+        constexpr int kEach = 20'000;
+        std::vector<std::vector<Identifier>> made(static_cast<std::size_t>(threadCount));
+        std::atomic<int> waiting{threadCount};
+        std::vector<std::thread> threads;
+        for (std::vector<Identifier>& mine : made) {
+            threads.emplace_back([&] {
+                mine.reserve(kEach);
+                --waiting;
+                while (waiting > 0) {
+                    std::this_thread::yield();
+                }
+                for (int i = 0; i < kEach; ++i) {
+                    mine.push_back(Make());
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        std::set<Identifier> all;
+        for (const std::vector<Identifier>& mine : made) {
+            all.insert(mine.begin(), mine.end());
+        }
+        EXPECT_EQ(static_cast<std::size_t>(threadCount * kEach), all.size());
+    }
+}
+
+// A forked process starts with its parent's memory, and must not go on from there.
+TEST(PosixIdentifiers, AForkedProcessHasANodeOfItsOwn) {
+    const Identifier before = Make();
+    const std::uint64_t thread = CurrentThreadId();
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    const pid_t child = fork();
+    ASSERT_NE(-1, child);
+    if (child == 0) {
+        const Identifier made = Make();
+        const bool isOther = CurrentThreadId() != thread;
+        const bool isSent = write(ends[1], made.data(), made.size()) == 16;
+        _exit(isOther && isSent ? 0 : 1);
+    }
+    Identifier theirs{};
+    EXPECT_EQ(16, read(ends[0], theirs.data(), theirs.size()));
+    int status = -1;
+    EXPECT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_EQ(0, status);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_FALSE(std::equal(theirs.begin() + 10, theirs.end(), before.begin() + 10));
+    EXPECT_EQ(1, theirs[7] >> 4);
+}
+
+}  // namespace
+}  // namespace core::platform
