@@ -153,13 +153,4 @@ TYPED_TEST(Handles, AMovedFromHandleAnswersHarmlesslyAndCanBeAssignedTo) {
     EXPECT_EQ(before, Describe(target));
 }
 
-TYPED_TEST(Handles, CallsReachTheCurveThroughTheInterface) {
-    auto curve = Ramp<TypeParam>();
-    std::unique_ptr<core::IKeyFrame> owned = std::make_unique<TypeParam>(curve);
-    EXPECT_EQ(3.5, owned->GetValue(1.9, true).AsDouble());
-    EXPECT_EQ(0.25, owned->GetValue().AsDouble());
-    EXPECT_EQ(1, owned->AddPoint(1, 0.0, kLinear));
-    EXPECT_EQ(2, curve.GetKeyFramesCount());
-}
-
 }  // namespace
