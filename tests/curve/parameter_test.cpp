@@ -101,6 +101,15 @@ TYPED_TEST(Handles, CopiesAreDeepAndAssignmentToItselfChangesNothing) {
     EXPECT_EQ(before, Describe(original));
     original = std::move(itself);
     EXPECT_EQ(before, Describe(original));
+
+    // Onto a curve that was sampled with fewer keyframes.
+    TypeParam longer(original);
+    for (int i = 3; i < 40; ++i) {
+        longer.AddPoint(i, 0.1 * i, kLinear);
+    }
+    original = longer;
+    EXPECT_EQ(longer.GetValue(38.5, true).AsDouble(), original.GetValue(38.5, true).AsDouble());
+    EXPECT_EQ(Describe(longer), Describe(original));
 }
 
 TYPED_TEST(Handles, AMovedFromHandleAnswersHarmlesslyAndCanBeAssignedTo) {
