@@ -196,14 +196,4 @@ TEST(Area, CountsWhatADoubleParameterAnswers) {
     }
 }
 
-TEST(Area, ValuesThatAreNoNumbersThrow) {
-    Parameter parameter = plain::BuildAutomatic({{0, 1, 1}, {1, 2, 1}, {2, 3, 1}});
-    EXPECT_NEAR(4.0, Area(parameter, 0, 2), 1e-12);
-    parameter.SetPointValue(1, "text");
-    EXPECT_THROW(Area(parameter, 0, 2), core::AnyBadAccess);
-    EXPECT_THROW(parameter.SolveTimeBaseArea(0, 1), core::AnyBadAccess);
-    parameter.SetPointValue(1, 2.0);
-    EXPECT_NEAR(4.0, Area(parameter, 0, 2), 1e-12);
-}
-
 }  // namespace

@@ -311,23 +311,16 @@ TEST(Evaluation, BoolsAndTextsKeepTheStartOfTheirSegment) {
 TEST(Evaluation, ValuesThatAreNoNumbersThrowAndReleaseTheCurve) {
     for (int type : gallery::Types()) {
         SCOPED_TRACE(type);
-        Parameter parameter;
-        parameter.AddPoint(0, "text", static_cast<KeyframeInterpolationType>(type));
-        parameter.AddPoint(1, 1.0, static_cast<KeyframeInterpolationType>(type));
-        parameter.AddPoint(2, 2.0, static_cast<KeyframeInterpolationType>(type));
+        Parameter parameter = plain::BuildAutomatic({{0, 1, type}, {1, 1, type}, {2, 2, type}});
+        double before = Area(parameter, 0, 2);
+        parameter.SetPointValue(0, "text");
         EXPECT_THROW(parameter.GetValue(0.5, false), core::AnyBadAccess);
+        EXPECT_THROW(Area(parameter, 0, 2), core::AnyBadAccess);
+        EXPECT_THROW(parameter.SolveTimeBaseArea(0, 1), core::AnyBadAccess);
         EXPECT_EQ(2.0, parameter.GetValue(5, false).AsDouble());
-        int count = 0;
-        std::thread([&] { count = parameter.GetKeyFramesCount(); }).join();
-        EXPECT_EQ(3, count);
+        std::thread([&] { parameter.SetPointValue(0, true); }).join();  // counts as 1
+        EXPECT_NEAR(before, Area(parameter, 0, 2), 1e-12);
     }
-    // Where a segment is interpolated, booleans count as 0 and 1.
-    Parameter mixed;
-    mixed.AddPoint(0, false, KeyframeInterpolationType::Linear);
-    mixed.AddPoint(2, true, KeyframeInterpolationType::Linear);
-    mixed.AddPoint(4, 3.0, KeyframeInterpolationType::Linear);
-    EXPECT_NEAR(0.25, mixed.GetValue(0.5, false).AsDouble(), 1e-15);
-    EXPECT_NEAR(2.0, mixed.GetValue(3, false).AsDouble(), 1e-15);
 }
 
 }  // namespace
