@@ -7,7 +7,6 @@
 #include <cstdarg>
 #include <filesystem>
 #include <functional>
-#include <latch>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -15,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/event.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -33,7 +33,7 @@ public:
     Log() : manager(*all().emplace_back(new ZylLogWrapperManager)) {}
 
     void Print(const char* module, int level, const char* tag, const char* format, ...) {
-        if (manager.IsSuppressed(level, tag, manager.Find(module))) {
+        if (manager.IsBelow(level, manager.Find(module)) || manager.IsStopped(tag)) {
             return;
         }
         LineFields fields;
@@ -139,7 +139,7 @@ TEST(Log, ALineGoesThroughTheGateInOrder) {
 
 TEST(Log, AClearedFilterLetsAllPassAndForgets) {
     Log log;
-    const auto passes = [&](const char* tag) { return !log.manager.IsSuppressed(6, tag, nullptr); };
+    const auto passes = [&](const char* tag) { return !log.manager.IsStopped(tag); };
     log.manager.AddFilterTag("a");
     EXPECT_TRUE(passes("a"));
     EXPECT_FALSE(passes("b"));
@@ -291,16 +291,16 @@ TEST_P(Threads, LoseNoLineToTheSettingsOfOthers) {
             log.manager.SetFilePath(module, scratch.Path().c_str(), {0, 1'000'000});
         }
         std::vector<std::thread> threads;
-        std::latch start(GetParam() + 1);
+        support::StartingLine start(GetParam() + 1);
         for (int t = 0; t < GetParam(); ++t) {
             threads.emplace_back([&, t] {
-                start.arrive_and_wait();
+                start.ArriveAndWait();
                 for (int i = 0; i < kLines; ++i) {
                     log.Print(i % 2 == 0 ? "m" : "n", 6, "", "|%d|%d", t, i);
                 }
             });
         }
-        start.arrive_and_wait();
+        start.ArriveAndWait();
         for (int i = 0; i < 50; ++i) {
             log.manager.SetFilePath("m", scratch.Path().c_str(), {0, 1'000'000});
             log.manager.SetTaskId("n", i % 2 == 0 ? "n_x" : "");

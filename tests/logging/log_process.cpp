@@ -15,12 +15,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <latch>
 #include <map>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "support/event.h"
 
 namespace {
 
@@ -57,11 +58,11 @@ void WriteCounts(const fs::path& directory, const std::vector<int>& counts) {
 }
 
 void WriteFromThreads() {
-    std::latch start(kThreads);
+    support::StartingLine start(kThreads);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
-            start.arrive_and_wait();
+            start.ArriveAndWait();
             for (int i = 0; i < kLines; ++i) {
                 WriteLine(t, i);
             }
@@ -226,7 +227,7 @@ int main(int argc, char** argv) {
         }).detach();
         counts.front() += 1;
         WriteCounts(directory, counts);
-        std::latch(1).wait();
+        support::Event().Wait();
     }
     return 0;
 }

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <latch>
 #include <memory>
 #include <mutex>
 #include <numeric>
@@ -287,7 +286,7 @@ TEST_P(UnderLoad, EachTaskRunsOnceInItsPostersOrder) {
         std::mutex mutex;
         std::vector<Poster> all(static_cast<std::size_t>(posters));
         std::unique_ptr<IWorker> worker(CreateWorker());
-        std::latch start(posters + 1);
+        support::StartingLine start(posters + 1);
         std::vector<std::thread> threads;
         for (Poster& poster : all) {
             threads.emplace_back([&] {
@@ -297,13 +296,13 @@ TEST_P(UnderLoad, EachTaskRunsOnceInItsPostersOrder) {
                         poster.ran.push_back(i);
                     }));
                 }
-                start.arrive_and_wait();
+                start.ArriveAndWait();
                 for (Task* const task : poster.posted) {
                     worker->PostTask(task);
                 }
             });
         }
-        start.arrive_and_wait();
+        start.ArriveAndWait();
         if (isDrained) {
             std::thread other([&] { worker->StopAndDrain(); });
             worker->StopAndDrain();

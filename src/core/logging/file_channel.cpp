@@ -1,5 +1,6 @@
 #include "core/logging/file_channel.h"
 
+#include "core/foundation/never_destroyed.h"
 #include "core/foundation/report.h"
 
 #include <chrono>
@@ -24,7 +25,8 @@ constexpr std::chrono::milliseconds kBusyPause(1);
 
 // The head of the list of living channels. Read without the mutex in a process
 // whose other threads are gone: every step leaves a list that can be walked.
-Mutex liveMutex;
+CORE_INIT_FIRST NeverDestroyed<Mutex> liveMutexStorage;
+Mutex& liveMutex = liveMutexStorage.value;
 std::atomic<BsFileChannel*> firstLive = nullptr;
 
 std::int64_t Nanoseconds(Clock::time_point time) noexcept {

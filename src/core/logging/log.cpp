@@ -31,11 +31,22 @@ int Guarded(Action&& action) noexcept {
     return 0;
 }
 
-// Out of line: a suppressed call needs none of its stack.
-[[gnu::noinline]] void PrintAccepted(ZylLogWrapper* module, const char* name,
-                                     const LineFields& fields, const char* format,
-                                     std::va_list arguments) noexcept {
-    Guarded([&](ZylLogWrapperManager& manager) {
+// The rest of a print. Out of line: a call that its level suppresses needs nothing of it.
+[[gnu::noinline]] int PrintRest(const char* name, int level, const char* tag, const char* file,
+                                const char* function, int line, const char* format,
+                                std::va_list arguments) noexcept {
+    ZylLogWrapper* const module = ZylLogWrapperManager::Get().Find(name);
+    if (ZylLogWrapperManager::IsBelow(level, module) ||
+        ZylLogWrapperManager::Get().IsStopped(TextOf(tag))) {
+        return 0;
+    }
+    LineFields fields;
+    fields.level = level;
+    fields.tag = tag;
+    fields.file = file;
+    fields.function = function;
+    fields.line = line;
+    return Guarded([&](ZylLogWrapperManager& manager) {
         manager.Print(module, name, fields, TextOf(format), arguments);
     });
 }
@@ -52,48 +63,37 @@ void LogReport(const core::ReportRecord& record) {
 }  // namespace
 
 int CoreLogPrint(const char* tag, int level, const char* format, ...) {
-    ZylLogWrapperManager& manager = ZylLogWrapperManager::Get();
-    ZylLogWrapper* const own = manager.FindOwn();
-    if (manager.IsSuppressed(level, TextOf(tag), own)) {
+    if (ZylLogWrapperManager::IsBelow(level, ZylLogWrapperManager::Get().FindOwn())) {
         return 0;
     }
-    LineFields fields;
-    fields.level = level;
-    fields.tag = tag;
     std::va_list arguments;
     va_start(arguments, format);
-    PrintAccepted(own, kOwnModule, fields, format, arguments);
+    PrintRest(kOwnModule, level, tag, nullptr, nullptr, -1, format, arguments);
     va_end(arguments);
     return 0;
 }
 
 int CoreLogPrintWithSourceInfo(const char* tag, int level, const char* file, const char* function,
                                int line, const char* format, ...) {
-    ZylLogWrapperManager& manager = ZylLogWrapperManager::Get();
-    ZylLogWrapper* const own = manager.FindOwn();
-    if (manager.IsSuppressed(level, TextOf(tag), own)) {
+    if (ZylLogWrapperManager::IsBelow(level, ZylLogWrapperManager::Get().FindOwn())) {
         return 0;
     }
-    const LineFields fields{level, tag, file, function, line, 0, {}, {}};
     std::va_list arguments;
     va_start(arguments, format);
-    PrintAccepted(own, kOwnModule, fields, format, arguments);
+    PrintRest(kOwnModule, level, tag, file, function, line, format, arguments);
     va_end(arguments);
     return 0;
 }
 
 int CoreLogPrintLog(const char* module, int level, const char* tag, const char* file,
                     const char* function, int line, const char* format, ...) {
-    ZylLogWrapperManager& manager = ZylLogWrapperManager::Get();
     const char* const name = TextOf(module);
-    ZylLogWrapper* const known = manager.Find(name);
-    if (manager.IsSuppressed(level, TextOf(tag), known)) {
+    if (ZylLogWrapperManager::IsBelow(level, ZylLogWrapperManager::Get().Guess(name))) {
         return 0;
     }
-    const LineFields fields{level, tag, file, function, line, 0, {}, {}};
     std::va_list arguments;
     va_start(arguments, format);
-    PrintAccepted(known, name, fields, format, arguments);
+    PrintRest(name, level, tag, file, function, line, format, arguments);
     va_end(arguments);
     return 0;
 }

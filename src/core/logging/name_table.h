@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <string>
 
 namespace core {
 
@@ -19,21 +20,23 @@ class NameTable {
 public:
     /// The node called `name`, or null.
     Node* Find(const char* name) const noexcept {
-        // Most of the time the name is the one that was last asked for among those
-        // with its first letter; no hash is needed then.
-        std::atomic<Node*>& recently = recent[FirstByte(name) % kRecent];
-        Node* const guess = recently.load(std::memory_order_acquire);
-        if (guess != nullptr && std::strcmp(guess->name.c_str(), name) == 0) {
-            return guess;
+        if (Node* const node = Guess(name)) {
+            return node;
         }
         Node* node = buckets[BucketOf(name)].load(std::memory_order_acquire);
-        while (node != nullptr && std::strcmp(node->name.c_str(), name) != 0) {
+        while (node != nullptr && !IsEqual(node->name, name)) {
             node = node->next;
         }
         if (node != nullptr) {
-            recently.store(node, std::memory_order_release);
+            recent[FirstByte(name) % kRecent].store(node, std::memory_order_release);
         }
         return node;
+    }
+    /// The same if it is the one that was last found among those with its first letter,
+    /// as it is most of the time; otherwise null. A few instructions.
+    Node* Guess(const char* name) const noexcept {
+        Node* const node = recent[FirstByte(name) % kRecent].load(std::memory_order_acquire);
+        return node != nullptr && IsEqual(node->name, name) ? node : nullptr;
     }
 
     /// Adds a node whose name is not there yet; the table keeps it. One thread at a
@@ -59,6 +62,9 @@ private:
     static constexpr std::size_t kBuckets = 256;
     static constexpr std::size_t kRecent = 64;
 
+    static bool IsEqual(const std::string& known, const char* name) noexcept {
+        return std::strcmp(known.c_str(), name) == 0;
+    }
     static std::size_t FirstByte(const char* name) noexcept {
         return static_cast<unsigned char>(*name);
     }

@@ -1,12 +1,20 @@
 #include "core/logging/zyl_log_wrapper.h"
 
+#include "core/foundation/never_destroyed.h"
 #include "core/platform/platform.h"
 
 #include <utility>
 
 namespace core {
 
-constinit Mutex logMutex;
+namespace {
+
+// Not every platform's mutex is there without being made.
+CORE_INIT_FIRST NeverDestroyed<Mutex> logMutexStorage;
+
+}  // namespace
+
+Mutex& logMutex = logMutexStorage.value;
 
 ZylLogWrapper::ZylLogWrapper(const char* moduleName) : name(moduleName) {
     ApplySinks(CORE_LOG_CONSOLE);

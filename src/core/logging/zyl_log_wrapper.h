@@ -17,7 +17,7 @@ namespace core {
 
 /// The logging core's one mutex, held for all that follows below. Inside it, the
 /// mutexes of workers and of file channels may be taken, and no other.
-extern Mutex logMutex;
+extern Mutex& logMutex;
 
 /// A module of the log: its level, its sinks, its file.
 ///

@@ -15,7 +15,6 @@ namespace {
 
 constexpr char kOwnModule[] = "ZYL";
 
-constinit ZylLogWrapperManager manager;
 static_assert(std::is_trivially_destructible_v<ZylLogWrapperManager>,
               "lines are logged until the very end of a process");
 
@@ -52,9 +51,7 @@ void ReportNoFile(const char* module) {
 
 }  // namespace
 
-ZylLogWrapperManager& ZylLogWrapperManager::Get() noexcept {
-    return manager;
-}
+constinit ZylLogWrapperManager logManager;
 
 void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFields fields,
                                  const char* format, std::va_list arguments) {
@@ -239,13 +236,11 @@ void ZylLogWrapperManager::SetTaskId(const char* name, const char* taskId) {
 void ZylLogWrapperManager::AddFilterTag(const char* tag) {
     const Lock lock(logMutex);
     filter.Add(tag);
-    NoteSpecial();
 }
 
 void ZylLogWrapperManager::ClearFilterTags() {
     const Lock lock(logMutex);
     filter.Clear();
-    NoteSpecial();
 }
 
 void ZylLogWrapperManager::Flush() {
@@ -260,12 +255,13 @@ void ZylLogWrapperManager::Shutdown() {
         AtProcessEnd();
         return;
     }
+    // A second caller waits for the first. Never destroyed.
+    static Mutex& shutdownMutex = *new Mutex;
     const Lock onlyOne(shutdownMutex);
     std::vector<std::shared_ptr<BsFileChannel>> files;
     {
         const Lock lock(logMutex);
         isShutDown = true;
-        NoteSpecial();
         if (IsForkedChild()) {
             return;
         }
@@ -283,21 +279,20 @@ void ZylLogWrapperManager::Shutdown() {
 void ZylLogWrapperManager::AtProcessEnd() {
     if (platform::OtherThreadsAreGone()) {
         // They may have died with any lock held, the mutex of the log among them.
-        manager.isShutDown = true;
-        manager.isSpecial = true;
+        logManager.isShutDown = true;
         BsFileChannel::WriteAllAtTheEnd();
         return;
     }
     {
         const Lock lock(logMutex);
-        if (manager.IsForkedChild()) {
+        if (logManager.IsForkedChild()) {
             return;
         }
     }
     try {
-        manager.StopWorker();
+        logManager.StopWorker();
         // What was posted between: from here on, every line is written at once.
-        manager.Flush();
+        logManager.Flush();
     } catch (const std::exception&) {
         // A task of the worker ended the process: it can't wait for itself.
     }

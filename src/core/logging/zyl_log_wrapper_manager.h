@@ -28,17 +28,23 @@ class ZylLogWrapperManager {
 public:
     static ZylLogWrapperManager& Get() noexcept;
 
-    /// Whether a line goes no further. `module` is null while it does not exist. The
-    /// level "off", the shutdown and the filter stop a line before it makes a module,
-    /// the module's level only afterwards.
-    bool IsSuppressed(int level, const char* tag, const ZylLogWrapper* module) const noexcept {
-        if (level >= CORE_LOG_OFF || (isSpecial.load(std::memory_order_acquire) && !Passes(tag))) {
-            return true;
-        }
-        return module != nullptr && level < module->minLevel.load(std::memory_order_relaxed);
+    // The gate, in two halves. Level "off", the shutdown and the filter stop a line
+    // before it makes a module, and a module's level only afterwards. For a module that
+    // is there the order can't be told, and the level is asked first: it is the cheapest.
+
+    /// Whether a line is suppressed by its level; `module` is null while there is none.
+    static bool IsBelow(int level, const ZylLogWrapper* module) noexcept {
+        return level >= CORE_LOG_OFF ||
+               (module != nullptr && level < module->minLevel.load(std::memory_order_relaxed));
+    }
+    /// Whether a line is suppressed by the shutdown or the filter.
+    bool IsStopped(const char* tag) const noexcept {
+        return isShutDown.load(std::memory_order_acquire) || !filter.Passes(tag);
     }
     /// The module, or null; without a lock.
     ZylLogWrapper* Find(const char* module) const noexcept { return modules.Find(module); }
+    /// The module if it is found at once, or null.
+    ZylLogWrapper* Guess(const char* module) const noexcept { return modules.Guess(module); }
     /// Module "ZYL", or null.
     ZylLogWrapper* FindOwn() const noexcept { return own.load(std::memory_order_acquire); }
 
@@ -62,9 +68,6 @@ public:
     void Shutdown();
 
 private:
-    bool Passes(const char* tag) const noexcept {
-        return !isShutDown.load(std::memory_order_acquire) && filter.Passes(tag);
-    }
     /// The module, made if it is new; null after the shutdown.
     ZylLogWrapper* FindOrCreate(const char* module) CORE_REQUIRES(logMutex);
     void StartWorker() CORE_REQUIRES(logMutex);
@@ -76,12 +79,9 @@ private:
     /// Whether this process was forked from the one that started the worker: worker and
     /// waiting lines are the other's then.
     bool IsForkedChild() const CORE_REQUIRES(logMutex);
-    void NoteSpecial() CORE_REQUIRES(logMutex) { isSpecial = isShutDown || !filter.IsEmpty(); }
 
     static void AtProcessEnd();
 
-    // The gate. `isSpecial` says that the shutdown or the filter has a say.
-    std::atomic<bool> isSpecial = false;
     std::atomic<bool> isShutDown = false;
     std::atomic<ZylLogWrapper*> own = nullptr;
     FilterTags filter;
@@ -94,8 +94,13 @@ private:
     IWorker* worker CORE_GUARDED_BY(logMutex) = nullptr;
     bool hasHadWorker CORE_GUARDED_BY(logMutex) = false;
     std::uint64_t processId CORE_GUARDED_BY(logMutex) = 0;
-    /// Has a second caller of the shutdown wait for the first.
-    Mutex shutdownMutex;
 };
+
+/// The log of this process; visible here so that its gate is a few instructions.
+extern ZylLogWrapperManager logManager;
+
+inline ZylLogWrapperManager& ZylLogWrapperManager::Get() noexcept {
+    return logManager;
+}
 
 }  // namespace core
