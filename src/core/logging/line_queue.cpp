@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -64,7 +63,7 @@ void LineQueue::Append(std::string_view line) {
         end = 0;
     }
     char* const at = back->bytes.get() + end;
-    std::memcpy(at, line.data(), line.size());
+    line.copy(at, line.size());
     at[line.size()] = '\n';
     back->ends[count] = end + static_cast<std::uint32_t>(line.size()) + 1;
     back->lines.store(count + 1, std::memory_order_release);
