@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 #if defined(__clang__)
 #define CORE_THREAD_ATTRIBUTE(x) __attribute__((x))
@@ -58,7 +59,17 @@ private:
 /// Holds a Mutex; unlocked and locked again, it takes a break.
 class CORE_SCOPED_CAPABILITY Lock {
 public:
-    explicit Lock(Mutex& toLock) CORE_ACQUIRE(toLock) : held(toLock.mutex) {}
+    explicit Lock(Mutex& toLock) CORE_ACQUIRE(toLock) : held(toLock.mutex, std::try_to_lock) {
+        // What is done under our mutexes is short: going to sleep takes longer.
+        for (int i = 0; i < kTriesBeforeWait && !held.owns_lock(); ++i) {
+            if (!held.try_lock()) {
+                std::this_thread::yield();
+            }
+        }
+        if (!held.owns_lock()) {
+            held.lock();
+        }
+    }
     ~Lock() CORE_RELEASE() {}
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
@@ -67,6 +78,8 @@ public:
     void lock() CORE_ACQUIRE() { held.lock(); }
 
 private:
+    static constexpr int kTriesBeforeWait = 20;
+
     friend class Condition;
     std::unique_lock<std::mutex> held;
 };

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <exception>
-#include <thread>
 
 namespace core {
 namespace {
@@ -19,8 +18,7 @@ constexpr std::chrono::seconds kLongestWaitForRoom(1);
 
 /// A write of this size costs little more per byte than a larger one.
 constexpr std::uint64_t kGoodWriteBytes = 32 << 10;
-/// How long lines wait for company, and after which pause they do not.
-constexpr std::chrono::microseconds kLongestWaitForMore(100);
+/// Callers are busy when the last write ended no longer ago than this.
 constexpr std::chrono::milliseconds kBusyPause(1);
 
 // The head of the list of living channels. Read without the mutex in a process
@@ -88,13 +86,10 @@ void BsFileChannel::WaitForRoom() {
 }
 
 void BsFileChannel::AwaitMore() const noexcept {
-    const Clock::time_point begin = Clock::now();
-    if (Nanoseconds(begin) - lastWriteEnd.load() > Nanoseconds(Clock::time_point(kBusyPause))) {
-        return;
-    }
-    while (!hasUrgentLine.load() && queue.WaitingBytes() < kGoodWriteBytes &&
-           Clock::now() - begin < kLongestWaitForMore) {
-        std::this_thread::yield();
+    const std::int64_t pause = Nanoseconds(Clock::now()) - lastWriteEnd.load();
+    if (pause < Nanoseconds(Clock::time_point(kBusyPause)) && !hasUrgentLine.load() &&
+        queue.WaitingBytes() < kGoodWriteBytes) {
+        platform::SleepMilliseconds(1);
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -64,7 +63,7 @@ void LineQueue::Append(std::string_view line) {
         end = 0;
     }
     char* const at = back->bytes.get() + end;
-    std::memcpy(at, line.data(), line.size());
+    line.copy(at, line.size());
     at[line.size()] = '\n';
     back->ends[count] = end + static_cast<std::uint32_t>(line.size()) + 1;
     back->lines.store(count + 1, std::memory_order_release);
@@ -74,8 +73,7 @@ void LineQueue::Append(std::string_view line) {
                         std::memory_order_release);
 }
 
-LineQueue::Place LineQueue::FrontPlace() const noexcept {
-    Place place{front, removedOfFront};
+LineQueue::Place LineQueue::Onward(Place place) noexcept {
     for (;;) {
         // Looked for first: a block that has a successor grows no more.
         Block* const next = place.block->next.load(std::memory_order_acquire);
@@ -86,14 +84,18 @@ LineQueue::Place LineQueue::FrontPlace() const noexcept {
     }
 }
 
-LineSpan LineQueue::Front() const noexcept {
-    const auto [block, line] = FrontPlace();
+LineSpan LineQueue::SpanAt(const Place& place) noexcept {
+    const auto [block, line] = place;
     const std::uint32_t lines = block->lines.load(std::memory_order_acquire);
     return {block->bytes.get(), block->ends.data() + line, block->EndOf(line), lines - line};
 }
 
+LineSpan LineQueue::Front() const noexcept {
+    return SpanAt(Onward({front, removedOfFront}));
+}
+
 void LineQueue::Announce(const LineSpan& span, std::uint64_t fileSize) noexcept {
-    announcement.place = FrontPlace();
+    announcement.place = Onward({front, removedOfFront});
     announcement.span = span;
     announcement.fileSize = fileSize;
     announcement.isOn.store(true, std::memory_order_release);
@@ -110,7 +112,7 @@ void LineQueue::Recycle(Block* block) noexcept {
 }
 
 void LineQueue::Remove(const LineSpan& span) noexcept {
-    const Place place = FrontPlace();
+    const Place place = Onward({front, removedOfFront});
     while (front != place.block) {
         Recycle(std::exchange(front, front->next.load(std::memory_order_acquire)));
     }
@@ -130,13 +132,14 @@ bool LineQueue::WasCutShort(LineSpan& announced, std::uint64_t& fileSize) const 
 
 LineSpan LineQueue::TakeAtTheEnd() noexcept {
     if (announcement.isOn.exchange(false)) {
-        front = announcement.place.block;
-        removedOfFront = announcement.place.line + announcement.span.count;
+        placeAtTheEnd = announcement.place;
+        placeAtTheEnd.line += announcement.span.count;
+    } else if (placeAtTheEnd.block == nullptr) {
+        placeAtTheEnd = {front, removedOfFront};
     }
-    const LineSpan span = Front();
-    const Place place = FrontPlace();
-    front = place.block;
-    removedOfFront = place.line + span.count;
+    placeAtTheEnd = Onward(placeAtTheEnd);
+    const LineSpan span = SpanAt(placeAtTheEnd);
+    placeAtTheEnd.line += span.count;
     return span;
 }
 

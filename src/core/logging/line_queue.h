@@ -91,7 +91,9 @@ private:
     };
 
     Block* MakeBlock(std::size_t lineSize);
-    Place FrontPlace() const noexcept;
+    /// The place of the oldest line from `place` on, if there is one.
+    static Place Onward(Place place) noexcept;
+    static LineSpan SpanAt(const Place& place) noexcept;
     void Recycle(Block* block) noexcept;
 
     // Each end on a cache line of its own.
@@ -103,6 +105,8 @@ private:
     alignas(64) Block* front;
     std::uint32_t removedOfFront = 0;
     Announcement announcement;
+    /// Where `TakeAtTheEnd` is; the blocks behind it stay as they are.
+    Place placeAtTheEnd{};
     std::atomic<std::uint64_t> removedLines = 0;
     std::atomic<std::uint64_t> removedBytes = 0;
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace core {
 
@@ -48,14 +49,15 @@ public:
         return *node.release();
     }
 
-    template <class Action>
-    void ForEach(Action&& action) const {
+    std::vector<Node*> All() const {
+        std::vector<Node*> all;
         for (const std::atomic<Node*>& bucket : buckets) {
-            for (Node* node = bucket.load(std::memory_order_acquire); node != nullptr;
-                 node = node->next) {
-                action(*node);
+            Node* node = bucket.load(std::memory_order_acquire);
+            for (; node != nullptr; node = node->next) {
+                all.push_back(node);
             }
         }
+        return all;
     }
 
 private:

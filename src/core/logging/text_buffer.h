@@ -19,7 +19,7 @@ public:
 
     void Append(std::string_view text) {
         Reserve(size + text.size());
-        std::memcpy(data + size, text.data(), text.size());
+        text.copy(data + size, text.size());
         size += text.size();
     }
     void Append(char c) {

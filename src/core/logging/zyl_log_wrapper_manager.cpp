@@ -155,16 +155,13 @@ void ZylLogWrapperManager::Write(const std::shared_ptr<BsFileChannel>& file) {
 }
 
 void ZylLogWrapperManager::FlushFiles() {
-    modules.ForEach([&](ZylLogWrapper& module) CORE_REQUIRES(logMutex) {
-        if (!module.File()) {
-            return;
+    for (ZylLogWrapper* const module : modules.All()) {
+        if (module->File() && worker != nullptr) {
+            worker->PostTask(new FlushTask(module->File()));
+        } else if (module->File()) {
+            module->File()->Flush();
         }
-        if (worker != nullptr) {
-            worker->PostTask(new FlushTask(module.File()));
-        } else {
-            module.File()->Flush();
-        }
-    });
+    }
 }
 
 void ZylLogWrapperManager::StopWorker() {
@@ -181,7 +178,9 @@ void ZylLogWrapperManager::StopWorker() {
 void ZylLogWrapperManager::SetLevel(int level) {
     const Lock lock(logMutex);
     defaultLevel = level;
-    modules.ForEach([&](ZylLogWrapper& module) { module.minLevel = level; });
+    for (ZylLogWrapper* const module : modules.All()) {
+        module->minLevel = level;
+    }
 }
 
 void ZylLogWrapperManager::SetLevel(const char* name, int level) {
@@ -202,8 +201,9 @@ void ZylLogWrapperManager::SetSinks(unsigned sinks) {
     // after the shutdown too; it may still create console channels.
     const Lock lock(logMutex);
     defaultSinks = sinks;
-    modules.ForEach([&](ZylLogWrapper& module)
-                        CORE_REQUIRES(logMutex) { module.ApplySinks(sinks); });
+    for (ZylLogWrapper* const module : modules.All()) {
+        module->ApplySinks(sinks);
+    }
 }
 
 void ZylLogWrapperManager::SetSinks(const char* name, unsigned sinks) {
@@ -265,11 +265,11 @@ void ZylLogWrapperManager::Shutdown() {
         if (IsForkedChild()) {
             return;
         }
-        modules.ForEach([&](ZylLogWrapper& module) CORE_REQUIRES(logMutex) {
-            if (module.File()) {
-                files.push_back(module.TakeFile());
+        for (ZylLogWrapper* const module : modules.All()) {
+            if (module->File()) {
+                files.push_back(module->TakeFile());
             }
-        });
+        }
     }
     StopWorker();
     // Closed by the last who holds them: us, now that no task is left.

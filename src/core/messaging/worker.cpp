@@ -35,6 +35,9 @@ namespace {
 /// How long the thread waits before it looks at the exit flag again, wake-up or not.
 constexpr std::chrono::seconds kLongestWait(1);
 
+/// How often the thread lets others run before it goes to sleep.
+constexpr int kYieldsBeforeWait = 20;
+
 /// Storage for more tasks than these is returned after a burst.
 constexpr std::size_t kKeptCapacity = 65'536;
 
@@ -108,6 +111,8 @@ private:
     std::vector<Task*> incoming CORE_GUARDED_BY(mutex);
     /// Tasks at the front of `incoming` that are taken already.
     std::size_t takenOfIncoming CORE_GUARDED_BY(mutex) = 0;
+    /// A guess, for those who look without the mutex.
+    std::atomic<bool> isIncomingEmpty = true;
 
     // See 2 and 3 above for who touches these, and how.
     std::vector<Task*> batch;
@@ -124,6 +129,7 @@ void TaskQueue::Post(Task* task) {
     }
     const bool wasEmpty = incoming.size() == takenOfIncoming;
     incoming.push_back(task);
+    isIncomingEmpty.store(false, std::memory_order_relaxed);
     // Behind another post, the wake-up of the one sleeper is on its way.
     if (sleepers > 1 || (sleepers == 1 && wasEmpty)) {
         wake.NotifyOne();
@@ -161,6 +167,7 @@ Task* TaskQueue::Take() {
     if (incoming.size() == takenOfIncoming) {
         incoming.clear();
         takenOfIncoming = 0;
+        isIncomingEmpty.store(true, std::memory_order_relaxed);
     }
     return task;
 }
@@ -171,10 +178,17 @@ void TaskQueue::Refill() {
         batch = std::vector<Task*>();
     }
     batch.swap(incoming);
+    isIncomingEmpty.store(true, std::memory_order_relaxed);
     nextInBatch.store(std::exchange(takenOfIncoming, 0), std::memory_order_relaxed);
 }
 
 Task* TaskQueue::WaitForTask(bool isOwnThread) {
+    // Busy posters are met again soon; until then, they need not wake anybody.
+    for (int i = 0; i < kYieldsBeforeWait && isIncomingEmpty.load(std::memory_order_relaxed) &&
+                    !hasExit.load(std::memory_order_relaxed);
+         ++i) {
+        std::this_thread::yield();
+    }
     Lock lock(mutex);
     const auto deadline = std::chrono::steady_clock::now() + kLongestWait;
     while (!hasExit.load() && IsEmpty()) {

@@ -85,8 +85,8 @@ IdentifierStatus GenerateSequentialIdentifier(std::array<std::uint8_t, 16>& byte
     StoreLittleEndian(bytes.data() + 6, time >> 48 | kVersion1, 2);
     bytes[8] = static_cast<std::uint8_t>(sequence >> 8 | kVariant);
     bytes[9] = static_cast<std::uint8_t>(sequence);
-    for (int i = 0; i < 6; ++i) {
-        bytes[static_cast<std::size_t>(10 + i)] = static_cast<std::uint8_t>(self >> (40 - 8 * i));
+    for (std::size_t i = 0; i < 6; ++i) {
+        bytes[10 + i] = static_cast<std::uint8_t>(self >> (40 - 8 * i));
     }
     return IdentifierStatus::Unique;
 }

@@ -97,7 +97,7 @@ bool ToNarrow(std::wstring_view wide, NarrowEncoding, std::string& narrow) {
     std::string converted;
     converted.reserve(wide.size());
     for (const wchar_t character : wide) {
-        const auto codePoint = static_cast<std::uint32_t>(character);
+        const std::uint32_t codePoint = static_cast<char32_t>(character);
         Encode(IsScalarValue(codePoint) ? codePoint : kReplacement, converted);
     }
     narrow = std::move(converted);
