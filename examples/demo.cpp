@@ -1,12 +1,14 @@
-// Samples animations that an editor would make, prints them frame by frame, and
-// draws them. The keyframes come from files; see data/README.md.
+// Samples animations that an editor would make, prints them frame by frame, draws
+// them, and logs what it does. The keyframes come from files; see data/README.md.
 
 #include "support/frame_table.h"
 #include "support/keyframe_table.h"
 #include "support/pictures.h"
 
+#include <core/logging/log.h>
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -22,17 +24,47 @@ namespace fs = std::filesystem;
 struct Request {
     std::vector<std::string> files;
     std::string outputFolder = "demo-pictures";
+    std::string logFolder;
     int every = 1;
     bool wantsPictures = true;
     bool wantsTables = true;
 };
 
+/// The demo's part of the log, module "demo", in files of their own. Without a folder
+/// nothing is logged.
+class DemoLog {
+public:
+    explicit DemoLog(const std::string& folder) : isOn(!folder.empty()) {
+        constexpr std::uint64_t kMaxFileBytes = 1 << 20;
+        constexpr std::uint64_t kMaxFiles = 3;
+        if (isOn) {
+            CoreLogSetLogSinkByModule(kModule, CORE_LOG_FILE);
+            CoreLogSetLogLevelByModule(kModule, CORE_LOG_INFO);
+            CoreLogSetFilePath(kModule, folder.c_str(), kMaxFileBytes, kMaxFiles);
+        }
+    }
+    void Write(int level, const char* tag, const std::string& text) const {
+        if (isOn) {
+            CoreLogPrintLog(kModule, level, tag, nullptr, nullptr, -1, "%s", text.c_str());
+        }
+    }
+
+private:
+    static constexpr char kModule[] = "demo";
+    bool isOn;
+};
+
 class Demo {
 public:
-    explicit Demo(Request what) : request(std::move(what)) {}
+    Demo(Request what, const DemoLog& where) : request(std::move(what)), log(where) {}
 
     void ShowFile(const std::string& file) {
         const example::KeyframeTable table = example::LoadKeyframeTable(file);
+        const auto [first, last] = example::FrameSpan(table);
+        log.Write(CORE_LOG_INFO, "table",
+                  fs::path(file).filename().string() + ": " + std::to_string(table.rows.size()) +
+                      " keyframes, frames " + std::to_string(first) + " to " +
+                      std::to_string(last));
         if (request.wantsTables) {
             std::cout << example::FrameTable(table, request.every) << '\n';
         }
@@ -68,9 +100,12 @@ private:
             throw std::runtime_error(path.generic_string() + ": cannot be written");
         }
         pictures.push_back(path.generic_string());
+        log.Write(CORE_LOG_INFO, "picture",
+                  fileName + ": " + std::to_string(svg.size()) + " bytes");
     }
 
     Request request;
+    const DemoLog& log;
     std::set<std::string> names;
     std::vector<std::string> pictures;
 };
@@ -95,6 +130,8 @@ int main(int argc, char** argv) {
                    "interpolation types");
     app.add_option("--out", request.outputFolder, "folder for the pictures, made if missing")
         ->capture_default_str();
+    app.add_option("--log", request.logFolder,
+                   "folder for a log of what is done, made if missing; without it there is none");
     app.add_option("--every", request.every, "print each N-th frame only")
         ->capture_default_str()
         ->check(CLI::Range(1, 1000000));
@@ -119,13 +156,15 @@ int main(int argc, char** argv) {
 
     const bool isOwnShow = request.files.empty();
     const std::vector<std::string> files = isOwnShow ? OwnFiles() : request.files;
-    Demo demo(request);
+    const DemoLog log(request.logFolder);
+    Demo demo(request, log);
     int status = 0;
-    const auto attempt = [&status](auto&& show) {
+    const auto attempt = [&](auto&& show) {
         try {
             show();
         } catch (const std::exception& error) {
             std::cerr << error.what() << '\n';
+            log.Write(CORE_LOG_ERROR, "demo", error.what());
             status = 1;
         }
     };
@@ -136,5 +175,6 @@ int main(int argc, char** argv) {
         attempt([&] { demo.ShowTypes(); });
     }
     demo.ListPictures();
+    log.Write(CORE_LOG_INFO, "demo", "ends with status " + std::to_string(status));
     return status;
 }
