@@ -3,6 +3,7 @@
 //
 //   log_process shutdown|return|exit|late DIRECTORY          writes
 //   log_process full DIRECTORY COMMAND                       writes, and makes room with COMMAND
+//   log_process beside DIRECTORY BLOCKED                     writes, and to BLOCKED in vain
 //   log_process check DIRECTORY                              reads; status 1 if a line is missing
 
 #include <core/logging/log.h>
@@ -115,6 +116,18 @@ int WriteToFull(const fs::path& directory, const char* makeRoom) {
     return 0;
 }
 
+/// Writes beside a module that has no place for its file.
+int WriteBeside(const fs::path& directory, const char* blocked) {
+    constexpr int kCount = 1000;
+    CoreLogSetFilePath("blocked", blocked, 0, 3);
+    for (int index = 0; index < kCount; ++index) {
+        CoreLogPrintLog("blocked", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "nowhere");
+        WriteLine(0, index);
+    }
+    WriteCounts(directory, {kCount});
+    return CoreLogGetLogSinkByModule("blocked") == 0 ? 0 : 1;
+}
+
 /// Logs when the process has left main.
 struct LateLogger {
     ~LateLogger() {
@@ -197,6 +210,9 @@ int main(int argc, char** argv) {
     CoreLogSetFilePath(kModule, argv[2], 0, 1'000);
     if (what == "full") {
         return argc < 4 ? 2 : WriteToFull(directory, argv[3]);
+    }
+    if (what == "beside") {
+        return argc < 4 ? 2 : WriteBeside(directory, argv[3]);
     }
     std::vector<int> counts = WriteFromThreads(directory);
     int& ofFirst = counts.front();
