@@ -1,11 +1,12 @@
 // Text to numbers.
 //
-// A double is read as w 10^q with the first 19 digits as the integer w. One or two
-// products with the power of five give it correctly rounded (W. D. Clinger, "How to
-// read floating point numbers accurately", PLDI 1990, says what that takes; the method
-// is D. Lemire's, "Number parsing at a gigabyte per second", 2021). Where there are
-// more digits, w and w + 1 enclose the number; when both round to the same double, that
-// is the answer, and otherwise the standard library weighs all digits.
+// A double is read as w 10^q with the first 19 digits as the integer w. Where w and
+// 10^-q are doubles themselves, their quotient is the answer (W. D. Clinger, "How to read
+// floating point numbers accurately", PLDI 1990); else one or two products with a power
+// of five give it (D. Lemire, "Number parsing at a gigabyte per second", Software:
+// Practice and Experience 51, 2021). Where there are more digits, w and w + 1 enclose
+// the number; when both round to the same double, that is the answer, and otherwise the
+// standard library weighs all digits.
 
 #include "core/data/number_text.h"
 #include "core/data/powers_of_five.h"
@@ -16,7 +17,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <limits>
 
 namespace core {
 namespace {
@@ -25,8 +25,14 @@ static_assert(std::endian::native == std::endian::little, "digits are read as wh
 
 constexpr PowersOfFive kPowersOfFive = MakePowersOfFive();
 
+/// The powers of ten that are doubles.
+constexpr std::array<double, 23> kTenTo = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                           1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                           1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
 constexpr std::uint64_t kInfinity = 0x7FF0000000000000;
 constexpr std::uint64_t kSmallestNormal = 0x0010000000000000;
+constexpr std::uint64_t kMostSigned = 0x7FFFFFFFFFFFFFFF;
 /// That many digits always fit 64 bits.
 constexpr int kDigitsOfWord = 19;
 
@@ -48,10 +54,11 @@ std::uint64_t ValueOf(std::uint64_t digits) noexcept {
     return (high + low) >> 32;
 }
 
+constexpr std::array<std::uint32_t, 8> kPowersOfTen = {1,      10,      100,       1'000,
+                                                       10'000, 100'000, 1'000'000, 10'000'000};
+
 /// Appends the digits from `text` on to `w`, modulo 2^64; answers where they end.
 inline const char* ReadDigits(const char* text, const char* limit, std::uint64_t& w) noexcept {
-    constexpr std::array<std::uint32_t, 8> kPowersOfTen = {1,      10,      100,       1'000,
-                                                           10'000, 100'000, 1'000'000, 10'000'000};
     while (limit - text >= 8) {
         std::uint64_t bytes = 0;
         std::memcpy(&bytes, text, 8);
@@ -80,6 +87,18 @@ struct Rounded {
     std::uint64_t bits;
     bool isExactlyRounded;
 };
+
+/// Both w and 10^-q are doubles, so that their quotient is rounded once.
+bool IsOneQuotient(std::uint64_t w, std::int64_t q) noexcept {
+    constexpr std::uint64_t kAllDoublesUpTo = std::uint64_t{1} << 53;
+    return w <= kAllDoublesUpTo && q <= 0 && q > -static_cast<std::int64_t>(kTenTo.size());
+}
+
+std::uint64_t Quotient(std::uint64_t w, std::int64_t q) noexcept {
+    const double divisor = kTenTo[static_cast<std::size_t>(-q)];
+    return std::bit_cast<std::uint64_t>(static_cast<double>(static_cast<std::int64_t>(w)) /
+                                        divisor);
+}
 
 /// The double nearest to w 10^q.
 Rounded Nearest(std::uint64_t w, std::int64_t q) noexcept {
@@ -136,6 +155,10 @@ struct Parts {
     /// Of the last digit.
     std::int64_t power;
 };
+
+bool IsZero(const Parts& parts) noexcept {
+    return std::all_of(parts.digits, parts.digitsEnd, [](char c) { return c == '0' || c == '.'; });
+}
 
 /// The double nearest to a number of more than 19 digits.
 std::uint64_t NearestOfMany(const Parts& parts) noexcept {
@@ -195,78 +218,86 @@ std::int64_t ReadExponent(const char*& p) noexcept {
     return isNegative ? -exponent : exponent;
 }
 
-}  // namespace
-
-NumberReading ReadNumber(const char* text, const char* limit) noexcept {
-    const bool isNegative = *text == '-';
-    Parts parts{};
-    parts.digits = text + (isNegative ? 1 : 0);
-    std::uint64_t w = 0;
-    const char* p = ReadDigits(parts.digits, limit, w);
-    std::ptrdiff_t count = p - parts.digits;
-    if (count == 0) {
-        return {text, NumberKind::None, 0};
-    }
-
-    // An integer of many digits, less its leading zeros.
-    constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    const std::uint64_t most = isNegative ? kMost + 1 : kMost;
-    bool isUnsigned = false;
-    bool isBeyondUnsigned = false;
-    if (count >= kDigitsOfWord) {
-        const char* first = parts.digits;
-        while (first != p && *first == '0') {
-            ++first;
-        }
-        const std::ptrdiff_t significant = p - first;
-        // 20 digits fit when the number modulo 2^64 is still one of 20 digits.
-        isBeyondUnsigned =
-            significant > kDigitsOfWord + 1 ||
-            (significant == kDigitsOfWord + 1 && (*first > '1' || w < 10'000'000'000'000'000'000U));
-        isUnsigned = isBeyondUnsigned || w > most;
-        if (isUnsigned) {
-            errno = ERANGE;
-        }
-    }
-
-    if (*p != '.' && *p != 'e' && *p != 'E') {
-        if (isUnsigned && isNegative) {
-            return {p, NumberKind::Signed, most};
-        }
-        // Kept on purpose: errno counts as callers left it, so that a conversion that
-        // failed long ago makes the largest signed number an unsigned one.
-        if (isUnsigned || (w == kMost && !isNegative && errno == ERANGE)) {
-            return {p, NumberKind::Unsigned, isBeyondUnsigned ? ~std::uint64_t{0} : w};
-        }
-        return {p, NumberKind::Signed, isNegative ? 0 - w : w};
-    }
-
+/// The number at `text`, whose digits before any point are `digits` to `p`: a double.
+inline NumberReading ReadDouble(const char* text, const char* digits, const char* p,
+                                const char* limit, std::uint64_t w) noexcept {
+    Parts parts{digits, p, p, 0};
+    std::ptrdiff_t count = p - digits;
     if (*p == '.') {
         const char* const fraction = p + 1;
         p = ReadDigits(fraction, limit, w);
+        parts.digitsEnd = p;
         parts.power = fraction - p;
         count -= parts.power;
     }
-    parts.digitsEnd = p;
-    if (*p == 'e' || *p == 'E') {
+    if ((*p | 0x20) == 'e') {
         parts.power += ReadExponent(p);
     }
     parts.end = p;
 
-    std::uint64_t bits = 0;
     Rounded rounded{0, false};
-    if (count <= kDigitsOfWord) {
-        rounded = Nearest(w, parts.power);
+    if (count <= kDigitsOfWord) [[likely]] {
+        rounded = IsOneQuotient(w, parts.power) ? Rounded{Quotient(w, parts.power), true}
+                                                : Nearest(w, parts.power);
     }
-    bits = rounded.isExactlyRounded ? rounded.bits : NearestOfMany(parts);
-    if (bits == kInfinity || bits < kSmallestNormal) {
-        const bool isZero =
-            std::all_of(parts.digits, parts.digitsEnd, [](char c) { return c == '0' || c == '.'; });
-        if (!isZero) {
-            errno = ERANGE;
+    if (!rounded.isExactlyRounded) {
+        rounded.bits = NearestOfMany(parts);
+    }
+    const bool isFiniteNormal = rounded.bits - kSmallestNormal < kInfinity - kSmallestNormal;
+    if (!isFiniteNormal && !IsZero(parts)) {
+        errno = ERANGE;
+    }
+    const std::uint64_t sign = *text == '-' ? std::uint64_t{1} << 63 : 0;
+    return {p, NumberKind::Double, rounded.bits | sign};
+}
+
+/// What `strtoll` and `strtoull` make of the digits before any point.
+struct Integer {
+    NumberKind kind;
+    std::uint64_t bits;
+};
+
+/// The integer of `digits` to `end`, which is `w` modulo 2^64.
+Integer ReadLongInteger(bool isNegative, const char* digits, const char* end,
+                        std::uint64_t w) noexcept {
+    digits = std::find_if(digits, end, [](char c) { return c != '0'; });
+    // 20 digits fit when the number modulo 2^64 still has 20 digits.
+    const std::ptrdiff_t count = end - digits;
+    const bool fits = count <= kDigitsOfWord || (count == kDigitsOfWord + 1 && *digits == '1' &&
+                                                 w >= 10'000'000'000'000'000'000U);
+    const std::uint64_t most = kMostSigned + (isNegative ? 1 : 0);
+    if (!fits || w > most) {
+        errno = ERANGE;
+        if (isNegative) {
+            return {NumberKind::Signed, most};
         }
+        return {NumberKind::Unsigned, fits ? w : ~std::uint64_t{0}};
     }
-    return {p, NumberKind::Double, bits | (std::uint64_t{isNegative} << 63)};
+    // Kept on purpose: errno counts as callers left it, so that a conversion that
+    // failed long ago makes the largest signed number an unsigned one.
+    const bool isUnsigned = w == kMostSigned && !isNegative && errno == ERANGE;
+    return {isUnsigned ? NumberKind::Unsigned : NumberKind::Signed, isNegative ? 0 - w : w};
+}
+
+}  // namespace
+
+NumberReading ReadNumber(const char* text, const char* limit) noexcept {
+    const bool isNegative = *text == '-';
+    const char* const digits = text + (isNegative ? 1 : 0);
+    std::uint64_t w = 0;
+    const char* const end = ReadDigits(digits, limit, w);
+    const std::ptrdiff_t count = end - digits;
+    if (count == 0) {
+        return {text, NumberKind::None, 0};
+    }
+    Integer integer{NumberKind::Signed, isNegative ? 0 - w : w};
+    if (count >= kDigitsOfWord) [[unlikely]] {
+        integer = ReadLongInteger(isNegative, digits, end, w);
+    }
+    if (*end == '.' || *end == 'e' || *end == 'E') {
+        return ReadDouble(text, digits, end, limit, w);
+    }
+    return {end, integer.kind, integer.bits};
 }
 
 }  // namespace core

@@ -1,8 +1,7 @@
 #pragma once
 
-// Numbers as they stand in JSON text. The decimal point is always "."; neither
-// the locale nor the rounding mode has a say. All functions are safe from any
-// thread and allocate nothing.
+// Numbers as they stand in JSON text. The decimal point is always ".", whatever the
+// locale. All functions are safe from any thread and allocate nothing.
 
 #include <cstddef>
 #include <cstdint>
