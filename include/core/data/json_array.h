@@ -108,6 +108,8 @@ public:
 private:
     friend struct detail::JsonNodes;
 
+    template <class Fill>
+    JsonElem& Append(Fill fill);
     bool EraseAfter(JsonElem* before) noexcept;
 
     JsonAllocator* allocator;

@@ -133,6 +133,11 @@ public:
 private:
     friend struct detail::JsonNodes;
 
+    template <class Name, class Fill>
+    JsonMember& Append(const Name& name, Fill fill);
+    template <class IsIt>
+    bool EraseFirst(IsIt isIt) noexcept;
+
     JsonAllocator* allocator;
     std::int32_t count;
     JsonMember* first;

@@ -57,7 +57,6 @@ private:
         return chunkSize - static_cast<std::size_t>(cursor - ChunkStart());
     }
     char* ChunkStart() const noexcept { return static_cast<char*>(static_cast<void*>(chunk)); }
-    void SetSizes(std::size_t block, std::size_t threshold) noexcept;
     void AddChunk();
     void* AllocElsewhere(std::size_t size, std::size_t align);
     void* AllocBig(std::size_t size, std::size_t align);
@@ -171,7 +170,6 @@ private:
     }
     void* AllocLarge(std::size_t size);
     void DeallocLarge(void* pointer) noexcept;
-    void Release() noexcept;
 
     FreeBlock* freeBlocks[kBuckets];
     LargeBlock* largeBlocks;
