@@ -85,6 +85,12 @@ struct JsonNodes {
         return *value.payload.string;
     }
 
+    /// Gives a number, or another scalar, to a value that owns no node.
+    static void SetScalar(JsonValue& value, std::int32_t kind, std::uint64_t bits) noexcept {
+        value.kind = kind;
+        value.payload.unsigned64 = bits;
+    }
+
     static JsonString& Name(JsonMember& member) noexcept { return *member.name; }
     static const JsonString& Name(const JsonMember& member) noexcept { return *member.name; }
 
