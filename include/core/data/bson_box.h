@@ -6,6 +6,10 @@
 
 namespace core {
 
+namespace detail {
+struct BsonRoom;
+}  // namespace detail
+
 /// Bytes of packed data that this object owns; what `BsonPacker::Take` answers.
 ///
 /// Copying copies the bytes, and a box that was moved from is empty. A plain value:
@@ -28,11 +32,7 @@ public:
     std::size_t Size() const noexcept { return static_cast<std::size_t>(end - begin); }
 
 private:
-    friend class BsonPacker;
-
-    std::size_t Capacity() const noexcept { return static_cast<std::size_t>(limit - begin); }
-    /// Moves the bytes to a buffer of exactly this size.
-    void Reallocate(std::size_t capacity);
+    friend struct detail::BsonRoom;
 
     unsigned char* begin = nullptr;
     unsigned char* end = nullptr;

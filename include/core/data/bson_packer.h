@@ -61,11 +61,6 @@ public:
     BsonBox Take() noexcept;
 
 private:
-    friend struct BsonPackerAccess;
-
-    /// Where to write, with room for at least `size` bytes.
-    unsigned char* RoomFor(std::size_t size);
-    void GrowFor(std::size_t size);
     BsonPacker& WriteText(const char* text, std::size_t size);
     template <class Encode>
     BsonPacker& Write(Encode&& encode);

@@ -1,8 +1,13 @@
 #include <core/data/bson_box.h>
 
+#include "core/data/bson_room.h"
+
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 namespace core {
@@ -11,7 +16,7 @@ BsonBox::BsonBox() noexcept = default;
 
 BsonBox::BsonBox(const unsigned char* data, std::size_t size) {
     if (data != nullptr && size > 0) {
-        Reallocate(size);
+        detail::BsonRoom::Reserve(*this, size);
         std::memcpy(begin, data, size);
         end = begin + size;
     }
@@ -43,15 +48,39 @@ BsonBox::~BsonBox() {
     std::free(begin);
 }
 
-void BsonBox::Reallocate(std::size_t capacity) {
-    const std::size_t size = Size();
-    auto* const moved = static_cast<unsigned char*>(std::realloc(begin, capacity));
+namespace detail {
+namespace {
+
+/// The largest box: sizes are differences of pointers.
+constexpr std::size_t kMaxSize = std::numeric_limits<std::ptrdiff_t>::max();
+
+}  // namespace
+
+void BsonRoom::Reserve(BsonBox& box, std::size_t capacity) {
+    if (capacity > kMaxSize) {
+        throw std::length_error("BsonBox: too large");
+    }
+    if (capacity <= Capacity(box)) {
+        return;
+    }
+    const std::size_t size = box.Size();
+    auto* const moved = static_cast<unsigned char*>(std::realloc(box.begin, capacity));
     if (moved == nullptr) {
         throw std::bad_alloc();
     }
-    begin = moved;
-    end = begin + size;
-    limit = begin + capacity;
+    box.begin = moved;
+    box.end = moved + size;
+    box.limit = moved + capacity;
 }
+
+void BsonRoom::Grow(BsonBox& box, std::size_t size) {
+    if (size > kMaxSize - box.Size()) {
+        throw std::length_error("BsonBox: too large");
+    }
+    const std::size_t half = std::min(Capacity(box) / 2, kMaxSize - Capacity(box));
+    Reserve(box, std::max(box.Size() + size, Capacity(box) + half));
+}
+
+}  // namespace detail
 
 }  // namespace core

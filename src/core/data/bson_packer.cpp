@@ -1,39 +1,19 @@
 #include <core/data/bson_packer.h>
 
+#include "core/data/bson_room.h"
 #include "core/data/bson_wire.h"
 
-#include <algorithm>
 #include <cstring>
-#include <limits>
 #include <stdexcept>
 #include <utility>
 
 namespace core {
-namespace {
 
-/// The largest box: sizes are differences of pointers.
-constexpr std::size_t kMaxSize = std::numeric_limits<std::ptrdiff_t>::max();
-
-}  // namespace
-
-void BsonPacker::GrowFor(std::size_t size) {
-    if (size > kMaxSize - box.Size()) {
-        throw std::length_error("BsonPacker: too large");
-    }
-    const std::size_t half = std::min(box.Capacity() / 2, kMaxSize - box.Capacity());
-    box.Reallocate(std::max(box.Size() + size, box.Capacity() + half));
-}
-
-inline unsigned char* BsonPacker::RoomFor(std::size_t size) {
-    if (static_cast<std::size_t>(box.limit - box.end) < size) {
-        GrowFor(size);
-    }
-    return box.end;
-}
+using detail::BsonRoom;
 
 template <class Encode>
 inline BsonPacker& BsonPacker::Write(Encode&& encode) {
-    box.end = encode(RoomFor(wire::kMaxNumber));
+    BsonRoom::SetEnd(box, encode(BsonRoom::For(box, wire::kMaxNumber)));
     return *this;
 }
 
@@ -41,11 +21,12 @@ BsonPacker& BsonPacker::WriteText(const char* text, std::size_t size) {
     if (size > wire::kMaxText) {
         throw std::length_error("BsonPacker: text too long");
     }
-    unsigned char* const at = wire::TextHeader(RoomFor(wire::kMaxNumber + size), size);
+    unsigned char* const room = BsonRoom::For(box, wire::kMaxNumber + size);
+    unsigned char* const at = wire::TextHeader(room, size);
     if (size > 0) {
         std::memcpy(at, text, size);
     }
-    box.end = at + size;
+    BsonRoom::SetEnd(box, at + size);
     return *this;
 }
 
@@ -114,16 +95,11 @@ BsonPacker& BsonPacker::operator<<(BsonTupleSize size) {
 }
 
 void BsonPacker::Reserve(std::size_t size) {
-    if (size > kMaxSize) {
-        throw std::length_error("BsonPacker: too large");
-    }
-    if (size > box.Capacity()) {
-        box.Reallocate(size);
-    }
+    BsonRoom::Reserve(box, size);
 }
 
 void BsonPacker::Clear() noexcept {
-    box.end = box.begin;
+    BsonRoom::SetEnd(box, BsonRoom::Begin(box));
 }
 
 BsonBox BsonPacker::Take() noexcept {
