@@ -40,6 +40,8 @@ public:
         hasFailed = item.kind == 0;
         return item;
     }
+    /// From now on there are no items.
+    void Fail() { hasFailed = true; }
     bool IsAtEnd() const { return at == bytes.size(); }
 
 private:
