@@ -36,5 +36,6 @@
 #include <core/foundation/uuid.h>
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
+#include <core/logging/pref_trace.h>
 #include <core/messaging/worker.h>
 #include <core/version.h>
