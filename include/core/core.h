@@ -19,6 +19,7 @@
 #include <core/data/json_allocator.h>
 #include <core/data/json_array.h>
 #include <core/data/json_bad_access.h>
+#include <core/data/json_bson.h>
 #include <core/data/json_doc.h>
 #include <core/data/json_iterator.h>
 #include <core/data/json_object.h>
