@@ -3,7 +3,6 @@
 #include <core/export.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <new>
@@ -18,25 +17,25 @@ namespace detail {
 /// What the buses know of a type of events. Types are told apart by their names, so
 /// that two modules that both know a type reach each other, whether or not their
 /// loaders see one type in both. A type that is local to one source file has no name
-/// for others: it goes by the place of its description.
+/// for others and is told apart by its description's address.
 struct EventType {
-    const char* name;
-    const void* place;
-    std::uint64_t hash;
+    const std::type_info* description;
     std::size_t size;
     std::size_t alignment;
     void (*destroy)(void* event);
 };
 
-CORE_API EventType DescribeEvent(const std::type_info& type, std::size_t size,
-                                 std::size_t alignment, void (*destroy)(void* event)) noexcept;
-
 template <class E>
-const EventType& EventTypeOf() {
+void DestroyEvent(void* event) {
+    static_cast<E*>(event)->~E();
+}
+
+/// A constant: one that is made on first use would be found half made across modules.
+template <class E>
+const EventType& EventTypeOf() noexcept {
     static_assert(std::is_same_v<E, std::decay_t<E>>, "an event is a value: no const, no &");
-    static const EventType type = DescribeEvent(typeid(E), sizeof(E), alignof(E),
-                                                [](void* event) { static_cast<E*>(event)->~E(); });
-    return type;
+    static constexpr EventType kType{&typeid(E), sizeof(E), alignof(E), &DestroyEvent<E>};
+    return kType;
 }
 
 class CORE_API EventListener {

@@ -16,7 +16,7 @@ struct SimpleMessage {
     std::int64_t param2 = 0;
     std::int64_t param3 = 0;
     /// Shared with whoever else keeps it; released outside every lock of the bus.
-    std::shared_ptr<void> payload;
+    std::shared_ptr<void> payload{};
 };
 
 /// Base of the messages that a VersatileMsgBus carries by handle: derive from it to

@@ -14,14 +14,6 @@
 namespace core {
 namespace {
 
-const char* TextOf(const std::string& name) {
-    return name.c_str();
-}
-
-const char* TextOf(const char* name) {
-    return name;
-}
-
 /// Whether other source files may have another type of this name: a type in an unnamed
 /// namespace or in a function that no other file sees.
 bool IsLocal(const char* name) {
@@ -37,7 +29,8 @@ bool IsLocal(const char* name) {
 
 void ReportThrow(const detail::EventType& type, const char* what) noexcept {
     char text[300];
-    std::snprintf(text, sizeof text, "a listener of \"%.100s\" threw: %.150s", type.name, what);
+    std::snprintf(text, sizeof text, "a listener of \"%.100s\" threw: %.150s",
+                  type.description->name(), what);
     Report(ReportLevel::Error, "core", text);
 }
 
@@ -46,17 +39,6 @@ void ReportThrow(const detail::EventType& type, const char* what) noexcept {
 namespace detail {
 
 EventListener::~EventListener() = default;
-
-EventType DescribeEvent(const std::type_info& type, std::size_t size, std::size_t alignment,
-                        void (*destroy)(void* event)) noexcept {
-    const char* const name = type.name();
-    // FNV-1a.
-    std::uint64_t hash = 0xCBF29CE484222325;
-    for (const char* at = name; *at != '\0'; ++at) {
-        hash = (hash ^ static_cast<unsigned char>(*at)) * 0x100000001B3;
-    }
-    return {name, IsLocal(name) ? &type : nullptr, hash, size, alignment, destroy};
-}
 
 }  // namespace detail
 
@@ -97,15 +79,22 @@ void Delivery::Run(const detail::EventType& type, const void* event) const {
     }
 }
 
-template <class A, class B>
-bool ListenerRegistry::InOrder::operator()(const A& a, const B& b) const noexcept {
-    if (a.hash != b.hash) {
-        return a.hash < b.hash;
-    }
-    if (a.place != b.place) {
-        return std::less<const void*>()(a.place, b.place);
-    }
-    return std::strcmp(TextOf(a.name), TextOf(b.name)) < 0;
+bool ListenerRegistry::InOrder::operator()(const Key& a, const Key& b) const noexcept {
+    const int order = a.name.compare(b.name);
+    return order != 0 ? order < 0 : std::less<>()(a.place, b.place);
+}
+
+// Equal names are both local or both not.
+bool ListenerRegistry::InOrder::operator()(const Key& a, const std::type_info& b) const noexcept {
+    const int order = std::strcmp(a.name.c_str(), b.name());
+    return order != 0 ? order < 0
+                      : a.place != nullptr && std::less<>()(a.place, static_cast<const void*>(&b));
+}
+
+bool ListenerRegistry::InOrder::operator()(const std::type_info& a, const Key& b) const noexcept {
+    const int order = std::strcmp(a.name(), b.name.c_str());
+    return order != 0 ? order < 0
+                      : b.place != nullptr && std::less<>()(static_cast<const void*>(&a), b.place);
 }
 
 Channel& ListenerRegistry::Writable(std::shared_ptr<Channel>& channel) {
@@ -118,10 +107,11 @@ Channel& ListenerRegistry::Writable(std::shared_ptr<Channel>& channel) {
 }
 
 void ListenerRegistry::Add(const detail::EventType& type, std::shared_ptr<Listener> listener) {
-    auto at = channels.find(type);
+    auto at = channels.find(*type.description);
     if (at == channels.end()) {
-        at = channels.emplace(Key{type.hash, type.place, type.name}, std::make_shared<Channel>())
-                 .first;
+        const char* const name = type.description->name();
+        const void* const place = IsLocal(name) ? type.description : nullptr;
+        at = channels.emplace(Key{name, place}, std::make_shared<Channel>()).first;
     }
     Writable(at->second).listeners.push_back(std::move(listener));
 }
@@ -157,7 +147,7 @@ ListenerRegistry ListenerRegistry::TakeAll() noexcept {
 }
 
 std::shared_ptr<Channel> ListenerRegistry::Find(const detail::EventType& type) const {
-    const auto at = channels.find(type);
+    const auto at = channels.find(*type.description);
     return at != channels.end() ? at->second : nullptr;
 }
 

@@ -3,10 +3,10 @@
 #include <core/messaging/event_bus.h>
 
 #include <atomic>
-#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 namespace core {
@@ -64,14 +64,14 @@ public:
 
 private:
     struct Key {
-        std::uint64_t hash;
-        const void* place;
-        std::string name;  // its own: a module may be gone, and its texts with it
+        std::string name;   // its own: a module may be gone, and its texts with it
+        const void* place;  // the description of a type that is local to a file, or null
     };
     struct InOrder {
         using is_transparent = void;
-        template <class A, class B>
-        bool operator()(const A& a, const B& b) const noexcept;
+        bool operator()(const Key& a, const Key& b) const noexcept;
+        bool operator()(const Key& a, const std::type_info& b) const noexcept;
+        bool operator()(const std::type_info& a, const Key& b) const noexcept;
     };
 
     static Channel& Writable(std::shared_ptr<Channel>& channel);

@@ -6,6 +6,7 @@
 #include "core/messaging/message_queue.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <exception>
 #include <system_error>
 #include <thread>
@@ -69,15 +70,21 @@ private:
 
 namespace {
 
+void ReportThrow(const char* function, const char* what) noexcept {
+    char text[200];
+    std::snprintf(text, sizeof text, "a message loop's %s threw: %.150s", function, what);
+    Report(ReportLevel::Error, "core", text);
+}
+
 /// Runs what a caller has overridden; what it throws ends in the log.
 template <class Call>
 void Guarded(const char* function, Call&& call) noexcept {
     try {
         call();
     } catch (const std::exception& error) {
-        Report(ReportLevel::Error, "core", error.what(), function);
+        ReportThrow(function, error.what());
     } catch (...) {
-        Report(ReportLevel::Error, "core", "unknown exception", function);
+        ReportThrow(function, "something that is no exception");
     }
 }
 
