@@ -165,6 +165,7 @@ TEST_F(MessageLoops, KeepNothingOfAHandledMessage) {
         std::this_thread::yield();
     }
     bus->Close();
+    loop->WaitExit();
 }
 
 TEST_F(MessageLoops, GoOnAfterAHandlerThatThrows) {
