@@ -26,6 +26,8 @@ struct RoundResult {
 RoundResult RunLogRound(const std::string& contestant, int threads, bool isCallTimed,
                         const std::string& folder);
 RoundResult RunWorkerRound(const std::string& contestant, int threads);
+/// Some producers and one consumer; without a producer, a round trip of two threads.
+RoundResult RunQueueRound(const std::string& contestant, int producers);
 
 using WallClock = std::chrono::steady_clock;
 

@@ -38,5 +38,9 @@
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
 #include <core/logging/pref_trace.h>
+#include <core/messaging/event_bus.h>
+#include <core/messaging/message.h>
+#include <core/messaging/message_loop.h>
+#include <core/messaging/msg_bus.h>
 #include <core/messaging/worker.h>
 #include <core/version.h>

@@ -1,0 +1,214 @@
+#pragma once
+
+#include <core/export.h>
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+
+namespace core {
+
+namespace detail {
+
+/// What the buses know of a type of events. Types are told apart by their names, so
+/// that two modules that both know a type reach each other, whether or not their
+/// loaders see one type in both. A type that is local to one source file has no name
+/// for others and is told apart by its description's address.
+struct EventType {
+    const std::type_info* description;
+    std::size_t size;
+    std::size_t alignment;
+    void (*destroy)(void* event);
+};
+
+template <class E>
+void DestroyEvent(void* event) {
+    static_cast<E*>(event)->~E();
+}
+
+/// A constant: one that is made on first use would be found half made across modules.
+template <class E>
+const EventType& EventTypeOf() noexcept {
+    static_assert(std::is_same_v<E, std::decay_t<E>>, "an event is a value: no const, no &");
+    static constexpr EventType kType{&typeid(E), sizeof(E), alignof(E), &DestroyEvent<E>};
+    return kType;
+}
+
+class CORE_API EventListener {
+public:
+    virtual ~EventListener();
+    virtual void Hear(const void* event) = 0;
+};
+
+template <class E>
+class ListenerOf final : public EventListener {
+public:
+    explicit ListenerOf(std::function<void(const E&)> function) : hear(std::move(function)) {}
+    void Hear(const void* event) override { hear(*static_cast<const E*>(event)); }
+
+private:
+    std::function<void(const E&)> hear;
+};
+
+/// Null for an empty function.
+template <class E>
+std::unique_ptr<EventListener> MakeListener(std::function<void(const E&)> function) {
+    return function ? std::make_unique<ListenerOf<E>>(std::move(function)) : nullptr;
+}
+
+}  // namespace detail
+
+/// Publish and subscribe, with one thread on which all listeners run.
+///
+///     struct Saved { std::string path; };
+///
+///     core::AsyncEventBus bus;
+///     const int token = bus.listen<Saved>([](const Saved& saved) { Show(saved.path); });
+///     bus.post(Saved{"a.mp4"});
+///     bus.unlistenAll(token);
+///
+/// An event is a value of any type that can be moved. It reaches the listeners of
+/// exactly its type, in the order in which they began to listen; events come one at a
+/// time, in the order of their posts. A listener that throws is reported to the log, and
+/// the others run. Events of up to 112 bytes are queued without allocation once the queue
+/// has had its length.
+///
+/// Listening, `unlistenAll` and posting are safe from any thread, listeners included, and
+/// never wait for a listener. Changes reach the listeners' thread through a queue: they
+/// apply to every event that their caller posts afterwards, and to waiting events at the
+/// earliest from the next pass over the queue on; never in the middle of an event.
+///
+/// A module may be unloaded when its events are delivered and its listeners released.
+class CORE_API AsyncEventBus {
+public:
+    /// Starts the thread. When none can be started, this is written to the standard
+    /// output, and the bus stays without: somebody has to call `consume`.
+    AsyncEventBus();
+
+    /// Ends the pass in progress, then drops the events, changes and listeners that are
+    /// left. No listener runs afterwards.
+    ///
+    /// From one of its own listeners: that listener is the last one to run, and the
+    /// thread ends by itself once it returns.
+    ~AsyncEventBus();
+    AsyncEventBus(const AsyncEventBus&) = delete;
+    AsyncEventBus& operator=(const AsyncEventBus&) = delete;
+
+    /// Makes `listener` hear events of type E. Answers a new token for its owner, from 1
+    /// on. An empty function hears nothing.
+    template <class E>
+    int listen(std::function<void(const E&)> listener) {
+        return listen<E>(newToken(), std::move(listener));
+    }
+
+    /// The same for an owner that has a token; answers that.
+    template <class E>
+    int listen(int token, std::function<void(const E&)> listener) {
+        addListener(token, detail::EventTypeOf<E>(), detail::MakeListener(std::move(listener)));
+        return token;
+    }
+
+    /// Queues `event` for its listeners, moved into the queue.
+    template <class E>
+    void post(E event) {
+        void* const place = reserveEvent(detail::EventTypeOf<E>());
+        try {
+            ::new (place) E(std::move(event));
+        } catch (...) {
+            cancelEvent(place);
+            throw;
+        }
+        postEvent(place);
+    }
+
+    /// Removes every listener of this token, soon: their functions are released on the
+    /// listeners' thread, also when no event comes. Until then they may still hear
+    /// events that were posted before.
+    void unlistenAll(int token);
+
+    /// Events that wait for delivery.
+    int getQueueEventCount();
+
+    /// What the bus's thread runs: delivers until the bus is destroyed. On another
+    /// thread it waits for that one to end first; in a listener it returns at once.
+    void consume();
+
+private:
+    class Impl;
+
+    int newToken();
+    void addListener(int token, const detail::EventType& type,
+                     std::unique_ptr<detail::EventListener> listener);
+    void* reserveEvent(const detail::EventType& type);
+    void cancelEvent(void* place) noexcept;
+    void postEvent(void* place);
+
+    std::shared_ptr<Impl> p_impl;
+};
+
+/// Publish and subscribe on the caller's thread: `post` returns when every listener has
+/// heard the event.
+///
+/// Members and listeners are as on AsyncEventBus, but changes take effect at once: a
+/// listener that is removed, by itself or by another one, hears nothing more, one that
+/// is added hears the posts from then on. A listener may listen, unlisten, post, and
+/// destroy the bus, which is then the last that happens to it.
+///
+/// Safe from any thread. No lock is held while a listener runs, so posts on two threads
+/// may run one listener twice at a time, and a listener may still be running when
+/// another thread's `unlistenAll` returns.
+class CORE_API EventBus {
+public:
+    EventBus();
+    ~EventBus();
+    EventBus(const EventBus&) = delete;
+    EventBus& operator=(const EventBus&) = delete;
+
+    template <class E>
+    int listen(std::function<void(const E&)> listener) {
+        return listen<E>(newToken(), std::move(listener));
+    }
+
+    template <class E>
+    int listen(int token, std::function<void(const E&)> listener) {
+        addListener(token, detail::EventTypeOf<E>(), detail::MakeListener(std::move(listener)));
+        return token;
+    }
+
+    template <class E>
+    void post(E event) {
+        postEvent(detail::EventTypeOf<E>(), std::addressof(event));
+    }
+
+    /// Removes every listener of this token and releases their functions, but for those
+    /// that are running: they are released when they return.
+    void unlistenAll(int token);
+
+private:
+    class Impl;
+
+    int newToken();
+    void addListener(int token, const detail::EventType& type,
+                     std::unique_ptr<detail::EventListener> listener);
+    void postEvent(const detail::EventType& type, const void* event);
+
+    std::unique_ptr<Impl> p_impl;
+};
+
+/// The process's one AsyncEventBus, made by the first call.
+///
+/// Making and releasing it takes no lock: the first call and the release must not meet
+/// other calls. It is not destroyed at the end of the process.
+CORE_API AsyncEventBus& GetGlobalEventBus();
+/// Destroys it, if it is there; the next call makes a fresh one, with tokens from 1 on.
+CORE_API void ReleaseGlobalEventBus();
+
+/// The same for the one EventBus.
+CORE_API EventBus& GetGlobalSyncEventBus();
+CORE_API void ReleaseGlobalSyncEventBus();
+
+}  // namespace core
