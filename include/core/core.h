@@ -21,4 +21,5 @@
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
 #include <core/messaging/worker.h>
+#include <core/speed/speed_parameter.h>
 #include <core/version.h>
