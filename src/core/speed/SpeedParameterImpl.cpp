@@ -204,7 +204,7 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
         GetPreviousKeyframeTime(sourceTime, &before);
         // What the render curve has there, so that the two parts of a linear segment
         // take the time of the whole.
-        const double speed = map.SpeedAt(map.RenderOfPoint(sourceTime));
+        const double speed = map.SpeedAt(map.RenderOfInstant(sourceTime));
         AddPoint(sourceTime, speed, before.GetInterpolation());
     }
     freeze.Insert(pointTime, duration, sourceTime);

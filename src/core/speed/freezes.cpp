@@ -3,6 +3,7 @@
 #include "core/curve/sorted_times.h"
 
 #include <algorithm>
+#include <limits>
 
 // One picture for all three axes: a freeze takes `duration` on the point axis and on
 // the render axis, nothing on the source axis. A time outside all freezes, less what
@@ -86,23 +87,23 @@ double SpeedParameterFreezeImpl::RenderOfPoint(const TimeMap& map, double p) con
                                    : map.RenderOfPoint(p - place.shift) + place.shift;
 }
 
-// The speed changes at a freeze's edge, so that here they count exactly.
+// A freeze stands where a held speed may change, and rounding must not put a time in
+// it or behind it before the change.
 double SpeedParameterFreezeImpl::SpeedAt(const TimeMap& map, double t) const noexcept {
     const std::size_t behind = UpperBound(renderStarts, t);
-    if (behind > 0) {
-        const FreezeFrame& last = frames[behind - 1];
-        if (t <= last.renderStart + last.duration) {
-            t = last.renderStart;
-            return map.SpeedAt(t - durationBefore[behind - 1]);
-        }
+    if (behind == 0) {
+        return map.SpeedAt(t);
     }
-    return map.SpeedAt(t - durationBefore[behind]);
+    const FreezeFrame& last = frames[behind - 1];
+    const bool isFrozen = t <= last.renderStart + last.duration;
+    return map.SpeedAt(isFrozen ? last.mapTime
+                                : std::max(t - durationBefore[behind], last.mapTime));
 }
 
 void SpeedParameterFreezeImpl::Insert(double pointTime, double duration, double sourceTime) {
     const std::size_t place = UpperBound(keys, pointTime);
     frames.insert(frames.begin() + static_cast<std::ptrdiff_t>(place),
-                  FreezeFrame{pointTime, duration, 0.0, sourceTime});
+                  FreezeFrame{pointTime, duration, 0.0, sourceTime, 0.0});
     for (std::size_t i = place + 1; i < frames.size(); ++i) {
         frames[i].key += duration;
     }
@@ -120,12 +121,11 @@ void SpeedParameterFreezeImpl::SetDuration(std::size_t index, double duration) {
 
 void SpeedParameterFreezeImpl::PlaceOnRenderAxis(const TimeMap& map) {
     double shift = 0.0;
-    double end = 0.0;
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        FreezeFrame& frame = frames[i];
-        const double start = map.RenderOfPoint(frame.sourceTime) + shift;
-        frame.renderStart = i > 0 ? std::max(start, end) : start;
-        end = frame.renderStart + frame.duration;
+    double earliest = -std::numeric_limits<double>::infinity();
+    for (FreezeFrame& frame : frames) {
+        frame.mapTime = std::max(map.RenderOfInstant(frame.sourceTime), earliest);
+        frame.renderStart = frame.mapTime + shift;
+        earliest = frame.mapTime;
         shift += frame.duration;
     }
     IndexAxes();

@@ -16,6 +16,7 @@ struct FreezeFrame {
     double duration;
     double renderStart;
     double sourceTime;
+    double mapTime;  ///< render time of the instant in the time map
 };
 
 /// The freezes of a speed curve, in order on all three axes. They never overlap.

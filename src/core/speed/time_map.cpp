@@ -181,17 +181,31 @@ double TimeMap::RenderOfSource(double s) const noexcept {
     if (match != kNone && IsOneToOne()) {
         return renderTimes[match];
     }
-    // Source time is measured from 0 on a curve of speed 1 over the keyframes from
-    // there on; without one it has no length.
-    if (sourceTimes.back() < 0.0 || std::fabs(s) < kZero) {
+    return TimeOfArea(s);
+}
+
+// Source time is measured from 0 on a curve of speed 1 over the keyframes from there
+// on; without one it has no length.
+double TimeMap::TimeOfArea(double area) const noexcept {
+    if (sourceTimes.back() < 0.0 || std::fabs(area) < kZero) {
         return 0.0;
     }
     double t = 0.0;
-    if (!std::isfinite(s) || !areas.Solve(View(), 0.0, s, 1.0, t) || std::isnan(t)) {
+    if (!std::isfinite(area) || !areas.Solve(View(), 0.0, area, 1.0, t) || std::isnan(t)) {
         ReportUnsolved("core::BigParameterImpl::SolveTimeBaseArea", 2247);
         return renderTimes.back();
     }
     return t;
+}
+
+// Whether no source passes from a render key to the next.
+bool TimeMap::StandsStillFrom(std::size_t index) const noexcept {
+    if (index + 1 >= renderKeys.size()) {
+        return false;
+    }
+    const SpeedKey& start = renderKeys[index];
+    return IsStill(start) && start.time >= 0.0 &&
+           (start.type == KeyframeInterpolationType::Hold || IsStill(renderKeys[index + 1]));
 }
 
 double TimeMap::PointOfRender(double t) const noexcept {
@@ -203,29 +217,43 @@ double TimeMap::PointOfRender(double t) const noexcept {
     if (next == 0) {
         return SourceOfRender(t);
     }
-    const SpeedKey& start = renderKeys[next - 1];
-    const bool isStill = next < renderKeys.size() && IsStill(start) && start.time >= 0.0;
-    return SourceOfRender(t) + stillRenderBefore[next - 1] + (isStill ? t - start.time : 0.0);
+    const double within = StandsStillFrom(next - 1) ? t - renderTimes[next - 1] : 0.0;
+    return SourceOfRender(t) + stillRenderBefore[next - 1] + within;
 }
 
-// A still segment before the point is taken off it. Inside one both axes advance
-// alike.
-double TimeMap::RenderOfPoint(double p) const noexcept {
+bool TimeMap::FindPoint(double p, double& render) const noexcept {
+    if (!IsOneToOne()) {
+        return false;
+    }
     const std::size_t next = UpperBound(sourceTimes, p);
     const std::size_t match = MatchAt(sourceTimes, next, p);
-    if (match != kNone && IsOneToOne()) {
-        return renderTimes[match];
+    if (match != kNone) {
+        render = renderTimes[match];
+        return true;
     }
-    if (next == 0) {
-        return RenderOfSource(p);
+    if (next > 0 && StandsStillFrom(next - 1)) {
+        render = renderTimes[next - 1] + (p - sourceTimes[next - 1]);
+        return true;
     }
-    const std::size_t start = next - 1;
-    const bool isStill =
-        next < sourceTimes.size() && stillSourceBefore[next] > stillSourceBefore[start];
-    if (isStill && IsOneToOne()) {
-        return renderTimes[start] + (p - sourceTimes[start]);
-    }
-    return RenderOfSource(p - stillSourceBefore[start]);
+    return false;
+}
+
+// Segments that start at speed 0 before the point are taken off it.
+double TimeMap::SourceOfPoint(double p) const noexcept {
+    const std::size_t next = UpperBound(sourceTimes, p);
+    return next > 0 ? p - stillSourceBefore[next - 1] : p;
+}
+
+double TimeMap::RenderOfPoint(double p) const noexcept {
+    double render = 0.0;
+    // Kept on purpose: callers' freezes were placed with the rules for source times,
+    // where what is left of the point meets the length or a keyframe exactly too.
+    return FindPoint(p, render) ? render : RenderOfSource(SourceOfPoint(p));
+}
+
+double TimeMap::RenderOfInstant(double p) const noexcept {
+    double render = p;
+    return renderTimes.empty() || FindPoint(p, render) ? render : TimeOfArea(SourceOfPoint(p));
 }
 
 double TimeMap::SpeedAt(double t) const noexcept {

@@ -57,6 +57,10 @@ public:
     double PointOfRender(double renderTime) const noexcept;
     double RenderOfPoint(double pointTime) const noexcept;
 
+    /// Where the curve passes a point of the source that lies before its last keyframe,
+    /// whatever the source length; for placing freezes.
+    double RenderOfInstant(double pointTime) const noexcept;
+
     double SpeedAt(double renderTime) const noexcept;
     /// The index of the keyframe that matches a source time, or -1.
     int KeyframeAt(double sourceTime) const noexcept;
@@ -67,6 +71,10 @@ private:
     // Whether keyframes and render keys have the same indices.
     bool IsOneToOne() const noexcept { return sourceTimes.size() == renderKeys.size(); }
     CurveView View() const noexcept { return {renderTimes, prepared.segments, prepared.curves}; }
+    double TimeOfArea(double area) const noexcept;
+    bool StandsStillFrom(std::size_t index) const noexcept;
+    bool FindPoint(double pointTime, double& render) const noexcept;
+    double SourceOfPoint(double pointTime) const noexcept;
     void PlaceOnRenderAxis(std::span<const SpeedKey> keys);
     void Insert(const SpeedKey& key);
     void PrepareSegments();
