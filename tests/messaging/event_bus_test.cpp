@@ -17,6 +17,7 @@
 
 #include "messaging/event_peer.h"
 #include "support/allocations.h"
+#include "support/barrier.h"
 #include "support/event.h"
 #include "support/long_run.h"
 
@@ -346,7 +347,7 @@ TEST(EventsUnderLoad, NoEventOvertakesItsPostersChange) {
     AsyncEventBus bus;
     std::array<std::atomic<int>, kPosters> heard{};
     std::atomic<int> faults = 0;
-    support::StartingLine start(kPosters);
+    Barrier start(kPosters);
     std::vector<std::thread> posters;
     for (std::size_t poster = 0; poster < kPosters; ++poster) {
         posters.emplace_back([&, poster] {
@@ -378,7 +379,7 @@ TEST(EventsUnderLoad, SynchronousListenersComeAndGoOnAllThreads) {
     EventBus bus;
     std::atomic<int> faults = 0;
     std::vector<std::thread> threads;
-    support::StartingLine start(kThreads);
+    Barrier start(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&] {
             start.ArriveAndWait();

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "support/allocations.h"
+#include "support/barrier.h"
 #include "support/dice.h"
 #include "support/event.h"
 #include "support/long_run.h"
@@ -328,7 +329,7 @@ TEST_P(MessagesUnderLoad, EachArrivesOnceOrGoesWithTheClose) {
     for (int i = 0; i < producers; ++i) {
         isReceived.emplace_back(static_cast<std::size_t>(each));
     }
-    support::StartingLine start(producers + consumers + 1);
+    Barrier start(producers + consumers + 1);
     std::vector<std::thread> threads;
     for (int producer = 0; producer < producers; ++producer) {
         threads.emplace_back([&, producer] {
