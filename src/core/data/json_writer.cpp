@@ -9,7 +9,7 @@
 
 #include "core/data/deep_stack.h"
 #include "core/data/json_nodes.h"
-#include "core/data/number_text.h"
+#include "core/data/number_writer.h"
 #include "core/data/text_scan.h"
 
 #include <core/data/json_doc.h>

@@ -5,7 +5,7 @@
 // last d digits. Where a fraction is to be printed, m 10^d stays below 2^128 and the
 // nearest integer below 2^64, so one product and one shift give n exactly.
 
-#include "core/data/number_text.h"
+#include "core/data/number_writer.h"
 #include "core/data/wide.h"
 
 #include <algorithm>
