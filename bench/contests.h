@@ -14,6 +14,7 @@ void AddSolvers(Suite& suite);
 void AddEditing(Suite& suite);
 void AddAreas(Suite& suite);
 void AddIdentifiers(Suite& suite);
+void AddEvents(Suite& suite);
 /// Other libraries' curves, as far as they were found when this was built.
 void AddPeers(Suite& suite);
 

@@ -84,6 +84,7 @@ int Run(int argc, char** argv) {
     bench::AddEditing(suite);
     bench::AddAreas(suite);
     bench::AddIdentifiers(suite);
+    bench::AddEvents(suite);
     bench::AddPeers(suite);
     if (!suite.RunChecks()) {
         return 1;
