@@ -2,6 +2,7 @@
 
 #include <core/export.h>
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -38,26 +39,52 @@ const EventType& EventTypeOf() noexcept {
     return kType;
 }
 
-class CORE_API EventListener {
+/// A function that listens, with its owner's token. One call leads to it, and off is a
+/// call that does nothing: delivering asks nothing per listener.
+class EventListener {
 public:
-    virtual ~EventListener();
-    virtual void Hear(const void* event) = 0;
+    int Token() const noexcept { return token; }
+    void Hear(const void* event) { call.load(std::memory_order_relaxed)(*this, event); }
+    /// For deliveries that still have it in their list.
+    void SwitchOff() noexcept {
+        call.store([](EventListener&, const void*) {}, std::memory_order_relaxed);
+    }
+
+protected:
+    using Call = void (*)(EventListener& self, const void* event);
+
+    EventListener(int ownersToken, Call toCall) noexcept : call(toCall), token(ownersToken) {}
+    ~EventListener() = default;
+
+private:
+    std::atomic<Call> call;
+    const int token;
 };
 
 template <class E>
 class ListenerOf final : public EventListener {
 public:
-    explicit ListenerOf(std::function<void(const E&)> function) : hear(std::move(function)) {}
-    void Hear(const void* event) override { hear(*static_cast<const E*>(event)); }
+    ListenerOf(int ownersToken, std::function<void(const E&)>&& toHear)
+        : EventListener(ownersToken, &CallFunction), function(std::move(toHear)) {}
 
 private:
-    std::function<void(const E&)> hear;
+    static void CallFunction(EventListener& self, const void* event) {
+        const auto& function = static_cast<ListenerOf&>(self).function;
+#if defined(__GNUC__)
+        if (!function) {
+            __builtin_unreachable();  // MakeListener makes none: nothing is left to check
+        }
+#endif
+        function(*static_cast<const E*>(event));
+    }
+
+    const std::function<void(const E&)> function;
 };
 
 /// Null for an empty function.
 template <class E>
-std::unique_ptr<EventListener> MakeListener(std::function<void(const E&)> function) {
-    return function ? std::make_unique<ListenerOf<E>>(std::move(function)) : nullptr;
+std::shared_ptr<EventListener> MakeListener(int token, std::function<void(const E&)>&& function) {
+    return function ? std::make_shared<ListenerOf<E>>(token, std::move(function)) : nullptr;
 }
 
 }  // namespace detail
@@ -108,7 +135,7 @@ public:
     /// The same for an owner that has a token; answers that.
     template <class E>
     int listen(int token, std::function<void(const E&)> listener) {
-        addListener(token, detail::EventTypeOf<E>(), detail::MakeListener(std::move(listener)));
+        addListener(detail::EventTypeOf<E>(), detail::MakeListener(token, std::move(listener)));
         return token;
     }
 
@@ -141,8 +168,8 @@ private:
     class Impl;
 
     int newToken();
-    void addListener(int token, const detail::EventType& type,
-                     std::unique_ptr<detail::EventListener> listener);
+    void addListener(const detail::EventType& type,
+                     std::shared_ptr<detail::EventListener> listener);
     void* reserveEvent(const detail::EventType& type);
     void cancelEvent(void* place) noexcept;
     void postEvent(void* place);
@@ -175,7 +202,7 @@ public:
 
     template <class E>
     int listen(int token, std::function<void(const E&)> listener) {
-        addListener(token, detail::EventTypeOf<E>(), detail::MakeListener(std::move(listener)));
+        addListener(detail::EventTypeOf<E>(), detail::MakeListener(token, std::move(listener)));
         return token;
     }
 
@@ -192,8 +219,8 @@ private:
     class Impl;
 
     int newToken();
-    void addListener(int token, const detail::EventType& type,
-                     std::unique_ptr<detail::EventListener> listener);
+    void addListener(const detail::EventType& type,
+                     std::shared_ptr<detail::EventListener> listener);
     void postEvent(const detail::EventType& type, const void* event);
 
     std::unique_ptr<Impl> p_impl;

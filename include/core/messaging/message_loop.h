@@ -18,6 +18,7 @@ class LoopThreads;
 ///     class Saver : public core::MessageLoop {
 ///     public:
 ///         ~Saver() override { WaitExit(); }
+///         using core::MessageLoop::OnMessage;
 ///         void OnMessage(const core::SimpleMessage& message) override { Save(message.arg); }
 ///     };
 ///

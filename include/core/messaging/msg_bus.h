@@ -33,10 +33,10 @@ public:
 ///     });
 ///     bus.AddMsg({42});
 ///
-/// Adding and reading allocate nothing once the queue has had its length. Messages are
-/// copied, moved and destroyed for callers outside the queue's lock. A mutex that fails
-/// raises std::system_error; so does any call for lack of memory, std::bad_alloc, and
-/// the queue is then as it was.
+/// Adding and reading allocate nothing once the queue has had its length. No message is
+/// destroyed under the queue's lock: a payload's destructor may use the bus. A mutex
+/// that fails raises std::system_error; adding without memory, std::bad_alloc, and the
+/// queue is as it was.
 class CORE_API SimpleMsgBus : public IMsgBus {
 public:
     SimpleMsgBus();

@@ -32,7 +32,8 @@ public:
     static void Start(const std::shared_ptr<Impl>& impl);
 
     int NewToken();
-    void AddCommand(int token, const detail::EventType& type, std::shared_ptr<Listener> listener);
+    void AddCommand(int token, const detail::EventType& type,
+                    std::shared_ptr<detail::EventListener> listener);
     void RemoveListeners(int token);
     void* Reserve(const detail::EventType& type);
     void Free(EventNode* node);
@@ -47,7 +48,7 @@ private:
     struct Command {
         int token;
         detail::EventType type;
-        std::shared_ptr<Listener> listener;
+        std::shared_ptr<detail::EventListener> listener;
     };
     using Commands = std::deque<Command>;
 
@@ -56,6 +57,9 @@ private:
     int ProcessCommandsAndGetQueuedEventsCount();
     void Run(Command command);
     void Deliver(int count);
+    EventNode* TakeSpareNode(const detail::EventType& type) CORE_NO_THREAD_SAFETY_ANALYSIS {
+        return events.TakeSpareNode(type);
+    }
     static void Destroy(EventNode* node) { node->type->destroy(node->Event()); }
 
     Mutex queueMutex;
@@ -89,7 +93,7 @@ int AsyncEventBus::Impl::NewToken() {
 }
 
 void AsyncEventBus::Impl::AddCommand(int token, const detail::EventType& type,
-                                     std::shared_ptr<Listener> listener) {
+                                     std::shared_ptr<detail::EventListener> listener) {
     const Lock lock(commandMutex);
     if (takesCommands) {
         commands.push_back({token, type, std::move(listener)});
@@ -111,6 +115,10 @@ void AsyncEventBus::Impl::Wake() {
 }
 
 void* AsyncEventBus::Impl::Reserve(const detail::EventType& type) {
+    EventNode* const node = TakeSpareNode(type);
+    if (node != nullptr) {
+        return node->Event();
+    }
     const Lock lock(queueMutex);
     return events.NewNode(type)->Event();
 }
@@ -203,10 +211,14 @@ void AsyncEventBus::Impl::Run(Command command) {
 }
 
 void AsyncEventBus::Impl::Deliver(int count) {
+    // Good for one pass: the listeners do not change, and what describes its events is
+    // in memory as long as they are, which is not sure of the next pass's.
+    const detail::EventType* lastType = nullptr;
+    ChannelHandle channel;
     EventNode* done = nullptr;
+    EventQueue::Blocks surplus;
     for (int i = 0;; ++i) {
         EventNode* next = nullptr;
-        EventQueue::Blocks surplus;
         {
             const Lock lock(queueMutex);
             if (done != nullptr) {
@@ -222,7 +234,11 @@ void AsyncEventBus::Impl::Deliver(int count) {
         if (next == nullptr) {
             return;
         }
-        Delivery(registry.Find(*next->type)).Run(*next->type, next->Event());
+        if (next->type != lastType) {
+            lastType = next->type;
+            channel = registry.Find(*lastType);
+        }
+        core::Deliver(channel, *lastType, next->Event());
         Destroy(next);
         done = next;
     }
@@ -287,10 +303,11 @@ int AsyncEventBus::newToken() {
     return p_impl->NewToken();
 }
 
-void AsyncEventBus::addListener(int token, const detail::EventType& type,
-                                std::unique_ptr<detail::EventListener> listener) {
+void AsyncEventBus::addListener(const detail::EventType& type,
+                                std::shared_ptr<detail::EventListener> listener) {
     if (listener != nullptr) {
-        p_impl->AddCommand(token, type, MakeListener(token, std::move(listener)));
+        const int token = listener->Token();
+        p_impl->AddCommand(token, type, std::move(listener));
     }
 }
 

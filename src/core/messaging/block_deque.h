@@ -22,14 +22,14 @@ public:
 
     bool IsEmpty() const noexcept { return size == 0; }
     std::size_t Size() const noexcept { return size; }
-    const T& Front() const noexcept { return front->elements[first]; }
+    const T& Front() const noexcept { return *first; }
 
     template <class Element>
     void PushBack(Element&& element) {
-        if (back == nullptr || end == kPerBlock) {
+        if (end == endOfBack) {
             AppendBlock();
         }
-        back->elements[end] = std::forward<Element>(element);
+        *end = std::forward<Element>(element);
         ++end;
         ++size;
     }
@@ -40,27 +40,27 @@ public:
             PushBack(std::forward<Element>(element));
             return;
         }
-        if (first == 0) {
+        if (first == front->elements.data()) {
             Block* const block = TakeBlock();
             block->next = front;
             front = block;
-            first = kPerBlock;
+            first = endOfFront = EndOf(block);
         }
-        front->elements[first - 1] = std::forward<Element>(element);
+        *(first - 1) = std::forward<Element>(element);
         --first;
         ++size;
     }
 
     T PopFront() noexcept {
-        T element = std::move(front->elements[first]);
+        T element = std::move(*first);
         ++first;
         --size;
         if (size == 0) {
-            first = 0;
-            end = 0;
-        } else if (first == kPerBlock) {
+            first = end = front->elements.data();
+        } else if (first == endOfFront) {
             KeepOrDelete(std::exchange(front, front->next));
-            first = 0;
+            first = front->elements.data();
+            endOfFront = EndOf(front);
         }
         return element;
     }
@@ -71,7 +71,9 @@ public:
         std::swap(spares, other.spares);
         std::swap(spareCount, other.spareCount);
         std::swap(first, other.first);
+        std::swap(endOfFront, other.endOfFront);
         std::swap(end, other.end);
+        std::swap(endOfBack, other.endOfBack);
         std::swap(size, other.size);
     }
 
@@ -96,10 +98,19 @@ private:
     void AppendBlock() {
         Block* const block = TakeBlock();
         block->next = nullptr;
-        (back == nullptr ? front : back->next) = block;
+        if (back == nullptr) {
+            front = block;
+            first = block->elements.data();
+            endOfFront = EndOf(block);
+        } else {
+            back->next = block;
+        }
         back = block;
-        end = 0;
+        end = block->elements.data();
+        endOfBack = EndOf(block);
     }
+
+    static T* EndOf(Block* block) noexcept { return block->elements.data() + kPerBlock; }
 
     void KeepOrDelete(Block* block) noexcept {
         if (spareCount == kKeptSpares) {
@@ -118,16 +129,18 @@ private:
         }
     }
 
-    // The elements stand from `first` of the front block to before `end` of the back
+    // The elements stand from `first`, in the front block, to before `end`, in the back
     // one. The slots around them are empty, so that nothing is released late. There is
     // one block at least once there was an element.
+    T* first = nullptr;
+    T* endOfFront = nullptr;
+    T* end = nullptr;
+    T* endOfBack = nullptr;
+    std::size_t size = 0;
     Block* front = nullptr;
     Block* back = nullptr;
     Block* spares = nullptr;
     std::size_t spareCount = 0;
-    std::size_t first = 0;
-    std::size_t end = 0;
-    std::size_t size = 0;
 };
 
 }  // namespace core

@@ -15,7 +15,7 @@ public:
         const Lock lock(mutex);
         return static_cast<int>(++lastToken);
     }
-    void Add(const detail::EventType& type, std::shared_ptr<Listener> listener) {
+    void Add(const detail::EventType& type, std::shared_ptr<detail::EventListener> listener) {
         const Lock lock(mutex);
         registry.Add(type, std::move(listener));
     }
@@ -27,9 +27,9 @@ public:
         const Lock lock(mutex);
         return registry.TakeAll();
     }
-    Delivery Begin(const detail::EventType& type) {
+    ChannelHandle Find(const detail::EventType& type) {
         const Lock lock(mutex);
-        return Delivery(registry.Find(type));
+        return registry.Find(type);
     }
 
 private:
@@ -49,15 +49,15 @@ int EventBus::newToken() {
     return p_impl->NewToken();
 }
 
-void EventBus::addListener(int token, const detail::EventType& type,
-                           std::unique_ptr<detail::EventListener> listener) {
+void EventBus::addListener(const detail::EventType& type,
+                           std::shared_ptr<detail::EventListener> listener) {
     if (listener != nullptr) {
-        p_impl->Add(type, MakeListener(token, std::move(listener)));
+        p_impl->Add(type, std::move(listener));
     }
 }
 
 void EventBus::postEvent(const detail::EventType& type, const void* event) {
-    p_impl->Begin(type).Run(type, event);
+    Deliver(p_impl->Find(type), type, event);
 }
 
 void EventBus::unlistenAll(int token) {

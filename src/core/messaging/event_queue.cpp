@@ -30,12 +30,19 @@ EventNode* EventQueue::NewNode(const detail::EventType& type) {
         return new (node) EventNode{&type, nullptr};
     }
     if (freeNodes == nullptr) {
-        blocks.push_back(std::make_unique<Block>());
-        AddToFree(*blocks.back());
+        AddBlock();
     }
-    EventNode* const node = std::exchange(freeNodes, freeNodes->next);
-    *node = {&type, nullptr};
-    ++used;
+    EventNode* const node = TakeFree();
+    node->type = &type;
+    return node;
+}
+
+EventNode* EventQueue::TakeSpareNode(const detail::EventType& type) noexcept {
+    EventNode* const node =
+        IsLarge(type) ? nullptr : spare.exchange(nullptr, std::memory_order_acquire);
+    if (node != nullptr) {
+        node->type = &type;
+    }
     return node;
 }
 
@@ -46,31 +53,51 @@ void EventQueue::FreeNode(EventNode* node) noexcept {
         ::operator delete(memory, AlignmentOf(type));
         return;
     }
-    --used;
-    node->next = freeNodes;
-    freeNodes = node;
+    AddToFree(node);
 }
 
 EventQueue::Blocks EventQueue::TakeSurplus() noexcept {
     Blocks surplus;
-    if (used != 0 || blocks.size() <= kKeptBlocks) {
+    if (blocks.size() <= kKeptBlocks) {
         return surplus;
     }
-    surplus.swap(blocks);
-    freeNodes = nullptr;
+    if (EventNode* const node = spare.exchange(nullptr, std::memory_order_acquire)) {
+        AddToFree(node);
+    }
+    if (used == 0) {
+        surplus.swap(blocks);
+        freeNodes = nullptr;
+    }
     return surplus;
 }
 
-void EventQueue::AddToFree(Block& block) noexcept {
-    for (Slot& slot : block) {
+void EventQueue::AddBlock() {
+    blocks.push_back(std::make_unique<Block>());
+    for (Slot& slot : *blocks.back()) {
         freeNodes = new (slot.bytes.data()) EventNode{nullptr, freeNodes};
     }
+}
+
+EventNode* EventQueue::TakeFree() noexcept {
+    EventNode* const node = std::exchange(freeNodes, freeNodes->next);
+    node->next = nullptr;
+    ++used;
+    return node;
+}
+
+void EventQueue::AddToFree(EventNode* node) noexcept {
+    --used;
+    node->next = freeNodes;
+    freeNodes = node;
 }
 
 void EventQueue::Push(EventNode* node) noexcept {
     (last == nullptr ? first : last->next) = node;
     last = node;
     ++size;
+    if (freeNodes != nullptr && spare.load(std::memory_order_relaxed) == nullptr) {
+        spare.store(TakeFree(), std::memory_order_release);
+    }
 }
 
 EventNode* EventQueue::Pop() noexcept {

@@ -36,41 +36,13 @@ void ReportThrow(const detail::EventType& type, const char* what) noexcept {
 
 }  // namespace
 
-namespace detail {
-
-EventListener::~EventListener() = default;
-
-}  // namespace detail
-
-std::shared_ptr<Listener> MakeListener(int token, std::unique_ptr<detail::EventListener> function) {
-    auto listener = std::make_shared<Listener>();
-    listener->token = token;
-    listener->function = std::move(function);
-    return listener;
-}
-
-Delivery::Delivery(std::shared_ptr<Channel> toRead) noexcept : channel(std::move(toRead)) {
-    if (channel != nullptr) {
-        channel->deliveries.fetch_add(1, std::memory_order_relaxed);
-    }
-}
-
-Delivery::~Delivery() {
-    if (channel != nullptr) {
-        channel->deliveries.fetch_sub(1, std::memory_order_release);
-    }
-}
-
-void Delivery::Run(const detail::EventType& type, const void* event) const {
-    if (channel == nullptr) {
+void Deliver(const ChannelHandle& channel, const detail::EventType& type, const void* event) {
+    if (channel.Get() == nullptr) {
         return;
     }
-    for (const std::shared_ptr<Listener>& listener : channel->listeners) {
-        if (!listener->isListening.load(std::memory_order_acquire)) {
-            continue;
-        }
+    for (const std::shared_ptr<detail::EventListener>& listener : channel.Get()->listeners) {
         try {
-            listener->function->Hear(event);
+            listener->Hear(event);
         } catch (const std::exception& error) {
             ReportThrow(type, error.what());
         } catch (...) {
@@ -97,58 +69,58 @@ bool ListenerRegistry::InOrder::operator()(const std::type_info& a, const Key& b
                       : b.place != nullptr && std::less<>()(static_cast<const void*>(&a), b.place);
 }
 
-Channel& ListenerRegistry::Writable(std::shared_ptr<Channel>& channel) {
-    if (channel->deliveries.load(std::memory_order_acquire) != 0) {
-        auto copy = std::make_shared<Channel>();
-        copy->listeners = channel->listeners;
-        channel = std::move(copy);
+Listeners& ListenerRegistry::Writable(ChannelHandle& channel) {
+    if (!channel.Get()->HasOneHolder()) {
+        channel = ChannelHandle(new Channel(channel.Get()->listeners));
     }
-    return *channel;
+    return channel.Get()->listeners;
 }
 
-void ListenerRegistry::Add(const detail::EventType& type, std::shared_ptr<Listener> listener) {
+void ListenerRegistry::Add(const detail::EventType& type,
+                           std::shared_ptr<detail::EventListener> listener) {
     auto at = channels.find(*type.description);
     if (at == channels.end()) {
         const char* const name = type.description->name();
         const void* const place = IsLocal(name) ? type.description : nullptr;
-        at = channels.emplace(Key{name, place}, std::make_shared<Channel>()).first;
+        at = channels.emplace(Key{name, place}, ChannelHandle(new Channel)).first;
     }
-    Writable(at->second).listeners.push_back(std::move(listener));
+    Writable(at->second).push_back(std::move(listener));
 }
 
 Listeners ListenerRegistry::RemoveAll(int token) {
-    const auto isOwned = [=](const std::shared_ptr<Listener>& listener) {
-        return listener->token == token;
+    const auto isOwned = [=](const std::shared_ptr<detail::EventListener>& listener) {
+        return listener->Token() == token;
     };
     Listeners removed;
-    for (auto& [key, channel] : channels) {
-        std::copy_if(channel->listeners.begin(), channel->listeners.end(),
-                     std::back_inserter(removed), isOwned);
+    for (const auto& [key, channel] : channels) {
+        const Listeners& all = channel.Get()->listeners;
+        std::copy_if(all.begin(), all.end(), std::back_inserter(removed), isOwned);
     }
-    for (const std::shared_ptr<Listener>& listener : removed) {
-        listener->isListening.store(false, std::memory_order_release);
+    for (const std::shared_ptr<detail::EventListener>& listener : removed) {
+        listener->SwitchOff();
     }
     for (auto& [key, channel] : channels) {
-        if (std::any_of(channel->listeners.begin(), channel->listeners.end(), isOwned)) {
-            Listeners& all = Writable(channel).listeners;
-            all.erase(std::remove_if(all.begin(), all.end(), isOwned), all.end());
+        const Listeners& all = channel.Get()->listeners;
+        if (std::any_of(all.begin(), all.end(), isOwned)) {
+            Listeners& left = Writable(channel);
+            left.erase(std::remove_if(left.begin(), left.end(), isOwned), left.end());
         }
     }
     return removed;
 }
 
 ListenerRegistry ListenerRegistry::TakeAll() noexcept {
-    for (auto& [key, channel] : channels) {
-        for (const std::shared_ptr<Listener>& listener : channel->listeners) {
-            listener->isListening.store(false, std::memory_order_release);
+    for (const auto& [key, channel] : channels) {
+        for (const std::shared_ptr<detail::EventListener>& listener : channel.Get()->listeners) {
+            listener->SwitchOff();
         }
     }
     return std::exchange(*this, ListenerRegistry());
 }
 
-std::shared_ptr<Channel> ListenerRegistry::Find(const detail::EventType& type) const {
+ChannelHandle ListenerRegistry::Find(const detail::EventType& type) const {
     const auto at = channels.find(*type.description);
-    return at != channels.end() ? at->second : nullptr;
+    return at != channels.end() ? at->second : ChannelHandle();
 }
 
 }  // namespace core

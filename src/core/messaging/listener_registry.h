@@ -7,60 +7,84 @@
 #include <memory>
 #include <string>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 namespace core {
 
-/// One function that listens, with the token of its owner.
-struct Listener {
-    int token;
-    std::unique_ptr<detail::EventListener> function;
-    /// Off as soon as it is removed, for deliveries that still have it in their list.
-    std::atomic<bool> isListening = true;
-};
+using Listeners = std::vector<std::shared_ptr<detail::EventListener>>;
 
-using Listeners = std::vector<std::shared_ptr<Listener>>;
-
-std::shared_ptr<Listener> MakeListener(int token, std::unique_ptr<detail::EventListener> function);
-
-/// The listeners of one type of events.
-struct Channel {
-    Listeners listeners;
-    /// While this is not 0, the list stays as it is and changes go to a copy.
-    std::atomic<int> deliveries = 0;
-};
-
-/// Keeps a channel as it is, while listeners run and change what they like.
-class Delivery {
+/// The listeners of one type of events, counted by those who hold it. While a delivery
+/// does, the list stays as it is, and changes go to a copy.
+class Channel {
 public:
-    /// Null, where nobody listens, is fine.
-    explicit Delivery(std::shared_ptr<Channel> toRead) noexcept;
-    ~Delivery();
-    Delivery(const Delivery&) = delete;
-    Delivery& operator=(const Delivery&) = delete;
+    /// Starts with one holder.
+    Channel() = default;
+    explicit Channel(const Listeners& toCopy) : listeners(toCopy) {}
+    Channel(const Channel&) = delete;
+    Channel& operator=(const Channel&) = delete;
 
-    /// Runs the listeners in order; what they throw is reported. They may end the bus,
-    /// the registry and all: a delivery stands on its own.
-    void Run(const detail::EventType& type, const void* event) const;
+    void Hold() noexcept { holders.fetch_add(1, std::memory_order_relaxed); }
+    void Release() noexcept {
+        if (holders.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            delete this;
+        }
+    }
+    /// Whether its one holder may change it.
+    bool HasOneHolder() const noexcept { return holders.load(std::memory_order_acquire) == 1; }
+
+    Listeners listeners;
 
 private:
-    const std::shared_ptr<Channel> channel;
+    ~Channel() = default;
+
+    std::atomic<int> holders = 1;
 };
 
-/// Who listens to what. One thread at a time, deliveries excepted; a Delivery is made
-/// under the same lock as changes.
+/// One holder of a channel, or of none.
+class ChannelHandle {
+public:
+    ChannelHandle() = default;
+    /// Takes over what the channel was made with.
+    explicit ChannelHandle(Channel* held) noexcept : channel(held) {}
+    ChannelHandle(const ChannelHandle& other) noexcept : channel(other.channel) {
+        if (channel != nullptr) {
+            channel->Hold();
+        }
+    }
+    ChannelHandle(ChannelHandle&& other) noexcept : channel(std::exchange(other.channel, {})) {}
+    ChannelHandle& operator=(ChannelHandle other) noexcept {
+        std::swap(channel, other.channel);
+        return *this;
+    }
+    ~ChannelHandle() {
+        if (channel != nullptr) {
+            channel->Release();
+        }
+    }
+    Channel* Get() const noexcept { return channel; }
+
+private:
+    Channel* channel = nullptr;
+};
+
+/// Runs the listeners of a channel, if there is one, in order; what they throw is
+/// reported. They may change the registry and end the bus: the handle stands on its own.
+void Deliver(const ChannelHandle& channel, const detail::EventType& type, const void* event);
+
+/// Who listens to what. One thread at a time, but for deliveries.
 ///
 /// Nothing is destroyed in here: what leaves is handed out, to be released where no lock
 /// is held.
 class ListenerRegistry {
 public:
-    void Add(const detail::EventType& type, std::shared_ptr<Listener> listener);
-    /// The listeners that went. O(all listeners).
+    void Add(const detail::EventType& type, std::shared_ptr<detail::EventListener> listener);
+    /// The listeners that went, switched off. O(all listeners).
     Listeners RemoveAll(int token);
     /// Leaves it empty and hands out what was in it, switched off.
     ListenerRegistry TakeAll() noexcept;
-    /// Null when nobody listens.
-    std::shared_ptr<Channel> Find(const detail::EventType& type) const;
+    /// Empty where nobody listens.
+    ChannelHandle Find(const detail::EventType& type) const;
 
 private:
     struct Key {
@@ -74,9 +98,9 @@ private:
         bool operator()(const std::type_info& a, const Key& b) const noexcept;
     };
 
-    static Channel& Writable(std::shared_ptr<Channel>& channel);
+    static Listeners& Writable(ChannelHandle& channel);
 
-    std::map<Key, std::shared_ptr<Channel>, InOrder> channels;
+    std::map<Key, ChannelHandle, InOrder> channels;
 };
 
 }  // namespace core

@@ -57,6 +57,10 @@ private:
     /// wait that is cut looks again and goes on.
     static constexpr std::chrono::hours kLongestSleep{1};
 
+    /// A microsecond or so, and then some turns for the threads that a look waits for.
+    static constexpr int kLooksBeforeYield = 1000;
+    static constexpr int kLooks = kLooksBeforeYield + 20;
+
     template <bool isUrgent, class Source>
     bool Put(Source&& message);
     Message TakeFront() CORE_REQUIRES(mutex);
@@ -101,7 +105,7 @@ std::shared_ptr<MessageQueue<Message>> MessageQueue<Message>::Make() {
 template <class Message>
 template <bool isUrgent, class Source>
 bool MessageQueue<Message>::Put(Source&& message) {
-    const Lock lock(mutex);
+    const ScopedLock lock(mutex);
     if (isClosed) {
         return false;
     }
@@ -118,20 +122,21 @@ bool MessageQueue<Message>::Put(Source&& message) {
 }
 
 template <class Message>
-Message MessageQueue<Message>::TakeFront() {
-    if (elements.Size() == 1) {
+[[gnu::always_inline]] inline Message MessageQueue<Message>::TakeFront() {
+    Message taken = elements.PopFront();
+    if (elements.IsEmpty()) {
         isWorthALook.store(false, std::memory_order_relaxed);
     }
-    return elements.PopFront();
+    return taken;
 }
 
 template <class Message>
-void MessageQueue<Message>::LookAwake() const {
+[[gnu::always_inline]] inline void MessageQueue<Message>::LookAwake() const {
     // To be met awake is cheaper for both sides than a sleep and a wake-up.
-    for (int i = 0; i < 1000 && !isWorthALook.load(std::memory_order_relaxed); ++i) {
-    }
-    for (int i = 0; i < 20 && !isWorthALook.load(std::memory_order_relaxed); ++i) {
-        std::this_thread::yield();
+    for (int i = 0; i < kLooks && !isWorthALook.load(std::memory_order_relaxed); ++i) {
+        if (i >= kLooksBeforeYield) {
+            std::this_thread::yield();
+        }
     }
 }
 
@@ -167,17 +172,16 @@ void MessageQueue<Message>::WakeOne() {
 template <class Message>
 MsgBusWaitRet MessageQueue<Message>::Get(Message& out) {
     LookAwake();
-    Message taken;
-    {
-        Lock lock(mutex);
-        while (!isClosed && elements.IsEmpty()) {
-            Sleep(lock);
-        }
-        if (isClosed) {
-            return MsgBusWaitRet::Closed;
-        }
-        taken = TakeFront();
+    mutex.lock();
+    Lock lock(mutex, std::adopt_lock);
+    while (!isClosed && elements.IsEmpty()) {
+        Sleep(lock);
     }
+    if (isClosed) {
+        return MsgBusWaitRet::Closed;
+    }
+    Message taken = TakeFront();
+    lock.unlock();
     out = std::move(taken);
     return MsgBusWaitRet::Ok;
 }
@@ -189,19 +193,18 @@ MsgBusWaitRet MessageQueue<Message>::GetFor(Message& out, std::int64_t ms) {
     if (mayWait) {
         LookAwake();
     }
-    Message taken;
-    {
-        Lock lock(mutex);
-        while (!isClosed && elements.IsEmpty() && mayWait && SleepUntil(lock, deadline)) {
-        }
-        if (isClosed) {
-            return MsgBusWaitRet::Closed;
-        }
-        if (elements.IsEmpty()) {
-            return MsgBusWaitRet::Timeout;
-        }
-        taken = TakeFront();
+    mutex.lock();
+    Lock lock(mutex, std::adopt_lock);
+    while (!isClosed && elements.IsEmpty() && mayWait && SleepUntil(lock, deadline)) {
     }
+    if (isClosed) {
+        return MsgBusWaitRet::Closed;
+    }
+    if (elements.IsEmpty()) {
+        return MsgBusWaitRet::Timeout;
+    }
+    Message taken = TakeFront();
+    lock.unlock();
     out = std::move(taken);
     return MsgBusWaitRet::Ok;
 }
@@ -209,50 +212,47 @@ MsgBusWaitRet MessageQueue<Message>::GetFor(Message& out, std::int64_t ms) {
 template <class Message>
 MsgBusWaitRet MessageQueue<Message>::PeekWait(Message& out) {
     LookAwake();
-    Message seen;
-    {
-        Lock lock(mutex);
-        bool hasSlept = false;
-        while (!isClosed && elements.IsEmpty()) {
-            Sleep(lock);
-            hasSlept = true;
-        }
-        if (isClosed) {
-            return MsgBusWaitRet::Closed;
-        }
-        seen = elements.Front();
-        if (hasSlept) {
-            WakeOne();
-        }
+    mutex.lock();
+    Lock lock(mutex, std::adopt_lock);
+    bool hasSlept = false;
+    while (!isClosed && elements.IsEmpty()) {
+        Sleep(lock);
+        hasSlept = true;
     }
+    if (isClosed) {
+        return MsgBusWaitRet::Closed;
+    }
+    Message seen = elements.Front();
+    if (hasSlept) {
+        WakeOne();
+    }
+    lock.unlock();
     out = std::move(seen);
     return MsgBusWaitRet::Ok;
 }
 
 template <class Message>
 bool MessageQueue<Message>::TryGet(Message& out) {
-    Message taken;
-    {
-        const Lock lock(mutex);
-        if (elements.IsEmpty()) {
-            return false;
-        }
-        taken = TakeFront();
+    mutex.lock();
+    Lock lock(mutex, std::adopt_lock);
+    if (elements.IsEmpty()) {
+        return false;
     }
+    Message taken = TakeFront();
+    lock.unlock();
     out = std::move(taken);
     return true;
 }
 
 template <class Message>
 bool MessageQueue<Message>::Peek(Message& out) {
-    Message seen;
-    {
-        const Lock lock(mutex);
-        if (elements.IsEmpty()) {
-            return false;
-        }
-        seen = elements.Front();
+    mutex.lock();
+    Lock lock(mutex, std::adopt_lock);
+    if (elements.IsEmpty()) {
+        return false;
     }
+    Message seen = elements.Front();
+    lock.unlock();
     out = std::move(seen);
     return true;
 }
@@ -265,7 +265,7 @@ bool MessageQueue<Message>::Pop() {
 
 template <class Message>
 std::int32_t MessageQueue<Message>::Count() {
-    const Lock lock(mutex);
+    const ScopedLock lock(mutex);
     // Kept on purpose: callers know the count as the low 32 bits.
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(elements.Size()));
 }
@@ -273,7 +273,7 @@ std::int32_t MessageQueue<Message>::Count() {
 template <class Message>
 void MessageQueue<Message>::Close() {
     BlockDeque<Message> discarded;
-    const Lock lock(mutex);
+    const ScopedLock lock(mutex);
     isClosed = true;
     isWorthALook.store(true, std::memory_order_relaxed);
     elements.Swap(discarded);
