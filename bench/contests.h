@@ -13,6 +13,7 @@ void AddSampling(Suite& suite);
 void AddSolvers(Suite& suite);
 void AddEditing(Suite& suite);
 void AddAreas(Suite& suite);
+void AddSpeeds(Suite& suite);
 void AddIdentifiers(Suite& suite);
 /// Other libraries' curves, as far as they were found when this was built.
 void AddPeers(Suite& suite);

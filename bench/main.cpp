@@ -83,6 +83,7 @@ int Run(int argc, char** argv) {
     bench::AddSolvers(suite);
     bench::AddEditing(suite);
     bench::AddAreas(suite);
+    bench::AddSpeeds(suite);
     bench::AddIdentifiers(suite);
     bench::AddPeers(suite);
     if (!suite.RunChecks()) {
