@@ -15,6 +15,7 @@ void AddSampling(Suite& suite);
 void AddSolvers(Suite& suite);
 void AddEditing(Suite& suite);
 void AddAreas(Suite& suite);
+void AddSpeeds(Suite& suite);
 void AddIdentifiers(Suite& suite);
 /// Reading and writing documents; `self` is this program.
 void AddJson(Suite& suite, const std::vector<Document>& documents, const std::string& self);

@@ -92,6 +92,7 @@ int Run(int argc, char** argv) {
     bench::AddSolvers(suite);
     bench::AddEditing(suite);
     bench::AddAreas(suite);
+    bench::AddSpeeds(suite);
     bench::AddIdentifiers(suite);
     const std::vector<bench::Document> documents = bench::Documents(files);
     bench::AddJson(suite, documents, argv[0]);

@@ -2,6 +2,7 @@
 
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
+#include <core/speed/speed_parameter.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -78,6 +79,27 @@ TEST(Report, OnlyAnAreaThatIsNeverReachedIsReported) {
     EXPECT_THAT(reports,
                 ElementsAre(AllOf(StartsWith("6 core "), AnyOf(EndsWith(unsolved + "[2228]"),
                                                                EndsWith(unsolved + "[2247]")))));
+}
+
+TEST(Report, SpeedCurvesSayWhatHasNoAnswer) {
+    core::SpeedParameter speed;
+    speed.SetSourceTotalTime(10);
+    speed.SetPointValue(0, 0.0);
+    speed.SetPointValue(1, 0.0);
+    double a = 0, b = 0, c = 0, d = 0;
+    Collect collect;
+    speed.GetVelocityTimeCurve(a, b, c, d, -1);  // outside is no error
+    speed.GetVelocityTimeCurve(a, b, c, d, 1);   // the last keyframe is one
+    speed.GetRenderTime(5.0);
+    speed.ClearKeyFrames();
+    speed.GetSourceTime(1.0);
+    speed.GetRenderTotalTime();  // works the curve out again
+    const std::string empty = "6 core -: error. core::SpeedParameterImpl::GetRenderTotalTime0";
+    EXPECT_THAT(reports,
+                ElementsAre("6 core -: error. core::SpeedParameterImpl::GetVelocityTimeCurve0"
+                            " line[920]",
+                            "6 core -: error. core::BigParameterImpl::SolveTimeBaseArea line[2247]",
+                            empty + " line[511]", empty + " line[511]"));
 }
 
 }  // namespace

@@ -2,9 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <cmath>
+#include <iterator>
 #include <list>
-#include <string>
+#include <utility>
 
 #include "support/speed_words.h"
 
@@ -25,127 +26,55 @@ TEST(Speed, ANewCurveIsOneKeyframeOfNormalSpeed) {
     }
 }
 
+/// A render time and the source time, or the point, that belongs to it.
 struct Pair {
     double render;
     double source;
 };
-struct MapRow {
-    const char* name;
-    double total;
-    SpeedKeys keys;
-    double length;
-    std::vector<Pair> both;      // either time maps to the other
-    std::vector<Pair> toSource;  // render time alone maps so
-    std::vector<Pair> toRender;
-};
+using Pairs = std::vector<Pair>;
+
+/// `both` map to each other, the others one way.
+void ExpectMap(const char* name, double total, const SpeedKeys& keys, double length,
+               const Pairs& both, Pairs toSource = {}, Pairs toRender = {}) {
+    SCOPED_TRACE(name);
+    auto speed = Speeds(total, keys);
+    EXPECT_DOUBLE_EQ(length, speed->GetRenderTotalTime());
+    toSource.insert(toSource.end(), both.begin(), both.end());
+    toRender.insert(toRender.end(), both.begin(), both.end());
+    for (const Pair& pair : toSource) {
+        EXPECT_NEAR(pair.source, speed->GetSourceTime(pair.render), 1e-9) << pair.render;
+    }
+    for (const Pair& pair : toRender) {
+        EXPECT_NEAR(pair.render, speed->GetRenderTime(pair.source), 1e-9 + 1e-15 * length)
+            << "source " << pair.source;
+    }
+}
 
 TEST(TimeMap, AnswersWhatFollowsFromTheKeyframes) {
-    const MapRow rows[] = {
-        {"normal speed",
-         10,
-         {{0, 1, kHold}, {10, 1, kHold}},
-         10,
-         {{0, 0}, {4, 4}, {10, 10}},
-         {{-2, -2}, {11, 10}, {kInfinity, 10}},
-         {{10, 11}, {-2, -2}}},
-        {"held at 2", 10, {{0, 2, kHold}, {10, 2, kHold}}, 5, {{1, 2}, {5, 10}}, {{8, 10}}, {}},
-        {"a ramp", 10, {{0, 1, kLine}, {10, 3, kHold}}, 5, {{2.5, 3.75}, {5, 10}}, {}, {}},
-        {"an eased step",
-         10,
-         {{0, 1, kEasedStep}, {10, 3, kHold}},
-         5,
-         {{2.5, 3.4375}, {5, 10}},
-         {},
-         {}},
-        {"any other type takes the mean",
-         10,
-         {{0, 1, 17}, {10, 3, kHold}},
-         5,
-         {{0, 0}, {5, 10}},
-         {},
-         {}},
-        {"no length is set",
-         0,
-         {{0, 2, kHold}, {10, 1, kHold}},
-         5,
-         {},
-         {{1, 2}, {9, 10}},
-         {{5, 0}, {5, 3}, {5, 12}, {-1, -2}}},
-        {"a length before the last keyframe",
-         4,
-         {{0, 1, kHold}, {10, 1, kHold}},
-         10,
-         {{3, 3}},
-         {{6, 6}},
-         {{10, 4}, {10, 6}, {10, 10}}},
-        {"the length comes before the exact keyframe",
-         4,
-         {{0, 1, kHold}, {4, 1, kHold}, {10, 1, kHold}},
-         10,
-         {},
-         {{4, 4}},
-         {{10, 4}}},
-        {"the first keyframe is not at 0",
-         10,
-         {{2, 2, kHold}, {10, 1, kHold}},
-         6,
-         {{2, 2}},
-         {{1, 2}, {1.5, 3}, {3, 6}},
-         {{0.5, 1}, {3, 6}}},
-        {"all before 0",
-         10,
-         {{-4, 2, kHold}, {-2, 1, kHold}},
-         0,
-         {},
-         {{-3, -6}, {1, -2}},
-         {{0, 1}, {0, -5}}},
-        {"zero speed keeps its length",
-         10,
-         {{0, 1, kHold}, {4, 0.0, kHold}, {6, 1, kHold}, {10, 1, kHold}},
-         10,
-         {{3, 3}, {4, 4}, {6, 6}, {10, 10}},
-         {{5, 4}, {7, 5}},
-         {{7, 5}, {9, 7}}},
-        {"zero speed at the start of a ramp too",
-         10,
-         {{0, 0.0, kLine}, {10, 2, kHold}},
-         10,
-         {{5, 2.5}, {10, 10}},
-         {},
-         {}},
-        {"exactly zero alone", 1, {{0, 1e-21, kHold}, {1, 1, kHold}}, 1e21, {{1e21, 1}}, {}, {}},
-        {"speeds that cancel never end, and take their length",
-         2,
-         {{0, 1, kLine}, {2, -1, kHold}},
-         2,
-         {{2, 2}},
-         {{1, 0.5}},
-         {}},
-        {"going back, render time ends at 0",
-         4,
-         {{0, -1, kHold}, {4, 1, kHold}},
-         0,
-         {},
-         {{1, 4}},
-         {{0, 4}}},
-    };
-    for (const MapRow& row : rows) {
-        SCOPED_TRACE(row.name);
-        auto speed = Speeds(row.total, row.keys);
-        EXPECT_DOUBLE_EQ(row.length, speed->GetRenderTotalTime());
-        std::vector<Pair> toSource = row.toSource;
-        std::vector<Pair> toRender = row.toRender;
-        toSource.insert(toSource.end(), row.both.begin(), row.both.end());
-        toRender.insert(toRender.end(), row.both.begin(), row.both.end());
-        for (const Pair& pair : toSource) {
-            EXPECT_NEAR(pair.source, speed->GetSourceTime(pair.render), 1e-9)
-                << "render " << pair.render;
-        }
-        for (const Pair& pair : toRender) {
-            EXPECT_NEAR(pair.render, speed->GetRenderTime(pair.source), 1e-9 + 1e-15 * row.length)
-                << "source " << pair.source;
-        }
-    }
+    ExpectMap("normal speed", 10, {{0, 1, kHold}, {10, 1, kHold}}, 10, {{0, 0}, {4, 4}, {10, 10}},
+              {{-2, -2}, {11, 10}, {kInfinity, 10}}, {{10, 11}, {-2, -2}});
+    ExpectMap("held at 2", 10, {{0, 2, kHold}, {10, 2, kHold}}, 5, {{1, 2}, {5, 10}}, {{8, 10}});
+    ExpectMap("a ramp", 10, {{0, 1, kLine}, {10, 3, kHold}}, 5, {{2.5, 3.75}, {5, 10}});
+    ExpectMap("an eased step", 10, {{0, 1, kEasedStep}, {10, 3, kHold}}, 5, {{2.5, 3.4375}});
+    ExpectMap("any other type takes the mean", 10, {{0, 1, 17}, {10, 3, kHold}}, 5, {{5, 10}});
+    ExpectMap("no length is set", 0, {{0, 2, kHold}, {10, 1, kHold}}, 5, {}, {{1, 2}, {9, 10}},
+              {{5, 0}, {5, 3}, {5, 12}, {-1, -2}});
+    ExpectMap("the length comes before the exact keyframe", 4,
+              {{0, 1, kHold}, {4, 1, kHold}, {8, 1, kHold}, {10, 1, kHold}}, 10, {{3, 3}},
+              {{4, 4}, {6, 6}}, {{10, 4}, {10, 6}, {10, 8}});
+    ExpectMap("the first keyframe is not at 0", 10, {{2, 2, kHold}, {10, 1, kHold}}, 6, {{2, 2}},
+              {{1, 2}, {1.5, 3}, {3, 6}}, {{0.5, 1}, {3, 6}});
+    ExpectMap("all before 0", 10, {{-4, 2, kHold}, {-2, 1, kHold}}, 0, {}, {{-3, -6}, {1, -2}},
+              {{0, 1}, {0, -5}});
+    ExpectMap("zero speed keeps its length", 10,
+              {{0, 1, kHold}, {4, 0.0, kHold}, {6, 1, kHold}, {10, 1, kHold}}, 10,
+              {{3, 3}, {4, 4}, {6, 6}, {10, 10}}, {{5, 4}, {7, 5}}, {{7, 5}, {9, 7}});
+    ExpectMap("at the start of a ramp too", 10, {{0, 0.0, kLine}, {10, 2, kHold}}, 10, {{5, 2.5}});
+    ExpectMap("but only exactly 0", 1, {{0, 1e-21, kHold}, {1, 1, kHold}}, 1e21, {{1e21, 1}});
+    ExpectMap("speeds that cancel never end, and take their length", 2,
+              {{0, 1, kLine}, {2, -1, kHold}}, 2, {{2, 2}}, {{1, 0.5}});
+    ExpectMap("going back, render time ends at 0", 4, {{0, -1, kHold}, {4, 1, kHold}}, 0, {},
+              {{1, 4}}, {{0, 4}});
 }
 
 TEST(TimeMap, WithoutKeyframesTimesStayWhatTheyAre) {
@@ -174,57 +103,38 @@ TEST(TimeMap, TheSourceTimeIsTheAreaOfTheRenderCurve) {
     }
 }
 
-TEST(PointTime, CountsStandstillsOnBothAxes) {
-    struct Row {
-        const char* name;
-        SpeedKeys keys;
-        std::vector<Pair> toPoint;  // render, point
-        std::vector<Pair> toRender;
-    };
-    const Row rows[] = {
-        {"one standstill",
-         {{0, 1, kHold}, {4, 0, kHold}, {6, 1, kHold}, {10, 1, kHold}},
-         {{3, 3}, {4, 4}, {5, 5}, {6, 6}, {6.5, 6.5}, {9, 9}, {10, 10}},
-         {{3, 3}, {4, 4}, {5, 5}, {6, 6}, {6.5, 6.5}, {9, 9}, {10, 10}, {10, 12}}},
-        // From 4 to 6 a ramp up from next to nothing: 4 s of render time.
-        {"below 1e-20 is zero",
-         {{0, 1, kHold}, {4, 9e-21, kLine}, {6, 1, kHold}, {10, 1, kHold}},
-         {{9, 11}},
-         {{4 + std::sqrt(12.0), 7.5}}},
-        {"1e-20 is not",
-         {{0, 1, kHold}, {4, 1e-20, kLine}, {6, 1, kHold}, {10, 1, kHold}},
-         {{9, 7}},
-         {{9.5, 7.5}}},
-        // Kept on purpose: 8 less the standstill is 6, where there is a keyframe.
-        {"what is left meets a keyframe",
-         {{0, 1, kHold}, {4, 0, kHold}, {6, 1, kHold}, {10, 1, 6}},
-         {{8, 8}},
-         {{7.5, 7.5}, {6, 8}, {8.5, 8.5}}},
-        {"within a ramp from 0 source passes",
-         {{0, 0, kLine}, {10, 2, kHold}},
-         {{5, 2.5}},
-         {{5, 2.5}}},
-        {"behind the point it does not count",
-         {{0, 1, kHold}, {6, 0, kHold}, {8, 1, kHold}, {10, 1, kHold}},
-         {{5, 5}},
-         {{5, 5}}},
-        {"before 0 it does not count",
-         {{-4, 0, kHold}, {-2, 1, kHold}, {10, 1, kHold}},
-         {},
-         {{5, 5}}},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        auto speed = Speeds(10, row.keys);
-        for (const Pair& pair : row.toPoint) {
-            EXPECT_NEAR(pair.source, speed->RenderTimeToPointTime(pair.render), 1e-9)
-                << "render " << pair.render;
-        }
-        for (const Pair& pair : row.toRender) {
-            EXPECT_NEAR(pair.render, speed->PointTimeToRenderTime(pair.source), 1e-9)
-                << "point " << pair.source;
-        }
+void ExpectPoints(const char* name, const SpeedKeys& keys, const Pairs& both, Pairs toPoint = {},
+                  Pairs toRender = {}) {
+    SCOPED_TRACE(name);
+    auto speed = Speeds(10, keys);
+    toPoint.insert(toPoint.end(), both.begin(), both.end());
+    toRender.insert(toRender.end(), both.begin(), both.end());
+    for (const Pair& pair : toPoint) {
+        EXPECT_NEAR(pair.source, speed->RenderTimeToPointTime(pair.render), 1e-9) << pair.render;
     }
+    for (const Pair& pair : toRender) {
+        EXPECT_NEAR(pair.render, speed->PointTimeToRenderTime(pair.source), 1e-9)
+            << "point " << pair.source;
+    }
+}
+
+TEST(PointTime, CountsStandstillsOnBothAxes) {
+    auto around = [](double speed, int type) {
+        return SpeedKeys{{0, 1, kHold}, {4, speed, type}, {6, 1, kHold}, {10, 1, kHold}};
+    };
+    ExpectPoints("one standstill", around(0, kHold),
+                 {{3, 3}, {4, 4}, {5, 5}, {6, 6}, {6.5, 6.5}, {9, 9}, {10, 10}}, {}, {{10, 12}});
+    // Kept on purpose: 8 less the standstill is 6, where there is a keyframe.
+    ExpectPoints("what is left meets a keyframe", around(0, kHold), {}, {{8, 8}}, {{6, 8}});
+    // From 4 to 6 a ramp up from next to nothing: 4 s of render time.
+    ExpectPoints("below 1e-20 is zero", around(9e-21, kLine), {}, {{9, 11}},
+                 {{4 + std::sqrt(12.0), 7.5}});
+    ExpectPoints("1e-20 is not", around(1e-20, kLine), {}, {{9, 7}}, {{9.5, 7.5}});
+    ExpectPoints("within a ramp source passes", {{0, 0, kLine}, {10, 2, kHold}}, {{5, 2.5}});
+    ExpectPoints("behind the point it does not count",
+                 {{0, 1, kHold}, {6, 0, kHold}, {8, 1, kHold}, {10, 1, kHold}}, {{5, 5}});
+    ExpectPoints("nor before 0", {{-4, 0, kHold}, {-2, 1, kHold}, {10, 1, kHold}}, {}, {},
+                 {{5, 5}});
 }
 
 TEST(SourceTotal, MovesTheKeyframeAtTheEnd) {

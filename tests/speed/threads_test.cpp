@@ -15,7 +15,7 @@ namespace {
 /// Speeds of 1 to 2 over 10 s of source, whatever is edited: render time is 5 to 10
 /// s, and up to 4 s more for the freezes.
 void Edit(SpeedParameter& speed, Dice& dice) {
-    switch (dice.Below(6)) {
+    switch (dice.Below(4)) {
         case 0:
             speed.AddPoint(dice.Between(1, 9), dice.Between(1, 2), kLinear);
             break;
@@ -27,15 +27,8 @@ void Edit(SpeedParameter& speed, Dice& dice) {
         case 2:
             speed.SetFreezeFrameDuration(dice.Below(2), dice.Between(0.5, 2));
             break;
-        case 3:
-            speed.SetReverse(dice.OneIn(2));
-            break;
-        case 4: {
-            SpeedParameter copy(speed);
-            speed = copy;
-            break;
-        }
         default:
+            speed.SetReverse(dice.OneIn(2));
             speed.SetSourceTotalTime(10.0);
             break;
     }

@@ -87,6 +87,7 @@ void SpeedParameterImpl::RebuildMap() const {
     if (keys.empty()) {
         ReportUnsolved("core::SpeedParameterImpl::GetRenderTotalTime0", 511);
     }
+    renderCurveValid = false;
     map.Build(keys, sourceTotalTime);
     renderCurveValid = true;
     freezesPlaced = false;

@@ -14,11 +14,6 @@
 //     source axis   --a--|--b--|--c--             sourceTime,  nothing
 
 namespace core {
-namespace {
-
-constexpr double kTolerance = SpeedParameterFreezeImpl::kTolerance;
-
-}  // namespace
 
 void SpeedParameterFreezeImpl::IndexAxes() {
     keys.clear();

@@ -102,20 +102,21 @@ void TimeMap::PlaceOnRenderAxis(std::span<const SpeedKey> keys) {
     }
 }
 
-// As a keyframe curve takes a point: in order, replacing those that it matches.
+// As a keyframe curve takes a point: in order, replacing those that it matches. Only
+// negative speeds lead back.
 void TimeMap::Insert(const SpeedKey& key) {
-    const auto matches = [&key](const SpeedKey& other) {
-        return KeyframeStore::Matches(other.time, key.time);
+    const auto isBefore = [](const SpeedKey& other, double time) {
+        return other.time < time && !KeyframeStore::Matches(other.time, time);
     };
-    if (renderKeys.empty() || (renderKeys.back().time < key.time && !matches(renderKeys.back()))) {
+    if (renderKeys.empty() || isBefore(renderKeys.back(), key.time)) {
         renderKeys.push_back(key);
         return;
     }
-    std::erase_if(renderKeys, matches);
-    const auto place =
-        std::upper_bound(renderKeys.begin(), renderKeys.end(), key.time,
-                         [](double time, const SpeedKey& other) { return time < other.time; });
-    renderKeys.insert(place, key);
+    const auto first = std::lower_bound(renderKeys.begin(), renderKeys.end(), key.time, isBefore);
+    const auto last = std::find_if_not(first, renderKeys.end(), [&key](const SpeedKey& other) {
+        return KeyframeStore::Matches(other.time, key.time);
+    });
+    renderKeys.insert(renderKeys.erase(first, last), key);
 }
 
 void TimeMap::PrepareSegments() {
@@ -134,6 +135,10 @@ void TimeMap::PrepareSegments() {
         prepared.Keep(i + 1, segment, curve);
     }
     areas.Build(View());
+    areaUpTo.resize(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        areaUpTo[i] = areas.Area(View(), 0.0, renderTimes[i]);
+    }
 }
 
 SpeedSegment TimeMap::SegmentFrom(std::size_t index) const noexcept {
@@ -154,6 +159,19 @@ SpeedSegment TimeMap::SegmentFrom(std::size_t index) const noexcept {
             end.value,  left.x,      left.y,  start.type, end.type};
 }
 
+// The number of render keys at or before `t`: the last answer or the next, before a
+// search.
+std::size_t TimeMap::SegmentAt(double t) const noexcept {
+    const auto holds = [&](std::size_t segment) {
+        return segment > 0 && segment < renderTimes.size() && renderTimes[segment - 1] <= t &&
+               t < renderTimes[segment];
+    };
+    if (!holds(lastSegment)) {
+        lastSegment = holds(lastSegment + 1) ? lastSegment + 1 : UpperBound(renderTimes, t);
+    }
+    return lastSegment;
+}
+
 double TimeMap::SourceOfRender(double t) const noexcept {
     if (renderTimes.empty()) {
         return t;
@@ -161,11 +179,22 @@ double TimeMap::SourceOfRender(double t) const noexcept {
     if (t >= renderTimes.back()) {
         return sourceTimes.back();
     }
-    const std::size_t match = FindMatch(renderTimes, t);
+    const std::size_t next = SegmentAt(t);
+    const std::size_t match = MatchAt(renderTimes, next, t);
     if (match != kNone && IsOneToOne()) {
         return sourceTimes[match];
     }
-    const double source = std::isfinite(t) ? areas.Area(View(), 0.0, t) : 0.0;
+    if (!std::isfinite(t)) {
+        return 0.0;
+    }
+    double source = 0.0;
+    if (next == 0) {
+        source = areas.Area(View(), 0.0, t);
+    } else {
+        const TimeSpan times{renderTimes[next - 1], renderTimes[next]};
+        source = areaUpTo[next - 1] +
+                 SegmentArea(prepared.segments[next], View().CurveOf(next), times, times.from, t);
+    }
     return std::isnan(source) ? sourceTimes.front() : source;
 }
 

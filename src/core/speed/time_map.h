@@ -30,8 +30,8 @@ struct SpeedSegment {
 
 /// Maps times both ways over the keyframes that it was built from.
 ///
-/// Immutable between two builds; no lock. Every answer for a finite time is finite
-/// or, where speeds and times overflow, infinite: never NaN.
+/// No lock: one thread at a time, also for questions. Every answer for a finite time
+/// is finite or, where speeds and times overflow, infinite: never NaN.
 class TimeMap {
 public:
     /// Speeds this small count as zero on the point axis.
@@ -71,6 +71,7 @@ private:
     // Whether keyframes and render keys have the same indices.
     bool IsOneToOne() const noexcept { return sourceTimes.size() == renderKeys.size(); }
     CurveView View() const noexcept { return {renderTimes, prepared.segments, prepared.curves}; }
+    std::size_t SegmentAt(double renderTime) const noexcept;
     double TimeOfArea(double area) const noexcept;
     bool StandsStillFrom(std::size_t index) const noexcept;
     bool FindPoint(double pointTime, double& render) const noexcept;
@@ -90,6 +91,10 @@ private:
     std::vector<double> stillRenderBefore;
     PreparedCurve prepared;
     AreaIndex areas;
+    std::vector<double> areaUpTo;  // from time 0 to each render key
+    // Where the last render time was found, of the segments between two render keys:
+    // a clip is played in order. It may be any number.
+    mutable std::size_t lastSegment = 0;
 };
 
 }  // namespace core

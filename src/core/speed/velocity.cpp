@@ -79,8 +79,8 @@ std::vector<Stretch> ListStretches(const TimeMap& map, const SpeedParameterFreez
         all.push_back(
             {freeze.key + freeze.duration, keyframe < 0 ? Stretch::kNoKeyframe : keyframe});
     }
-    std::stable_sort(all.begin(), all.end(),
-                     [](const Stretch& a, const Stretch& b) { return a.pointTime < b.pointTime; });
+    std::sort(all.begin(), all.end(),
+              [](const Stretch& a, const Stretch& b) { return a.pointTime < b.pointTime; });
 
     std::vector<Stretch> kept;
     for (const Stretch& stretch : all) {
