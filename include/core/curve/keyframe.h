@@ -185,15 +185,37 @@ public:
     /// Whether a keyframe matches `time`.
     virtual bool HasPoint(double time) const = 0;
 
-    /// Not available in this version: answers false and leaves the outputs untouched.
+    /// The handles of the segment that contains `time`, its end excluded: X and Y of
+    /// the start's right handle to `a` and `b`, of the end's left handle to `c` and
+    /// `d`.
+    ///
+    /// As stored, or with `absolute` as points of the time-value plane in the curve's
+    /// own unit of time (see `GetAbsolutePointControlParam`). The handles of a point
+    /// parameter are positions and the same either way. False, leaving the outputs
+    /// untouched, where no segment contains `time`, or where absolute points are asked
+    /// for and the values are no numbers.
     virtual bool GetPointControlParamOnCurve(double time, double& a, double& b, double& c,
-                                             double& d, bool flag) const = 0;
-    /// Not available in this version: answers false and leaves the outputs untouched.
+                                             double& d, bool absolute) const = 0;
+
+    /// Fills `xPart` and `yPart` with double parameters that sample at every time to
+    /// the x and the y of this point parameter, to rounding.
+    ///
+    /// They have its keyframes: of type `Hold` where it holds, else of type
+    /// `ValueBezier`, whose inner control values carry the motion. They have no range
+    /// and no base ratio, as points have none. Keyframes whose value is no point are
+    /// left out. False, changing nothing, unless this is a point parameter. O(n).
     virtual bool SplitIntoTwoMotionDimension(Parameter& xPart, Parameter& yPart) const = 0;
-    /// Not available in this version: answers false and leaves the numbers untouched.
+
+    /// Turns two handles, given as points of the time-value plane, into the form in
+    /// which keyframes store them, for the segment that starts at `index`: X and Y of
+    /// the start's right and of the end's left handle. The keyframes stay as they are.
+    ///
+    /// Times are in the curve's own unit; see `GetRelativePointControlParam`. False,
+    /// leaving the numbers untouched, where no segment starts at `index`, where its
+    /// values are no numbers, and for a point parameter, whose handles are positions.
     virtual bool TransferAbsoluteParamToRelative(int index, double& startX, double& startY,
                                                  double& endX, double& endY) = 0;
-    /// Not available in this version: answers false and leaves the numbers untouched.
+    /// The inverse; see `GetAbsolutePointControlParam`.
     virtual bool TransferRelativeParamToAbsolute(int index, double& startX, double& startY,
                                                  double& endX, double& endY) = 0;
 

@@ -56,6 +56,15 @@ BigParameterImpl::BigParameterImpl(double time, ValAny value,
     BigParameterImpl::AddPoint(time, std::move(value), interpolation);
 }
 
+BigParameterImpl::BigParameterImpl(ParameterTypeEnum type, ValAny constant,
+                                   std::vector<TimeValuePair> keyframes) {
+    state.type = type;
+    state.constant = std::move(constant);
+    state.keyframes.Assign(std::move(keyframes));
+    ResetRange();
+    UpdateSampling();
+}
+
 BigParameterImpl::BigParameterImpl(const BigParameterImpl& other) : state(other.Snapshot()) {
     UpdateSampling();
 }
@@ -325,7 +334,7 @@ TimeValuePair BigParameterImpl::KeyframeAt(std::size_t index) const {
     return index < state.keyframes.Count() ? state.keyframes[index] : TimeValuePair();
 }
 
-// The stored form and the conversions of handles are not part of this version;
+// The stored form is not part of this version;
 // the calls have their slots and answer a refusal.
 
 std::string BigParameterImpl::Serialize() {
@@ -342,23 +351,6 @@ const char* BigParameterImpl::SerializeEx() const {
 
 const char* BigParameterImpl::GetHashString() const {
     return "";
-}
-
-bool BigParameterImpl::GetPointControlParamOnCurve(double, double&, double&, double&, double&,
-                                                   bool) const {
-    return false;
-}
-
-bool BigParameterImpl::SplitIntoTwoMotionDimension(Parameter&, Parameter&) const {
-    return false;
-}
-
-bool BigParameterImpl::TransferAbsoluteParamToRelative(int, double&, double&, double&, double&) {
-    return false;
-}
-
-bool BigParameterImpl::TransferRelativeParamToAbsolute(int, double&, double&, double&, double&) {
-    return false;
 }
 
 }  // namespace core

@@ -3,6 +3,7 @@
 #include "core/curve/area_index.h"
 #include "core/curve/handles.h"
 #include "core/curve/keyframe_store.h"
+#include "core/curve/motion.h"
 #include "core/curve/prepared_curve.h"
 #include "core/foundation/mutex.h"
 
@@ -15,6 +16,7 @@
 #include <limits>
 #include <list>
 #include <string>
+#include <vector>
 
 namespace core {
 
@@ -37,6 +39,8 @@ public:
     explicit BigParameterImpl(ValAny value);
     BigParameterImpl(double time, ValAny value, KeyframeInterpolationType interpolation,
                      ParameterTypeEnum type);
+    /// A curve with keyframes that are in time order, no two of them matching.
+    BigParameterImpl(ParameterTypeEnum type, ValAny constant, std::vector<TimeValuePair> keyframes);
     /// Copies under the lock of `other`.
     BigParameterImpl(const BigParameterImpl& other);
     /// Copies under the lock of `other`, then takes over under the own one: never
@@ -104,6 +108,9 @@ public:
     /// The keyframe with this index; a default one outside the store.
     TimeValuePair KeyframeAt(std::size_t index) const;
 
+    /// The curve as one dimension of a motion path: what it samples to, in numbers.
+    MotionDimension AsMotionDimension() const;
+
 protected:
     /// Called under the lock after every change of keyframes.
     virtual void OnEdited();
@@ -160,6 +167,9 @@ private:
     }
     ValAny Finish(double value, bool clampToRange) const CORE_REQUIRES(mutex);
     ValAny FinishStored(std::size_t segment, bool clampToRange) const CORE_REQUIRES(mutex);
+
+    // Handles
+    bool ReadSegment(std::size_t start, SegmentEnds& ends) const CORE_REQUIRES(mutex);
 
     // Areas
     CurveView PrepareForAreas() const CORE_REQUIRES(mutex);
