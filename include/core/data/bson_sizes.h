@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+
+namespace core {
+
+/// The header of a map in packed data: how many pairs follow, key and value by turns.
+class BsonMapSize {
+public:
+    BsonMapSize() noexcept = default;
+    explicit BsonMapSize(std::int32_t pairs) noexcept : count(pairs) {}
+    operator std::int32_t() const noexcept { return count; }
+
+private:
+    std::int32_t count = 0;
+};
+
+/// The header of an array in packed data: how many elements follow.
+class BsonTupleSize {
+public:
+    BsonTupleSize() noexcept = default;
+    explicit BsonTupleSize(std::int32_t elements) noexcept : count(elements) {}
+    operator std::int32_t() const noexcept { return count; }
+
+private:
+    std::int32_t count = 0;
+};
+
+}  // namespace core

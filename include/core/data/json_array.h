@@ -1,0 +1,121 @@
+#pragma once
+
+#include <core/data/json_iterator.h>
+#include <core/data/json_value.h>
+#include <core/export.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace core {
+
+/// One element of a `JsonArray`, which owns it. Assigning changes its value alone.
+class CORE_API JsonElem : public JsonValue {
+public:
+    JsonElem(const JsonElem&) = delete;
+    JsonElem& operator=(const JsonElem& other) {
+        JsonValue::operator=(other);
+        return *this;
+    }
+    JsonElem& operator=(JsonElem&& other) {
+        JsonValue::operator=(static_cast<JsonValue&&>(other));
+        return *this;
+    }
+    using JsonValue::operator=;
+
+    /// Null after the last one.
+    JsonElem* NextSibling() noexcept { return next; }
+    const JsonElem* NextSibling() const noexcept { return next; }
+    /// The array that the element was added to; after that array was moved from, it
+    /// is still that one.
+    JsonArray* Parent() noexcept { return parent; }
+    const JsonArray* Parent() const noexcept { return parent; }
+
+private:
+    friend class JsonArray;
+    friend struct detail::JsonNodes;
+
+    JsonElem(JsonAllocator* ofArray, JsonArray* inArray) noexcept
+        : JsonValue(nullptr, ofArray), next(nullptr), parent(inArray) {}
+
+    JsonElem* next;
+    JsonArray* parent;
+};
+
+/// A list of values. Appending is O(1), an index costs a walk from the first one
+/// (see `JsonArrayView`). Values given to its members may lie inside the array.
+///
+/// Copying, moving, exceptions and threads are as with `JsonValue`: a call that
+/// throws changes nothing. Other modules rely on the fields' order.
+class CORE_API JsonArray {
+public:
+    using iterator = detail::JXIterator<JsonElem>;
+    using const_iterator = detail::JXIterator<const JsonElem>;
+
+    /// Empty. The allocator outlives the array; null means the default one.
+    JsonArray() noexcept : JsonArray(nullptr) {}
+    explicit JsonArray(JsonAllocator* allocator) noexcept;
+    /// A deep copy in the allocator of `other`.
+    JsonArray(const JsonArray& other);
+    /// Takes allocator and elements over; `other` is left empty.
+    JsonArray(JsonArray&& other) noexcept;
+    JsonArray& operator=(const JsonArray& other);
+    /// Takes the elements over where both have one allocator, else copies.
+    JsonArray& operator=(JsonArray&& other);
+    ~JsonArray() { Clear(); }
+
+    int Count() const noexcept { return count; }
+    JsonAllocator* Allocator() const noexcept { return allocator; }
+    /// Null when empty.
+    JsonElem* First() noexcept { return first; }
+    const JsonElem* First() const noexcept { return first; }
+    iterator begin() noexcept { return iterator(first); }
+    iterator end() noexcept { return iterator(); }
+    const_iterator begin() const noexcept { return const_iterator(first); }
+    const_iterator end() const noexcept { return const_iterator(); }
+
+    /// Appends a null, a copy of a value, or an empty container, and answers the new
+    /// element or container. Throws `std::length_error` at 2147483647 elements.
+    JsonElem& Add(std::nullptr_t);
+    JsonElem& Add(const JsonValue& value);
+    JsonArray& AddArray();
+    JsonObject& AddObject();
+
+    /// Element `i`, counted from 0; the first one for an `i` below 0. Past the end it
+    /// answers a null element that belongs to no array: a value that this thread may
+    /// write to, but that is null again after its next such call.
+    JsonElem& operator[](int i);
+    const JsonElem& operator[](int i) const;
+
+    /// Removes an element: number `i`, the first one for an `i` below 0, or this very
+    /// one. False, changing nothing, when the array does not hold it.
+    bool Erase(int i) noexcept;
+    bool Erase(JsonElem& element) noexcept;
+    /// Appends nulls, or removes elements from the end, until there are `n`; none for
+    /// an `n` below 0.
+    void Resize(int n);
+    void Clear() noexcept;
+
+    /// As with `JsonValue`, but the text must be an array; on failure this is empty,
+    /// or as it was when no '[' was found and it held nothing.
+    int Parse(const char* text, int depth = 0);
+    void Dump(std::string& out) const;
+    void DumpToTail(std::string& out) const;
+    void PrettyDump(std::string& out, int indent = 0) const;
+    void PrettyDumpToTail(std::string& out, int indent = 0) const;
+
+private:
+    friend struct detail::JsonNodes;
+
+    template <class Fill>
+    JsonElem& Append(Fill fill);
+    bool EraseAfter(JsonElem* before) noexcept;
+
+    JsonAllocator* allocator;
+    std::int32_t count;
+    JsonElem* first;
+    JsonElem* last;
+};
+
+}  // namespace core

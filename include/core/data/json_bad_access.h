@@ -1,0 +1,21 @@
+#pragma once
+
+#include <core/export.h>
+
+#include <exception>
+
+namespace core {
+
+/// Thrown when a `JsonValue` is read as a kind that it does not convert to.
+class CORE_API JsonBadAccess : public std::exception {
+public:
+    JsonBadAccess() noexcept;
+    JsonBadAccess(const JsonBadAccess&) noexcept;
+    JsonBadAccess& operator=(const JsonBadAccess&) noexcept;
+    ~JsonBadAccess() override;
+
+    /// "Json bad access".
+    const char* what() const noexcept override;
+};
+
+}  // namespace core

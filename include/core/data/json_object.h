@@ -1,0 +1,147 @@
+#pragma once
+
+#include <core/data/json_iterator.h>
+#include <core/data/json_value.h>
+#include <core/export.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace core {
+
+/// One named value of a `JsonObject`, which owns it. Assigning changes its value
+/// alone; the name stays.
+class CORE_API JsonMember : public JsonValue {
+public:
+    JsonMember(const JsonMember&) = delete;
+    JsonMember& operator=(const JsonMember& other) {
+        JsonValue::operator=(other);
+        return *this;
+    }
+    JsonMember& operator=(JsonMember&& other) {
+        JsonValue::operator=(static_cast<JsonValue&&>(other));
+        return *this;
+    }
+    using JsonValue::operator=;
+
+    /// Zero-terminated; valid until the name is changed.
+    const char* Name() const noexcept { return name->Text(); }
+    /// As `JsonString::Assign`.
+    void SetName(const char* text) { name->Assign(text); }
+    void SetName(const std::string& text) { name->Assign(text); }
+
+    /// Null after the last one.
+    JsonMember* NextSibling() noexcept { return next; }
+    const JsonMember* NextSibling() const noexcept { return next; }
+    /// The object that the member was added to; after that object was moved from, it
+    /// is still that one.
+    JsonObject* Parent() noexcept { return parent; }
+    const JsonObject* Parent() const noexcept { return parent; }
+
+    /// As with `JsonValue`, for the text of a member: "name" : value. On failure the
+    /// value is empty.
+    int Parse(const char* text, int depth = 0);
+    void Dump(std::string& out) const;
+    void DumpToTail(std::string& out) const;
+    void PrettyDump(std::string& out, int indent = 0) const;
+    void PrettyDumpToTail(std::string& out, int indent = 0) const;
+
+private:
+    friend class JsonObject;
+    friend struct detail::JsonNodes;
+
+    JsonMember(JsonAllocator* ofObject, JsonString* emptyName, JsonObject* inObject) noexcept
+        : JsonValue(nullptr, ofObject), name(emptyName), next(nullptr), parent(inObject) {}
+
+    JsonString* name;
+    JsonMember* next;
+    JsonObject* parent;
+};
+
+/// Named values in the order in which they were added. Names may repeat; all are kept,
+/// and the first one is found. Appending is O(1), a name costs a walk from the first
+/// member (see `JsonObjectView`). Names and values given to its members may lie inside
+/// the object; a null name counts as the empty one.
+///
+/// Copying, moving, exceptions and threads are as with `JsonValue`: a call that
+/// throws changes nothing. Other modules rely on the fields' order.
+class CORE_API JsonObject {
+public:
+    using iterator = detail::JXIterator<JsonMember>;
+    using const_iterator = detail::JXIterator<const JsonMember>;
+
+    /// Empty. The allocator outlives the object; null means the default one.
+    JsonObject() noexcept : JsonObject(nullptr) {}
+    explicit JsonObject(JsonAllocator* allocator) noexcept;
+    /// A deep copy in the allocator of `other`.
+    JsonObject(const JsonObject& other);
+    /// Takes allocator and members over; `other` is left empty.
+    JsonObject(JsonObject&& other) noexcept;
+    JsonObject& operator=(const JsonObject& other);
+    /// Takes the members over where both have one allocator, else copies.
+    JsonObject& operator=(JsonObject&& other);
+    ~JsonObject() { Clear(); }
+
+    int Count() const noexcept { return count; }
+    JsonAllocator* Allocator() const noexcept { return allocator; }
+    /// Null when empty.
+    JsonMember* First() noexcept { return first; }
+    const JsonMember* First() const noexcept { return first; }
+    iterator begin() noexcept { return iterator(first); }
+    iterator end() noexcept { return iterator(); }
+    const_iterator begin() const noexcept { return const_iterator(first); }
+    const_iterator end() const noexcept { return const_iterator(); }
+
+    /// The first member with exactly this name, or null. O(n).
+    JsonMember* Find(const char* name) noexcept;
+    JsonMember* Find(const std::string& name) noexcept;
+    const JsonMember* Find(const char* name) const noexcept;
+    const JsonMember* Find(const std::string& name) const noexcept;
+
+    /// The first member with this name; where there is none, a new null one at the end.
+    JsonMember& operator[](const char* name);
+    JsonMember& operator[](const std::string& name);
+
+    /// Appends a null, a copy of a value, or an empty container under `name`, next to
+    /// any other of that name, and answers the new member or container. Throws
+    /// `std::length_error` at 2147483647 members, or as `JsonString::Assign`.
+    JsonMember& Add(const char* name, std::nullptr_t);
+    JsonMember& Add(const std::string& name, std::nullptr_t);
+    JsonMember& Add(const char* name, const JsonValue& value);
+    JsonMember& Add(const std::string& name, const JsonValue& value);
+    JsonArray& AddArray(const char* name);
+    JsonArray& AddArray(const std::string& name);
+    JsonObject& AddObject(const char* name);
+    JsonObject& AddObject(const std::string& name);
+
+    /// Removes the first member of that name, or this very member. False, changing
+    /// nothing, when the object does not hold it.
+    bool Erase(const char* name) noexcept;
+    bool Erase(const std::string& name) noexcept;
+    bool Erase(JsonMember& member) noexcept;
+    void Clear() noexcept;
+
+    /// As with `JsonValue`, but the text must be an object; on failure this is empty,
+    /// or as it was when no '{' was found and it held nothing.
+    int Parse(const char* text, int depth = 0);
+    void Dump(std::string& out) const;
+    void DumpToTail(std::string& out) const;
+    void PrettyDump(std::string& out, int indent = 0) const;
+    void PrettyDumpToTail(std::string& out, int indent = 0) const;
+
+private:
+    friend struct detail::JsonNodes;
+
+    template <class Name, class Fill>
+    JsonMember& Append(const Name& name, Fill fill);
+    template <class IsIt>
+    bool EraseFirst(IsIt isIt) noexcept;
+
+    JsonAllocator* allocator;
+    std::int32_t count;
+    JsonMember* first;
+    JsonMember* last;
+};
+
+}  // namespace core

@@ -1,0 +1,81 @@
+#include <core/data/bson_unpacker.h>
+
+#include "core/data/bson_wire.h"
+
+namespace core {
+
+BsonUnpacker::BsonUnpacker() noexcept = default;
+
+BsonUnpacker::BsonUnpacker(const BsonBox& box) noexcept {
+    Open(box);
+}
+
+BsonUnpacker::BsonUnpacker(const unsigned char* bytes, std::size_t count) noexcept {
+    Open(bytes, count);
+}
+
+void BsonUnpacker::Open(const BsonBox& box) noexcept {
+    Open(box.Data(), box.Size());
+}
+
+void BsonUnpacker::Open(const unsigned char* bytes, std::size_t count) noexcept {
+    data = bytes;
+    size = bytes != nullptr ? count : 0;
+    cursor = 0;
+    hasFailed = false;
+}
+
+// A byte form fills the low byte of a wider kind: with the number cleared first, small
+// unsigned numbers read back exactly, whatever the item held before.
+void BsonUnpacker::Decode(BsonItem& item) {
+    item.kind = BsonItem::kNone;
+    item.bits = 0;
+    item.text.clear();
+    if (hasFailed) {
+        return;
+    }
+    const wire::Decoded decoded = wire::Decode(data, size, cursor);
+    if (decoded.kind == BsonItem::kString) {
+        item.text.assign(reinterpret_cast<const char*>(decoded.text), decoded.bits);
+    } else {
+        item.bits = decoded.bits;
+    }
+    item.kind = decoded.kind;
+    hasFailed = decoded.kind == BsonItem::kNone;
+}
+
+BsonItem* BsonUnpacker::GetNextItem() {
+    Decode(current);
+    return hasFailed ? nullptr : &current;
+}
+
+BsonUnpacker& BsonUnpacker::operator>>(BsonItem& item) {
+    Decode(item);
+    return *this;
+}
+
+BsonUnpacker& BsonUnpacker::operator>>(std::nullptr_t) {
+    Decode(current);
+    hasFailed = !current.IsNull();
+    return *this;
+}
+
+BsonUnpacker& BsonUnpacker::operator>>(BsonMapSize& pairs) {
+    Decode(current);
+    hasFailed = !current.IsMap();
+    if (!hasFailed) {
+        pairs = BsonMapSize(static_cast<std::int32_t>(current.bits));
+    }
+    return *this;
+}
+
+BsonUnpacker& BsonUnpacker::operator>>(BsonTupleSize& elements) {
+    Decode(current);
+    hasFailed = !current.IsTuple();
+    if (!hasFailed) {
+        elements = BsonTupleSize(static_cast<std::int32_t>(current.bits));
+    }
+    return *this;
+}
+
+}  // namespace core

@@ -1,0 +1,198 @@
+#pragma once
+
+// The nodes of a JSON tree for the code that builds and walks whole trees: the
+// parser, the conversions, copying and clearing.
+//
+//     detail::NodeMemory memory(value.Allocator());     // asked once
+//     JsonArray& array = JsonNodes::MakeArray(value, memory);
+//     JsonElem& element = JsonNodes::AddNull(array, memory);
+//     JsonString& text = JsonNodes::MakeString(element, memory);
+//     char* bytes = JsonNodes::Reserve(text, length + 1, memory);
+
+#include <core/data/json_allocator.h>
+#include <core/data/json_array.h>
+#include <core/data/json_object.h>
+#include <core/data/json_string.h>
+#include <core/data/json_value.h>
+#include <core/foundation/mem_pool.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <new>
+
+namespace core::detail {
+
+/// Memory from an allocator; one of our own pools is called directly.
+class NodeMemory {
+public:
+    /// Looks what the allocator is; worth it from a handful of nodes on.
+    explicit NodeMemory(JsonAllocator* ofNodes) noexcept;
+    /// For a node or two.
+    static NodeMemory ForFew(JsonAllocator* ofNodes) noexcept {
+        return NodeMemory(ofNodes, nullptr);
+    }
+
+    JsonAllocator* Allocator() const noexcept { return allocator; }
+    void* Alloc(std::size_t size) {
+        return pool != nullptr ? pool->Alloc(size, 8) : allocator->Alloc(size, 8);
+    }
+    void Dealloc(void* pointer, std::size_t size) noexcept {
+        if (pool != nullptr) {
+            pool->Dealloc(pointer, size);
+        } else {
+            allocator->Dealloc(pointer, size);
+        }
+    }
+
+private:
+    NodeMemory(JsonAllocator* ofNodes, MemPool* ofAllocator) noexcept
+        : allocator(ofNodes), pool(ofAllocator) {}
+
+    JsonAllocator* allocator;
+    MemPool* pool;
+};
+
+/// The private side of the node classes. `memory` is always that of the nodes'
+/// allocator.
+struct JsonNodes {
+    static constexpr std::int32_t kMaxCount = std::numeric_limits<std::int32_t>::max();
+
+    /// Appends a null element, or a null member with an empty name. Throws like the
+    /// allocator, or `std::length_error` when the container is full; it is then as
+    /// before.
+    static JsonElem& AddNull(JsonArray& array, NodeMemory& memory) {
+        return Append(array, NewElem(array, memory));
+    }
+    static JsonMember& AddNull(JsonObject& object, NodeMemory& memory) {
+        return Append(object, NewMember(object, memory));
+    }
+
+    /// Gives an empty container or text to a value that owns no node.
+    static JsonArray& MakeArray(JsonValue& value, NodeMemory& memory) {
+        value.payload.array = New<JsonArray>(memory);
+        value.kind = JsonValue::kArray;
+        return *value.payload.array;
+    }
+    static JsonObject& MakeObject(JsonValue& value, NodeMemory& memory) {
+        value.payload.object = New<JsonObject>(memory);
+        value.kind = JsonValue::kObject;
+        return *value.payload.object;
+    }
+    static JsonString& MakeString(JsonValue& value, NodeMemory& memory) {
+        value.payload.string = New<JsonString>(memory);
+        value.kind = JsonValue::kString;
+        return *value.payload.string;
+    }
+
+    /// Gives a number, or another scalar, to a value that owns no node.
+    static void SetScalar(JsonValue& value, std::int32_t kind, std::uint64_t bits) noexcept {
+        value.kind = kind;
+        value.payload.unsigned64 = bits;
+    }
+
+    static JsonString& Name(JsonMember& member) noexcept { return *member.name; }
+    static const JsonString& Name(const JsonMember& member) noexcept { return *member.name; }
+
+    /// What a value of that very kind holds, unchecked.
+    static bool Bool(const JsonValue& value) noexcept { return value.payload.boolean; }
+    static std::int64_t Signed(const JsonValue& value) noexcept { return value.payload.signed64; }
+    static std::uint64_t Unsigned(const JsonValue& value) noexcept {
+        return value.payload.unsigned64;
+    }
+    static double Double(const JsonValue& value) noexcept { return value.payload.real; }
+    static const JsonString& String(const JsonValue& value) noexcept {
+        return *value.payload.string;
+    }
+    static const JsonArray& Array(const JsonValue& value) noexcept { return *value.payload.array; }
+    static const JsonObject& Object(const JsonValue& value) noexcept {
+        return *value.payload.object;
+    }
+
+    /// As `JsonString::Reserve`.
+    static char* Reserve(JsonString& string, std::int32_t bytes, NodeMemory& memory) {
+        if (bytes > string.capacity) {
+            FreeText(string, memory);
+            string.storage.heap = static_cast<char*>(memory.Alloc(static_cast<std::size_t>(bytes)));
+            string.capacity = bytes;
+        }
+        return string.MutableText();
+    }
+
+    /// As `JsonArray::Clear` and `JsonObject::Clear`. No recursion and no memory: on
+    /// the way down, the links that led there are turned round.
+    static void Clear(JsonArray& array, NodeMemory& memory) noexcept;
+    static void Clear(JsonObject& object, NodeMemory& memory) noexcept;
+    /// As `JsonValue::Clear`.
+    static void Clear(JsonValue& value, NodeMemory& memory) noexcept;
+
+    /// Replaces the target's content by a deep copy. `from` may lie inside it; it is
+    /// unchanged when the allocator throws.
+    static void Copy(const JsonArray& from, JsonArray& target, NodeMemory& memory);
+    static void Copy(const JsonObject& from, JsonObject& target, NodeMemory& memory);
+
+    /// Moves all nodes to an empty container of the same allocator. Kept on purpose: the
+    /// nodes' parent stays the container that they were added to.
+    template <class Container>
+    static void TakeOver(Container& from, Container& empty) noexcept {
+        empty.count = from.count;
+        empty.first = from.first;
+        empty.last = from.last;
+        from.count = 0;
+        from.first = nullptr;
+        from.last = nullptr;
+    }
+
+    /// An element or member that is in no list yet.
+    static JsonElem* NewElem(JsonArray& parent, NodeMemory& memory) {
+        if (parent.count == kMaxCount) {
+            ThrowFull();
+        }
+        return new (memory.Alloc(sizeof(JsonElem))) JsonElem(memory.Allocator(), &parent);
+    }
+    static JsonMember* NewMember(JsonObject& parent, NodeMemory& memory);
+    static JsonElem& Append(JsonArray& array, JsonElem* element) noexcept {
+        (array.last != nullptr ? array.last->next : array.first) = element;
+        array.last = element;
+        ++array.count;
+        return *element;
+    }
+    static JsonMember& Append(JsonObject& object, JsonMember* member) noexcept {
+        (object.last != nullptr ? object.last->next : object.first) = member;
+        object.last = member;
+        ++object.count;
+        return *member;
+    }
+    /// Clears it and returns its memory; it is in no list any more.
+    static void Delete(JsonElem* element, NodeMemory& memory) noexcept;
+    static void Delete(JsonMember* member, NodeMemory& memory) noexcept;
+
+    /// What an index past the end of an array yields.
+    static JsonElem& NoElement() noexcept;
+    /// Leaves the content to an allocator that is about to drop all its memory.
+    static void Abandon(JsonValue& value) noexcept { value.kind = JsonValue::kEmpty; }
+
+private:
+    template <class Node>
+    static Node* New(NodeMemory& memory) {
+        return new (memory.Alloc(sizeof(Node))) Node(memory.Allocator());
+    }
+    static void FreeText(JsonString& string, NodeMemory& memory) noexcept {
+        if (!string.IsInPlace()) {
+            memory.Dealloc(string.storage.heap, static_cast<std::size_t>(string.capacity));
+            string.capacity = JsonString::kInPlace;
+        }
+        string.storage.inPlace[0] = '\0';
+    }
+    static void Free(JsonString* string, NodeMemory& memory) noexcept;
+    static void Empty(JsonValue& root, NodeMemory& memory) noexcept;
+
+    struct CopyPosition;
+    static void CopyText(const JsonString& from, JsonString& empty, NodeMemory& memory);
+    static void CopyTree(CopyPosition at, NodeMemory& memory);
+    template <class Container>
+    static void Replace(const Container& from, Container& target, NodeMemory& memory);
+    [[noreturn]] static void ThrowFull();
+};
+
+}  // namespace core::detail

@@ -1,0 +1,182 @@
+#include <core/data/json_object.h>
+
+#include <cstring>
+
+#include "core/data/json_nodes.h"
+
+namespace core {
+
+using detail::JsonNodes;
+using detail::NodeMemory;
+
+namespace {
+
+// Names are compared as readers see them, up to the terminating zero: a wanted name
+// with a zero in it is nobody's.
+bool IsName(const JsonMember& member, const char* name) noexcept {
+    return std::strcmp(member.Name(), name) == 0;
+}
+bool IsName(const JsonMember& member, const std::string& name) noexcept {
+    return name.compare(member.Name()) == 0;
+}
+
+template <class Name>
+const JsonMember* FirstNamed(const JsonObject& object, const Name& name) noexcept {
+    for (const JsonMember& member : object) {
+        if (IsName(member, name)) {
+            return &member;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+JsonObject::JsonObject(JsonAllocator* ofNodes) noexcept
+    : allocator(ofNodes != nullptr ? ofNodes : JsonDefaultAllocator::Instance()),
+      count(0),
+      first(nullptr),
+      last(nullptr) {}
+
+JsonObject::JsonObject(const JsonObject& other) : JsonObject(other.allocator) {
+    *this = other;
+}
+
+JsonObject::JsonObject(JsonObject&& other) noexcept : JsonObject(other.allocator) {
+    JsonNodes::TakeOver(other, *this);
+}
+
+JsonObject& JsonObject::operator=(const JsonObject& other) {
+    NodeMemory memory(allocator);
+    JsonNodes::Copy(other, *this, memory);
+    return *this;
+}
+
+JsonObject& JsonObject::operator=(JsonObject&& other) {
+    if (allocator != other.allocator) {
+        return *this = static_cast<const JsonObject&>(other);
+    }
+    if (this != &other) {
+        // Its members first: it may be in one of ours.
+        JsonObject taken(static_cast<JsonObject&&>(other));
+        Clear();
+        JsonNodes::TakeOver(taken, *this);
+    }
+    return *this;
+}
+
+const JsonMember* JsonObject::Find(const char* name) const noexcept {
+    return FirstNamed(*this, name != nullptr ? name : "");
+}
+
+const JsonMember* JsonObject::Find(const std::string& name) const noexcept {
+    return FirstNamed(*this, name);
+}
+
+JsonMember* JsonObject::Find(const char* name) noexcept {
+    return const_cast<JsonMember*>(static_cast<const JsonObject*>(this)->Find(name));
+}
+
+JsonMember* JsonObject::Find(const std::string& name) noexcept {
+    return const_cast<JsonMember*>(static_cast<const JsonObject*>(this)->Find(name));
+}
+
+JsonMember& JsonObject::operator[](const char* name) {
+    JsonMember* const found = Find(name);
+    return found != nullptr ? *found : Add(name, nullptr);
+}
+
+JsonMember& JsonObject::operator[](const std::string& name) {
+    JsonMember* const found = Find(name);
+    return found != nullptr ? *found : Add(name, nullptr);
+}
+
+// The member is filled before it is in the list: what goes into it may be the value
+// that owns this object.
+template <class Name, class Fill>
+JsonMember& JsonObject::Append(const Name& name, Fill fill) {
+    NodeMemory memory = NodeMemory::ForFew(allocator);
+    JsonMember* const member = JsonNodes::NewMember(*this, memory);
+    try {
+        member->SetName(name);
+        fill(*member);
+    } catch (...) {
+        JsonNodes::Delete(member, memory);
+        throw;
+    }
+    return JsonNodes::Append(*this, member);
+}
+
+JsonMember& JsonObject::Add(const char* name, std::nullptr_t) {
+    return Append(name, [](JsonMember&) {});
+}
+
+JsonMember& JsonObject::Add(const std::string& name, std::nullptr_t) {
+    return Append(name, [](JsonMember&) {});
+}
+
+JsonMember& JsonObject::Add(const char* name, const JsonValue& value) {
+    return Append(name, [&value](JsonMember& member) { member = value; });
+}
+
+JsonMember& JsonObject::Add(const std::string& name, const JsonValue& value) {
+    return Append(name, [&value](JsonMember& member) { member = value; });
+}
+
+JsonArray& JsonObject::AddArray(const char* name) {
+    return Append(name, [](JsonMember& member) { member.MakeEmptyArray(); }).AsArray();
+}
+
+JsonArray& JsonObject::AddArray(const std::string& name) {
+    return Append(name, [](JsonMember& member) { member.MakeEmptyArray(); }).AsArray();
+}
+
+JsonObject& JsonObject::AddObject(const char* name) {
+    return Append(name, [](JsonMember& member) { member.MakeEmptyObject(); }).AsObject();
+}
+
+JsonObject& JsonObject::AddObject(const std::string& name) {
+    return Append(name, [](JsonMember& member) { member.MakeEmptyObject(); }).AsObject();
+}
+
+template <class IsIt>
+bool JsonObject::EraseFirst(IsIt isIt) noexcept {
+    JsonMember* before = nullptr;
+    for (JsonMember* member = first; member != nullptr; member = member->next) {
+        if (isIt(*member)) {
+            (before != nullptr ? before->next : first) = member->next;
+            if (last == member) {
+                last = before;
+            }
+            --count;
+            member->Clear();
+            NodeMemory memory = NodeMemory::ForFew(allocator);
+            JsonNodes::Delete(member, memory);
+            return true;
+        }
+        before = member;
+    }
+    return false;
+}
+
+bool JsonObject::Erase(const char* name) noexcept {
+    const char* const wanted = name != nullptr ? name : "";
+    return EraseFirst([wanted](const JsonMember& member) { return IsName(member, wanted); });
+}
+
+bool JsonObject::Erase(const std::string& name) noexcept {
+    return EraseFirst([&name](const JsonMember& member) { return IsName(member, name); });
+}
+
+bool JsonObject::Erase(JsonMember& wanted) noexcept {
+    return EraseFirst([&wanted](const JsonMember& member) { return &member == &wanted; });
+}
+
+void JsonObject::Clear() noexcept {
+    if (first != nullptr) {
+        NodeMemory memory(allocator);
+        JsonNodes::Clear(*this, memory);
+    }
+}
+
+}  // namespace core

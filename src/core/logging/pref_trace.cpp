@@ -1,0 +1,288 @@
+#include <core/logging/pref_trace.h>
+
+#include "core/foundation/mutex.h"
+#include "core/foundation/never_destroyed.h"
+#include "core/logging/analytics.h"
+#include "core/logging/zyl_log_wrapper_manager.h"
+
+#include <core/logging/log.h>
+
+#include <charconv>
+#include <cstdarg>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+// The recorder of the process. Its mutex is held over one record, or while the file is
+// written; never over a call of the log.
+
+namespace core {
+namespace {
+
+constexpr char kModule[] = "ZYL";
+constexpr char kTag[] = "analytics";
+
+/// Whether lines of this level come out anywhere: texts that nobody reads are not made.
+bool IsLogged(int level) noexcept {
+    return !ZylLogWrapperManager::IsBelow(level, ZylLogWrapperManager::Get().FindOwn());
+}
+
+/// Logs one to three pieces of text as a message.
+void Log(int level, const char* function, int line, const char* message, const char* second = "",
+         const char* third = "") noexcept {
+    CoreLogPrintLog(kModule, level, kTag, nullptr, function, line, "%s%s%s", message, second,
+                    third);
+}
+
+/// A file opened for writing, empty.
+std::ofstream OpenEmpty(const std::string& path) {
+    const std::u8string utf8(path.begin(), path.end());
+    return std::ofstream(std::filesystem::path(utf8), std::ios::binary | std::ios::trunc);
+}
+
+enum class FlushResult { Finished, NotOpened, NotWritten };
+
+class Recorder {
+public:
+    /// Made on first use, never destroyed: events come to the very end of a process.
+    static Recorder& Get() {
+        static NeverDestroyed<Recorder> recorder;
+        return recorder.value;
+    }
+
+    bool SetPath(std::string newPath) {
+        Lock lock(mutex);
+        if (!OpenEmpty(newPath).is_open()) {
+            return false;
+        }
+        path = std::move(newPath);
+        return true;
+    }
+
+    void Add(std::shared_ptr<const analytics::Event> event) {
+        Lock lock(mutex);
+        records.events.push_back(std::move(event));
+    }
+
+    void AddSample(const char* name, const char* key, double value,
+                   std::vector<analytics::Property> properties) {
+        Lock lock(mutex);
+        auto at = records.statistics.find(name);
+        if (at == records.statistics.end()) {
+            auto event = std::make_shared<analytics::StatisticEvent>();
+            event->name = name;
+            at = records.statistics.emplace(name, std::move(event)).first;
+        }
+        at->second->Add(key, value);
+        for (analytics::Property& property : properties) {
+            at->second->Set(std::move(property));
+        }
+    }
+
+    FlushResult Flush() {
+        Lock lock(mutex);
+        if (path.empty()) {
+            return FlushResult::NotOpened;
+        }
+        // The text first: when there is no memory for it, the file keeps what it holds.
+        const std::string text = records.Text();
+        std::ofstream file = OpenEmpty(path);
+        if (!file.is_open()) {
+            return FlushResult::NotOpened;
+        }
+        file.write(text.data(), static_cast<std::streamsize>(text.size()));
+        file.close();
+        return file.good() ? FlushResult::Finished : FlushResult::NotWritten;
+    }
+
+private:
+    Mutex mutex;
+    std::string path CORE_GUARDED_BY(mutex);
+    analytics::Records records CORE_GUARDED_BY(mutex);
+};
+
+/// Reads variadic properties up to the null name, each value in its own type; false at
+/// a type that there is none of, behind which nothing can be read.
+bool ReadProperties(std::va_list& arguments, std::vector<TraceProperty>& properties) {
+    while (const char* const name = va_arg(arguments, const char*)) {
+        switch (va_arg(arguments, std::int64_t)) {
+            case CORE_TRACE_TEXT:
+                properties.emplace_back(name, va_arg(arguments, const char*));
+                break;
+            case CORE_TRACE_DOUBLE:
+                properties.emplace_back(name, va_arg(arguments, double));
+                break;
+            case CORE_TRACE_INT64:
+                properties.emplace_back(name, va_arg(arguments, std::int64_t));
+                break;
+            case CORE_TRACE_INT32:
+                properties.emplace_back(name, va_arg(arguments, std::int32_t));
+                break;
+            default:
+                return false;
+        }
+    }
+    return true;
+}
+
+std::vector<analytics::Property> KeepAll(const TraceProperty* properties, std::size_t count) {
+    std::vector<analytics::Property> kept;
+    kept.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (properties[i].Name() != nullptr) {
+            kept.push_back(analytics::Keep(properties[i]));
+        }
+    }
+    return kept;
+}
+
+/// ",name:value" for each property.
+std::string TextOf(const std::vector<analytics::Property>& properties) {
+    std::string text;
+    for (const analytics::Property& property : properties) {
+        text += ',';
+        text += property.name;
+        text += ':';
+        if (const auto* const words = std::get_if<std::string>(&property.value)) {
+            text += *words;
+        } else if (const auto* const integer = std::get_if<std::int64_t>(&property.value)) {
+            text += std::to_string(*integer);
+        } else if (const auto* const real = std::get_if<double>(&property.value)) {
+            // What "%f" writes, whatever the locale; a double has at most 309 digits.
+            char digits[330];
+            const auto [end, error] =
+                std::to_chars(digits, digits + sizeof digits, *real, std::chars_format::fixed, 6);
+            text.append(digits, end);
+        }
+    }
+    return text;
+}
+
+void AddEvent(const char* name, const TraceProperty* properties, std::size_t count,
+              const char* function) {
+    const auto event = std::make_shared<const analytics::Event>(
+        analytics::Event{name, KeepAll(properties, count)});
+    Recorder::Get().Add(event);
+    if (IsLogged(CORE_LOG_TRACKING)) {
+        Log(CORE_LOG_TRACKING, function, __LINE__, "Event:", name,
+            TextOf(event->properties).c_str());
+    }
+}
+
+void AddSample(const char* name, const char* key, double value, const TraceProperty* properties,
+               std::size_t count, const char* function) {
+    Recorder::Get().AddSample(name, key != nullptr ? key : "", value, KeepAll(properties, count));
+    if (IsLogged(CORE_LOG_TRACKING)) {
+        Log(CORE_LOG_TRACKING, function, __LINE__, "StatisticEvent:", name);
+    }
+}
+
+/// Runs `action` on the properties that are read from `arguments`; what it throws ends
+/// here.
+template <class Action>
+void WithProperties(std::va_list& arguments, const char* function, Action&& action) noexcept {
+    try {
+        std::vector<TraceProperty> properties;
+        if (ReadProperties(arguments, properties)) {
+            action(properties);
+        } else {
+            Log(CORE_LOG_WARN, function, __LINE__, "AddPrefTrace has invalid param.");
+        }
+    } catch (...) {
+        // No memory for a record: it is dropped.
+    }
+}
+
+}  // namespace
+
+void TraceEvent(const char* name, const TraceProperty* properties, std::size_t count) noexcept {
+    try {
+        if (name != nullptr) {
+            AddEvent(name, properties, count, __func__);
+        }
+    } catch (...) {
+        // No memory for a record: it is dropped.
+    }
+}
+
+void TraceStatistic(const char* name, const char* key, double value,
+                    const TraceProperty* properties, std::size_t count) noexcept {
+    try {
+        if (name != nullptr) {
+            AddSample(name, key, value, properties, count, __func__);
+        }
+    } catch (...) {
+        // No memory for a record: it is dropped.
+    }
+}
+
+}  // namespace core
+
+using core::Recorder;
+
+int InitPrefTraceFile(const char* path) {
+    if (path == nullptr) {
+        return 1;
+    }
+    bool isOpened = false;
+    try {
+        isOpened = Recorder::Get().SetPath(path);
+    } catch (...) {
+        // No memory, or no path of this system: like a file that can't be opened.
+    }
+    if (isOpened) {
+        core::Log(CORE_LOG_INFO, __func__, __LINE__, "InitPrefTraceFile path: ", path);
+    } else {
+        core::Log(CORE_LOG_ERROR, __func__, __LINE__, "InitPrefTraceFile invalid path: ", path);
+    }
+    return isOpened ? 0 : 1;
+}
+
+void AddPrefTrace(const char* name, ...) {
+    if (name == nullptr) {
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, name);
+    core::WithProperties(arguments, __func__, [&](const std::vector<core::TraceProperty>& all) {
+        core::AddEvent(name, all.data(), all.size(), "AddPrefTrace");
+    });
+    va_end(arguments);
+}
+
+void AddStatisticPrefTrace(const char* name, const char* key, double value, ...) {
+    if (name == nullptr) {
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, value);
+    core::WithProperties(arguments, __func__, [&](const std::vector<core::TraceProperty>& all) {
+        core::AddSample(name, key, value, all.data(), all.size(), "AddStatisticPrefTrace");
+    });
+    va_end(arguments);
+}
+
+void FlushPrefTraceFile(void) {
+    core::FlushResult result = core::FlushResult::NotWritten;
+    try {
+        result = Recorder::Get().Flush();
+    } catch (...) {
+        // No memory for the text of the file.
+    }
+    switch (result) {
+        case core::FlushResult::Finished:
+            core::Log(CORE_LOG_INFO, __func__, __LINE__, "FlushPrefTraceFile finished.");
+            break;
+        case core::FlushResult::NotOpened:
+            core::Log(CORE_LOG_ERROR, __func__, __LINE__,
+                      "FlushPrefTraceFile failed, file can't open.");
+            break;
+        case core::FlushResult::NotWritten:
+            core::Log(CORE_LOG_ERROR, __func__, __LINE__,
+                      "FlushPrefTraceFile failed, file can't be written.");
+            break;
+    }
+}

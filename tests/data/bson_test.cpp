@@ -1,0 +1,508 @@
+#include <core/data/bson_packer.h>
+#include <core/data/bson_unpacker.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "support/allocations.h"
+#include "support/bson_model.h"
+#include "support/dice.h"
+
+namespace {
+
+using core::BsonBox;
+using core::BsonItem;
+using core::BsonMapSize;
+using core::BsonPacker;
+using core::BsonTupleSize;
+using core::BsonUnpacker;
+using support::Bytes;
+using support::PlainItem;
+using support::PlainReader;
+
+Bytes BytesOf(const BsonBox& box) {
+    return {box.Data(), box.Data() + box.Size()};
+}
+
+template <class T>
+Bytes Packed(const T& value) {
+    BsonPacker packer;
+    packer << value;
+    return BytesOf(packer.Take());
+}
+
+/// "D2 00 05": as a reader of dumps writes bytes; only the first ones of many.
+std::string Hex(const Bytes& bytes) {
+    std::string text;
+    for (std::size_t i = 0; i < bytes.size() && i < 12; ++i) {
+        char pair[4];
+        std::snprintf(pair, sizeof pair, i == 0 ? "%02X" : " %02X", unsigned{bytes[i]});
+        text += pair;
+    }
+    return text;
+}
+
+TEST(BsonPacker, WritesEachTypeInItsOwnForm) {
+    struct Row {
+        const char* hex;
+        Bytes bytes;
+    };
+    using Float = std::numeric_limits<float>;
+    using Int64 = std::numeric_limits<std::int64_t>;
+    const auto byte = [](int value) { return static_cast<signed char>(value); };
+    const auto text = [](std::size_t size) { return Packed(std::string(size, 'a')); };
+    const auto head = [](Bytes bytes, std::size_t size) {
+        bytes.resize(size);
+        return bytes;
+    };
+    const Row rows[] = {
+        {"C0", Packed(nullptr)},
+        {"C2", Packed(false)},
+        {"C3", Packed(true)},
+        // The byte-sized forms and 32767 are kept for the data that is stored in them.
+        {"D0 05", Packed(byte(5))},
+        {"D0 7F", Packed(byte(127))},
+        {"FF", Packed(byte(-1))},
+        {"FB", Packed(byte(-5))},
+        {"E0", Packed(byte(-32))},
+        {"D0 DF", Packed(byte(-33))},
+        {"D0 80", Packed(byte(-128))},
+        {"D0 00", Packed(short{0})},
+        {"D1 00 80", Packed(short{128})},
+        {"D1 FF 7F", Packed(short{-129})},
+        {"D2 00 00 00 05", Packed(5)},
+        {"D2 FF FF FF FF", Packed(-1)},
+        {"D1 7F FF", Packed(32767)},
+        {"D2 00 00 7F FE", Packed(32766)},
+        {"D2 00 00 80 00", Packed(32768)},
+        {"D1 7F FF", Packed(std::int64_t{32767})},
+        {"D2 7F FF FF FF", Packed(std::int64_t{2147483647})},
+        {"D3 00 00 00 00 80 00 00 00", Packed(std::int64_t{2147483648})},
+        {"D2 80 00 00 00", Packed(std::int64_t{-2147483648LL})},
+        {"D3 FF FF FF FF 7F FF FF FF", Packed(std::int64_t{-2147483649LL})},
+        {"D3 80 00 00 00 00 00 00 00", Packed(Int64::min())},
+        // Unsigned numbers take the shortest form, whatever their type.
+        {"7F", Packed(static_cast<unsigned char>(127))},
+        {"CC C8", Packed(static_cast<unsigned char>(200))},
+        {"CC FF", Packed(static_cast<unsigned short>(255))},
+        {"CD 01 00", Packed(static_cast<unsigned short>(256))},
+        {"CD FF FF", Packed(65535U)},
+        {"CE 00 01 00 00", Packed(65536U)},
+        {"00", Packed(std::uint64_t{0})},
+        {"CC 80", Packed(std::uint64_t{128})},
+        {"CE FF FF FF FF", Packed(std::uint64_t{0xFFFF'FFFF})},
+        {"CF 00 00 00 01 00 00 00 00", Packed(std::uint64_t{0x1'0000'0000})},
+        {"CF FF FF FF FF FF FF FF FF", Packed(~std::uint64_t{0})},
+        {"CA 3F C0 00 00", Packed(1.5F)},
+        {"CA FF 80 00 00", Packed(-Float::infinity())},
+        {"CB 80 00 00 00 00 00 00 00", Packed(-0.0)},
+        {"CB 3F F8 00 00 00 00 00 00", Packed(1.5)},
+        // Texts and headers: each form to its limit, and one beyond.
+        {"A0", Packed("")},
+        {"A0", Packed(static_cast<const char*>(nullptr))},
+        {"A3 61 00 62", Packed(std::string("a\0b", 3))},
+        {"BF 61", head(text(31), 2)},
+        {"D9 20 61", head(text(32), 3)},
+        {"D9 FF 61", head(text(255), 3)},
+        {"DA 01 00 61", head(text(256), 4)},
+        {"DA FF FF 61", head(text(65535), 4)},
+        {"DB 00 01 00 00 61", head(text(65536), 6)},
+        {"80", Packed(BsonMapSize())},
+        {"8F", Packed(BsonMapSize(15))},
+        {"DE 00 10", Packed(BsonMapSize(16))},
+        {"DE FF FF", Packed(BsonMapSize(65535))},
+        {"DF 00 01 00 00", Packed(BsonMapSize(65536))},
+        {"DF FF FF FF FF", Packed(BsonMapSize(-1))},
+        {"90", Packed(BsonTupleSize(0))},
+        {"9F", Packed(BsonTupleSize(15))},
+        {"DC 00 10", Packed(BsonTupleSize(16))},
+        {"DD 7F FF FF FF", Packed(BsonTupleSize(2147483647))},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(row.hex, Hex(row.bytes));
+    }
+    EXPECT_EQ(65536U + 5U, text(65536).size());
+}
+
+/// Numbers at the edges of all integer types, and some between.
+std::vector<long double> EdgeNumbers() {
+    std::vector<long double> numbers;
+    for (int power = 0; power <= 64; ++power) {
+        for (const long double offset : {-2.0L, -1.0L, 0.0L, 1.0L, 2.0L}) {
+            for (const long double sign : {-1.0L, 1.0L}) {
+                const long double number = sign * std::ldexp(1.0L, power) + offset;
+                if (number >= -0x1p63L && number < 0x1p64L) {
+                    numbers.push_back(number);
+                }
+            }
+        }
+    }
+    return numbers;
+}
+
+template <class T>
+bool Fits(long double number) {
+    using Limits = std::numeric_limits<T>;
+    return number >= static_cast<long double>(Limits::min()) &&
+           number <= static_cast<long double>(Limits::max());
+}
+
+/// Calls `check(T)` for each integer type that items know.
+template <class Check>
+void ForEachIntegerType(Check&& check) {
+    std::apply([&](auto... types) { (check(types), ...); },
+               std::tuple<signed char, unsigned char, short, unsigned short, int, unsigned,
+                          std::int64_t, std::uint64_t>());
+}
+
+// An integer is what it was, through every type that it fits: not even the sign
+// tells the types apart that read it.
+TEST(BsonItem, AnIntegerIsReadByEveryTypeThatItFits) {
+    int compared = 0;
+    for (const long double number : EdgeNumbers()) {
+        ForEachIntegerType([&](auto stored) {
+            using Stored = decltype(stored);
+            // The byte-sized setters change kinds; they have a test of their own.
+            if (sizeof(Stored) == 1 || !Fits<Stored>(number)) {
+                return;
+            }
+            BsonItem item;
+            item.Set(static_cast<Stored>(number));
+            ForEachIntegerType([&](auto read) {
+                using Read = decltype(read);
+                Read value = 77;
+                const bool isRead = item.Get(value);
+                ++compared;
+                EXPECT_EQ(Fits<Read>(number), isRead) << number << " kind " << item.Kind();
+                EXPECT_EQ(isRead ? number : 77.0L, static_cast<long double>(value));
+            });
+        });
+    }
+    EXPECT_LT(10'000, compared);
+}
+
+TEST(BsonItem, ByteSizedSettersCrossOverAndLeaveTheOtherBytes) {
+    BsonItem item;
+    int value = 0;
+    item.Set(static_cast<signed char>(-5));
+    EXPECT_EQ(BsonItem::kUint8, item.Kind());
+    EXPECT_TRUE(item.Get(value) && value == 251);
+
+    item.Set(-1);
+    item.Set(static_cast<unsigned char>(5));
+    EXPECT_EQ(BsonItem::kInt16, item.Kind());
+    EXPECT_TRUE(item.Get(value) && value == -251) << value;
+}
+
+TEST(BsonItem, AnItemOfAnotherKindIsNotReadAndNothingIsStored) {
+    const std::function<void(BsonItem&)> setters[] = {
+        [](BsonItem&) {},
+        [](BsonItem& item) { item.Set(nullptr); },
+        [](BsonItem& item) { item.Set(true); },
+        [](BsonItem& item) { item.Set(1); },
+        [](BsonItem& item) { item.Set(1.5F); },
+        [](BsonItem& item) { item.Set(1e300); },
+        [](BsonItem& item) { item.Set("1", 1); },
+        [](BsonItem& item) { item.SetTupleSize(1); },
+        [](BsonItem& item) { item.SetMapSize(1); },
+    };
+    // Which of the questions below each of them answers.
+    const char* const expected[] = {"", "n", "b", "i", "f", "f", "s", "t", "m"};
+    for (std::size_t i = 0; i < std::size(setters); ++i) {
+        BsonItem item;
+        setters[i](item);
+        std::string kinds;
+        kinds += item.IsNull() ? "n" : "";
+        kinds += item.IsBool() ? "b" : "";
+        kinds += item.IsInteger() ? "i" : "";
+        kinds += item.IsFloat() ? "f" : "";
+        kinds += item.IsString() ? "s" : "";
+        kinds += item.IsTuple() ? "t" : "";
+        kinds += item.IsMap() ? "m" : "";
+        EXPECT_EQ(expected[i], kinds);
+        EXPECT_EQ(i != 0, static_cast<bool>(item));
+
+        bool flag = false;
+        int number = 7;
+        float single = 7.0F;
+        double real = 7.0;
+        std::string text = "7";
+        const char* pointer = "7";
+        std::int32_t elements = 7;
+        std::int32_t pairs = 7;
+        std::string answered;
+        answered += item.Get(flag) ? "b" : "";
+        answered += item.Get(number) ? "i" : "";
+        const bool isFloat = item.Get(real);
+        EXPECT_EQ(isFloat, item.Get(single));
+        answered += isFloat ? "f" : "";
+        const bool isText = item.Get(pointer);
+        EXPECT_EQ(isText, item.Get(text));
+        EXPECT_EQ(isText ? std::string("1") : std::string("7"), text);
+        EXPECT_EQ(isText, pointer != nullptr);
+        answered += isText ? "s" : "";
+        answered += item.GetTupleSize(elements) ? "t" : "";
+        answered += item.GetMapSize(pairs) ? "m" : "";
+        EXPECT_EQ(i == 1 ? "" : kinds, answered);
+        EXPECT_EQ(number == 1 ? 1 : 7, number);
+    }
+    BsonItem item;
+    float single = 0.0F;
+    double real = 0.0;
+    item.Set(1e300);
+    EXPECT_TRUE(item.Get(single) && std::isinf(single));
+    item.Set(0.1F);
+    EXPECT_TRUE(item.Get(real) && real == static_cast<double>(0.1F));
+}
+
+/// Holds an item against one of the plain reader.
+void ExpectSame(const PlainItem& expected, const BsonItem& item) {
+    ASSERT_EQ(expected.kind, item.Kind());
+    std::int64_t number = 0;
+    std::uint64_t large = 0;
+    std::int32_t count = 0;
+    double real = 0.0;
+    std::string text;
+    bool flag = false;
+    if (item.Get(number)) {
+        EXPECT_EQ(expected.number, static_cast<long double>(number));
+    } else if (item.Get(large)) {
+        EXPECT_EQ(expected.number, static_cast<long double>(large));
+    } else if (item.GetTupleSize(count) || item.GetMapSize(count)) {
+        EXPECT_EQ(expected.number, static_cast<long double>(count));
+    } else if (item.Get(flag)) {
+        EXPECT_EQ(expected.number, flag ? 1.0L : 0.0L);
+    } else if (item.Get(text)) {
+        EXPECT_EQ(expected.text, text);
+    } else if (item.Get(real)) {
+        if (item.Kind() == BsonItem::kDouble) {
+            EXPECT_EQ(0, std::memcmp(&expected.bits, &real, sizeof real));
+        } else {
+            const auto bits = static_cast<std::uint32_t>(expected.bits);
+            float single = 0.0F;
+            std::memcpy(&single, &bits, sizeof bits);
+            EXPECT_TRUE(real == static_cast<double>(single) || std::isnan(single));
+        }
+    }
+}
+
+/// A random item of any type, edges preferred.
+void PackAnything(Dice& dice, BsonPacker& packer) {
+    static const std::vector<long double> numbers = EdgeNumbers();
+    const long double number = dice.Pick(numbers);
+    const auto sign = static_cast<std::int64_t>(std::fmod(number, 0x1p63L));
+    switch (dice.Below(12)) {
+        case 0:
+            packer << nullptr;
+            break;
+        case 1:
+            packer << dice.OneIn(2);
+            break;
+        case 2:
+            packer << static_cast<signed char>(sign);
+            break;
+        case 3:
+            packer << static_cast<short>(sign);
+            break;
+        case 4:
+            packer << static_cast<int>(sign);
+            break;
+        case 5:
+            packer << sign;
+            break;
+        case 6:
+        case 7:
+            packer << static_cast<std::uint64_t>(std::fabs(number));
+            break;
+        case 8:
+            packer << static_cast<float>(number);
+            break;
+        case 9:
+            packer << static_cast<double>(number);
+            break;
+        case 10:
+            packer << std::string(
+                static_cast<std::size_t>(dice.Below(dice.OneIn(50) ? 70'000 : 40)),
+                static_cast<char>(dice.Below(256)));
+            break;
+        default:
+            if (dice.OneIn(2)) {
+                packer << BsonMapSize(static_cast<std::int32_t>(sign));
+            } else {
+                packer << BsonTupleSize(static_cast<std::int32_t>(sign));
+            }
+    }
+}
+
+TEST(BsonUnpacker, AgreesWithAPlainReaderOnWhateverBytesThereAre) {
+    constexpr int kRounds = 20'000;
+    Dice dice(7);
+    int failures = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        SCOPED_TRACE(round);
+        BsonPacker packer;
+        for (int i = dice.Below(6); i > 0; --i) {
+            PackAnything(dice, packer);
+        }
+        Bytes bytes = BytesOf(packer.Take());
+        // A cut, a changed byte, a byte too many; or as it was written.
+        if (dice.OneIn(2)) {
+            for (int i = dice.Below(3); i > 0 && !bytes.empty(); --i) {
+                bytes[static_cast<std::size_t>(dice.Below(static_cast<int>(bytes.size())))] =
+                    static_cast<unsigned char>(dice.Below(256));
+            }
+            if (dice.OneIn(2) && !bytes.empty()) {
+                bytes.resize(static_cast<std::size_t>(dice.Below(static_cast<int>(bytes.size()))));
+            } else {
+                bytes.push_back(static_cast<unsigned char>(dice.Below(256)));
+            }
+        }
+        // Of exactly this size, so that a read beyond it is seen.
+        bytes.shrink_to_fit();
+        PlainReader plain(bytes);
+        BsonUnpacker unpacker(bytes.data(), bytes.size());
+        BsonItem item;
+        item.Set(std::int64_t{-1});  // of which nothing may show in what is read
+        while (!unpacker.Failed()) {
+            const PlainItem expected = plain.Next();
+            const BsonItem* read = &item;
+            if (dice.OneIn(2)) {
+                unpacker >> item;
+            } else {
+                read = unpacker.GetNextItem();
+            }
+            ASSERT_EQ(expected.kind == 0, unpacker.Failed());
+            ASSERT_EQ(plain.IsAtEnd(), unpacker.Eos());
+            if (!unpacker.Failed()) {
+                ASSERT_NO_FATAL_FAILURE(ExpectSame(expected, *read));
+            } else {
+                ASSERT_TRUE(read == nullptr || !*read);
+                ++failures;
+            }
+        }
+    }
+    EXPECT_EQ(kRounds, failures);
+}
+
+TEST(BsonUnpacker, AFailureLastsUntilItIsOpenedAgain) {
+    struct Row {
+        const char* name;
+        Bytes bytes;
+        bool isAtEnd;
+    };
+    const Row rows[] = {
+        {"nothing", {}, true},
+        {"no type", {0xC1, 0x01}, false},
+        {"no type, alone", {0xC1}, false},
+        {"binary data", {0xC4, 0x01, 0x01}, false},
+        {"an extension", {0xD4, 0x01, 0x01}, false},
+        {"a number cut short", {0xD2, 0x00, 0x00, 0x00}, false},
+        {"a length cut short", {0xDA, 0x00}, false},
+        {"a text cut short", {0xA2, 'a'}, false},
+        {"a negative length", {0xDB, 0x80, 0x00, 0x00, 0x00}, true},
+        {"a negative count", {0xDD, 0xFF, 0xFF, 0xFF, 0xFF}, true},
+    };
+    const Bytes good = {0xC0, 0xC3};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        BsonUnpacker unpacker(row.bytes.data(), row.bytes.size());
+        EXPECT_EQ(nullptr, unpacker.GetNextItem());
+        EXPECT_TRUE(unpacker.Failed());
+        EXPECT_EQ(row.isAtEnd, unpacker.Eos());
+        unpacker.Rewind();
+        EXPECT_TRUE(unpacker.Failed());
+        BsonItem item;
+        item.Set("left over");
+        unpacker >> item;
+        EXPECT_FALSE(item);
+
+        unpacker.Open(good.data(), good.size());
+        EXPECT_FALSE((unpacker >> nullptr).Failed());
+        EXPECT_TRUE(unpacker.GetNextItem()->IsBool());
+        EXPECT_TRUE(unpacker.Eos());
+        unpacker.Rewind();
+        EXPECT_FALSE((unpacker >> nullptr).Failed());
+    }
+}
+
+TEST(BsonUnpacker, WhatIsAskedForMustComeNext) {
+    BsonPacker packer;
+    packer << BsonMapSize(3) << BsonTupleSize(4) << nullptr;
+    const BsonBox box = packer.Take();
+    const auto run = [&](const char* questions) {
+        BsonUnpacker unpacker(box);
+        BsonMapSize pairs(-7);
+        BsonTupleSize elements(-7);
+        for (const char* question = questions; *question != '\0'; ++question) {
+            switch (*question) {
+                case 'm':
+                    unpacker >> pairs;
+                    break;
+                case 't':
+                    unpacker >> elements;
+                    break;
+                default:
+                    unpacker >> nullptr;
+            }
+        }
+        return std::make_tuple(int{pairs}, int{elements}, unpacker.Failed());
+    };
+    EXPECT_EQ(std::make_tuple(3, 4, false), run("mtn"));
+    EXPECT_EQ(std::make_tuple(-7, -7, true), run("tm"));
+    EXPECT_EQ(std::make_tuple(3, -7, true), run("mnt"));
+    EXPECT_EQ(std::make_tuple(3, -7, true), run("mm"));
+    EXPECT_EQ(std::make_tuple(3, 4, true), run("mtnn"));
+}
+
+TEST(BsonUnpacker, ALengthThatTheBytesDoNotBackCostsNoMemory) {
+    const Bytes bytes = {0xDB, 0x7F, 0xFF, 0xFF, 0xFF, 'a', 'b'};
+    BsonUnpacker unpacker(bytes.data(), bytes.size());
+    const std::size_t before = AllocationsSoFar();
+    EXPECT_EQ(nullptr, unpacker.GetNextItem());
+    EXPECT_EQ(before, AllocationsSoFar());
+}
+
+TEST(BsonPacker, TakesNoMoreThanThereCanBeAndStaysAsItWas) {
+    BsonPacker packer;
+    packer << "before";
+    EXPECT_THROW(packer.Reserve(std::numeric_limits<std::size_t>::max()), std::length_error);
+    packer.Reserve(3);
+    packer << "after";
+    EXPECT_EQ("A6 62 65 66 6F 72 65 A5 61 66 74 65", Hex(BytesOf(packer.Take())));
+    EXPECT_EQ(0U, packer.Take().Size());
+
+    packer << 1 << 2;
+    packer.Clear();
+    packer << true;
+    EXPECT_EQ(Bytes{0xC3}, BytesOf(packer.Take()));
+}
+
+TEST(BsonBox, IsAValue) {
+    const Bytes bytes = {1, 2, 3};
+    BsonBox box(bytes.data(), bytes.size());
+    BsonBox copy = box;
+    EXPECT_NE(box.Data(), copy.Data());
+    EXPECT_EQ(bytes, BytesOf(copy));
+    const BsonBox moved = std::move(copy);
+    EXPECT_EQ(bytes, BytesOf(moved));
+    EXPECT_EQ(0U, copy.Size());
+    copy = moved;
+    box = std::move(copy);
+    const BsonBox& self = box;
+    box = self;
+    EXPECT_EQ(bytes, BytesOf(box));
+    box = BsonBox();
+    EXPECT_EQ(0U, box.Size());
+    EXPECT_EQ(0U, BsonBox(nullptr, 5).Size());
+}
+
+}  // namespace

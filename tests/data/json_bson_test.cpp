@@ -1,0 +1,428 @@
+#include <core/data/bson_packer.h>
+#include <core/data/json_bson.h>
+#include <core/data/json_doc.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/allocations.h"
+#include "support/bson_model.h"
+#include "support/dice.h"
+#include "support/small_stack.h"
+#include "support/tracked_allocator.h"
+
+namespace {
+
+using core::BsonBox;
+using core::BsonMapSize;
+using core::BsonPacker;
+using core::BsonTupleSize;
+using core::JsonArray;
+using core::JsonDoc;
+using core::JsonElem;
+using core::JsonMember;
+using core::JsonObject;
+using core::JsonValue;
+using support::Bytes;
+using support::PlainItem;
+using support::PlainReader;
+
+BsonBox BoxOf(const Bytes& bytes) {
+    return BsonBox(bytes.data(), bytes.size());
+}
+
+Bytes BytesOf(const BsonBox& box) {
+    return {box.Data(), box.Data() + box.Size()};
+}
+
+Bytes Packed(const JsonValue& value) {
+    BsonBox box;
+    core::JsonToBson(value, box);
+    return BytesOf(box);
+}
+
+void AppendText(std::string& to, const char* text) {
+    to += std::to_string(std::strlen(text)) + "'" + text + "'";
+}
+
+/// A tree as text in which nothing is lost, kinds included. Recursive, unlike the
+/// library.
+void AppendShape(std::string& to, const JsonValue& value) {
+    switch (value.Kind()) {
+        case JsonValue::kEmpty:
+            to += "empty";
+            break;
+        case JsonValue::kNull:
+            to += "null";
+            break;
+        case JsonValue::kBool:
+            to += value.AsBool() ? "true" : "false";
+            break;
+        case JsonValue::kSigned:
+            to += std::to_string(value.AsInt64());
+            break;
+        case JsonValue::kUnsigned:
+            to += std::to_string(value.AsUint64()) + "u";
+            break;
+        case JsonValue::kDouble: {
+            std::uint64_t bits = 0;
+            const double real = value.AsDouble();
+            std::memcpy(&bits, &real, sizeof bits);
+            to += "#" + std::to_string(bits);
+            break;
+        }
+        case JsonValue::kString:
+            AppendText(to, value.AsString());
+            break;
+        case JsonValue::kArray:
+            to += "[";
+            for (const JsonElem& element : value.AsArray()) {
+                AppendShape(to, element);
+                to += ",";
+            }
+            to += std::to_string(value.AsArray().Count()) + "]";
+            break;
+        default:
+            to += "{";
+            for (const JsonMember& member : value.AsObject()) {
+                AppendText(to, member.Name());
+                to += ":";
+                AppendShape(to, member);
+                to += ",";
+            }
+            to += std::to_string(value.AsObject().Count()) + "}";
+    }
+}
+
+std::string ShapeOf(const JsonValue& value) {
+    std::string shape;
+    AppendShape(shape, value);
+    return shape;
+}
+
+/// What a document of this text packs into, and the shape of what comes back.
+std::pair<Bytes, std::string> ThereAndBack(const char* text) {
+    JsonDoc document;
+    EXPECT_EQ(std::strlen(text), static_cast<std::size_t>(document.Parse(text))) << text;
+    const Bytes bytes = Packed(document.Root());
+    JsonDoc other;
+    EXPECT_TRUE(core::BsonToJson(BoxOf(bytes), other.Root())) << text;
+    return {bytes, ShapeOf(other.Root())};
+}
+
+TEST(JsonBson, EachKindHasItsBytesAndComesBack) {
+    struct Row {
+        const char* text;
+        Bytes bytes;
+        const char* shape;
+    };
+    const Row rows[] = {
+        {"null", {0xC0}, "null"},
+        {"true", {0xC3}, "true"},
+        {"false", {0xC2}, "false"},
+        {"5", {0xD2, 0, 0, 0, 5}, "5"},
+        {"32767", {0xD1, 0x7F, 0xFF}, "32767"},
+        {"-2147483649", {0xD3, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0xFF, 0xFF, 0xFF}, "-2147483649"},
+        {"18446744073709551615",
+         {0xCF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
+         "18446744073709551615u"},
+        {"1.5", {0xCB, 0x3F, 0xF8, 0, 0, 0, 0, 0, 0}, "#4609434218613702656"},
+        {"\"ab\"", {0xA2, 'a', 'b'}, "2'ab'"},
+        {"\"a\\u0000b\"", {0xA1, 'a'}, "1'a'"},
+        {"[]", {0x90}, "[0]"},
+        {"{}", {0x80}, "{0}"},
+        {"[null,[true],{\"\":false}]",
+         {0x93, 0xC0, 0x91, 0xC3, 0x81, 0xA0, 0xC2},
+         "[null,[true,1],{0'':false,1},3]"},
+        {"{\"a\":null,\"b\":[],\"a\":true}",
+         {0x83, 0xA1, 'a', 0xC0, 0xA1, 'b', 0x90, 0xA1, 'a', 0xC3},
+         "{1'a':null,1'b':[0],1'a':true,3}"},
+    };
+    for (const Row& row : rows) {
+        const auto [bytes, shape] = ThereAndBack(row.text);
+        EXPECT_EQ(row.bytes, bytes) << row.text;
+        EXPECT_EQ(row.shape, shape) << row.text;
+    }
+}
+
+// The kinds of numbers cross: what fits a signed number comes back as one.
+TEST(JsonBson, UnsignedNumbersAreShortAndComeBackSignedWhereTheyFit) {
+    JsonDoc document;
+    for (const std::uint64_t number :
+         {std::uint64_t{5}, std::uint64_t{127}, std::uint64_t{128}, std::uint64_t{255},
+          std::uint64_t{65536}, (std::uint64_t{1} << 63) - 1, std::uint64_t{1} << 63}) {
+        JsonValue value;
+        value.Set(number);
+        const Bytes bytes = Packed(value);
+        EXPECT_EQ(number < 128, bytes.size() == 1);
+        ASSERT_TRUE(core::BsonToJson(BoxOf(bytes), document.Root()));
+        EXPECT_EQ(number >> 63 == 0, document.Root().IsSigned());
+        EXPECT_EQ(number, document.Root().AsUint64());
+    }
+}
+
+TEST(JsonBson, AnEmptyValueIsCountedAndNotWritten) {
+    JsonValue value;
+    EXPECT_EQ(Bytes{}, Packed(value));
+    JsonArray& array = value.MakeEmptyArray();
+    array.Add(JsonValue());
+    array.Add(nullptr).Set(true);
+    EXPECT_EQ((Bytes{0x92, 0xC3}), Packed(value));
+    BsonBox box(reinterpret_cast<const unsigned char*>("before"), 6);
+    core::JsonToBson(array, box);
+    EXPECT_EQ((Bytes{0x92, 0xC3}), BytesOf(box));
+
+    JsonObject& object = value.MakeEmptyObject();
+    object.Add("a", JsonValue());
+    EXPECT_EQ((Bytes{0x81, 0xA1, 'a'}), Packed(value));
+    core::JsonToBson(object, box);
+    EXPECT_EQ((Bytes{0x81, 0xA1, 'a'}), BytesOf(box));
+}
+
+TEST(JsonBson, AFaultEndsTheContainersAroundIt) {
+    struct Row {
+        const char* name;
+        Bytes bytes;
+        /// Null where there is no answer.
+        const char* shape;
+    };
+    const Row rows[] = {
+        {"nothing", {}, nullptr},
+        {"no item", {0xC1}, nullptr},
+        {"a text cut short", {0xA2, 'a'}, nullptr},
+        {"a negative count", {0xDD, 0x80, 0, 0, 0}, nullptr},
+        {"bytes behind", {0xC3, 0xC1}, "true"},
+        {"an array cut short", {0x93, 0xC3, 0xC2}, "[true,false,null,3]"},
+        {"a value cut short",
+         {0x82, 0xA1, 'a', 0xC3, 0xA1, 'b', 0xCD, 0},
+         "{1'a':true,1'b':null,2}"},
+        {"a key cut short", {0x82, 0xA1, 'a', 0xC3, 0xA2, 'b'}, "{1'a':true,1}"},
+        {"a number as a key",
+         {0x83, 0xA1, 'a', 0xC3, 0x05, 0xC2, 0xA1, 'b', 0xC2},
+         "{1'a':true,1}"},
+        // Each array around a fault meets it with its own next element, but not one that
+        // has all of its elements; a map meets it at a key.
+        {"a key in arrays",
+         {0x93, 0x92, 0x91, 0x81, 0x05, 0xC3, 0xC3, 0xC3, 0xC3},
+         "[[[{0},1],null,2],null,2]"},
+        {"a key in maps",
+         {0x82, 0xA1, 'a', 0x82, 0xA1, 'b', 0x81, 0xC0, 0xC0, 0xA1, 'c', 0xC0},
+         "{1'a':{1'b':{0},1},1}"},
+        {"in an array in a map",
+         {0x82, 0xA1, 'a', 0x92, 0xC1, 0xC3, 0xA1, 'b', 0xC3},
+         "{1'a':[null,1],1}"},
+        {"a negative count inside", {0x92, 0xDF, 0xFF, 0xFF, 0xFF, 0xFF, 0xC3}, "[null,1]"},
+        {"an item of no type inside", {0x92, 0xC7, 0xC3}, "[null,1]"},
+    };
+    for (const Row& row : rows) {
+        JsonDoc document;
+        document.Root().Set("before");
+        const bool isDone = core::BsonToJson(BoxOf(row.bytes), document.Root());
+        EXPECT_EQ(row.shape != nullptr, isDone) << row.name;
+        EXPECT_EQ(row.shape != nullptr ? row.shape : "empty", ShapeOf(document.Root())) << row.name;
+    }
+}
+
+/// The same by recursion, from the plain reader.
+bool PlainUnpack(PlainReader& reader, JsonValue& value) {
+    const PlainItem item = reader.Next();
+    const int count = item.kind == 14 || item.kind == 15 ? static_cast<int>(item.number) : 0;
+    if (item.kind == 0) {
+        return false;
+    }
+    if (item.kind == 1) {
+        value.Set(nullptr);
+    } else if (item.kind == 2) {
+        value.Set(item.number != 0);
+    } else if (item.kind <= 10) {
+        if (item.number < 0x1p63L) {
+            value.Set(static_cast<std::int64_t>(item.number));
+        } else {
+            value.Set(static_cast<std::uint64_t>(item.number));
+        }
+    } else if (item.kind == 11) {
+        const auto bits = static_cast<std::uint32_t>(item.bits);
+        float single = 0.0F;
+        std::memcpy(&single, &bits, sizeof single);
+        value.Set(static_cast<double>(single));
+    } else if (item.kind == 12) {
+        double real = 0.0;
+        std::memcpy(&real, &item.bits, sizeof real);
+        value.Set(real);
+    } else if (item.kind == 13) {
+        value.Set(item.text.c_str());
+    } else if (item.kind == 14) {
+        JsonArray& array = value.MakeEmptyArray();
+        for (int i = 0; i < count && PlainUnpack(reader, array.Add(nullptr)); ++i) {
+        }
+    } else {
+        JsonObject& object = value.MakeEmptyObject();
+        for (int i = 0; i < count; ++i) {
+            const PlainItem key = reader.Next();
+            if (key.kind != 13) {
+                reader.Fail();
+                break;
+            }
+            if (!PlainUnpack(reader, object.Add(key.text.c_str(), nullptr))) {
+                break;
+            }
+        }
+    }
+    return true;
+}
+
+void PackTree(Dice& dice, BsonPacker& packer, int depth) {
+    const int kind = dice.Below(depth > 5 ? 8 : 12);
+    const int children = dice.OneIn(20) ? 20 : dice.Below(4);
+    switch (kind) {
+        case 0:
+            packer << nullptr;
+            break;
+        case 1:
+            packer << dice.OneIn(2);
+            break;
+        case 2:
+            packer << dice.Below(1000) - 500;
+            break;
+        case 3:
+            packer << std::numeric_limits<std::uint64_t>::max() -
+                          static_cast<unsigned>(dice.Below(9));
+            break;
+        case 4:
+            packer << static_cast<signed char>(dice.Below(256) - 128);
+            break;
+        case 5:
+            packer << static_cast<float>(dice.Between(-1e3, 1e3));
+            break;
+        case 6:
+            packer << dice.Between(-1e9, 1e9);
+            break;
+        case 7:
+            packer << std::string(static_cast<std::size_t>(dice.Below(40)), 't');
+            break;
+        case 8:
+        case 9:
+            packer << BsonTupleSize(children);
+            for (int i = 0; i < children; ++i) {
+                PackTree(dice, packer, depth + 1);
+            }
+            break;
+        default:
+            packer << BsonMapSize(children);
+            for (int i = 0; i < children; ++i) {
+                packer << std::string(static_cast<std::size_t>(dice.Below(20)), 'k');
+                PackTree(dice, packer, depth + 1);
+            }
+    }
+}
+
+TEST(JsonBson, AgreesWithPlainRecursionOnWhateverBytesThereAre) {
+    Dice dice(11);
+    int changed = 0;
+    for (int round = 0; round < 10'000; ++round) {
+        SCOPED_TRACE(round);
+        BsonPacker packer;
+        PackTree(dice, packer, 0);
+        Bytes bytes = BytesOf(packer.Take());
+        if (dice.OneIn(2)) {
+            for (int i = dice.Below(3); i >= 0; --i) {
+                bytes[static_cast<std::size_t>(dice.Below(static_cast<int>(bytes.size())))] =
+                    static_cast<unsigned char>(dice.Below(256));
+            }
+            if (dice.OneIn(2)) {
+                bytes.resize(static_cast<std::size_t>(dice.Below(static_cast<int>(bytes.size()))));
+            }
+            ++changed;
+        }
+        JsonDoc expected;
+        PlainReader reader(bytes);
+        const bool isExpected = PlainUnpack(reader, expected.Root());
+        JsonDoc document;
+        ASSERT_EQ(isExpected, core::BsonToJson(BoxOf(bytes), document.Root()));
+        const std::string shape = ShapeOf(document.Root());
+        ASSERT_EQ(ShapeOf(expected.Root()), shape);
+        // What has come through packs into bytes from which it comes again.
+        if (isExpected) {
+            BsonBox again;
+            core::JsonToBson(document.Root(), again);
+            ASSERT_TRUE(core::BsonToJson(again, expected.Root()));
+            ASSERT_EQ(shape, ShapeOf(expected.Root()));
+        }
+    }
+    EXPECT_LT(1'000, changed);
+}
+
+/// `depth` containers in each other, around `inner`.
+Bytes Nested(int depth, const Bytes& head, const Bytes& inner) {
+    Bytes bytes;
+    for (int i = 0; i < depth; ++i) {
+        bytes.insert(bytes.end(), head.begin(), head.end());
+    }
+    bytes.insert(bytes.end(), inner.begin(), inner.end());
+    return bytes;
+}
+
+TEST(JsonBson, AMillionContainersInEachOtherNeedNoStack) {
+    support::OnSmallStack([] {
+        constexpr int kDepth = 1'000'000;
+        for (const Bytes& head : {Bytes{0x91}, Bytes{0x81, 0xA1, 'k'}}) {
+            const Bytes bytes = Nested(kDepth, head, {0xC3});
+            JsonDoc document;
+            ASSERT_TRUE(core::BsonToJson(BoxOf(bytes), document.Root()));
+            EXPECT_TRUE(bytes == Packed(document.Root()));
+            document.Root().Clear();
+        }
+        // Each of them still waits for more when the bytes end.
+        const Bytes waiting = Nested(kDepth, {0xDD, 0x7F, 0xFF, 0xFF, 0xFF}, {});
+        JsonDoc document;
+        ASSERT_TRUE(core::BsonToJson(BoxOf(waiting), document.Root()));
+        const JsonArray* array = &document.Root().AsArray();
+        int depth = 1;
+        while (array->First()->IsArray()) {
+            ASSERT_EQ(2, array->Count());
+            ASSERT_TRUE((*array)[1].IsNull());
+            array = &array->First()->AsArray();
+            ++depth;
+        }
+        EXPECT_EQ(kDepth, depth);
+        EXPECT_EQ(1, array->Count());
+    });
+}
+
+TEST(JsonBson, WithoutMemoryItThrowsAndLosesNone) {
+    const BsonBox box =
+        BoxOf({0x82, 0xA1, 'a', 0x92, 0xC3, 0xD9, 0x20, 'a', 'b', 'c', 'd', 'e',  'f', 'g',
+               'h',  'i',  'j', 'k',  'l',  'm',  'n',  'o', 'p', 'q', 'r', 's',  't', 'u',
+               'v',  'w',  'x', 'y',  'z',  '0',  '1',  '2', '3', '4', '5', 0xA1, 'b', 0xC3});
+    support::TrackedAllocator allocator;
+    JsonValue value(&allocator);
+    ASSERT_TRUE(core::BsonToJson(box, value));
+    const std::size_t needed = allocator.Allocations();
+    EXPECT_LT(8U, needed);
+    for (std::size_t n = 1; n <= needed; ++n) {
+        allocator.FailAt(n);
+        EXPECT_THROW(core::BsonToJson(box, value), std::bad_alloc);
+    }
+    allocator.FailAt(0);
+    EXPECT_TRUE(core::BsonToJson(box, value));
+}
+
+TEST(JsonBson, CountsThatTheBytesDoNotBackCostNoMemory) {
+    const BsonBox array = BoxOf({0xDD, 0x7F, 0xFF, 0xFF, 0xFF, 0xC3});
+    const BsonBox map = BoxOf({0xDF, 0x7F, 0xFF, 0xFF, 0xFF, 0xA1, 'a', 0xC3});
+    JsonDoc document;
+    const std::size_t before = AllocationsSoFar();
+    EXPECT_TRUE(core::BsonToJson(array, document.Root()));
+    EXPECT_TRUE(core::BsonToJson(map, document.Root()));
+    // All of it from the first block of the document.
+    EXPECT_EQ(before, AllocationsSoFar());
+}
+
+}  // namespace

@@ -1,0 +1,439 @@
+#include <core/data/json_doc.h>
+#include <core/data/json_view.h>
+#include <gtest/gtest.h>
+
+#include <emmintrin.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "support/dice.h"
+#include "support/json_model.h"
+#include "support/small_stack.h"
+#include "support/tracked_allocator.h"
+
+namespace {
+
+using core::JsonArray;
+using core::JsonBadAccess;
+using core::JsonDoc;
+using core::JsonElem;
+using core::JsonObject;
+using core::JsonString;
+using core::JsonValue;
+using support::ModelOf;
+using support::OnSmallStack;
+using support::TrackedAllocator;
+
+// A pointer that turns into a boolean is the classic trap of such a type.
+template <class T>
+concept CanBeSet = requires(JsonValue value, T content) {
+    value.Set(content);
+};
+static_assert(!CanBeSet<void*> && !CanBeSet<const JsonArray*> && !CanBeSet<const wchar_t*>);
+static_assert(CanBeSet<long> && CanBeSet<unsigned long long> && CanBeSet<float>);
+static_assert(std::is_nothrow_move_constructible_v<JsonValue>);
+
+/// The value in every type that it converts to, in the order of the accessors. Both
+/// ways of asking must agree.
+std::string Conversions(const JsonValue& value) {
+    std::ostringstream text;
+    text.precision(17);
+    const auto add = [&](const char* name, auto out, auto as) {
+        const bool converts = value.Get(out);
+        try {
+            const auto answer = as();
+            EXPECT_TRUE(converts) << name;
+            EXPECT_EQ(0, std::memcmp(&out, &answer, sizeof out)) << name;
+            text << name << answer;
+        } catch (const JsonBadAccess& error) {
+            EXPECT_FALSE(converts) << name;
+            EXPECT_STREQ("Json bad access", error.what());
+        }
+    };
+    add(" b", bool{}, [&] { return value.AsBool(); });
+    add(" i", int{}, [&] { return value.AsInt(); });
+    add(" u", unsigned{}, [&] { return value.AsUint(); });
+    add(" I", std::int64_t{}, [&] { return value.AsInt64(); });
+    add(" U", std::uint64_t{}, [&] { return value.AsUint64(); });
+    add(" d", double{}, [&] { return value.AsDouble(); });
+    text.precision(9);
+    add(" f", float{}, [&] { return value.AsFloat(); });
+    std::string out = "left over";
+    if (value.Get(out)) {
+        EXPECT_EQ(out, value.AsString());
+        text << " s" << out;
+    } else {
+        EXPECT_EQ("", out);
+        EXPECT_THROW(value.AsString(), JsonBadAccess);
+    }
+    return text.str();
+}
+
+template <class T>
+JsonValue Holding(T content) {
+    JsonValue value;
+    value.Set(content);
+    return value;
+}
+
+TEST(JsonValue, ConvertsByKindAndRange) {
+    struct Row {
+        JsonValue value;
+        const char* conversions;
+    };
+    const Row rows[] = {
+        {JsonValue(), ""},
+        {nullptr, ""},
+        // A boolean is every integer but no floating-point number.
+        {Holding(false), " b0 i0 u0 I0 U0"},
+        {Holding(true), " b1 i1 u1 I1 U1"},
+        {Holding(0), " b0 i0 u0 I0 U0 d0 f0"},
+        {Holding(-1), " b1 i-1 I-1 d-1 f-1"},
+        {Holding(INT32_MIN), " b1 i-2147483648 I-2147483648 d-2147483648 f-2.14748365e+09"},
+        {Holding(std::int64_t{INT32_MIN} - 1), " b1 I-2147483649 d-2147483649 f-2.14748365e+09"},
+        {Holding(std::int64_t{1} << 31),
+         " b1 u2147483648 I2147483648 U2147483648 d2147483648 f2.14748365e+09"},
+        {Holding(std::int64_t{1} << 32), " b1 I4294967296 U4294967296 d4294967296 f4.2949673e+09"},
+        {Holding(INT64_MIN), " b1 I-9223372036854775808 d-9.2233720368547758e+18 f-9.22337204e+18"},
+        {Holding(2147483647U),
+         " b1 i2147483647 u2147483647 I2147483647 U2147483647 d2147483647 f2.14748365e+09"},
+        {Holding(2147483648U),
+         " b1 u2147483648 I2147483648 U2147483648 d2147483648 f2.14748365e+09"},
+        {Holding(4294967295U),
+         " b1 u4294967295 I4294967295 U4294967295 d4294967295 f4.2949673e+09"},
+        {Holding(std::uint64_t{1} << 32), " b1 I4294967296 U4294967296 d4294967296 f4.2949673e+09"},
+        {Holding(std::uint64_t{1} << 63),
+         " b1 U9223372036854775808 d9.2233720368547758e+18 f9.22337204e+18"},
+        {Holding(UINT64_MAX), " b1 U18446744073709551615 d1.8446744073709552e+19 f1.84467441e+19"},
+        // A double is every integer but no boolean.
+        {Holding(0.0), " i0 u0 I0 U0 d0 f0"},
+        {Holding(-0.0), " i0 u0 I0 U0 d-0 f-0"},
+        {Holding(1.9), " i1 u1 I1 U1 d1.8999999999999999 f1.89999998"},
+        {Holding(-0.5), " i0 I0 d-0.5 f-0.5"},
+        {Holding(-2147483648.5), " i-2147483648 I-2147483648 d-2147483648.5 f-2.14748365e+09"},
+        // Out of range: what the processor gives.
+        {Holding(0x1p31),
+         " i-2147483648 u2147483648 I2147483648 U2147483648 d2147483648"
+         " f2.14748365e+09"},
+        {Holding(0x1p32 + 7.5),
+         " i-2147483648 u7 I4294967303 U4294967303 d4294967303.5"
+         " f4.2949673e+09"},
+        {Holding(0x1p63),
+         " i-2147483648 u0 I-9223372036854775808 U9223372036854775808"
+         " d9.2233720368547758e+18 f9.22337204e+18"},
+        {Holding(0x1p63 + 2048),
+         " i-2147483648 u0 I-9223372036854775808 U9223372036854777856"
+         " d9.2233720368547779e+18 f9.22337204e+18"},
+        {Holding(0x1p64),
+         " i-2147483648 u0 I-9223372036854775808 U0 d1.8446744073709552e+19"
+         " f1.84467441e+19"},
+        {Holding(-1e300), " i-2147483648 I-9223372036854775808 d-1.0000000000000001e+300 f-inf"},
+        // NaN is not below 0.0, and so passes as unsigned.
+        {Holding(std::nan("")),
+         " i-2147483648 u0 I-9223372036854775808 U9223372036854775808"
+         " dnan fnan"},
+        {Holding("7"), " s7"},
+        {Holding(JsonArray()), ""},
+        {Holding(JsonObject()), ""},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(row.conversions, Conversions(row.value)) << ModelOf(row.value);
+    }
+}
+
+TEST(JsonValue, TruncatesDoublesLikeTheProcessor) {
+    Dice dice(1);
+    for (int i = 0; i < 100'000; ++i) {
+        const double number = std::ldexp(dice.Between(-2.0, 2.0), dice.Below(70));
+        const JsonValue value = Holding(number);
+        const __m128d held = _mm_set_sd(number);
+        EXPECT_EQ(_mm_cvttsd_si32(held), value.AsInt()) << number;
+        EXPECT_EQ(_mm_cvttsd_si64(held), value.AsInt64()) << number;
+        if (number >= 0.0) {
+            EXPECT_EQ(static_cast<std::uint32_t>(_mm_cvttsd_si64(held)), value.AsUint());
+        }
+        if (number >= 0.0 && number < 0x1p64) {
+            EXPECT_EQ(static_cast<std::uint64_t>(number), value.AsUint64());
+        }
+    }
+}
+
+TEST(JsonValue, ContainersAnswerByTheirExactKind) {
+    JsonDoc doc;
+    EXPECT_FALSE(doc);
+    JsonArray* array = nullptr;
+    JsonObject* object = &doc.CreateRootObject();
+    const JsonObject* readOnly = nullptr;
+    EXPECT_TRUE(doc);
+    EXPECT_TRUE(std::as_const(doc).Root().Get(readOnly));
+    EXPECT_EQ(object, readOnly);
+    EXPECT_FALSE(doc.Root().Get(array));
+    EXPECT_EQ(nullptr, array);
+    EXPECT_THROW(doc.Root().AsArray(), JsonBadAccess);
+    (*object)["a"].Set(1);
+    EXPECT_EQ(object, &doc.CreateRootObject());
+    EXPECT_EQ(0, object->Count());
+    array = &doc.CreateRootArray();
+    EXPECT_EQ(array, &std::as_const(doc).Root().AsArray());
+    EXPECT_FALSE(doc.Root().Get(object));
+    EXPECT_EQ(nullptr, object);
+    EXPECT_EQ(doc.Allocator(), array->Add(nullptr).Allocator());
+}
+
+TEST(JsonString, HoldsFifteenBytesInPlaceAndNoMoreThanAskedForElsewhere) {
+    TrackedAllocator allocator;
+    JsonString text(&allocator);
+    text.Assign("123456789012345");
+    EXPECT_EQ(0U, allocator.Lent());
+    EXPECT_EQ(16, text.Capacity());
+    text.Assign("1234567890123456");
+    EXPECT_EQ(17U, allocator.LastSize());
+    text.Assign("shorter");
+    EXPECT_EQ(17, text.Capacity());
+    text.Assign(text.Text() + 2, 3);
+    EXPECT_STREQ("ort", text.Text());
+    text.Assign(std::string("a\0b", 3));
+    EXPECT_STREQ("a", text.Text());
+    // Returned first, so that the pool may serve the new one from it.
+    allocator.FailAt(1);
+    EXPECT_THROW(text.Assign(std::string(40, 'x')), std::bad_alloc);
+    EXPECT_STREQ("", text.Text());
+    EXPECT_EQ(0U, allocator.Lent());
+    text.Assign(nullptr);
+    EXPECT_STREQ("", text.Text());
+}
+
+TEST(JsonArray, AnIndexBelowZeroIsTheFirstAndOnePastTheEndBelongsToNoArray) {
+    JsonArray array;
+    array.Resize(3);
+    array[0].Set("first");
+    array[2].Set("last");
+    EXPECT_STREQ("first", array[-3].AsString());
+    EXPECT_STREQ("last", array[2].AsString());
+
+    JsonElem& outside = array[3];
+    EXPECT_TRUE(outside.IsNull());
+    EXPECT_EQ(nullptr, outside.Parent());
+    EXPECT_EQ(nullptr, outside.NextSibling());
+    outside.MakeEmptyArray().Add(nullptr).Set("written to");
+    std::thread([] { EXPECT_TRUE(JsonArray()[0].IsNull()); }).join();
+    EXPECT_TRUE(array[100].IsNull());
+    EXPECT_EQ(3, array.Count());
+
+    EXPECT_TRUE(array.Erase(-1));
+    EXPECT_EQ(2, array.Count());
+    EXPECT_FALSE(array.Erase(2));
+    EXPECT_TRUE(array.Erase(1));
+    array.Clear();
+    EXPECT_FALSE(array.Erase(-1));
+}
+
+TEST(JsonArray, MovedElementsKeepTheirParent) {
+    JsonDoc doc;
+    JsonArray source(&doc);
+    JsonElem& element = source.Add(nullptr);
+    JsonArray target(&doc);
+    target = std::move(source);
+    EXPECT_EQ(&element, target.First());
+    EXPECT_EQ(&source, element.Parent());
+    EXPECT_EQ(0, source.Count());
+    // What is copied has the new one.
+    JsonArray copy(target);
+    EXPECT_EQ(&copy, copy.First()->Parent());
+    copy.AddArray().Add(nullptr);
+    target = copy;
+    EXPECT_EQ(&target, target[1].Parent());
+    EXPECT_EQ(&target[1].AsArray(), target[1].AsArray().First()->Parent());
+}
+
+TEST(JsonObject, FindsTheFirstOfANameByItsBytes) {
+    JsonObject object;
+    object.Add("twin", nullptr).Set(1);
+    object.Add("twin", nullptr).Set(2);
+    object.Add("tw", nullptr).Set(3);
+    EXPECT_EQ(3, object.Count());
+    EXPECT_EQ(1, object["twin"].AsInt());
+    EXPECT_EQ(3, std::as_const(object).Find("tw")->AsInt());
+    EXPECT_EQ(nullptr, object.Find("t"));
+    EXPECT_EQ(nullptr, object.Find(std::string("tw\0", 3)));
+    EXPECT_EQ(nullptr, object.Find(nullptr));
+    EXPECT_TRUE(object.Erase("twin"));
+    EXPECT_EQ(2, object["twin"].AsInt());
+    EXPECT_FALSE(object["new"].IsEmpty());
+    EXPECT_TRUE(object["new"].IsNull());
+    EXPECT_STREQ("", object[nullptr].Name());
+}
+
+TEST(JsonViews, ShowWhatWasThereWhenTheyWereMade) {
+    JsonObject object;
+    JsonArray& array = object.AddArray("array");
+    for (int i = 0; i < 100; ++i) {
+        array.Add(nullptr).Set(i);
+        object.Add("name" + std::to_string(i % 50), nullptr).Set(i);
+    }
+    core::JsonArrayView view(array);
+    core::JsonArrayAccessor accessor(array);
+    core::JsonObjectView members(object);
+    core::JsonObjectAccessor writable(object);
+    array.Add(nullptr);
+    object["later"].Set(true);
+
+    ASSERT_EQ(100, view.Count());
+    int i = 0;
+    for (JsonElem* element = array.First(); i < view.Count(); element = element->NextSibling()) {
+        EXPECT_EQ(element, &view[i]);
+        EXPECT_EQ(element, &accessor[i++]);
+    }
+    // Names that repeat count once, and their first member is found.
+    EXPECT_EQ(51, members.Count());
+    EXPECT_EQ(7, members.Find("name7")->AsInt());
+    EXPECT_EQ(object.Find("name7"), writable.Find(std::string("name7")));
+    EXPECT_EQ(nullptr, members.Find("later"));
+    EXPECT_EQ(nullptr, members.Find(nullptr));
+
+    view.View(array);
+    accessor.Access(array);
+    members.View(object);
+    writable.Access(object);
+    EXPECT_EQ(101, view.Count());
+    EXPECT_TRUE(accessor[100].IsNull());
+    EXPECT_TRUE(members.Find("later")->AsBool());
+    EXPECT_EQ(52, writable.Count());
+}
+
+// Arrays and objects in turn; every container has a sibling text behind it.
+void Nest(JsonValue& value, int depth) {
+    JsonValue* at = &value;
+    for (int i = 0; i < depth; ++i) {
+        if (i % 3 == 0) {
+            JsonObject& object = at->MakeEmptyObject();
+            at = &object["below"];
+            object.Add("a name of more than sixteen bytes", nullptr);
+        } else {
+            JsonArray& array = at->MakeEmptyArray();
+            at = &array.Add(nullptr);
+            array.Add(nullptr).Set("beside");
+        }
+    }
+    at->Set("at the bottom of it all");
+}
+
+int DepthOf(const JsonValue& value) {
+    int depth = 0;
+    for (const JsonValue* at = &value; !at->IsString(); ++depth) {
+        at = at->IsArray() ? static_cast<const JsonValue*>(at->AsArray().First())
+                           : at->AsObject().First();
+    }
+    return depth;
+}
+
+constexpr int kDepth = 1'000'000;
+
+TEST(JsonValue, ATreeOfAnyDepthNeedsNoStack) {
+    OnSmallStack([] {
+        JsonDoc doc;
+        Nest(doc.Root(), kDepth);
+        const JsonValue copy(doc.Root());
+        EXPECT_EQ(kDepth, DepthOf(copy));
+        doc.CreateRootObject();
+        doc.Root() = copy;
+        // From inside itself, by copy and by move.
+        doc.Root() = *doc.Root().AsObject().First();
+        doc.Root() = std::move((*doc.Root().AsArray().First()));
+        EXPECT_EQ(kDepth - 2, DepthOf(doc.Root()));
+        JsonArray list(&doc);
+        list.Add(doc.Root());
+        list.Add(copy);
+        list.Resize(1);
+        EXPECT_TRUE(list.Erase(0));
+        doc.Root().Clear();
+    });
+    OnSmallStack([] {
+        JsonValue onHeap;
+        Nest(onHeap, kDepth);
+        JsonObject object;
+        object["deep"] = std::move(onHeap);
+        EXPECT_TRUE(onHeap.IsEmpty());
+        EXPECT_TRUE(object.Erase("deep"));
+    });
+}
+
+TEST(JsonValue, NodesGoBackInOrderWithTheirSizes) {
+    TrackedAllocator allocator;
+    JsonValue value(&allocator);
+    Nest(value, 100);
+    // Moved arrays leave their elements a parent that is gone.
+    JsonArray* innermost = &value.AsObject().First()->AsArray();
+    JsonArray moved(std::move(innermost->First()->AsArray()));
+    *innermost = std::move(moved);
+    JsonValue other(&allocator);
+    other = value;
+    EXPECT_EQ(ModelOf(value), ModelOf(other));
+    value.Clear();
+    other.Clear();
+    EXPECT_EQ(0U, allocator.Lent());
+}
+
+/// Counts the nodes; what is derived from a pool is asked for each of them.
+class CountingPool : public core::JsonOptimizedAllocator {
+public:
+    CountingPool() : JsonOptimizedAllocator(0) {}
+    void* Alloc(std::size_t size, std::size_t align) override {
+        ++lent;
+        return JsonOptimizedAllocator::Alloc(size, align);
+    }
+    void Dealloc(void* pointer, std::size_t size) override {
+        --lent;
+        JsonOptimizedAllocator::Dealloc(pointer, size);
+    }
+    int lent = 0;
+};
+
+TEST(JsonAllocators, ADerivedPoolIsAskedForEachNode) {
+    CountingPool pool;
+    JsonValue value(&pool);
+    Nest(value, 10);
+    const int lent = pool.lent;
+    EXPECT_LT(40, lent);
+    JsonValue copy(value);
+    EXPECT_EQ(2 * lent, pool.lent);
+    copy.Clear();
+    value.Clear();
+    EXPECT_EQ(0, pool.lent);
+}
+
+TEST(JsonAllocators, TheDefaultOneServesThoseWithoutAnother) {
+    core::JsonAllocator* const standard = core::JsonDefaultAllocator::Instance();
+    EXPECT_EQ(standard, JsonValue().Allocator());
+    EXPECT_EQ(standard, JsonValue(nullptr).Allocator());
+    EXPECT_EQ(standard, JsonArray().Allocator());
+    EXPECT_EQ(standard, JsonObject(nullptr).Allocator());
+    JsonDoc doc;
+    JsonValue text(nullptr, &doc);
+    EXPECT_TRUE(text.IsNull());
+    text.Set(std::string("a text that needs memory of its own"));
+    // Copies follow their source, assigned values keep their own.
+    EXPECT_EQ(doc.Allocator(), JsonValue(text).Allocator());
+    JsonValue assigned;
+    assigned = std::move(text);
+    EXPECT_EQ(standard, assigned.Allocator());
+    EXPECT_STREQ(text.AsString(), assigned.AsString());
+    JsonArray array(&doc);
+    array.Add(assigned);
+    JsonArray movedFrom(std::move(array));
+    EXPECT_EQ(doc.Allocator(), movedFrom.Allocator());
+    EXPECT_EQ(0, array.Count());
+}
+
+}  // namespace

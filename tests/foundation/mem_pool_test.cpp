@@ -1,0 +1,211 @@
+#include <core/foundation/mem_pool.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <map>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "support/dice.h"
+
+namespace {
+
+using core::detail::MemChunks;
+using core::detail::MemPool;
+
+// Other modules rely on the order of the fields.
+static_assert(sizeof(MemChunks) == 5 * 8 && sizeof(MemPool) == (10 + 1) * 8 + sizeof(MemChunks));
+
+template <class T>
+std::uint64_t Field(const T& object, std::size_t index) {
+    std::uint64_t field;
+    std::memcpy(&field, reinterpret_cast<const unsigned char*>(&object) + 8 * index, sizeof field);
+    return field;
+}
+
+/// Blocks that are lent: no two share a byte, and what is written into one stays.
+class Lent {
+public:
+    void Add(void* pointer, std::size_t size) {
+        unsigned char* const start = static_cast<unsigned char*>(pointer);
+        const auto next = blocks.lower_bound(start);
+        if (next != blocks.end()) {
+            ASSERT_LE(start + size, next->first);
+        }
+        if (next != blocks.begin()) {
+            const auto previous = std::prev(next);
+            ASSERT_LE(previous->first + previous->second.size, start);
+        }
+        blocks[start] = {size, ++fill};
+        std::memset(start, fill, size);
+    }
+    /// The block with this number, in the order of addresses; it is lent no more.
+    std::pair<void*, std::size_t> Take(int number) {
+        const auto block = std::next(blocks.begin(), number);
+        const auto [start, content] = *block;
+        for (std::size_t i = 0; i < content.size; ++i) {
+            EXPECT_EQ(content.fill, start[i]);
+        }
+        blocks.erase(block);
+        return {start, content.size};
+    }
+    int Count() const { return static_cast<int>(blocks.size()); }
+    void Forget() { blocks.clear(); }
+
+private:
+    struct Content {
+        std::size_t size;
+        unsigned char fill;
+    };
+    std::map<unsigned char*, Content> blocks;
+    unsigned char fill = 0;
+};
+
+std::uintptr_t Address(const void* pointer) {
+    return reinterpret_cast<std::uintptr_t>(pointer);
+}
+
+TEST(MemPool, RoundsUpToTenSizes) {
+    std::size_t size = 0;
+    for (const std::size_t bucket : {8, 16, 32, 48, 64, 96, 128, 160, 192, 256}) {
+        for (; size <= bucket; ++size) {
+            EXPECT_EQ(bucket, MemPool::BucketSize(size)) << size;
+        }
+    }
+    EXPECT_EQ(257U, MemPool::BucketSize(257));
+    EXPECT_EQ(SIZE_MAX, MemPool::BucketSize(SIZE_MAX));
+}
+
+TEST(MemPool, BlocksOfTheLeastSizeAndMore) {
+    struct Row {
+        std::size_t block;
+        std::uint64_t chunkSize;
+    };
+    for (const Row& row : {Row{0, 4104}, Row{100, 4104}, Row{4096, 4104}, Row{16384, 16392}}) {
+        const MemPool pool(row.block);
+        EXPECT_EQ(0U, Field(pool, 10)) << "no large block";
+        EXPECT_EQ(row.chunkSize, Field(pool, 11));
+        EXPECT_EQ((row.chunkSize - 8) / 2, Field(pool, 12));
+        EXPECT_EQ(Field(pool, 13) + 8, Field(pool, 14)) << "the cursor is behind the header";
+        EXPECT_EQ(0U, Field(pool, 15)) << "no big request";
+    }
+    EXPECT_EQ(4104U, Field(MemPool(), 11));
+    EXPECT_EQ(520U, Field(MemChunks(), 0));
+    MemChunks chunks(10);
+    EXPECT_EQ(520U, Field(chunks, 0));
+    for (const std::size_t threshold : {1, 500, 501, 0}) {
+        chunks.Init(1000, threshold);
+        EXPECT_EQ(threshold == 1 ? 1U : 500U, Field(chunks, 1));
+    }
+}
+
+// The free lists as vectors, the newest block at the back.
+TEST(MemPool, AnswersLikeItsModel) {
+    std::map<std::size_t, std::vector<char*>> free;
+    Lent lent;
+    Dice dice(65);
+    MemPool pool(4096);
+    for (int i = 0; i < 40'000; ++i) {
+        if (dice.OneIn(10'000)) {
+            dice.OneIn(2) ? pool.Clear() : pool.Init(5000);
+            free.clear();
+            lent.Forget();
+            EXPECT_EQ(0U, Field(pool, 10));
+        } else if (lent.Count() > 0 && dice.Below(2000) < lent.Count()) {
+            const auto [block, size] = lent.Take(dice.Below(lent.Count()));
+            pool.Dealloc(block, size);
+            if (size <= 256) {
+                free[MemPool::BucketSize(size)].push_back(static_cast<char*>(block));
+            }
+        } else {
+            const auto size = static_cast<std::size_t>(dice.Below(dice.OneIn(50) ? 5000 : 258));
+            // With an alignment above its size, a block goes back as a smaller one.
+            const std::size_t align = std::size_t{1} << dice.Below(dice.OneIn(50) ? 10 : 4);
+            const std::size_t larger = std::max(size, align);
+            const std::size_t bucket = MemPool::BucketSize(larger);
+            void* const block = pool.Alloc(size, align);
+            ASSERT_EQ(0U, Address(block) % (bucket == 8 ? 8 : 16));
+            if (larger <= 256) {
+                auto& blocks = free[bucket];
+                auto& twice = free[2 * bucket];
+                if (!blocks.empty()) {
+                    ASSERT_EQ(blocks.back(), block);
+                    blocks.pop_back();
+                } else if (MemPool::BucketSize(2 * bucket) == 2 * bucket && !twice.empty()) {
+                    ASSERT_EQ(twice.back(), block);
+                    twice.pop_back();
+                    blocks.push_back(static_cast<char*>(block) + bucket);
+                }
+            }
+            // What was not taken from a list must be new memory, with room for all.
+            lent.Add(block, size <= 256 ? std::max(size, std::size_t{1}) : size);
+            for (const auto& [freeSize, blocks] : free) {
+                for (const char* other : blocks) {
+                    ASSERT_FALSE(other < static_cast<char*>(block) + larger &&
+                                 static_cast<char*>(block) < other + freeSize)
+                        << freeSize;
+                }
+            }
+        }
+    }
+}
+
+TEST(MemPool, RefusesWhatNoHeapGives) {
+    MemPool pool;
+    for (const std::size_t size : {SIZE_MAX, SIZE_MAX - 15, SIZE_MAX / 2}) {
+        EXPECT_THROW(pool.Alloc(size, 8), std::bad_alloc);
+        EXPECT_THROW(pool.Init(size), std::bad_alloc);
+        EXPECT_THROW(MemPool{size}, std::bad_alloc);
+        MemChunks chunks;
+        EXPECT_THROW(chunks.Alloc(size, 8), std::bad_alloc);
+    }
+    pool.Dealloc(nullptr, 40);
+    pool.Dealloc(nullptr, 400);
+    std::memset(pool.Alloc(40, 8), 1, 40);
+}
+
+TEST(MemChunks, LendsDisjointAlignedBlocks) {
+    Dice dice(651);
+    for (const std::size_t block : {512, 3000}) {
+        MemChunks chunks(block);
+        Lent lent;
+        for (int i = 0; i < 3000; ++i) {
+            if (dice.OneIn(500)) {
+                chunks.Clear();
+                lent.Forget();
+                EXPECT_EQ(0U, Field(chunks, 2));
+            }
+            const auto size = 1 + static_cast<std::size_t>(dice.Below(dice.OneIn(9) ? 4000 : 90));
+            const std::size_t align = dice.OneIn(20) ? 0 : std::size_t{1} << dice.Below(13);
+            void* const start = chunks.Alloc(size, align);
+            if (align > 0) {
+                ASSERT_EQ(0U, Address(start) % align);
+            }
+            lent.Add(start, size);
+        }
+    }
+}
+
+TEST(MemChunks, TakeBackTheNewestBlockAlone) {
+    MemChunks chunks(512);
+    void* const first = chunks.Alloc(40, 8);
+    void* const second = chunks.Alloc(40, 8);
+    chunks.Dealloc(first, 40);
+    chunks.Dealloc(second, 39);
+    void* const big = chunks.Alloc(300, 8);
+    chunks.Dealloc(big, 300);
+    EXPECT_EQ(static_cast<char*>(second) + 40, chunks.Alloc(8, 8));
+    chunks.Dealloc(static_cast<char*>(second) + 40, 8);
+    chunks.Dealloc(second, 40);
+    EXPECT_EQ(second, chunks.Alloc(40, 8));
+    chunks.Clear();
+    chunks.Dealloc(second, 40);
+    EXPECT_NE(nullptr, chunks.Alloc(40, 8));
+}
+
+}  // namespace
