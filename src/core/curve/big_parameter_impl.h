@@ -4,6 +4,7 @@
 #include "core/curve/handles.h"
 #include "core/curve/keyframe_store.h"
 #include "core/curve/motion.h"
+#include "core/curve/parameter_text.h"
 #include "core/curve/prepared_curve.h"
 #include "core/foundation/mutex.h"
 
@@ -13,7 +14,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <list>
 #include <string>
 #include <vector>
@@ -32,7 +32,11 @@ class Parameter;
 /// Derived from the keyframes, and never part of a copy:
 ///  1. `prepared`: a stale segment is prepared when it is sampled;
 ///  2. `areas`: valid from an area question until the next edit;
-///  3. `lastSegment`: where the last sample was found. It may be any segment.
+///  3. `lastSegment`: where the last sample was found. It may be any segment;
+///  4. `digest`: valid from a question for it until the next edit.
+///
+/// The texts that `SerializeEx` and `GetHashString` answer with a pointer are kept
+/// apart from that, so that only the next such call changes them.
 class BigParameterImpl {
 public:
     BigParameterImpl();
@@ -119,12 +123,8 @@ protected:
 
 private:
     // What a copy copies.
-    struct State {
+    struct State : ParameterSettings {
         KeyframeStore keyframes;
-        ParameterTypeEnum type = ParameterDouble;
-        ValAny minVal = -std::numeric_limits<double>::max();
-        ValAny maxVal = std::numeric_limits<double>::max();
-        ValAny baseRatio = nullptr;
         ValAny constant;
         // Set by AddPointEx: handles of a point parameter are maintained too.
         bool maintainsPathHandles = false;
@@ -147,8 +147,6 @@ private:
 
     // Settings
     State Snapshot() const;
-    void ResetRange() CORE_REQUIRES(mutex);
-    bool HasNoRange() const CORE_REQUIRES(mutex);
     void UpdateSampling() CORE_REQUIRES(mutex);
     bool IsValid(int index) const CORE_REQUIRES(mutex) {
         return index >= 0 && static_cast<std::size_t>(index) < state.keyframes.Count();
@@ -171,6 +169,9 @@ private:
     // Handles
     bool ReadSegment(std::size_t start, SegmentEnds& ends) const CORE_REQUIRES(mutex);
 
+    // Texts
+    std::string Write() const CORE_REQUIRES(mutex);
+
     // Areas
     CurveView PrepareForAreas() const CORE_REQUIRES(mutex);
     double AreaRatio() const CORE_REQUIRES(mutex);
@@ -191,6 +192,10 @@ private:
     std::size_t lastSegment CORE_GUARDED_BY(mutex) = 0;
     mutable AreaIndex areas CORE_GUARDED_BY(mutex);
     mutable bool areasAreValid CORE_GUARDED_BY(mutex) = false;
+    mutable std::string digest CORE_GUARDED_BY(mutex);
+    mutable bool digestIsValid CORE_GUARDED_BY(mutex) = false;
+    mutable std::string serialisedText CORE_GUARDED_BY(mutex);
+    mutable std::string hashText CORE_GUARDED_BY(mutex);
     // Segments for areas of a parameter whose samples are no numbers.
     mutable PreparedCurve preparedAsNumbers CORE_GUARDED_BY(mutex);
 };
