@@ -134,8 +134,8 @@ void ReadSetting(const JsonValue* json, ParameterTypeEnum type, ValAny& setting)
     }
 }
 
-// Sorts, and of keyframes that match keeps the last one in the order of the text: the
-// outcome of adding them one by one.
+// Sorts, and of keyframes that match keeps the last one of the text: the outcome of
+// adding them one by one.
 void PutInOrder(std::vector<TimeValuePair>& keyframes) {
     const auto followsWell = [](const TimeValuePair& a, const TimeValuePair& b) {
         return !(a.GetTime() < b.GetTime()) || KeyframeStore::Matches(a.GetTime(), b.GetTime());
@@ -148,10 +148,8 @@ void PutInOrder(std::vector<TimeValuePair>& keyframes) {
         order[i] = i;
     }
     const auto timeAt = [&](std::size_t i) { return keyframes[order[i]].GetTime(); };
-    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        const double timeA = keyframes[a].GetTime();
-        const double timeB = keyframes[b].GetTime();
-        return timeA < timeB || (timeA == timeB && a < b);
+    std::sort(order.begin(), order.end(), [&keyframes](std::size_t a, std::size_t b) {
+        return keyframes[a].GetTime() < keyframes[b].GetTime();
     });
 
     // Keyframe i goes when a later one of the text matches it. Those that match it are a
