@@ -1,9 +1,11 @@
 #pragma once
 
+#include "documents.h"
 #include "suite.h"
 
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace bench {
@@ -14,6 +16,12 @@ void AddSolvers(Suite& suite);
 void AddEditing(Suite& suite);
 void AddAreas(Suite& suite);
 void AddIdentifiers(Suite& suite);
+/// Reading and writing documents; `self` is this program.
+void AddJson(Suite& suite, const std::vector<Document>& documents, const std::string& self);
+void AddPacked(Suite& suite, const std::vector<Document>& documents);
+void AddNumberText(Suite& suite);
+void AddMemory(Suite& suite);
+void AddMd5(Suite& suite);
 /// Other libraries' curves, as far as they were found when this was built.
 void AddPeers(Suite& suite);
 

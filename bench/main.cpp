@@ -1,6 +1,7 @@
 // core_bench: measures the library beside plain code and other libraries.
 
 #include "contests.h"
+#include "json_library.h"
 
 #include <benchmark/benchmark.h>
 
@@ -18,18 +19,20 @@ namespace {
 
 void PrintUsage() {
     std::printf(
-        "usage: core_bench [--quick] [--json FILE] [--benchmark_...]\n"
+        "usage: core_bench [--quick] [--json FILE] [--benchmark_...] [DOCUMENT...]\n"
         "\n"
         "Checks that all contestants agree, then prints medians and ratios.\n"
         "  --quick      one short repetition of the smallest cases: shows that they run,\n"
         "               its times mean nothing\n"
         "  --json FILE  also writes every repetition to FILE\n"
+        "  DOCUMENT     JSON files to read and write, in place of ../shared/corpora\n"
         "Options of Google Benchmark follow ours and override them, as in\n"
         "  core_bench --benchmark_filter=Hermite --benchmark_repetitions=25\n");
 }
 
-/// Google Benchmark's arguments: what this program asks for, then the caller's.
-std::vector<std::string> Arguments(int argc, char** argv) {
+/// Google Benchmark's arguments: what this program asks for, then the caller's; and the
+/// documents.
+std::vector<std::string> Arguments(int argc, char** argv, std::vector<std::string>& documents) {
     std::vector<std::string> arguments = {argv[0], "--benchmark_repetitions=9",
                                           "--benchmark_min_time=0.02",
                                           "--benchmark_enable_random_interleaving=true"};
@@ -41,6 +44,8 @@ std::vector<std::string> Arguments(int argc, char** argv) {
         } else if (std::strcmp(argv[i], "--json") == 0 && i + 1 < argc) {
             arguments.push_back(std::string("--benchmark_out=") + argv[++i]);
             arguments.push_back("--benchmark_out_format=json");
+        } else if (argv[i][0] != '-') {
+            documents.push_back(argv[i]);
         } else {
             arguments.push_back(argv[i]);
         }
@@ -65,7 +70,11 @@ private:
 };
 
 int Run(int argc, char** argv) {
-    std::vector<std::string> arguments = Arguments(argc, argv);
+    if (bench::RunMemoryRound(argc, argv)) {
+        return 0;
+    }
+    std::vector<std::string> files;
+    std::vector<std::string> arguments = Arguments(argc, argv, files);
     std::vector<char*> pointers;
     for (std::string& argument : arguments) {
         pointers.push_back(argument.data());
@@ -84,6 +93,12 @@ int Run(int argc, char** argv) {
     bench::AddEditing(suite);
     bench::AddAreas(suite);
     bench::AddIdentifiers(suite);
+    const std::vector<bench::Document> documents = bench::Documents(files);
+    bench::AddJson(suite, documents, argv[0]);
+    bench::AddPacked(suite, documents);
+    bench::AddNumberText(suite);
+    bench::AddMemory(suite);
+    bench::AddMd5(suite);
     bench::AddPeers(suite);
     if (!suite.RunChecks()) {
         return 1;

@@ -86,6 +86,38 @@ std::string TimeText(double nanoseconds) {
     return text;
 }
 
+std::string AmountText(double kilobytes) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f MB", kilobytes / 1024.0);
+    return text;
+}
+
+/// Counts the goals while the rows are printed.
+class Verdicts {
+public:
+    void Print(double ratio, double goal, double floor) {
+        if (goal <= 0.0) {
+            return;
+        }
+        ++goals;
+        met += ratio <= goal ? 1 : 0;
+        const char* const verdict = ratio <= goal ? "ok" : ratio <= floor ? "above" : "MISSED";
+        std::printf(goal < 0.1 ? " %5.3f  %s" : " %5.2f  %s", goal, verdict);
+        if (ratio > goal && floor > goal) {
+            std::printf(" (floor %.2f)", floor);
+        }
+    }
+    void PrintSum() const {
+        if (goals > 0) {
+            std::printf("; %d of %d goals met", met, goals);
+        }
+    }
+
+private:
+    int goals = 0;
+    int met = 0;
+};
+
 }  // namespace
 
 void Agreement::Compare(double a, double b) {
@@ -106,7 +138,7 @@ std::string Name(const std::string& what, const std::string& how, int n) {
 }
 
 void Suite::Section(const std::string& title) {
-    lines.push_back({title, {}});
+    lines.push_back({title, {}, {}});
 }
 
 void Suite::Measure(const std::string& name, std::function<void(benchmark::State&)> loop) {
@@ -117,7 +149,11 @@ void Suite::Measure(const std::string& name, std::function<void(benchmark::State
 }
 
 void Suite::Compare(const Row& row) {
-    lines.push_back({{}, row});
+    lines.push_back({{}, row, {}});
+}
+
+void Suite::CompareAmounts(const AmountRow& row) {
+    lines.push_back({{}, {}, row});
 }
 
 void Suite::Check(const std::string& name, double tolerance, std::function<Agreement()> compare) {
@@ -155,14 +191,32 @@ void Suite::RunBenchmarks() const {
         const auto at = collector.timings.find(name);
         return at == collector.timings.end() ? nullptr : &at->second;
     };
-    int goals = 0;
-    int met = 0;
+    const std::function<bool(const std::string&)> isSelected = Selection();
+    Verdicts verdicts;
     std::string title;
     std::printf("\n%-34s %7s %10s %5s %8s  %-24s %5s\n", "", "n", "median", "+-%", "ratio", "of",
                 "goal");
+    const auto begin = [&](const std::string& what, int n, const std::string& amount) {
+        if (!title.empty()) {
+            std::printf("\n%s\n", std::exchange(title, {}).c_str());
+        }
+        std::printf("  %-32s %7d %10s", what.c_str(), n, amount.c_str());
+    };
     for (const Line& line : lines) {
         if (!line.title.empty()) {
             title = line.title;
+            continue;
+        }
+        if (line.amounts.has_value()) {
+            const AmountRow& row = *line.amounts;
+            if (isSelected("amounts/" + row.what + "/" + std::to_string(row.n))) {
+                const double amount = row.measure();
+                const double ratio = amount / row.measureOther();
+                begin(row.what, row.n, AmountText(amount));
+                std::printf("      %8.2f  %-24s", ratio, row.of.c_str());
+                verdicts.Print(ratio, row.goal, row.goal);
+                std::printf("\n");
+            }
             continue;
         }
         const Row& row = line.row;
@@ -170,27 +224,20 @@ void Suite::RunBenchmarks() const {
         if (measured == nullptr) {
             continue;
         }
-        if (!title.empty()) {
-            std::printf("\n%s\n", std::exchange(title, {}).c_str());
-        }
-        std::printf("  %-32s %7d %10s %5.1f", row.what.c_str(), row.n,
-                    TimeText(measured->Median()).c_str(), measured->Spread());
+        begin(row.what, row.n, TimeText(measured->Median()));
+        std::printf(" %5.1f", measured->Spread());
         if (const Timing* against = find(row.against); against != nullptr) {
             const double ratio = measured->Median() / against->Median();
-            std::printf(" %8.2f  %-24s", ratio, row.of.c_str());
+            std::printf(ratio < 0.1 ? " %8.4f  %-24s" : " %8.2f  %-24s", ratio, row.of.c_str());
             // A single repetition is no median.
-            if (row.goal > 0.0 && measured->nanoseconds.size() > 1) {
-                ++goals;
-                met += ratio <= row.goal ? 1 : 0;
-                std::printf(" %5.2f  %s", row.goal, ratio <= row.goal ? "ok" : "MISSED");
+            if (measured->nanoseconds.size() > 1) {
+                verdicts.Print(ratio, row.goal, row.floor);
             }
         }
         std::printf("\n");
     }
     std::printf("\nprocessor time per item or job");
-    if (goals > 0) {
-        std::printf("; %d of %d goals met", met, goals);
-    }
+    verdicts.PrintSum();
     std::printf("\n");
 }
 

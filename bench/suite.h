@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,19 @@ struct Row {
     /// What `against` is, for the reader.
     std::string of;
     /// The largest ratio that is good enough; 0 where none is asked for.
+    double goal = 0.0;
+    /// The largest ratio that can be lived with until it is; 0 where there is none.
+    double floor = 0.0;
+};
+
+/// A line that compares something else than times, in KB. What is compared is asked for
+/// once, when the table is printed.
+struct AmountRow {
+    std::string what;
+    int n;
+    std::function<double()> measure;
+    std::function<double()> measureOther;
+    std::string of;
     double goal = 0.0;
 };
 
@@ -45,6 +59,7 @@ public:
     void Measure(const std::string& name, std::function<void(benchmark::State&)> loop);
 
     void Compare(const Row& row);
+    void CompareAmounts(const AmountRow& row);
 
     /// Answers that must agree to `tolerance` before the measurement `name` is taken; 0
     /// asks for equality bit by bit.
@@ -62,6 +77,7 @@ private:
     struct Line {
         std::string title;
         Row row;
+        std::optional<AmountRow> amounts;
     };
     struct Checked {
         std::string name;

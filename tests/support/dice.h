@@ -12,6 +12,7 @@ public:
 
     /// In [0, count).
     int Below(int count) { return static_cast<int>(engine() % static_cast<std::uint64_t>(count)); }
+    std::uint64_t Bits() { return engine(); }
     bool OneIn(int count) { return Below(count) == 0; }
     /// In [low, high).
     double Between(double low, double high) {

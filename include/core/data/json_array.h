@@ -55,7 +55,11 @@ public:
 
     /// Empty. The allocator outlives the array; null means the default one.
     JsonArray() noexcept : JsonArray(nullptr) {}
-    explicit JsonArray(JsonAllocator* allocator) noexcept;
+    explicit JsonArray(JsonAllocator* ofNodes) noexcept
+        : allocator(ofNodes != nullptr ? ofNodes : JsonDefaultAllocator::Instance()),
+          count(0),
+          first(nullptr),
+          last(nullptr) {}
     /// A deep copy in the allocator of `other`.
     JsonArray(const JsonArray& other);
     /// Takes allocator and elements over; `other` is left empty.

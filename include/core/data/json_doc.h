@@ -47,8 +47,8 @@ public:
     /// follows is not looked at. On failure -1, and the root is empty.
     int Parse(const char* text);
     /// The same for a file with a UTF-8 path, of at most 64 MiB; the bytes of a UTF-8
-    /// mark at its start count. -1 also when the file can't be read or has a UTF-16
-    /// mark.
+    /// mark at its start count. -1 also when the file can't be read, is larger or has a
+    /// UTF-16 mark: then the root stays as it was.
     int ParseFile(const char* path);
 
     /// Replaces `out` by the root's text and answers its length; -1, leaving `out` as

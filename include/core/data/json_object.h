@@ -40,7 +40,7 @@ public:
     const JsonObject* Parent() const noexcept { return parent; }
 
     /// As with `JsonValue`, for the text of a member: "name" : value. On failure the
-    /// value is empty.
+    /// name is empty, too. `text` may be the member's own name.
     int Parse(const char* text, int depth = 0);
     void Dump(std::string& out) const;
     void DumpToTail(std::string& out) const;
@@ -73,7 +73,11 @@ public:
 
     /// Empty. The allocator outlives the object; null means the default one.
     JsonObject() noexcept : JsonObject(nullptr) {}
-    explicit JsonObject(JsonAllocator* allocator) noexcept;
+    explicit JsonObject(JsonAllocator* ofNodes) noexcept
+        : allocator(ofNodes != nullptr ? ofNodes : JsonDefaultAllocator::Instance()),
+          count(0),
+          first(nullptr),
+          last(nullptr) {}
     /// A deep copy in the allocator of `other`.
     JsonObject(const JsonObject& other);
     /// Takes allocator and members over; `other` is left empty.

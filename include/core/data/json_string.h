@@ -19,7 +19,11 @@ struct JsonNodes;
 class CORE_API JsonString {
 public:
     /// Empty. The allocator outlives this object; null means the default one.
-    explicit JsonString(JsonAllocator* allocator = nullptr) noexcept;
+    explicit JsonString(JsonAllocator* ofText = nullptr) noexcept
+        : allocator(ofText != nullptr ? ofText : JsonDefaultAllocator::Instance()),
+          capacity(kInPlace) {
+        storage.inPlace[0] = '\0';
+    }
     JsonString(const JsonString&) = delete;
     JsonString& operator=(const JsonString&) = delete;
     ~JsonString();

@@ -50,8 +50,8 @@ public:
     JsonValue(std::nullptr_t) noexcept : JsonValue(nullptr, nullptr) {}
     /// Empty, or null, with an allocator that outlives this value; a null pointer
     /// means the default one.
-    explicit JsonValue(JsonAllocator* allocator) noexcept;
-    JsonValue(std::nullptr_t, JsonAllocator* allocator) noexcept;
+    explicit JsonValue(JsonAllocator* ofNodes) noexcept : JsonValue(ofNodes, kEmpty) {}
+    JsonValue(std::nullptr_t, JsonAllocator* ofNodes) noexcept : JsonValue(ofNodes, kNull) {}
     /// A deep copy in the allocator of `other`.
     JsonValue(const JsonValue& other);
     /// Takes allocator and content over and leaves `other` empty.
@@ -187,8 +187,16 @@ public:
     bool Get(const JsonObject*& out) const noexcept;
 
     /// Reads one value from zero-terminated JSON text at nesting level `depth`, 0 at
-    /// the top. Answers how many bytes it takes, white space in front included; what
-    /// follows is not looked at. On failure -1, and the value is empty.
+    /// the top: containers at levels above 80 must be empty. Answers how many bytes it
+    /// takes, white space in front included; what follows is not looked at. On failure,
+    /// a null `text` and more than 2147483647 bytes included, -1, and the value is
+    /// empty, as it is after an exception of the allocator.
+    ///
+    /// `text` may be the value's own text, but no other part of its content. No white
+    /// space but the bytes 9 to 13 and 32, no check of UTF-8. Numbers are what `strtoll`
+    /// and, where it stops at ".", "e" or "E", `strtod` make of them in the "C" locale,
+    /// so that leading zeros and "1." are taken; integers too large for 64 bits with a
+    /// sign become unsigned ones, as 9223372036854775807 does when errno is ERANGE.
     int Parse(const char* text, int depth = 0);
 
     /// JSON text: `Dump` replaces `out`, `DumpToTail` appends. The pretty forms break
@@ -205,6 +213,10 @@ private:
     template <class T>
     using WidestLike = std::conditional_t<std::is_signed<T>::value, std::int64_t, std::uint64_t>;
 
+    JsonValue(JsonAllocator* ofNodes, std::int32_t scalar) noexcept
+        : allocator(ofNodes != nullptr ? ofNodes : JsonDefaultAllocator::Instance()), kind(scalar) {
+        payload.unsigned64 = 0;
+    }
     bool OwnsNode() const noexcept { return kind > 100; }
     void ReleaseNode() noexcept;
 

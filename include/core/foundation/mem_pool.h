@@ -49,9 +49,24 @@ public:
     void Clear() noexcept;
 
 private:
+    friend class MemPool;
+
     struct Link {
         Link* next;
     };
+
+    /// `Alloc` for a size that is below every threshold.
+    template <std::size_t align>
+    void* AllocSmall(std::size_t size) {
+        const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(cursor);
+        const std::uintptr_t skip = (0 - address) & (align - 1);
+        if (chunk != nullptr && skip + size <= Remaining()) {
+            char* const start = cursor + skip;
+            cursor = start + size;
+            return start;
+        }
+        return AllocElsewhere(size, align);
+    }
 
     std::size_t Remaining() const noexcept {
         return chunkSize - static_cast<std::size_t>(cursor - ChunkStart());
@@ -67,6 +82,19 @@ private:
     Link* chunk;
     char* cursor;
     Link* bigRequests;
+};
+
+/// The sizes that a pool keeps lists for.
+struct PoolSizes {
+    static constexpr int kBuckets = 10;
+    static constexpr std::size_t kLargest = 256;
+    static constexpr std::uint16_t kSizes[kBuckets] = {8, 16, 32, 48, 64, 96, 128, 160, 192, 256};
+    /// Bucket by size in units of 8 bytes, rounded up.
+    static constexpr std::uint8_t kBucketOfUnits[kLargest / 8 + 1] = {
+        0, 0, 1, 2, 2, 3, 3, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6,
+        7, 7, 7, 7, 8, 8, 8, 8, 9, 9, 9, 9, 9, 9, 9, 9};
+    /// Bucket of twice the size, or the bucket itself where no such bucket is.
+    static constexpr std::uint8_t kTwiceAsLarge[kBuckets] = {1, 2, 4, 5, 6, 8, 9, 7, 8, 9};
 };
 
 /// Pool for many small nodes that die together.
@@ -100,7 +128,7 @@ public:
     /// large block.
     void* Alloc(std::size_t size, std::size_t align) {
         const std::size_t larger = size > align ? size : align;
-        return larger <= kLargestBucket ? AllocFrom(BucketOf(larger)) : AllocLarge(larger);
+        return larger <= PoolSizes::kLargest ? AllocFrom(BucketOf(larger)) : AllocLarge(larger);
     }
 
     /// Takes back what `Alloc` gave; `size` is what was asked for then, and alone
@@ -109,7 +137,7 @@ public:
         if (pointer == nullptr) {
             return;
         }
-        if (size <= kLargestBucket) {
+        if (size <= PoolSizes::kLargest) {
             Push(BucketOf(size), pointer);
         } else {
             DeallocLarge(pointer);
@@ -118,7 +146,7 @@ public:
 
     /// The block size that serves `size` bytes; `size` itself above 256.
     static std::size_t BucketSize(std::size_t size) noexcept {
-        return size <= kLargestBucket ? kBucketSizes[BucketOf(size)] : size;
+        return size <= PoolSizes::kLargest ? PoolSizes::kSizes[BucketOf(size)] : size;
     }
 
     /// Returns all memory; the pool can be used again.
@@ -133,19 +161,8 @@ private:
         LargeBlock* previous;
     };
 
-    static constexpr int kBuckets = 10;
-    static constexpr std::size_t kLargestBucket = 256;
-    static constexpr std::uint16_t kBucketSizes[kBuckets] = {8,  16,  32,  48,  64,
-                                                             96, 128, 160, 192, 256};
-    /// Bucket by size in units of 8 bytes, rounded up.
-    static constexpr std::uint8_t kBucketOfUnits[kLargestBucket / 8 + 1] = {
-        0, 0, 1, 2, 2, 3, 3, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6,
-        7, 7, 7, 7, 8, 8, 8, 8, 9, 9, 9, 9, 9, 9, 9, 9};
-    /// Bucket of twice the size, or the bucket itself where no such bucket is.
-    static constexpr std::uint8_t kTwiceAsLarge[kBuckets] = {1, 2, 4, 5, 6, 8, 9, 7, 8, 9};
-
     static constexpr unsigned BucketOf(std::size_t size) noexcept {
-        return kBucketOfUnits[(size + 7) / 8];
+        return PoolSizes::kBucketOfUnits[(size + 7) / 8];
     }
     void Push(unsigned bucket, void* block) noexcept {
         freeBlocks[bucket] = new (block) FreeBlock{freeBlocks[bucket]};
@@ -159,19 +176,19 @@ private:
         if (freeBlocks[bucket] != nullptr) {
             return Pop(bucket);
         }
-        const unsigned twice = kTwiceAsLarge[bucket];
-        const std::size_t size = kBucketSizes[bucket];
+        const unsigned twice = PoolSizes::kTwiceAsLarge[bucket];
+        const std::size_t size = PoolSizes::kSizes[bucket];
         if (freeBlocks[twice] != nullptr) {
             char* const block = static_cast<char*>(Pop(twice));
             Push(bucket, block + size);
             return block;
         }
-        return chunks.Alloc(size, bucket == 0 ? 8 : 16);
+        return bucket == 0 ? chunks.AllocSmall<8>(size) : chunks.AllocSmall<16>(size);
     }
     void* AllocLarge(std::size_t size);
     void DeallocLarge(void* pointer) noexcept;
 
-    FreeBlock* freeBlocks[kBuckets];
+    FreeBlock* freeBlocks[PoolSizes::kBuckets];
     LargeBlock* largeBlocks;
     MemChunks chunks;
 };

@@ -7,12 +7,6 @@ namespace core {
 using detail::JsonNodes;
 using detail::NodeMemory;
 
-JsonArray::JsonArray(JsonAllocator* ofNodes) noexcept
-    : allocator(ofNodes != nullptr ? ofNodes : JsonDefaultAllocator::Instance()),
-      count(0),
-      first(nullptr),
-      last(nullptr) {}
-
 JsonArray::JsonArray(const JsonArray& other) : JsonArray(other.allocator) {
     *this = other;
 }

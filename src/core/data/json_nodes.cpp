@@ -30,19 +30,6 @@ NodeMemory::NodeMemory(JsonAllocator* ofNodes) noexcept
                               ? &static_cast<JsonOptimizedAllocator*>(ofNodes)->pool
                               : nullptr) {}
 
-JsonMember* JsonNodes::NewMember(JsonObject& parent, NodeMemory& memory) {
-    if (parent.count == kMaxCount) {
-        ThrowFull();
-    }
-    JsonString* const name = New<JsonString>(memory);
-    try {
-        return new (memory.Alloc(sizeof(JsonMember))) JsonMember(memory.Allocator(), name, &parent);
-    } catch (...) {
-        Free(name, memory);
-        throw;
-    }
-}
-
 void JsonNodes::Free(JsonString* string, NodeMemory& memory) noexcept {
     FreeText(*string, memory);
     memory.Dealloc(string, sizeof *string);

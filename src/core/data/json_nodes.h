@@ -37,6 +37,11 @@ public:
     void* Alloc(std::size_t size) {
         return pool != nullptr ? pool->Alloc(size, 8) : allocator->Alloc(size, 8);
     }
+    /// The same for a size that the compiler knows, with its list picked ahead.
+    template <std::size_t size>
+    void* AllocNode() {
+        return pool != nullptr ? pool->Alloc(size, 8) : allocator->Alloc(size, 8);
+    }
     void Dealloc(void* pointer, std::size_t size) noexcept {
         if (pool != nullptr) {
             pool->Dealloc(pointer, size);
@@ -148,9 +153,21 @@ struct JsonNodes {
         if (parent.count == kMaxCount) {
             ThrowFull();
         }
-        return new (memory.Alloc(sizeof(JsonElem))) JsonElem(memory.Allocator(), &parent);
+        return new (memory.AllocNode<sizeof(JsonElem)>()) JsonElem(memory.Allocator(), &parent);
     }
-    static JsonMember* NewMember(JsonObject& parent, NodeMemory& memory);
+    static JsonMember* NewMember(JsonObject& parent, NodeMemory& memory) {
+        if (parent.count == kMaxCount) {
+            ThrowFull();
+        }
+        JsonString* const name = New<JsonString>(memory);
+        try {
+            return new (memory.AllocNode<sizeof(JsonMember)>())
+                JsonMember(memory.Allocator(), name, &parent);
+        } catch (...) {
+            Free(name, memory);
+            throw;
+        }
+    }
     static JsonElem& Append(JsonArray& array, JsonElem* element) noexcept {
         (array.last != nullptr ? array.last->next : array.first) = element;
         array.last = element;
@@ -175,7 +192,7 @@ struct JsonNodes {
 private:
     template <class Node>
     static Node* New(NodeMemory& memory) {
-        return new (memory.Alloc(sizeof(Node))) Node(memory.Allocator());
+        return new (memory.template AllocNode<sizeof(Node)>()) Node(memory.Allocator());
     }
     static void FreeText(JsonString& string, NodeMemory& memory) noexcept {
         if (!string.IsInPlace()) {

@@ -32,12 +32,6 @@ const JsonMember* FirstNamed(const JsonObject& object, const Name& name) noexcep
 
 }  // namespace
 
-JsonObject::JsonObject(JsonAllocator* ofNodes) noexcept
-    : allocator(ofNodes != nullptr ? ofNodes : JsonDefaultAllocator::Instance()),
-      count(0),
-      first(nullptr),
-      last(nullptr) {}
-
 JsonObject::JsonObject(const JsonObject& other) : JsonObject(other.allocator) {
     *this = other;
 }

@@ -24,11 +24,6 @@ int CheckedLength(std::size_t length) {
 
 }  // namespace
 
-JsonString::JsonString(JsonAllocator* ofText) noexcept
-    : allocator(ofText != nullptr ? ofText : JsonDefaultAllocator::Instance()), capacity(kInPlace) {
-    storage.inPlace[0] = '\0';
-}
-
 JsonString::~JsonString() {
     if (!IsInPlace()) {
         allocator->Dealloc(storage.heap, static_cast<std::size_t>(capacity));

@@ -48,15 +48,6 @@ T Require(Value& value) {
 
 }  // namespace
 
-JsonValue::JsonValue(JsonAllocator* ofNodes) noexcept
-    : allocator(ofNodes != nullptr ? ofNodes : JsonDefaultAllocator::Instance()), kind(kEmpty) {
-    payload.unsigned64 = 0;
-}
-
-JsonValue::JsonValue(std::nullptr_t, JsonAllocator* ofNodes) noexcept : JsonValue(ofNodes) {
-    kind = kNull;
-}
-
 JsonValue::JsonValue(const JsonValue& other) : JsonValue(other.allocator) {
     *this = other;
 }

@@ -1,9 +1,11 @@
 // Nodes to JSON text.
 //
 // The text is put together in a block on the stack and appended to the caller's string
-// block by block, so that nothing is written twice. There is no recursion: the element or
-// member being written is `current`, and those around it stand on a stack of their own.
-// Links to parents are no help, as an array's elements keep theirs when they are moved.
+// block by block. There is no recursion: the container being written is `current`, and those
+// around it stand on a stack of their own. Links to parents are no help, as an array's
+// elements keep theirs when they are moved.
+//
+// There is room for a line, as `MakeRoom` has it, wherever a value may start.
 
 #include "core/data/deep_stack.h"
 #include "core/data/json_nodes.h"
@@ -41,170 +43,215 @@ class Writer {
 public:
     explicit Writer(std::string& text) noexcept : out(text) {}
 
-    void WriteValue(const JsonValue& value, int indent) { Run(Begin(value, indent)); }
-    void WriteArray(const JsonArray& array, int indent) { Run(Open(array, indent)); }
-    void WriteObject(const JsonObject& object, int indent) { Run(Open(object, indent)); }
+    void WriteValue(const JsonValue& value, int indent) { WriteValue(value, indent, Start()); }
+    void WriteArray(const JsonArray& array, int indent) {
+        Flush(array.First() != nullptr ? Run(Enter(array, indent, Start()))
+                                       : WriteEmpty('[', ']', indent, Start()));
+    }
+    void WriteObject(const JsonObject& object, int indent) {
+        Flush(object.First() != nullptr ? Run(Enter(object, indent, Start()))
+                                        : WriteEmpty('{', '}', indent, Start()));
+    }
     void WriteMember(const JsonMember& member, int indent) {
-        Name(member);
-        Run(Begin(member, indent));
+        WriteValue(member, indent, WriteName(member, Start()));
     }
 
 private:
-    /// The child of a container that is being written, of either kind; none at the top.
-    struct Child {
+    /// A container of which a part is written.
+    struct Level {
+        /// The next child, of one kind or the other; null when there is none.
         const JsonElem* element;
         const JsonMember* member;
-        /// Of the container.
+        /// Where the line of its brackets stands.
         int indent;
+        bool isArray;
     };
 
-    // The following write up to where another value stands, and answer that; null at the
-    // end of a value.
+    // Those that write answer where they stopped: as a value of its own, which no byte that
+    // is written can change, the place stays in a register.
 
-    const JsonValue* Begin(const JsonValue& value, int indent) {
+    void WriteValue(const JsonValue& value, int indent, char* to) {
+        Flush(HasContent(value) ? Run(Enter(value, indent, to)) : WriteLeaf(value, indent, to));
+    }
+
+    char* Run(char* to) {
+        for (;;) {
+            const JsonValue* inner = nullptr;
+            to = current.isArray ? WriteElements(inner, to) : WriteMembers(inner, to);
+            if (inner != nullptr) {
+                around.Push(current);
+                to = Enter(*inner, ChildIndent(current.indent), to);
+                continue;
+            }
+            if (around.IsEmpty()) {
+                return to;
+            }
+            current = around.Pop();
+            if (current.element != nullptr || current.member != nullptr) {
+                to = Separate(to);
+            }
+        }
+    }
+
+    // The following two go on to the end of the current container, or to a child with
+    // content of its own, which is `inner` then.
+
+    char* WriteElements(const JsonValue*& inner, char* to) {
+        for (const JsonElem* element = current.element; element != nullptr;) {
+            const JsonElem& child = *element;
+            element = child.NextSibling();
+            if (HasContent(child)) {
+                current.element = element;
+                inner = &child;
+                return to;
+            }
+            to = WriteLeaf(child, ChildIndent(current.indent), to);
+            if (element != nullptr) {
+                to = Separate(to);
+            }
+        }
+        return Close(']', current.indent, EndLine(to));
+    }
+
+    char* WriteMembers(const JsonValue*& inner, char* to) {
+        for (const JsonMember* member = current.member; member != nullptr;) {
+            const JsonMember& child = *member;
+            member = child.NextSibling();
+            to = WriteName(child, to);
+            if (HasContent(child)) {
+                current.member = member;
+                inner = &child;
+                return to;
+            }
+            to = WriteLeaf(child, ChildIndent(current.indent), to);
+            if (member != nullptr) {
+                to = Separate(to);
+            }
+        }
+        return Close('}', current.indent, EndLine(to));
+    }
+
+    static bool HasContent(const JsonValue& value) noexcept {
         switch (value.Kind()) {
             case JsonValue::kArray:
-                return Open(JsonNodes::Array(value), indent);
+                return JsonNodes::Array(value).First() != nullptr;
             case JsonValue::kObject:
-                return Open(JsonNodes::Object(value), indent);
+                return JsonNodes::Object(value).First() != nullptr;
             default:
-                Scalar(value);
-                return nullptr;
+                return false;
         }
     }
 
-    const JsonValue* Open(const JsonArray& array, int indent) {
-        return OpenAt({array.First(), nullptr, indent}, '[', ']');
-    }
-    const JsonValue* Open(const JsonObject& object, int indent) {
-        return OpenAt({nullptr, object.First(), indent}, '{', '}');
-    }
-    const JsonValue* OpenAt(const Child& first, char opening, char closing) {
-        Put(opening);
-        if (kIsPretty) {
-            Put('\n');
-        }
-        if (first.element == nullptr && first.member == nullptr) {
-            if (kIsPretty) {
-                Spaces(first.indent);
-            }
-            Put(closing);
-            return nullptr;
-        }
-        around.Push(current);
-        current = first;
-        return BeginLine();
-    }
-
-    /// What stands in front of the current child's value.
-    const JsonValue* BeginLine() {
-        if (kIsPretty) {
-            Spaces(ChildIndent(current.indent));
-        }
-        if (current.element != nullptr) {
-            return current.element;
-        }
-        Name(*current.member);
-        return current.member;
-    }
-
-    /// Goes on behind the current child.
-    const JsonValue* Continue() {
-        const bool isArray = current.element != nullptr;
-        const JsonElem* const element = isArray ? current.element->NextSibling() : nullptr;
-        const JsonMember* const member = isArray ? nullptr : current.member->NextSibling();
-        if (element != nullptr || member != nullptr) {
-            Put(',');
-            if (kIsPretty) {
-                Put('\n');
-            }
-            current.element = element;
-            current.member = member;
-            return BeginLine();
-        }
-        if (kIsPretty) {
-            Put('\n');
-            Spaces(current.indent);
-        }
-        Put(isArray ? ']' : '}');
-        current = around.Pop();
-        return nullptr;
-    }
-
-    void Run(const JsonValue* value) {
-        for (;;) {
-            while (value != nullptr) {
-                value = Begin(*value, ChildIndent(current.indent));
-            }
-            if (current.element == nullptr && current.member == nullptr) {
-                out.append(block.data(), at);
-                return;
-            }
-            value = Continue();
-        }
-    }
-
-    void Scalar(const JsonValue& value) {
-        MakeRoom(kNumberRoom);
+    char* WriteLeaf(const JsonValue& value, int indent, char* to) {
         switch (value.Kind()) {
             case JsonValue::kBool:
-                Append(JsonNodes::Bool(value) ? "true" : "false");
-                break;
+                return JsonNodes::Bool(value) ? Append("true", to) : Append("false", to);
             case JsonValue::kSigned:
-                at = WriteNumber(JsonNodes::Signed(value), at);
-                break;
+                return WriteNumber(JsonNodes::Signed(value), to);
             case JsonValue::kUnsigned:
-                at = WriteNumber(JsonNodes::Unsigned(value), at);
-                break;
+                return WriteNumber(JsonNodes::Unsigned(value), to);
             case JsonValue::kDouble:
-                at = WriteNumber(JsonNodes::Double(value), at);
-                break;
+                return WriteNumber(JsonNodes::Double(value), to);
             case JsonValue::kString:
-                Text(JsonNodes::String(value));
-                *at++ = '"';
-                break;
+                return Append("\"", WriteText(JsonNodes::String(value), to));
+            case JsonValue::kArray:
+                return WriteEmpty('[', ']', indent, to);
+            case JsonValue::kObject:
+                return WriteEmpty('{', '}', indent, to);
             default:
-                Append("null");
-                break;
+                return Append("null", to);
         }
     }
-
-    void Name(const JsonMember& member) {
-        Text(JsonNodes::Name(member));
-        // Kept on purpose: one space in the compact form too; stored files have it.
-        Append("\": ");
+    char* WriteEmpty(char opening, char closing, int indent, char* to) {
+        *to++ = opening;
+        return Close(closing, indent, EndLine(to));
     }
 
-    /// A quote and the escaped text. Room for a few bytes is left behind it.
-    void Text(const JsonString& string) {
-        MakeRoom(1);
-        *at++ = '"';
-        const char* text = string.Text();
-        const char* const end = text + string.Capacity();
+    char* Enter(const JsonValue& value, int indent, char* to) {
+        return value.Kind() == JsonValue::kArray ? Enter(JsonNodes::Array(value), indent, to)
+                                                 : Enter(JsonNodes::Object(value), indent, to);
+    }
+    char* Enter(const JsonArray& array, int indent, char* to) {
+        current = {array.First(), nullptr, indent, true};
+        *to++ = '[';
+        return StartLine(EndLine(to));
+    }
+    char* Enter(const JsonObject& object, int indent, char* to) {
+        current = {nullptr, object.First(), indent, false};
+        *to++ = '{';
+        return StartLine(EndLine(to));
+    }
+    char* Close(char bracket, int indent, char* to) {
+        if (kIsPretty) {
+            for (; indent > kMaxIndent; indent -= kMaxIndent) {
+                to = MakeRoom(Spaces(kMaxIndent, to));
+            }
+            to = Spaces(indent, to);
+        }
+        *to++ = bracket;
+        return MakeRoom(to);
+    }
+
+    char* Separate(char* to) {
+        *to++ = ',';
+        return StartLine(EndLine(to));
+    }
+    static char* EndLine(char* to) noexcept { return kIsPretty ? Append("\n", to) : to; }
+    char* StartLine(char* to) {
+        to = MakeRoom(to);
+        return kIsPretty ? Spaces(ChildIndent(current.indent), to) : to;
+    }
+    /// At most `kMaxIndent` of them; none for a `count` below 0.
+    static char* Spaces(int count, char* to) noexcept {
+        std::memset(to, ' ', kMaxIndent);
+        return to + std::max(count, 0);
+    }
+
+    char* WriteName(const JsonMember& member, char* to) {
+        // Kept on purpose: one space in the compact form too; stored files have it.
+        return Append("\": ", WriteText(JsonNodes::Name(member), to));
+    }
+
+    /// A quote and the escaped text.
+    char* WriteText(const JsonString& string, char* to) {
+        *to++ = '"';
+        const char* const text = string.Text();
+        const int plain = CopyPlain(text, to);
+        to += plain;
+        return plain != TextBlock::kSize && text[plain] == '\0'
+                   ? to
+                   : WriteRest(text + plain, text + string.Capacity(), to);
+    }
+
+    /// The text up to its terminating zero, which stands before `end`, at least a block
+    /// behind the first byte of the storage.
+    char* WriteRest(const char* text, const char* end, char* to) {
         for (;;) {
-            MakeRoom(kBlockRoom);
+            to = MakeRoom(to);
             int plain = 0;
             if (end - text >= TextBlock::kSize) {
-                const TextBlock bytes(text);
-                bytes.CopyTo(at);
-                plain = bytes.CountPlain();
+                plain = CopyPlain(text, to);
             } else {
                 // The last bytes, with what is in front of them and with zeros behind.
                 std::array<char, 2 * TextBlock::kSize> last{};
                 TextBlock(end - TextBlock::kSize).CopyTo(last.data());
-                const TextBlock bytes(last.data() + (TextBlock::kSize - (end - text)));
-                bytes.CopyTo(at);
-                plain = bytes.CountPlain();
+                plain = CopyPlain(last.data() + (TextBlock::kSize - (end - text)), to);
             }
             text += plain;
-            at += plain;
+            to += plain;
             if (plain != TextBlock::kSize) {
                 if (*text == '\0') {
-                    return;
+                    return MakeRoom(to);
                 }
-                at = WriteEscaped(*text++, at);
+                to = WriteEscaped(*text++, to);
             }
         }
+    }
+    /// Copies a block and answers how many of its bytes need no escape.
+    static int CopyPlain(const char* text, char* to) noexcept {
+        const TextBlock bytes(text);
+        bytes.CopyTo(to);
+        return bytes.CountPlain();
     }
 
     /// `c` is a quote, a backslash or below a space.
@@ -223,39 +270,29 @@ private:
         return to + 5;
     }
 
-    void Spaces(int count) {
-        while (count > 0) {
-            MakeRoom(kMaxIndent);
-            const int now = std::min(count, kMaxIndent);
-            std::memset(at, ' ', static_cast<std::size_t>(now));
-            at += now;
-            count -= now;
-        }
-    }
-    void Put(char c) {
-        MakeRoom(1);
-        *at++ = c;
-    }
-    /// Where there is room.
-    void Append(std::string_view text) noexcept {
-        text.copy(at, text.size());
-        at += text.size();
-    }
-    void MakeRoom(std::size_t bytes) {
-        if (static_cast<std::size_t>(block.data() + block.size() - at) < bytes) {
-            out.append(block.data(), at);
-            at = block.data();
-        }
+    static char* Append(std::string_view text, char* to) noexcept {
+        std::memcpy(to, text.data(), text.size());
+        return to + text.size();
     }
 
-    /// A block of text, an escaped character behind it, and the end of a name.
-    static constexpr std::size_t kBlockRoom = TextBlock::kSize + 6 + 3;
+    char* Start() noexcept { return block.data(); }
+    void Flush(const char* to) {
+        out.append(block.data(), static_cast<std::size_t>(to - block.data()));
+    }
+    /// For a line: its indent, a name of one block, a number, and what is around them.
+    char* MakeRoom(char* to) {
+        constexpr std::size_t kLine = kMaxIndent + TextBlock::kSize + kNumberRoom + 16;
+        if (to > block.data() + block.size() - kLine) {
+            Flush(to);
+            to = Start();
+        }
+        return to;
+    }
 
     std::string& out;
-    Child current{nullptr, nullptr, 0};
-    DeepStack<Child> around;
-    std::array<char, 4096> block;
-    char* at = block.data();
+    Level current{nullptr, nullptr, 0, false};
+    DeepStack<Level> around;
+    std::array<char, 8192> block;
 };
 
 using CompactWriter = Writer<false>;

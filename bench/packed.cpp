@@ -1,0 +1,132 @@
+// Trees packed and unpacked, beside msgpack-cxx.
+
+#include "contests.h"
+#include "json_library.h"
+
+#include <core/data/json_bson.h>
+#include <core/data/json_doc.h>
+
+#include <msgpack.hpp>
+
+#include <stdexcept>
+
+namespace bench {
+namespace {
+
+using Tree = std::shared_ptr<core::JsonDoc>;
+
+Tree Parsed(const Document& document) {
+    auto tree = std::make_shared<core::JsonDoc>();
+    if (tree->Parse(document.text.c_str()) < 0) {
+        throw std::runtime_error(document.name + " is no JSON");
+    }
+    return tree;
+}
+
+msgpack::object_handle TheirTree(const core::BsonBox& box) {
+    return msgpack::unpack(reinterpret_cast<const char*>(box.Data()), box.Size());
+}
+
+void Compare(const core::JsonValue& ours, const msgpack::object& theirs, Agreement& agreement) {
+    const auto compareText = [&](const char* text, const msgpack::object& other) {
+        agreement.Compare(other.as<std::string>() == text ? 1.0 : 0.0, 1.0);
+    };
+    switch (ours.Kind()) {
+        case core::JsonValue::kNull:
+            agreement.Compare(theirs.is_nil() ? 1.0 : 0.0, 1.0);
+            break;
+        case core::JsonValue::kBool:
+            agreement.Compare(theirs.as<bool>() ? 1.0 : 0.0, ours.AsBool() ? 1.0 : 0.0);
+            break;
+        case core::JsonValue::kString:
+            compareText(ours.AsString(), theirs);
+            break;
+        case core::JsonValue::kArray: {
+            agreement.Compare(theirs.via.array.size, ours.AsArray().Count());
+            const msgpack::object* other = theirs.via.array.ptr;
+            for (const core::JsonElem& element : ours.AsArray()) {
+                Compare(element, *other++, agreement);
+            }
+            break;
+        }
+        case core::JsonValue::kObject: {
+            agreement.Compare(theirs.via.map.size, ours.AsObject().Count());
+            const msgpack::object_kv* other = theirs.via.map.ptr;
+            for (const core::JsonMember& member : ours.AsObject()) {
+                compareText(member.Name(), other->key);
+                Compare(member, (other++)->val, agreement);
+            }
+            break;
+        }
+        default:
+            agreement.Compare(theirs.as<double>(), ours.AsDouble());
+    }
+}
+
+std::string NameOf(const char* what, const char* whose, const Document& document) {
+    return std::string(what) + "/" + document.name + "/" + whose + "/" + document.Size();
+}
+
+}  // namespace
+
+void AddPacked(Suite& suite, const std::vector<Document>& documents) {
+    suite.Section("Packed trees");
+    for (const Document& document : documents) {
+        const int size = static_cast<int>(document.text.size());
+        const Tree tree = Parsed(document);
+        const auto box = std::make_shared<core::BsonBox>();
+        core::JsonToBson(tree->Root(), *box);
+        const auto theirs = std::make_shared<msgpack::object_handle>(TheirTree(*box));
+
+        const std::string ourPack = NameOf("pack", "core", document);
+        const std::string theirPack = NameOf("pack", "msgpack-cxx", document);
+        suite.Check(ourPack, 0.0, [=] {
+            Agreement agreement;
+            Compare(tree->Root(), theirs->get(), agreement);
+            return agreement;
+        });
+        suite.Measure(ourPack, [=](benchmark::State& state) {
+            core::BsonBox out;
+            for (auto _ : state) {
+                core::JsonToBson(tree->Root(), out);
+                benchmark::DoNotOptimize(out.Data());
+            }
+        });
+        suite.Measure(theirPack, [=](benchmark::State& state) {
+            for (auto _ : state) {
+                msgpack::sbuffer out;
+                msgpack::pack(out, theirs->get());
+                benchmark::DoNotOptimize(out.data());
+            }
+        });
+        suite.Compare({"JsonToBson " + document.name, size, ourPack, theirPack, "msgpack-cxx pack",
+                       0.9, 1.5});
+
+        // Both with the end of what they made.
+        const std::string ourUnpack = NameOf("unpack", "core", document);
+        const std::string theirUnpack = NameOf("unpack", "msgpack-cxx", document);
+        suite.Check(ourUnpack, 0.0, [=] {
+            Agreement agreement;
+            core::JsonDoc out;
+            agreement.Compare(core::BsonToJson(*box, out.Root()) ? 1.0 : 0.0, 1.0);
+            Compare(out.Root(), theirs->get(), agreement);
+            return agreement;
+        });
+        suite.Measure(ourUnpack, [=](benchmark::State& state) {
+            for (auto _ : state) {
+                core::JsonDoc out;
+                benchmark::DoNotOptimize(core::BsonToJson(*box, out.Root()));
+            }
+        });
+        suite.Measure(theirUnpack, [=](benchmark::State& state) {
+            for (auto _ : state) {
+                const msgpack::object_handle out = TheirTree(*box);
+                benchmark::DoNotOptimize(&out.get());
+            }
+        });
+        suite.Compare({"BsonToJson " + document.name, size, ourUnpack, theirUnpack,
+                       "msgpack-cxx unpack", 1.1, 1.5});
+    }
+}
+
+}  // namespace bench

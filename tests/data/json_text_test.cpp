@@ -1,0 +1,406 @@
+// JSON text read and written, beside a plain reader and a plain writer.
+
+#include <core/data/json_doc.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "support/dice.h"
+#include "support/json_grammar.h"
+#include "support/json_model.h"
+#include "support/rounds.h"
+#include "support/scratch_directory.h"
+#include "support/small_stack.h"
+#include "support/tracked_allocator.h"
+
+namespace {
+
+using core::JsonArray;
+using core::JsonDoc;
+using core::JsonObject;
+using core::JsonValue;
+using support::JsonModel;
+using support::JsonNode;
+using support::JsonReading;
+using support::ModelOf;
+using support::TrackedAllocator;
+
+/// What stands in a node before it is parsed into.
+void Fill(JsonValue& value, int kind) {
+    switch (kind) {
+        case 0:
+            value.Set("a text of more than sixteen bytes");
+            break;
+        case 1:
+            value.MakeEmptyArray().AddObject()["left"].Set(1);
+            break;
+        case 2:
+            value.MakeEmptyObject().AddArray("over").Add(nullptr);
+            break;
+        default:
+            value.Set(1);
+    }
+}
+
+/// The library's reading of `text` into a node that held something.
+JsonReading Read(const std::string& text, JsonNode node, int depth, int filling) {
+    TrackedAllocator allocator;
+    JsonObject holder(&allocator);
+    core::JsonMember& member = holder.Add("name of more than 16 bytes", nullptr);
+    Fill(member, node == JsonNode::Array ? 1 : node == JsonNode::Object ? 2 : filling);
+    // Of its exact size on the heap, so that a sanitizer sees a byte read behind it.
+    const std::vector<char> exact(text.c_str(), text.c_str() + text.size() + 1);
+    JsonReading reading;
+    switch (node) {
+        case JsonNode::Value:
+            reading.consumed = static_cast<JsonValue&>(member).Parse(exact.data(), depth);
+            break;
+        case JsonNode::Array:
+            reading.consumed = member.AsArray().Parse(exact.data(), depth);
+            break;
+        case JsonNode::Object:
+            reading.consumed = member.AsObject().Parse(exact.data(), depth);
+            break;
+        default:
+            reading.consumed = member.Parse(exact.data(), depth);
+    }
+    JsonModel model = ModelOf(member);
+    if (reading.consumed < 0) {
+        // What failed is cleared: a container empty, a value unset, a member nameless.
+        EXPECT_TRUE(model.children.empty()) << text;
+        EXPECT_EQ(node == JsonNode::Array    ? JsonValue::kArray
+                  : node == JsonNode::Object ? JsonValue::kObject
+                                             : JsonValue::kEmpty,
+                  model.kind)
+            << text;
+        EXPECT_TRUE(node != JsonNode::Member || *member.Name() == '\0') << text;
+    } else if (node == JsonNode::Member) {
+        reading.model.names.emplace_back(member.Name());
+        reading.model.children.push_back(std::move(model));
+    } else {
+        reading.model = std::move(model);
+    }
+    return reading;
+}
+
+void ExpectReadPlainly(const std::string& text, JsonNode node, int depth, int filling) {
+    errno = 0;
+    const JsonReading expected = ReadPlainly(text, node, depth);
+    errno = 0;
+    const JsonReading read = Read(text, node, depth, filling);
+    ASSERT_EQ(expected.consumed, read.consumed) << text;
+    ASSERT_EQ(expected.model, read.model) << text;
+}
+
+TEST(JsonParser, ReadsEveryShortTextLikeThePlainReader) {
+    const std::string bytes = "[]{}\":,1 ";
+    for (int length = 0; length <= 5; ++length) {
+        std::string text(static_cast<std::size_t>(length), '[');
+        std::vector<std::size_t> digits(text.size(), 0);
+        for (std::size_t at = 0; at <= digits.size();) {
+            ExpectReadPlainly(text, JsonNode::Value, 0, 3);
+            ASSERT_FALSE(HasFailure());
+            for (at = 0; at < digits.size(); ++at) {
+                digits[at] = (digits[at] + 1) % bytes.size();
+                text[at] = bytes[digits[at]];
+                if (digits[at] != 0) {
+                    break;
+                }
+            }
+            if (at == digits.size()) {
+                break;
+            }
+        }
+    }
+}
+
+TEST(JsonParser, ReadsRandomTextLikeThePlainReader) {
+    Dice dice(1);
+    int successes = 0;
+    const int count = 20'000 * support::Rounds();
+    for (int i = 0; i < count; ++i) {
+        std::string text = support::RandomJsonText(dice);
+        const auto node = static_cast<JsonNode>(dice.Below(4));
+        text = node == JsonNode::Member && !dice.OneIn(10) ? "\"name\" : " + text : text;
+        ExpectReadPlainly(text, node, dice.OneIn(4) ? 76 + dice.Below(8) : 0, dice.Below(4));
+        ASSERT_FALSE(HasFailure());
+        successes += ReadPlainly(text, node, 0).consumed >= 0 ? 1 : 0;
+    }
+    // Else the cases say little.
+    EXPECT_GT(successes, count / 4);
+    EXPECT_LT(successes, count * 3 / 4);
+}
+
+TEST(JsonParser, CountsWhatItConsumes) {
+    const struct {
+        const char* text;
+        int consumed;
+        JsonModel model;
+    } rows[] = {
+        {"  [ ]", 5, {JsonValue::kArray}},
+        {"1 x", 1, {JsonValue::kSigned, 1}},
+        {"truex", 4, {JsonValue::kBool, 1}},
+        {"[truex]", -1, {}},
+        {"[1,2", -1, {}},
+        {"[1,]", -1, {}},
+        {"{\"a\":1,}", -1, {}},
+        // Looser than the standard: kept on purpose.
+        {"nullx", 4, {JsonValue::kNull}},
+        {"007", 3, {JsonValue::kSigned, 7}},
+        {"\v\f-0", 4, {JsonValue::kSigned, 0}},
+        {"12abc", 2, {JsonValue::kSigned, 12}},
+        {"1.e2", 4, {JsonValue::kDouble, support::BitsOf(100)}},
+        {"-.5", -1, {}},
+        {"-9223372036854775809", 20, {JsonValue::kSigned, 1ULL << 63}},
+        {"99999999999999999999", 20, {JsonValue::kUnsigned, ~0ULL}},
+        {R"("\ud83d\ude00")", 14, {JsonValue::kString, 0, "\xF0\x9F\x98\x80"}},
+        {R"("a\u0000b")", 10, {JsonValue::kString, 0, "a"}},
+        {R"("\q")", -1, {}},
+        {R"("\ude00")", -1, {}},
+        {R"("\ud83d x")", -1, {}},
+        {"\"\t\"", -1, {}},
+        {"", -1, {}},
+        {nullptr, -1, {}},
+    };
+    for (const auto& row : rows) {
+        JsonDoc doc;
+        doc.Root().Set(5);
+        errno = 0;
+        EXPECT_EQ(row.consumed, doc.Parse(row.text)) << row.text;
+        EXPECT_EQ(row.model, ModelOf(doc.Root())) << row.text;
+    }
+}
+
+TEST(JsonParser, LetsAnOldErrorMakeTheLargestNumberUnsigned) {
+    JsonDoc doc;
+    for (const char* before :
+         {"9223372036854775808", "-9223372036854775809", "1e400", "9223372036854775808.5"}) {
+        errno = 0;
+        ASSERT_LT(0, doc.Parse(("[9223372036854775807, " + std::string(before) +
+                                ", 9223372036854775807, 9223372036854775806]")
+                                   .c_str()));
+        // Kept on purpose.
+        EXPECT_TRUE(doc.Root().AsArray()[0].IsSigned());
+        EXPECT_TRUE(doc.Root().AsArray()[2].IsUnsigned()) << before;
+        EXPECT_TRUE(doc.Root().AsArray()[3].IsSigned());
+    }
+}
+
+std::string Nested(int levels, const std::string& innermost) {
+    const auto count = static_cast<std::size_t>(levels);
+    return std::string(count, '[') + innermost + std::string(count, ']');
+}
+
+TEST(JsonParser, HoldsNothingBelowLevel80) {
+    JsonDoc doc;
+    EXPECT_EQ(163, doc.Parse(Nested(81, "1").c_str()));
+    EXPECT_EQ(-1, doc.Parse(Nested(82, "1").c_str()));
+    EXPECT_EQ(165, doc.Parse(Nested(82, " ").c_str()));
+    EXPECT_EQ(-1, doc.Parse(Nested(83, "").c_str()));
+    EXPECT_EQ(-1, doc.Root().Parse("[1]", 81));
+    EXPECT_EQ(2, doc.Root().Parse("{}", 2'000'000'000));
+    support::OnSmallStack([&doc] {
+        EXPECT_EQ(-1, doc.Parse(std::string(1'000'000, '[').c_str()));
+        // A level below 0 is as far above 80 as it says.
+        EXPECT_EQ(2'000'001, doc.Root().Parse(Nested(1'000'000, "1").c_str(), -1'000'000));
+        std::string text;
+        EXPECT_EQ(2'000'001, doc.Dump(text));
+        EXPECT_LT(80'000'000, doc.PrettyDump(text));
+    });
+}
+
+TEST(JsonParser, ReadsFragmentsOfALongTextInTheirOwnTime) {
+    // Were each of them to look for the end of the text, this would take minutes.
+    std::string text;
+    for (int i = 0; i < 1'000'000; ++i) {
+        text += "[1],";
+    }
+    JsonDoc doc;
+    int sum = 0;
+    for (const char* at = text.c_str(); *at != '\0'; at += 4) {
+        sum += doc.Parse(at);
+    }
+    EXPECT_EQ(3'000'000, sum);
+}
+
+TEST(JsonParser, MayReadItsOwnText) {
+    JsonDoc doc;
+    JsonObject& object = doc.CreateRootObject();
+    JsonValue& value = object["key"];
+    for (const char* text :
+         {"[1, \"a string of its own\"]", "\"a string of more than its own\"", "x"}) {
+        value.Set(text);
+        errno = 0;
+        const JsonReading expected = ReadPlainly(text, JsonNode::Value, 0);
+        EXPECT_EQ(expected.consumed, value.Parse(value.AsString())) << text;
+        EXPECT_EQ(expected.model, ModelOf(value)) << text;
+    }
+    object["key"].SetName("\"renamed\": \"by its own name\"");
+    EXPECT_EQ(28, object.First()->Parse(object.First()->Name()));
+    EXPECT_STREQ("renamed", object.First()->Name());
+}
+
+TEST(JsonParser, LeavesAClearedNodeWhenMemoryEnds) {
+    const std::string text = R"({"a name of 17 byte": [1, {"b": "a text of \u0031\u0037 bytes"}]})";
+    for (std::size_t fails = 1;; ++fails) {
+        TrackedAllocator allocator;
+        JsonValue value(&allocator);
+        value.MakeEmptyObject()["old"].Set("left over");
+        allocator.FailAt(fails);
+        try {
+            value.Parse(text.c_str());
+            EXPECT_GT(fails, 8U);
+            break;
+        } catch (const std::bad_alloc&) {
+            EXPECT_TRUE(value.IsEmpty());
+            EXPECT_EQ(0U, allocator.Lent());
+        }
+    }
+}
+
+TEST(JsonParser, TakesRoomByTheLongestEscape) {
+    const struct {
+        const char* text;
+        std::size_t size;
+    } rows[] = {
+        {R"("exactly 16 bytes")", 17},
+        {R"("\ud83d\ude00 and nine")", 18},
+        {R"("\u0041\u0041\u0041\u0041")", 17},
+        {R"("\n2345678901234567")", 18},
+    };
+    for (const auto& row : rows) {
+        TrackedAllocator allocator;
+        JsonValue value(&allocator);
+        value.Parse(row.text);
+        EXPECT_EQ(row.size, allocator.LastSize()) << row.text;
+    }
+}
+
+TEST(JsonFiles, ReadsThemWithAndWithoutAMark) {
+    const support::ScratchDirectory directory;
+    const std::string limit = "\"" + std::string(64 * 1024 * 1024 - 2, 'x') + "\"";
+    const struct {
+        std::string bytes;
+        int consumed;
+    } rows[] = {
+        {" [1] \n", 4},
+        {"\xEF\xBB\xBF[1]", 6},
+        {"\xEF\xBB\xBF", -1},
+        {std::string("[1]\0]", 5), 3},
+        {"\xFF\xFE[\0", -1},
+        {"\xFE\xFF[1]", -1},
+        {"", -1},
+        {"[", -1},
+        {limit, 64 * 1024 * 1024},
+        {limit + " ", -1},
+    };
+    for (const auto& row : rows) {
+        JsonDoc doc;
+        EXPECT_EQ(row.consumed, doc.ParseFile(directory.Write("text.json", row.bytes).c_str()))
+            << row.bytes.substr(0, 10);
+        EXPECT_EQ(row.consumed > 0, static_cast<bool>(doc));
+    }
+    JsonDoc doc;
+    EXPECT_EQ(-1, doc.ParseFile(directory.Path("missing").c_str()));
+    EXPECT_EQ(-1, doc.ParseFile(directory.Path().c_str()));
+    EXPECT_EQ(-1, doc.ParseFile(nullptr));
+}
+
+TEST(JsonFiles, WritesThemOrSaysNothing) {
+    const support::ScratchDirectory directory;
+    // The path goes to the C library as it is, which is no UTF-8 on every system.
+    const std::string path = "json_text_test.written";
+    JsonDoc doc;
+    EXPECT_EQ(-1, doc.DumpFile(path.c_str()));
+    EXPECT_EQ(-1, doc.PrettyDumpFile(path.c_str()));
+    doc.CreateRootArray().Add(nullptr);
+    EXPECT_LE(0, doc.DumpFile(path.c_str()));
+    EXPECT_EQ(6, JsonDoc().ParseFile(path.c_str()));
+    EXPECT_LE(0, doc.PrettyDumpFile(path.c_str()));
+    std::remove(path.c_str());
+    // Kept on purpose: it looks like a success.
+    EXPECT_EQ(0, doc.DumpFile((directory.Path() + "/missing/file").c_str()));
+    EXPECT_EQ(0, doc.DumpFile(nullptr));
+    if (std::FILE* const full = std::fopen("/dev/full", "w")) {
+        std::fclose(full);
+        EXPECT_GT(0, doc.DumpFile("/dev/full"));
+    }
+}
+
+TEST(JsonWriter, WritesRandomTreesLikeThePlainWriter) {
+    Dice dice(2);
+    for (int i = 20'000 * support::Rounds(); i > 0; --i) {
+        JsonDoc doc;
+        if (doc.Parse(support::RandomJsonText(dice).c_str()) < 0) {
+            continue;
+        }
+        const JsonModel model = ModelOf(doc.Root());
+        std::string text = "before";
+        doc.Dump(text);
+        ASSERT_EQ(WrittenPlainly(model, false, 0), text);
+        const bool isContainer = doc.Root().IsArray() || doc.Root().IsObject();
+        EXPECT_EQ(static_cast<int>(text.size()), doc.Dump(text));
+        doc.PrettyDump(text);
+        ASSERT_EQ(WrittenPlainly(model, isContainer, 0), text);
+        const int indent = dice.Below(60) - 5;
+        text = "before";
+        doc.Root().PrettyDumpToTail(text, indent);
+        ASSERT_EQ("before" + WrittenPlainly(model, isContainer, indent), text);
+    }
+}
+
+TEST(JsonWriter, WritesEveryKindOfNode) {
+    JsonDoc doc;
+    std::string text = "untouched";
+    EXPECT_EQ(-1, doc.Dump(text));
+    EXPECT_EQ(-1, doc.PrettyDump(text));
+    EXPECT_EQ("untouched", text);
+
+    JsonObject& object = doc.CreateRootObject();
+    object["a"].Set(1);
+    JsonArray& array = object.AddArray("b");
+    array.Add(nullptr).Set(true);
+    array.Add(JsonValue()).Set("\x01\x7F\"\\/\n");
+    array.Add(JsonValue());
+    EXPECT_EQ(42, doc.Dump(text));
+    EXPECT_EQ(R"({"a": 1,"b": [true,"\u0001)"
+              "\x7F"
+              R"(\"\\/\n",null]})",
+              text);
+    array.Resize(1);
+    const std::string pretty = "{\n  \"a\": 1,\n  \"b\": [\n    true\n  ]\n}";
+    object.PrettyDump(text);
+    EXPECT_EQ(pretty, text);
+    doc.Root().PrettyDumpToTail(text);
+    EXPECT_EQ(pretty + pretty, text);
+    array.Dump(text);
+    array.PrettyDumpToTail(text, 4);
+    EXPECT_EQ("[true][\n      true\n    ]", text);
+    object.First()->Dump(text);
+    object.First()->NextSibling()->PrettyDumpToTail(text, 2);
+    EXPECT_EQ("\"a\": 1\"b\": [\n    true\n  ]", text);
+    array.First()->PrettyDump(text, 7);
+    EXPECT_EQ("true", text);
+}
+
+TEST(JsonWriter, StopsIndentingAt40) {
+    // Content stands at 40 at most, a closing bracket where its line was said to stand.
+    JsonValue value;
+    JsonArray& outer = value.MakeEmptyArray();
+    std::string text;
+    outer.PrettyDump(text, 4);
+    EXPECT_EQ("[\n    ]", text);
+    outer.AddArray();
+    outer.PrettyDump(text, 50);
+    const std::string at40(40, ' ');
+    EXPECT_EQ("[\n" + at40 + "[\n" + at40 + "]\n" + std::string(50, ' ') + "]", text);
+    outer.PrettyDump(text, 39);
+    EXPECT_EQ("[\n" + at40 + "[\n" + at40 + "]\n" + std::string(39, ' ') + "]", text);
+}
+
+}  // namespace

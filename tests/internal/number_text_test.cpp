@@ -1,0 +1,182 @@
+// Numbers in text, beside what the C library's formatter and conversions give. With
+// CORE_TEST_ROUNDS=50 in the environment, more than ten million of each are tried.
+
+#include "core/data/number_text.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <clocale>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "support/dice.h"
+#include "support/json_grammar.h"
+#include "support/rounds.h"
+
+namespace core {
+namespace {
+
+template <class T>
+std::string Written(T number) {
+    // Behind its room, nothing may be written.
+    std::array<char, kNumberRoom + 8> room;
+    room.fill('#');
+    char* const end = WriteNumber(number, room.data());
+    EXPECT_EQ("########", std::string(room.data() + kNumberRoom, 8));
+    return std::string(room.data(), end);
+}
+
+TEST(NumberText, WritesDoublesAsTheFormatterDoes) {
+    Dice dice(1);
+    for (int i = 200'000 * support::Rounds(); i > 0; --i) {
+        const double number = support::RandomDouble(dice);
+        // Whether "nan" has a sign depends on the C library.
+        if (!std::isnan(number)) {
+            ASSERT_EQ(support::WrittenPlainly(number), Written(number)) << std::hexfloat << number;
+        }
+    }
+}
+
+TEST(NumberText, WritesEveryPowerAndItsNeighbours) {
+    const auto check = [](double number) {
+        for (const double near :
+             {number, std::nextafter(number, 0), std::nextafter(number, 1e308), -number}) {
+            ASSERT_EQ(support::WrittenPlainly(near), Written(near)) << std::hexfloat << near;
+        }
+    };
+    for (int e = -1074; e < 1024; ++e) {
+        check(std::ldexp(1, e));
+    }
+    for (int e = -30; e <= 308; ++e) {
+        check(std::pow(10, e));
+    }
+}
+
+TEST(NumberText, WritesThese) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    const double notANumber = std::numeric_limits<double>::quiet_NaN();
+    const struct {
+        std::string expected, written;
+    } rows[] = {
+        {"0.3", Written(0.3)},
+        {"1.25000000", Written(1.25)},
+        // Just below a multiple of 0.1 counts as no multiple: kept on purpose.
+        {"0.20000000", Written(0.19999999999999998)},
+        {"2.0", Written(2.0)},
+        {"-0.0", Written(-0.0)},
+        {"123456789.250000000000000", Written(123456789.25)},
+        // The longest text is cut, the sign included.
+        {"100000000000000005250476025520442024870446858110815915491585411", Written(1e300)},
+        {"-10000000000000000525047602552044202487044685811081591549158541", Written(-1e300)},
+        {"inf", Written(kInfinity)},
+        {"-inf", Written(-kInfinity)},
+        {"nan", Written(std::copysign(notANumber, 1.0))},
+        {"-nan", Written(std::copysign(notANumber, -1.0))},
+        {"-9223372036854775808", Written(std::numeric_limits<std::int64_t>::min())},
+        {"18446744073709551615", Written(std::numeric_limits<std::uint64_t>::max())},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.expected, row.written);
+    }
+}
+
+TEST(NumberText, WritesIntegersOfEveryLength) {
+    Dice dice(2);
+    for (int i = 20'000 * support::Rounds(); i > 0; --i) {
+        const std::uint64_t number = dice.Bits() >> dice.Below(64);
+        ASSERT_EQ(std::to_string(number), Written(number));
+        const auto negative = static_cast<std::int64_t>(0 - (number >> 1));
+        ASSERT_EQ(std::to_string(negative), Written(negative));
+    }
+    for (std::uint64_t power = 1; power < 10'000'000'000'000'000'000U; power *= 10) {
+        ASSERT_EQ(std::to_string(power), Written(power));
+        ASSERT_EQ(std::to_string(power - 1), Written(power - 1));
+    }
+}
+
+/// A C library may count as underflow what merely comes near it.
+bool IsAtUnderflow(const support::JsonModel& model) {
+    return model.kind == 5 &&
+           std::fabs(std::bit_cast<double>(model.bits)) <= std::numeric_limits<double>::min();
+}
+
+/// Whether errno was ERANGE before counts.
+void ExpectReadLikeTheLibrary(const std::string& text, int errorBefore) {
+    errno = errorBefore;
+    const support::JsonReading expected = ReadPlainly(text, support::JsonNode::Value, 0);
+    const int expectedError = errno;
+    // As text of which nothing is known, and as text that may be read in words.
+    for (const std::size_t known : {std::size_t{0}, text.size()}) {
+        errno = errorBefore;
+        const NumberReading read = ReadNumber(text.c_str(), text.c_str() + known);
+        const int error = errno;
+        ASSERT_EQ(expected.consumed,
+                  read.kind == NumberKind::None ? -1 : static_cast<int>(read.end - text.c_str()))
+            << text;
+        if (expected.consumed < 0) {
+            continue;
+        }
+        ASSERT_EQ(expected.model.kind, static_cast<int>(read.kind)) << text;
+        ASSERT_EQ(expected.model.bits, read.bits) << text;
+        if (!IsAtUnderflow(expected.model)) {
+            ASSERT_EQ(expectedError, error) << text;
+        }
+    }
+}
+
+TEST(NumberText, ReadsAsTheConversionsDo) {
+    Dice dice(3);
+    for (int i = 200'000 * support::Rounds(); i > 0; --i) {
+        ExpectReadLikeTheLibrary(support::RandomNumberText(dice), dice.OneIn(2) ? ERANGE : 0);
+    }
+}
+
+TEST(NumberText, SetsErrnoWhereTheTypeIsLeft) {
+    const struct {
+        const char* text;
+        int error;
+    } rows[] = {
+        {"9223372036854775807", 0},
+        {"9223372036854775808", ERANGE},
+        {"-9223372036854775808", 0},
+        {"-9223372036854775809", ERANGE},
+        {"9223372036854775808.5", ERANGE},
+        {"1e308", 0},
+        {"1e309", ERANGE},
+        {"2.2250738585072014e-308", 0},
+        {"2.2250738585072009e-308", ERANGE},
+        {"1e-400", ERANGE},
+        {"0e-400", 0},
+        {"-0.0", 0},
+    };
+    for (const auto& row : rows) {
+        errno = 0;
+        ReadNumber(row.text, row.text);
+        EXPECT_EQ(row.error, errno) << row.text;
+    }
+}
+
+TEST(NumberText, HasAPointInEveryLocale) {
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    const char* set = nullptr;
+    for (const char* name : {"de_DE.UTF-8", "de_DE", "German_Germany.1252", "fr_FR.UTF-8"}) {
+        set = set != nullptr ? set : std::setlocale(LC_ALL, name);
+    }
+    const char* const text = "1.5";
+    const NumberReading read = ReadNumber(text, text);
+    const std::string written = Written(1.25);
+    std::setlocale(LC_ALL, before.c_str());
+    EXPECT_EQ(1.5, std::bit_cast<double>(read.bits));
+    EXPECT_EQ(text + 3, read.end);
+    EXPECT_EQ("1.25000000", written);
+    if (set == nullptr) {
+        GTEST_SKIP() << "this system has no locale with a decimal comma";
+    }
+}
+
+}  // namespace
+}  // namespace core
