@@ -22,6 +22,8 @@ void AddPacked(Suite& suite, const std::vector<Document>& documents);
 void AddNumberText(Suite& suite);
 void AddMemory(Suite& suite);
 void AddMd5(Suite& suite);
+/// Parameters saved and loaded.
+void AddStored(Suite& suite);
 /// Other libraries' curves, as far as they were found when this was built.
 void AddPeers(Suite& suite);
 

@@ -99,6 +99,7 @@ int Run(int argc, char** argv) {
     bench::AddNumberText(suite);
     bench::AddMemory(suite);
     bench::AddMd5(suite);
+    bench::AddStored(suite);
     bench::AddPeers(suite);
     if (!suite.RunChecks()) {
         return 1;
