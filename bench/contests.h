@@ -24,6 +24,8 @@ void AddNumberText(Suite& suite);
 void AddMemory(Suite& suite);
 void AddMd5(Suite& suite);
 void AddEvents(Suite& suite);
+/// Parameters saved and loaded.
+void AddStored(Suite& suite);
 /// Other libraries' curves, as far as they were found when this was built.
 void AddPeers(Suite& suite);
 

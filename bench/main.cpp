@@ -101,6 +101,7 @@ int Run(int argc, char** argv) {
     bench::AddMemory(suite);
     bench::AddMd5(suite);
     bench::AddEvents(suite);
+    bench::AddStored(suite);
     bench::AddPeers(suite);
     if (!suite.RunChecks()) {
         return 1;

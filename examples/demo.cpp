@@ -1,8 +1,10 @@
 // Samples animations that an editor would make, prints them frame by frame, draws
-// them, and logs what it does. The keyframes come from files; see data/README.md.
+// them, saves them as documents, and logs what it does. The keyframes come from
+// files; see data/README.md.
 
 #include "support/frame_table.h"
 #include "support/keyframe_table.h"
+#include "support/parameter_document.h"
 #include "support/pictures.h"
 
 #include <core/logging/log.h>
@@ -25,6 +27,7 @@ struct Request {
     std::vector<std::string> files;
     std::string outputFolder = "demo-pictures";
     std::string logFolder;
+    std::string documentFolder;
     int every = 1;
     bool wantsPictures = true;
     bool wantsTables = true;
@@ -59,7 +62,9 @@ public:
     Demo(Request what, const DemoLog& where) : request(std::move(what)), log(where) {}
 
     void ShowFile(const std::string& file) {
-        const example::KeyframeTable table = example::LoadKeyframeTable(file);
+        const bool isDocument = fs::path(file).extension() == ".json";
+        const example::KeyframeTable table =
+            isDocument ? example::LoadParameterDocument(file) : example::LoadKeyframeTable(file);
         const auto [first, last] = example::FrameSpan(table);
         log.Write(CORE_LOG_INFO, "table",
                   fs::path(file).filename().string() + ": " + std::to_string(table.rows.size()) +
@@ -71,6 +76,14 @@ public:
         if (request.wantsPictures) {
             WritePicture(fs::path(file).stem().string() + ".svg", example::DrawAnimation(table));
         }
+        if (!request.documentFolder.empty()) {
+            fs::create_directories(request.documentFolder);
+            const fs::path path =
+                fs::path(request.documentFolder) / (fs::path(file).stem().string() + ".json");
+            example::SaveParameterDocument(table, path);
+            documents.push_back(path.generic_string());
+            log.Write(CORE_LOG_INFO, "document", path.filename().string());
+        }
     }
 
     void ShowTypes() {
@@ -79,9 +92,12 @@ public:
         }
     }
 
-    void ListPictures() const {
+    void ListFiles() const {
         for (const std::string& picture : pictures) {
             std::cout << "drawn: " << picture << '\n';
+        }
+        for (const std::string& document : documents) {
+            std::cout << "saved: " << document << '\n';
         }
     }
 
@@ -108,13 +124,14 @@ private:
     const DemoLog& log;
     std::set<std::string> names;
     std::vector<std::string> pictures;
+    std::vector<std::string> documents;
 };
 
-// The four animations that come with the program.
+// The five animations that come with the program.
 std::vector<std::string> OwnFiles() {
     std::vector<std::string> files;
-    for (const char* name : {"fade", "bounce", "camera", "counter"}) {
-        files.push_back(std::string(DEMO_DATA) + "/" + name + ".kf");
+    for (const char* name : {"fade.kf", "bounce.kf", "camera.kf", "counter.kf", "zoom.json"}) {
+        files.push_back(std::string(DEMO_DATA) + "/" + name);
     }
     return files;
 }
@@ -126,12 +143,14 @@ int main(int argc, char** argv) {
     CLI::App app("Samples keyframe animations, prints them frame by frame, and draws them as SVG.");
     app.allow_windows_style_options(false);  // "/name" is a file everywhere
     app.add_option("FILE", request.files,
-                   "tables of keyframes; without any, the demo's own four and a picture of all "
-                   "interpolation types");
+                   "tables of keyframes, or documents (.json); without any, the demo's own five "
+                   "and a picture of all interpolation types");
     app.add_option("--out", request.outputFolder, "folder for the pictures, made if missing")
         ->capture_default_str();
     app.add_option("--log", request.logFolder,
                    "folder for a log of what is done, made if missing; without it there is none");
+    app.add_option("--save", request.documentFolder,
+                   "also saves each animation as a document in this folder, made if missing");
     app.add_option("--every", request.every, "print each N-th frame only")
         ->capture_default_str()
         ->check(CLI::Range(1, 1000000));
@@ -143,6 +162,7 @@ int main(int argc, char** argv) {
         "\nExamples:\n"
         "  core-demo --out pictures\n"
         "  core-demo --every 5 --no-pictures my-title.kf\n"
+        "  core-demo --save documents my-title.kf another.json\n"
         "\nExit status: 0, 1 when a file is broken or a picture cannot be written (the other "
         "files\n"
         "are still shown), 2 for wrong arguments.");
@@ -174,7 +194,7 @@ int main(int argc, char** argv) {
     if (isOwnShow) {
         attempt([&] { demo.ShowTypes(); });
     }
-    demo.ListPictures();
+    demo.ListFiles();
     log.Write(CORE_LOG_INFO, "demo", "ends with status " + std::to_string(status));
     return status;
 }

@@ -3,9 +3,11 @@
 /// Everything that the library offers, in one include.
 
 #include <core/curve/big_keyframe.h>
+#include <core/curve/control_points.h>
 #include <core/curve/interpolation.h>
 #include <core/curve/keyframe.h>
 #include <core/curve/keyframe_handle.h>
+#include <core/curve/motion_path.h>
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
 #include <core/curve/pointd.h>

@@ -17,8 +17,10 @@ using core::Parameter;
 using core::ParameterIterator;
 using ::testing::AllOf;
 using ::testing::AnyOf;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
+using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 std::vector<std::string> reports;
@@ -100,6 +102,17 @@ TEST(Report, SpeedCurvesSayWhatHasNoAnswer) {
                             " line[920]",
                             "6 core -: error. core::BigParameterImpl::SolveTimeBaseArea line[2247]",
                             empty + " line[511]", empty + " line[511]"));
+}
+
+TEST(Report, LoadingNamesEachKeyframeThatItLeavesOut) {
+    Parameter parameter;
+    Collect collect;
+    EXPECT_EQ(0, parameter.Desialize(R"({"keyframeSets": [{"_time": 1.0}, {"_value": 2.0}, 7,
+        {"_time": 3.0, "_value": "text"}, {"_time": 1e999, "_value": 1.0},
+        {"_time": 4.0, "_value": 5.0}]})"));
+    EXPECT_EQ(1, parameter.GetKeyFramesCount());
+    EXPECT_THAT(reports, SizeIs(5));
+    EXPECT_THAT(reports, Each(StartsWith("6 BigParameterImpl -: file[big_parameter_impl] line[")));
 }
 
 }  // namespace
