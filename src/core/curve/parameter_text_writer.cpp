@@ -1,7 +1,8 @@
 #include "core/curve/keyframe_store.h"
 #include "core/curve/numbers.h"
 #include "core/curve/parameter_text.h"
-#include "core/data/number_text.h"
+#include "core/data/number_reader.h"
+#include "core/data/number_writer.h"
 
 #include <core/foundation/md5.h>
 
