@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
+#include "support/dice.h"
 #include "support/speed_words.h"
 
 namespace {
@@ -149,6 +152,33 @@ TEST(Freeze, HoldsItsInstantWhenKeyframesBeforeItChange) {
     EXPECT_EQ(6.0, speed->GetRenderTime(3.0));
     EXPECT_EQ(3.0, speed->GetSourceTime(8.0));
     EXPECT_EQ(9.0, speed->PointTimeToRenderTime(5.5));
+}
+
+// The mapping jumps back where a curve starts late; without its keyframe the second
+// instant would be reached before the first.
+TEST(Freeze, NeverStartsBeforeTheOneBeforeItEnds) {
+    auto speed = Speeds(10, {{2, 4, kHold}, {6, 1, kHold}, {10, 1, kHold}});
+    ASSERT_TRUE(speed->AddFreezeFrame(6.0, 1.0) && speed->AddFreezeFrame(7.5, 1.0));
+    speed->RemovePoint(speed->GetPointIndex(6.5));
+    EXPECT_EQ(3.0, speed->GetRenderTime(6.0));
+    EXPECT_EQ(4.0, speed->GetRenderTime(6.5));
+    EXPECT_EQ(6.5, speed->GetSourceTime(4.5));
+}
+
+TEST(Freeze, AtAChangeOfSpeedRoundingDoesNotShowTheOldOne) {
+    Dice dice(5);
+    for (int i = 0; i < 1000; ++i) {
+        const double first = dice.Between(0, 5);
+        const double change = dice.Between(5, 9);
+        auto speed = Speeds(10, {{0, 1, kHold}, {change, 2, kHold}, {10, 1, kHold}});
+        speed->AddFreezeFrame(first, dice.Between(0, 3));
+        const double start = speed->GetRenderTotalTime() - (10 - change) / 2;
+        const double length = dice.Between(1, 3);
+        ASSERT_TRUE(speed->AddFreezeFrame(change + (start - change), length));
+        for (double t : {start + 1e-9, start + length, std::nextafter(start + length, 99.0)}) {
+            EXPECT_EQ(2.0, speed->GetCurrentFPS(t)) << "first " << first << ", change " << change;
+        }
+    }
 }
 
 TEST(Freeze, ACopyTurnsNearZeroSpeedsIntoFreezes) {

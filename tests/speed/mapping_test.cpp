@@ -73,6 +73,9 @@ TEST(TimeMap, AnswersWhatFollowsFromTheKeyframes) {
     ExpectMap("but only exactly 0", 1, {{0, 1e-21, kHold}, {1, 1, kHold}}, 1e21, {{1e21, 1}});
     ExpectMap("speeds that cancel never end, and take their length", 2,
               {{0, 1, kLine}, {2, -1, kHold}}, 2, {{2, 2}}, {{1, 0.5}});
+    ExpectMap("keyframes that meet on the render axis", 10,
+              {{0, 1, 6}, {5, 100, 6}, {5.000001, 1, 6}, {7, 1, 6}, {10, 1, 6}}, 9.99999901,
+              {{4, 4}, {6.99999901, 6.99999901}, {9.99999901, 10}});
     ExpectMap("going back, render time ends at 0", 4, {{0, -1, kHold}, {4, 1, kHold}}, 0, {},
               {{1, 4}}, {{0, 4}});
 }

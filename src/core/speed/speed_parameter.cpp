@@ -158,6 +158,8 @@ double SpeedParameter::SolveX(double x0, double a, double b, double c, double d,
     }
 }
 
+// Kept on purpose: both functions take their pointers over; callers link against that.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void ZYLCoreCreateSourceTimeSpeedObj(std::shared_ptr<SpeedParameter> source,
                                      std::shared_ptr<SpeedParameter>& result) {
     if (source == nullptr) {
@@ -177,6 +179,7 @@ void ZYLCoreCreateSourceTimeSpeedObj(std::shared_ptr<SpeedParameter> source,
     result = std::move(curve);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool ZYLCoreIsNormalSpeed(std::shared_ptr<SpeedParameter> speed) {
     if (speed == nullptr || speed->GetKeyFramesCountEx() < 2) {
         return false;
