@@ -191,7 +191,7 @@ double TimeMap::SourceOfRender(double t) const noexcept {
     if (next == 0) {
         source = areas.Area(View(), 0.0, t);
     } else {
-        const TimeSpan times{renderTimes[next - 1], renderTimes[next]};
+        const TimeInterval times{renderTimes[next - 1], renderTimes[next]};
         source = areaUpTo[next - 1] +
                  SegmentArea(prepared.segments[next], View().CurveOf(next), times, times.from, t);
     }
