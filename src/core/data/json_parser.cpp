@@ -285,6 +285,14 @@ private:
 
     /// `value` owns no node.
     const char* ReadScalar(JsonValue& value, const char* at) noexcept {
+        if (number::IsDigit(*at) || *at == '-') {
+            if (limit - at < kAhead) {
+                MoveLimit();
+            }
+            const NumberReading read = ReadNumber(at, limit);
+            JsonNodes::SetScalar(value, static_cast<std::int32_t>(read.kind), read.bits);
+            return read.kind != NumberKind::None ? read.end : nullptr;
+        }
         switch (*at) {
             case 't':
                 return SetWord(value, JsonValue::kBool, 1, at, "true");
@@ -292,19 +300,9 @@ private:
                 return SetWord(value, JsonValue::kBool, 0, at, "false");
             case 'n':
                 return SetWord(value, JsonValue::kNull, 0, at, "null");
-            case '-':
-                break;
             default:
-                if (*at < '0' || *at > '9') {
-                    return nullptr;
-                }
+                return nullptr;
         }
-        if (limit - at < kAhead) {
-            MoveLimit();
-        }
-        const NumberReading number = ReadNumber(at, limit);
-        JsonNodes::SetScalar(value, static_cast<std::int32_t>(number.kind), number.bits);
-        return number.kind != NumberKind::None ? number.end : nullptr;
     }
 
     static const char* SetWord(JsonValue& value, std::int32_t kind, std::uint64_t bits,
@@ -338,8 +336,8 @@ private:
             const TextBlock block(first);
             const int plain = block.CountPlain();
             if (plain < TextBlock::kSize && first[plain] == '"') {
-                // A string holds at least a block, whatever is behind its end.
-                char* const to = JsonNodes::Reserve(string, plain + 1, memory);
+                // Whatever is behind the end, there is room for a block.
+                char* const to = JsonNodes::Storage(string);
                 block.CopyTo(to);
                 to[plain] = '\0';
                 return first + plain + 1;
@@ -433,6 +431,13 @@ private:
     }
 
     const char* SkipSpace(const char* at) noexcept {
+        if (static_cast<unsigned char>(*at) > ' ') {
+            return at;
+        }
+        const char next = *at == ' ' ? at[1] : '\0';
+        return static_cast<unsigned char>(next) > ' ' ? at + 1 : SkipMuchSpace(at);
+    }
+    const char* SkipMuchSpace(const char* at) noexcept {
         while (IsSpace(*at)) {
             ++at;
             if (limit - at >= TextBlock::kSize) {
