@@ -191,12 +191,22 @@ TEST(MemChunks, LendsDisjointAlignedBlocks) {
     }
 }
 
+TEST(MemChunks, MeetAnAlignmentThatNoChunkHasRoomFor) {
+    MemChunks chunks(512);
+    constexpr std::size_t kAlign = std::size_t{1} << 26;
+    void* const start = chunks.Alloc(8, kAlign);
+    EXPECT_EQ(0U, Address(start) % kAlign);
+    std::memset(start, 1, 8);
+}
+
 TEST(MemChunks, TakeBackTheNewestBlockAlone) {
     MemChunks chunks(512);
     void* const first = chunks.Alloc(40, 8);
     void* const second = chunks.Alloc(40, 8);
     chunks.Dealloc(first, 40);
     chunks.Dealloc(second, 39);
+    // As if it began before the chunk.
+    chunks.Dealloc(reinterpret_cast<void*>(Address(second) - 4096), 4096 + 40);
     void* const big = chunks.Alloc(300, 8);
     chunks.Dealloc(big, 300);
     EXPECT_EQ(static_cast<char*>(second) + 40, chunks.Alloc(8, 8));

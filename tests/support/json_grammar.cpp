@@ -5,6 +5,7 @@
 #include <bit>
 #include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -17,6 +18,18 @@ namespace support {
 namespace {
 
 using core::JsonValue;
+
+/// `strtod`; where the C library's own is inexact, with the standard library's value.
+double ToDouble(const char* text, char** end) {
+    const double number = std::strtod(text, end);
+    static const bool isExact =
+        BitsOf(std::strtod("9.8402524578508956e+260", nullptr)) == 0x761F'FFFF'FFFF'FFFF;
+    double exact = number;
+    if (!isExact) {
+        std::from_chars(text, *end, exact);
+    }
+    return exact;
+}
 
 class Reader {
 public:
@@ -111,7 +124,7 @@ private:
         model.bits = static_cast<std::uint64_t>(number);
         if (*end == '.' || *end == 'e' || *end == 'E') {
             model.kind = JsonValue::kDouble;
-            model.bits = BitsOf(std::strtod(at, &end));
+            model.bits = BitsOf(ToDouble(at, &end));
         } else if (number == std::numeric_limits<long long>::max() && *at != '-' &&
                    errno == ERANGE) {
             model.kind = JsonValue::kUnsigned;

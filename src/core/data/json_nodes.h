@@ -116,6 +116,8 @@ struct JsonNodes {
         return *value.payload.object;
     }
 
+    /// Where a string's text lies: at least 16 bytes.
+    static char* Storage(JsonString& string) noexcept { return string.MutableText(); }
     /// As `JsonString::Reserve`.
     static char* Reserve(JsonString& string, std::int32_t bytes, NodeMemory& memory) {
         if (bytes > string.capacity) {

@@ -174,99 +174,98 @@ public:
     }
 
 private:
-    /// The container whose content is being read: one of the two; none at the top.
+    /// A container whose content is being read: one of the two.
     struct Container {
         JsonArray* array;
         JsonObject* object;
     };
+    /// What became of the innermost open container.
+    enum class Change : std::uint8_t { None, Entered, Closed };
 
     // Reading goes on at `at`, which is passed on and answered: as a value of its own, which
     // no byte that is written can change, it stays in a register. Null means a failure.
 
     /// From the first child of the innermost open container to the end of the outermost.
     const char* Run(const char* at) {
-        while (at != nullptr && !IsAtTop()) {
-            isClosed = false;
-            at = inside.array != nullptr ? ReadElements(at) : ReadMembers(at);
-            while (at != nullptr && isClosed && !IsAtTop()) {
-                at = GoOnBehind(SkipSpace(at));
+        while (at != nullptr && !open.IsEmpty()) {
+            change = Change::None;
+            const Container& inside = open.Top();
+            at = inside.array != nullptr ? ReadElements(*inside.array, at)
+                                         : ReadMembers(*inside.object, at);
+            while (at != nullptr && change == Change::Closed && !open.IsEmpty()) {
+                at = GoOnBehind(SkipSpace(at), open.Top().array != nullptr ? ']' : '}');
             }
         }
         return at;
     }
-    bool IsAtTop() const noexcept { return inside.array == nullptr && inside.object == nullptr; }
 
-    /// Behind a child: behind the comma, or behind the container, which is closed then.
-    const char* GoOnBehind(const char* at) noexcept {
-        if (*at == ',') {
-            isClosed = false;
-            return at + 1;
-        }
-        if (*at != (inside.array != nullptr ? ']' : '}')) {
-            return nullptr;
-        }
-        inside = around.Pop();
-        --level;
-        isClosed = true;
-        return at + 1;
-    }
-
-    /// Enters a container at its bracket; an empty one is closed at once.
+    /// Enters a container at its bracket, unless it is empty.
     template <class Node>
     const char* Open(Node& node, const char* at) {
-        at = SkipSpace(at + 1);
         constexpr bool kIsArray = std::is_same_v<Node, JsonArray>;
-        isClosed = *at == (kIsArray ? ']' : '}');
-        if (isClosed) {
+        at = SkipSpace(at + 1);
+        if (*at == (kIsArray ? ']' : '}')) {
             return at + 1;
         }
         if (level > kDeepestLevel) {
             return nullptr;
         }
-        around.Push(inside);
+        Container& inside = open.Push();
         if constexpr (kIsArray) {
-            inside = {&node, nullptr};
+            inside.array = &node;
+            inside.object = nullptr;
         } else {
-            inside = {nullptr, &node};
+            inside.array = nullptr;
+            inside.object = &node;
         }
         ++level;
+        change = Change::Entered;
         return at;
     }
 
-    // The following two go on to the end of the innermost container, or to the first child
-    // of one within.
-
-    const char* ReadElements(const char* at) {
-        JsonArray& array = *inside.array;
-        for (;;) {
-            at = ReadChild(JsonNodes::AddNull(array, memory), SkipSpace(at));
-            if (at == nullptr || inside.array != &array) {
-                return at;
-            }
-            at = GoOnBehind(SkipSpace(at));
-            if (at == nullptr || isClosed) {
-                return at;
-            }
+    /// Behind a child: behind the comma, or behind the container, which is closed then.
+    const char* GoOnBehind(const char* at, char closing) noexcept {
+        if (*at == ',') {
+            change = Change::None;
+            return at + 1;
         }
+        if (*at != closing) {
+            return nullptr;
+        }
+        open.Drop();
+        --level;
+        change = Change::Closed;
+        return at + 1;
     }
 
-    const char* ReadMembers(const char* at) {
-        JsonObject& object = *inside.object;
-        for (;;) {
+    // The following two go on to the end of a container, or to the first child of one
+    // within.
+
+    const char* ReadElements(JsonArray& array, const char* at) {
+        do {
+            at = ReadChild(JsonNodes::AddNull(array, memory), SkipSpace(at));
+            if (at == nullptr || change != Change::None) {
+                return at;
+            }
+            at = GoOnBehind(SkipSpace(at), ']');
+        } while (at != nullptr && change == Change::None);
+        return at;
+    }
+
+    const char* ReadMembers(JsonObject& object, const char* at) {
+        do {
             JsonMember& member = JsonNodes::AddNull(object, memory);
             at = ReadName(member, SkipSpace(at));
             if (at == nullptr) {
                 return nullptr;
             }
             at = ReadChild(member, SkipSpace(at));
-            if (at == nullptr || inside.object != &object) {
+            if (at == nullptr || change != Change::None) {
                 return at;
             }
-            at = GoOnBehind(SkipSpace(at));
-            if (at == nullptr || isClosed) {
-                return at;
-            }
-        }
+            at = GoOnBehind(SkipSpace(at), '}');
+        } while (at != nullptr && change == Change::None);
+        return at;
     }
 
     /// `child` is a null.
@@ -285,6 +284,14 @@ private:
 
     /// `value` owns no node.
     const char* ReadScalar(JsonValue& value, const char* at) noexcept {
+        if (number::IsDigit(*at) || *at == '-') {
+            if (limit - at < kAhead) {
+                MoveLimit();
+            }
+            const NumberReading read = ReadNumber(at, limit);
+            JsonNodes::SetScalar(value, static_cast<std::int32_t>(read.kind), read.bits);
+            return read.kind != NumberKind::None ? read.end : nullptr;
+        }
         switch (*at) {
             case 't':
                 return SetWord(value, JsonValue::kBool, 1, at, "true");
@@ -292,19 +299,9 @@ private:
                 return SetWord(value, JsonValue::kBool, 0, at, "false");
             case 'n':
                 return SetWord(value, JsonValue::kNull, 0, at, "null");
-            case '-':
-                break;
             default:
-                if (*at < '0' || *at > '9') {
-                    return nullptr;
-                }
+                return nullptr;
         }
-        if (limit - at < kAhead) {
-            MoveLimit();
-        }
-        const NumberReading number = ReadNumber(at, limit);
-        JsonNodes::SetScalar(value, static_cast<std::int32_t>(number.kind), number.bits);
-        return number.kind != NumberKind::None ? number.end : nullptr;
     }
 
     static const char* SetWord(JsonValue& value, std::int32_t kind, std::uint64_t bits,
@@ -338,8 +335,8 @@ private:
             const TextBlock block(first);
             const int plain = block.CountPlain();
             if (plain < TextBlock::kSize && first[plain] == '"') {
-                // A string holds at least a block, whatever is behind its end.
-                char* const to = JsonNodes::Reserve(string, plain + 1, memory);
+                // Whatever is behind the end, there is room for a block.
+                char* const to = JsonNodes::Storage(string);
                 block.CopyTo(to);
                 to[plain] = '\0';
                 return first + plain + 1;
@@ -433,6 +430,13 @@ private:
     }
 
     const char* SkipSpace(const char* at) noexcept {
+        if (static_cast<unsigned char>(*at) > ' ') {
+            return at;
+        }
+        const char next = *at == ' ' ? at[1] : '\0';
+        return static_cast<unsigned char>(next) > ' ' ? at + 1 : SkipMuchSpace(at);
+    }
+    const char* SkipMuchSpace(const char* at) noexcept {
         while (IsSpace(*at)) {
             ++at;
             if (limit - at >= TextBlock::kSize) {
@@ -463,9 +467,8 @@ private:
     const char* limit;
     std::size_t step = 256;
     int level;
-    bool isClosed = false;
-    Container inside{nullptr, nullptr};
-    DeepStack<Container, kDeepestLevel + 1> around;
+    Change change = Change::None;
+    DeepStack<Container, kDeepestLevel + 1> open;
 };
 
 /// Reads a node and answers the bytes that it takes; clears it when that fails or throws.

@@ -1,9 +1,9 @@
 // Nodes to JSON text.
 //
 // The text is put together in a block on the stack and appended to the caller's string
-// block by block. There is no recursion: the container being written is `current`, and those
-// around it stand on a stack of their own. Links to parents are no help, as an array's
-// elements keep theirs when they are moved.
+// block by block. There is no recursion: the containers of which a part is written stand on a
+// stack of their own. Links to parents are no help, as an array's elements keep theirs when
+// they are moved.
 //
 // There is room for a line, as `MakeRoom` has it, wherever a value may start.
 
@@ -76,59 +76,62 @@ private:
 
     char* Run(char* to) {
         for (;;) {
+            Level& level = open.Top();
             const JsonValue* inner = nullptr;
-            to = current.isArray ? WriteElements(inner, to) : WriteMembers(inner, to);
+            to = level.isArray ? WriteElements(level, inner, to) : WriteMembers(level, inner, to);
             if (inner != nullptr) {
-                around.Push(current);
-                to = Enter(*inner, ChildIndent(current.indent), to);
+                to = Enter(*inner, ChildIndent(level.indent), to);
                 continue;
             }
-            if (around.IsEmpty()) {
+            open.Drop();
+            if (open.IsEmpty()) {
                 return to;
             }
-            current = around.Pop();
-            if (current.element != nullptr || current.member != nullptr) {
-                to = Separate(to);
+            const Level& outer = open.Top();
+            if (outer.element != nullptr || outer.member != nullptr) {
+                to = Separate(outer.indent, to);
             }
         }
     }
 
-    // The following two go on to the end of the current container, or to a child with
+    // The following two go on to the end of the innermost container, or to a child with
     // content of its own, which is `inner` then.
 
-    char* WriteElements(const JsonValue*& inner, char* to) {
-        for (const JsonElem* element = current.element; element != nullptr;) {
+    char* WriteElements(Level& level, const JsonValue*& inner, char* to) {
+        const int indent = level.indent;
+        for (const JsonElem* element = level.element; element != nullptr;) {
             const JsonElem& child = *element;
             element = child.NextSibling();
             if (HasContent(child)) {
-                current.element = element;
+                level.element = element;
                 inner = &child;
                 return to;
             }
-            to = WriteLeaf(child, ChildIndent(current.indent), to);
+            to = WriteLeaf(child, ChildIndent(indent), to);
             if (element != nullptr) {
-                to = Separate(to);
+                to = Separate(indent, to);
             }
         }
-        return Close(']', current.indent, EndLine(to));
+        return Close(']', indent, EndLine(to));
     }
 
-    char* WriteMembers(const JsonValue*& inner, char* to) {
-        for (const JsonMember* member = current.member; member != nullptr;) {
+    char* WriteMembers(Level& level, const JsonValue*& inner, char* to) {
+        const int indent = level.indent;
+        for (const JsonMember* member = level.member; member != nullptr;) {
             const JsonMember& child = *member;
             member = child.NextSibling();
             to = WriteName(child, to);
             if (HasContent(child)) {
-                current.member = member;
+                level.member = member;
                 inner = &child;
                 return to;
             }
-            to = WriteLeaf(child, ChildIndent(current.indent), to);
+            to = WriteLeaf(child, ChildIndent(indent), to);
             if (member != nullptr) {
-                to = Separate(to);
+                to = Separate(indent, to);
             }
         }
-        return Close('}', current.indent, EndLine(to));
+        return Close('}', indent, EndLine(to));
     }
 
     static bool HasContent(const JsonValue& value) noexcept {
@@ -172,14 +175,22 @@ private:
                                                  : Enter(JsonNodes::Object(value), indent, to);
     }
     char* Enter(const JsonArray& array, int indent, char* to) {
-        current = {array.First(), nullptr, indent, true};
+        Level& level = open.Push();
+        level.element = array.First();
+        level.member = nullptr;
+        level.indent = indent;
+        level.isArray = true;
         *to++ = '[';
-        return StartLine(EndLine(to));
+        return StartLine(indent, EndLine(to));
     }
     char* Enter(const JsonObject& object, int indent, char* to) {
-        current = {nullptr, object.First(), indent, false};
+        Level& level = open.Push();
+        level.element = nullptr;
+        level.member = object.First();
+        level.indent = indent;
+        level.isArray = false;
         *to++ = '{';
-        return StartLine(EndLine(to));
+        return StartLine(indent, EndLine(to));
     }
     char* Close(char bracket, int indent, char* to) {
         if (kIsPretty) {
@@ -192,14 +203,15 @@ private:
         return MakeRoom(to);
     }
 
-    char* Separate(char* to) {
+    char* Separate(int indent, char* to) {
         *to++ = ',';
-        return StartLine(EndLine(to));
+        return StartLine(indent, EndLine(to));
     }
     static char* EndLine(char* to) noexcept { return kIsPretty ? Append("\n", to) : to; }
-    char* StartLine(char* to) {
+    /// For a child of a container whose brackets stand at `indent`.
+    char* StartLine(int indent, char* to) {
         to = MakeRoom(to);
-        return kIsPretty ? Spaces(ChildIndent(current.indent), to) : to;
+        return kIsPretty ? Spaces(ChildIndent(indent), to) : to;
     }
     /// At most `kMaxIndent` of them; none for a `count` below 0.
     static char* Spaces(int count, char* to) noexcept {
@@ -277,7 +289,15 @@ private:
 
     char* Start() noexcept { return block.data(); }
     void Flush(const char* to) {
-        out.append(block.data(), static_cast<std::size_t>(to - block.data()));
+        const auto size = static_cast<std::size_t>(to - block.data());
+        if (out.capacity() - out.size() < size && size > block.size() / 2) {
+            // New pages cost more than what is written to them, so that a string should
+            // not move often while it is short.
+            constexpr std::size_t kLong = 4 * 1024 * 1024;
+            const std::size_t wanted = out.size() + size;
+            out.reserve(wanted < kLong ? 4 * wanted : 2 * wanted);
+        }
+        out.append(block.data(), size);
     }
     /// For a line: its indent, a name of one block, a number, and what is around them.
     char* MakeRoom(char* to) {
@@ -290,8 +310,7 @@ private:
     }
 
     std::string& out;
-    Level current{nullptr, nullptr, 0, false};
-    DeepStack<Level> around;
+    DeepStack<Level> open;
     std::array<char, 8192> block;
 };
 
