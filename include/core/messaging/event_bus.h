@@ -13,6 +13,9 @@
 
 namespace core {
 
+class AsyncEventBusImpl;
+class EventBusImpl;
+
 namespace detail {
 
 /// What the buses know of a type of events. Types are told apart by their names, so
@@ -165,8 +168,6 @@ public:
     void consume();
 
 private:
-    class Impl;
-
     int newToken();
     void addListener(const detail::EventType& type,
                      std::shared_ptr<detail::EventListener> listener);
@@ -174,7 +175,7 @@ private:
     void cancelEvent(void* place) noexcept;
     void postEvent(void* place);
 
-    std::shared_ptr<Impl> p_impl;
+    std::shared_ptr<AsyncEventBusImpl> p_impl;
 };
 
 /// Publish and subscribe on the caller's thread: `post` returns when every listener has
@@ -216,14 +217,12 @@ public:
     void unlistenAll(int token);
 
 private:
-    class Impl;
-
     int newToken();
     void addListener(const detail::EventType& type,
                      std::shared_ptr<detail::EventListener> listener);
     void postEvent(const detail::EventType& type, const void* event);
 
-    std::unique_ptr<Impl> p_impl;
+    std::unique_ptr<EventBusImpl> p_impl;
 };
 
 /// The process's one AsyncEventBus, made by the first call.

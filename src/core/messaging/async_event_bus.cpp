@@ -27,9 +27,9 @@
 
 namespace core {
 
-class AsyncEventBus::Impl {
+class AsyncEventBusImpl {
 public:
-    static void Start(const std::shared_ptr<Impl>& impl);
+    static void Start(const std::shared_ptr<AsyncEventBusImpl>& impl);
 
     int NewToken();
     void AddCommand(int token, const detail::EventType& type,
@@ -83,38 +83,38 @@ private:
     std::thread thread;
 };
 
-void AsyncEventBus::Impl::Start(const std::shared_ptr<Impl>& impl) {
+void AsyncEventBusImpl::Start(const std::shared_ptr<AsyncEventBusImpl>& impl) {
     impl->thread = std::thread([impl] { impl->Consume(); });
 }
 
-int AsyncEventBus::Impl::NewToken() {
+int AsyncEventBusImpl::NewToken() {
     const Lock lock(queueMutex);
     return static_cast<int>(++lastToken);
 }
 
-void AsyncEventBus::Impl::AddCommand(int token, const detail::EventType& type,
-                                     std::shared_ptr<detail::EventListener> listener) {
+void AsyncEventBusImpl::AddCommand(int token, const detail::EventType& type,
+                                   std::shared_ptr<detail::EventListener> listener) {
     const Lock lock(commandMutex);
     if (takesCommands) {
         commands.push_back({token, type, std::move(listener)});
     }
 }
 
-void AsyncEventBus::Impl::RemoveListeners(int token) {
+void AsyncEventBusImpl::RemoveListeners(int token) {
     AddCommand(token, {}, nullptr);
     const Lock lock(queueMutex);
     hasNewCommands = true;
     Wake();
 }
 
-void AsyncEventBus::Impl::Wake() {
+void AsyncEventBusImpl::Wake() {
     if (isAsleep) {
         isAsleep = false;
         wake.NotifyOne();
     }
 }
 
-void* AsyncEventBus::Impl::Reserve(const detail::EventType& type) {
+void* AsyncEventBusImpl::Reserve(const detail::EventType& type) {
     EventNode* const node = TakeSpareNode(type);
     if (node != nullptr) {
         return node->Event();
@@ -123,12 +123,12 @@ void* AsyncEventBus::Impl::Reserve(const detail::EventType& type) {
     return events.NewNode(type)->Event();
 }
 
-void AsyncEventBus::Impl::Free(EventNode* node) {
+void AsyncEventBusImpl::Free(EventNode* node) {
     const Lock lock(queueMutex);
     events.FreeNode(node);
 }
 
-void AsyncEventBus::Impl::Post(EventNode* node) {
+void AsyncEventBusImpl::Post(EventNode* node) {
     {
         const Lock lock(queueMutex);
         if (!isStopped) {
@@ -141,13 +141,13 @@ void AsyncEventBus::Impl::Post(EventNode* node) {
     Free(node);
 }
 
-int AsyncEventBus::Impl::CountEvents() {
+int AsyncEventBusImpl::CountEvents() {
     constexpr std::size_t kMost = std::numeric_limits<int>::max();
     const Lock lock(queueMutex);
     return static_cast<int>(std::min(events.Size(), kMost));
 }
 
-void AsyncEventBus::Impl::Consume() {
+void AsyncEventBusImpl::Consume() {
     const std::thread::id self = std::this_thread::get_id();
     {
         Lock lock(queueMutex);
@@ -170,7 +170,7 @@ void AsyncEventBus::Impl::Consume() {
     roleIsFree.NotifyAll();
 }
 
-bool AsyncEventBus::Impl::WaitForWork() {
+bool AsyncEventBusImpl::WaitForWork() {
     Lock lock(queueMutex);
     while (!isStopped && events.Size() == 0 && !hasNewCommands) {
         isAsleep = true;
@@ -181,7 +181,7 @@ bool AsyncEventBus::Impl::WaitForWork() {
     return !isStopped;
 }
 
-int AsyncEventBus::Impl::ProcessCommandsAndGetQueuedEventsCount() {
+int AsyncEventBusImpl::ProcessCommandsAndGetQueuedEventsCount() {
     // First the count, see 2 above.
     const int count = CountEvents();
     for (;;) {
@@ -198,7 +198,7 @@ int AsyncEventBus::Impl::ProcessCommandsAndGetQueuedEventsCount() {
     }
 }
 
-void AsyncEventBus::Impl::Run(Command command) {
+void AsyncEventBusImpl::Run(Command command) {
     try {
         if (command.listener != nullptr) {
             registry.Add(command.type, std::move(command.listener));
@@ -210,7 +210,7 @@ void AsyncEventBus::Impl::Run(Command command) {
     }
 }
 
-void AsyncEventBus::Impl::Deliver(int count) {
+void AsyncEventBusImpl::Deliver(int count) {
     // Good for one pass: the listeners do not change, and what describes its events is
     // in memory as long as they are, which is not sure of the next pass's.
     const detail::EventType* lastType = nullptr;
@@ -244,7 +244,7 @@ void AsyncEventBus::Impl::Deliver(int count) {
     }
 }
 
-void AsyncEventBus::Impl::Stop() {
+void AsyncEventBusImpl::Stop() {
     const std::thread::id self = std::this_thread::get_id();
     {
         Lock lock(queueMutex);
@@ -286,9 +286,9 @@ void AsyncEventBus::Impl::Stop() {
     }
 }
 
-AsyncEventBus::AsyncEventBus() : p_impl(std::make_shared<Impl>()) {
+AsyncEventBus::AsyncEventBus() : p_impl(std::make_shared<AsyncEventBusImpl>()) {
     try {
-        Impl::Start(p_impl);
+        AsyncEventBusImpl::Start(p_impl);
     } catch (const std::exception& error) {
         const char* const what = error.what();
         std::printf("AsyncEventBus::AsyncEventBus:%s", what != nullptr ? what : "nullptr");
@@ -333,7 +333,7 @@ int AsyncEventBus::getQueueEventCount() {
 
 void AsyncEventBus::consume() {
     // A listener may destroy the bus.
-    const std::shared_ptr<Impl> impl = p_impl;
+    const std::shared_ptr<AsyncEventBusImpl> impl = p_impl;
     impl->Consume();
 }
 

@@ -9,7 +9,7 @@
 
 namespace core {
 
-class EventBus::Impl {
+class EventBusImpl {
 public:
     int NewToken() {
         const Lock lock(mutex);
@@ -38,7 +38,7 @@ private:
     ListenerRegistry registry CORE_GUARDED_BY(mutex);
 };
 
-EventBus::EventBus() : p_impl(std::make_unique<Impl>()) {}
+EventBus::EventBus() : p_impl(std::make_unique<EventBusImpl>()) {}
 
 EventBus::~EventBus() {
     // Functions that are released now may still use the bus.

@@ -240,6 +240,9 @@ MessageLoop::MessageLoop(const MessageLoop& other)
 }
 
 MessageLoop& MessageLoop::operator=(const MessageLoop& other) {
+    if (this == &other) {
+        return *this;
+    }
     if (p_impl != other.p_impl) {
         other.p_impl->AddCopy();
         p_impl->RemoveCopy(this);
