@@ -3,7 +3,8 @@
 #include "contests.h"
 #include "inputs.h"
 
-#include "core/data/number_text.h"
+#include "core/data/number_reader.h"
+#include "core/data/number_writer.h"
 
 #include <bit>
 #include <cerrno>

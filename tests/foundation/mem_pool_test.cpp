@@ -72,7 +72,7 @@ std::uintptr_t Address(const void* pointer) {
 
 TEST(MemPool, RoundsUpToTenSizes) {
     std::size_t size = 0;
-    for (const std::size_t bucket : {8, 16, 32, 48, 64, 96, 128, 160, 192, 256}) {
+    for (const std::size_t bucket : {8U, 16U, 32U, 48U, 64U, 96U, 128U, 160U, 192U, 256U}) {
         for (; size <= bucket; ++size) {
             EXPECT_EQ(bucket, MemPool::BucketSize(size)) << size;
         }
@@ -98,7 +98,7 @@ TEST(MemPool, BlocksOfTheLeastSizeAndMore) {
     EXPECT_EQ(520U, Field(MemChunks(), 0));
     MemChunks chunks(10);
     EXPECT_EQ(520U, Field(chunks, 0));
-    for (const std::size_t threshold : {1, 500, 501, 0}) {
+    for (const std::size_t threshold : {1U, 500U, 501U, 0U}) {
         chunks.Init(1000, threshold);
         EXPECT_EQ(threshold == 1 ? 1U : 500U, Field(chunks, 1));
     }
@@ -171,7 +171,7 @@ TEST(MemPool, RefusesWhatNoHeapGives) {
 
 TEST(MemChunks, LendsDisjointAlignedBlocks) {
     Dice dice(651);
-    for (const std::size_t block : {512, 3000}) {
+    for (const std::size_t block : {512U, 3000U}) {
         MemChunks chunks(block);
         Lent lent;
         for (int i = 0; i < 3000; ++i) {
@@ -191,12 +191,22 @@ TEST(MemChunks, LendsDisjointAlignedBlocks) {
     }
 }
 
+TEST(MemChunks, MeetAnAlignmentThatNoChunkHasRoomFor) {
+    MemChunks chunks(512);
+    constexpr std::size_t kAlign = std::size_t{1} << 26;
+    void* const start = chunks.Alloc(8, kAlign);
+    EXPECT_EQ(0U, Address(start) % kAlign);
+    std::memset(start, 1, 8);
+}
+
 TEST(MemChunks, TakeBackTheNewestBlockAlone) {
     MemChunks chunks(512);
     void* const first = chunks.Alloc(40, 8);
     void* const second = chunks.Alloc(40, 8);
     chunks.Dealloc(first, 40);
     chunks.Dealloc(second, 39);
+    // As if it began before the chunk.
+    chunks.Dealloc(reinterpret_cast<void*>(Address(second) - 4096), 4096 + 40);
     void* const big = chunks.Alloc(300, 8);
     chunks.Dealloc(big, 300);
     EXPECT_EQ(static_cast<char*>(second) + 40, chunks.Alloc(8, 8));

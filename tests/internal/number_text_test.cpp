@@ -1,7 +1,8 @@
 // Numbers in text, beside what the C library's formatter and conversions give. With
 // CORE_TEST_ROUNDS=50 in the environment, more than ten million of each are tried.
 
-#include "core/data/number_text.h"
+#include "core/data/number_reader.h"
+#include "core/data/number_writer.h"
 
 #include <gtest/gtest.h>
 

@@ -14,10 +14,12 @@ namespace core {
 class CORE_API JsonElem : public JsonValue {
 public:
     JsonElem(const JsonElem&) = delete;
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the value sees to it
     JsonElem& operator=(const JsonElem& other) {
         JsonValue::operator=(other);
         return *this;
     }
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     JsonElem& operator=(JsonElem&& other) {
         JsonValue::operator=(static_cast<JsonValue&&>(other));
         return *this;
@@ -66,6 +68,7 @@ public:
     JsonArray(JsonArray&& other) noexcept;
     JsonArray& operator=(const JsonArray& other);
     /// Takes the elements over where both have one allocator, else copies.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     JsonArray& operator=(JsonArray&& other);
     ~JsonArray() { Clear(); }
 

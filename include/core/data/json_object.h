@@ -15,10 +15,12 @@ namespace core {
 class CORE_API JsonMember : public JsonValue {
 public:
     JsonMember(const JsonMember&) = delete;
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the value sees to it
     JsonMember& operator=(const JsonMember& other) {
         JsonValue::operator=(other);
         return *this;
     }
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     JsonMember& operator=(JsonMember&& other) {
         JsonValue::operator=(static_cast<JsonValue&&>(other));
         return *this;
@@ -84,6 +86,7 @@ public:
     JsonObject(JsonObject&& other) noexcept;
     JsonObject& operator=(const JsonObject& other);
     /// Takes the members over where both have one allocator, else copies.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     JsonObject& operator=(JsonObject&& other);
     ~JsonObject() { Clear(); }
 

@@ -64,6 +64,7 @@ public:
     /// Where both have one allocator, takes the content over and leaves `other`
     /// empty; else copies, and `other` stays. `other` may lie inside this value,
     /// but this value not inside `other`: that would close a circle.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     JsonValue& operator=(JsonValue&& other);
     ~JsonValue() { Clear(); }
 

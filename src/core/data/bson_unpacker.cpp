@@ -34,14 +34,23 @@ void BsonUnpacker::Decode(BsonItem& item) {
     if (hasFailed) {
         return;
     }
-    const wire::Decoded decoded = wire::Decode(data, size, cursor);
-    if (decoded.kind == BsonItem::kString) {
-        item.text.assign(reinterpret_cast<const char*>(decoded.text), decoded.bits);
-    } else {
-        item.bits = decoded.bits;
-    }
-    item.kind = decoded.kind;
-    hasFailed = decoded.kind == BsonItem::kNone;
+    struct Sink {
+        BsonItem& item;
+        bool Number(std::int32_t kind, std::uint64_t bits) const noexcept {
+            item.kind = kind;
+            item.bits = bits;
+            return true;
+        }
+        bool Text(const unsigned char* bytes, std::uint64_t length) const {
+            item.text.assign(reinterpret_cast<const char*>(bytes), length);
+            item.kind = BsonItem::kString;
+            return true;
+        }
+        bool Nothing() const noexcept { return false; }
+    };
+    wire::Input input = {data, size, cursor};
+    hasFailed = !wire::Decode(input, Sink{item});
+    cursor = input.cursor;
 }
 
 BsonItem* BsonUnpacker::GetNextItem() {

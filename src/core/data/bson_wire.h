@@ -25,14 +25,34 @@ inline unsigned char* Byte(unsigned char* at, unsigned value) noexcept {
     return at + 1;
 }
 
+// The halves of a number, down to its bytes: compilers see that as one move.
+
+/// The low `Count` bytes of `value`.
+template <int Count>
+inline void WriteBig(unsigned char* at, std::uint64_t value) noexcept {
+    if constexpr (Count == 1) {
+        *at = static_cast<unsigned char>(value);
+    } else {
+        WriteBig<Count / 2>(at, value >> (4 * Count));
+        WriteBig<Count / 2>(at + Count / 2, value);
+    }
+}
+
+template <int Count>
+inline std::uint64_t ReadBig(const unsigned char* at) noexcept {
+    if constexpr (Count == 1) {
+        return *at;
+    } else {
+        return ReadBig<Count / 2>(at) << (4 * Count) | ReadBig<Count / 2>(at + Count / 2);
+    }
+}
+
 /// `head`, then the low `Count` bytes of `value`.
 template <int Count>
 inline unsigned char* Big(unsigned char* at, unsigned head, std::uint64_t value) noexcept {
-    *at++ = static_cast<unsigned char>(head);
-    for (int shift = 8 * (Count - 1); shift >= 0; shift -= 8) {
-        *at++ = static_cast<unsigned char>(value >> shift);
-    }
-    return at;
+    *at = static_cast<unsigned char>(head);
+    WriteBig<Count>(at + 1, value);
+    return at + 1 + Count;
 }
 
 inline unsigned char* Unsigned(unsigned char* at, std::uint64_t value) noexcept {
@@ -118,26 +138,6 @@ inline unsigned char* MapHeader(unsigned char* at, std::int32_t count) noexcept 
 
 // Decoding
 
-/// An item as it stands in the input.
-struct Decoded {
-    /// A kind of BsonItem.
-    std::int32_t kind = BsonItem::kNone;
-    /// The number, or the length of a text.
-    std::uint64_t bits = 0;
-    /// The bytes of a text.
-    const unsigned char* text = nullptr;
-};
-
-/// Reads `Count` bytes.
-template <int Count>
-inline std::uint64_t ReadBig(const unsigned char* at) noexcept {
-    std::uint64_t value = 0;
-    for (int i = 0; i < Count; ++i) {
-        value = value << 8 | at[i];
-    }
-    return value;
-}
-
 /// The bytes of an item that its first byte settles: all but a text's own. 0 for a
 /// byte that begins no item.
 constexpr std::uint8_t FixedPart(unsigned first) {
@@ -191,95 +191,113 @@ struct FixedParts {
 };
 inline constexpr FixedParts kFixedParts;
 
-/// A number of 32 bits, signed in the packed form: none where it is negative.
-inline Decoded Count(std::int32_t kind, std::uint64_t count) noexcept {
-    return count > 0x7FFF'FFFF ? Decoded{} : Decoded{kind, count, nullptr};
-}
+/// Packed bytes and where to go on reading them.
+struct Input {
+    const unsigned char* data = nullptr;
+    std::size_t size = 0;
+    /// Beyond `size` after an item that was cut short.
+    std::size_t cursor = 0;
+};
 
-/// The item at `cursor`, which moves behind it.
+/// The length of a text, or a count, as it stands: signed, of which no negative one is
+/// taken.
+inline constexpr std::uint64_t kMaxLength = 0x7FFF'FFFF;
+
+/// Reads the item at the cursor, which moves behind it, and answers what `visitor` makes
+/// of it, by one of
 ///
-/// An item of kind none where there is no next one. The cursor stays where it is then
-/// before a byte that begins no item, and stands behind the end after one that is cut
-/// short.
-inline Decoded Decode(const unsigned char* data, std::size_t size, std::size_t& cursor) noexcept {
-    if (cursor >= size) {
-        return {};
+///     Number(kind, bits)      Nil, a boolean, a number, or the count of a header, in
+///                             the low bytes of `bits`
+///     Text(bytes, length)
+///     Nothing()               There is no next item. The cursor stays where it is then
+///                             before a byte that begins no item, and stands behind the
+///                             end after an item that is cut short.
+///
+/// The answer goes straight to where it is wanted: an item that was put together here
+/// and taken apart there would cost more than the reading.
+template <class Visitor>
+[[gnu::always_inline]] inline auto Decode(Input& input, Visitor&& visitor) {
+    if (input.cursor >= input.size) {
+        return visitor.Nothing();
     }
-    const unsigned char* at = data + cursor;
+    const unsigned char* at = input.data + input.cursor;
     const unsigned first = *at++;
     const std::size_t fixed = kFixedParts.size[first];
-    const std::size_t left = size - cursor;
-    cursor += fixed;
+    const std::size_t left = input.size - input.cursor;
+    input.cursor += fixed;
     if (fixed == 0 || fixed > left) {
-        return {};
+        return visitor.Nothing();
     }
-    const auto text = [&](std::uint64_t length) noexcept -> Decoded {
-        const Decoded header = Count(BsonItem::kString, length);
-        if (header.kind == BsonItem::kNone) {
-            return header;
-        }
-        cursor += length;
-        return length > left - fixed ? Decoded{}
-                                     : Decoded{header.kind, length, data + cursor - length};
+    const auto count = [&](std::int32_t kind, std::uint64_t value) {
+        return value > kMaxLength ? visitor.Nothing() : visitor.Number(kind, value);
     };
     // Kept on purpose: stored data pairs the byte forms with kinds of the other sign, so
     // that 0xE0 to 0xFF come back as 224 to 255.
     if (first <= 0x7F) {
-        return {BsonItem::kInt16, first, nullptr};
+        return visitor.Number(BsonItem::kInt16, first);
     }
     if (first >= 0xE0) {
-        return {BsonItem::kUint8, first, nullptr};
+        return visitor.Number(BsonItem::kUint8, first);
     }
     if (first <= 0x8F) {
-        return {BsonItem::kMap, first & 15, nullptr};
+        return visitor.Number(BsonItem::kMap, first & 15);
     }
     if (first <= 0x9F) {
-        return {BsonItem::kTuple, first & 15, nullptr};
+        return visitor.Number(BsonItem::kTuple, first & 15);
     }
-    if (first <= 0xBF) {
-        return text(first & 31);
-    }
+    std::uint64_t length = first & 31;
     switch (first) {
         case 0xC0:
-            return {BsonItem::kNil, 0, nullptr};
+            return visitor.Number(BsonItem::kNil, 0);
         case 0xC2:
         case 0xC3:
-            return {BsonItem::kBool, first & 1, nullptr};
+            return visitor.Number(BsonItem::kBool, first & 1);
         case 0xCA:
-            return {BsonItem::kFloat, ReadBig<4>(at), nullptr};
+            return visitor.Number(BsonItem::kFloat, ReadBig<4>(at));
         case 0xCB:
-            return {BsonItem::kDouble, ReadBig<8>(at), nullptr};
+            return visitor.Number(BsonItem::kDouble, ReadBig<8>(at));
         case 0xCC:
-            return {BsonItem::kInt16, *at, nullptr};
+            return visitor.Number(BsonItem::kInt16, *at);
         case 0xCD:
-            return {BsonItem::kUint16, ReadBig<2>(at), nullptr};
+            return visitor.Number(BsonItem::kUint16, ReadBig<2>(at));
         case 0xCE:
-            return {BsonItem::kUint32, ReadBig<4>(at), nullptr};
+            return visitor.Number(BsonItem::kUint32, ReadBig<4>(at));
         case 0xCF:
-            return {BsonItem::kUint64, ReadBig<8>(at), nullptr};
+            return visitor.Number(BsonItem::kUint64, ReadBig<8>(at));
         case 0xD0:
-            return {BsonItem::kUint8, *at, nullptr};
+            return visitor.Number(BsonItem::kUint8, *at);
         case 0xD1:
-            return {BsonItem::kInt16, ReadBig<2>(at), nullptr};
+            return visitor.Number(BsonItem::kInt16, ReadBig<2>(at));
         case 0xD2:
-            return {BsonItem::kInt32, ReadBig<4>(at), nullptr};
+            return visitor.Number(BsonItem::kInt32, ReadBig<4>(at));
         case 0xD3:
-            return {BsonItem::kInt64, ReadBig<8>(at), nullptr};
-        case 0xD9:
-            return text(*at);
-        case 0xDA:
-            return text(ReadBig<2>(at));
-        case 0xDB:
-            return text(ReadBig<4>(at));
+            return visitor.Number(BsonItem::kInt64, ReadBig<8>(at));
         case 0xDC:
-            return {BsonItem::kTuple, ReadBig<2>(at), nullptr};
+            return visitor.Number(BsonItem::kTuple, ReadBig<2>(at));
         case 0xDD:
-            return Count(BsonItem::kTuple, ReadBig<4>(at));
+            return count(BsonItem::kTuple, ReadBig<4>(at));
         case 0xDE:
-            return {BsonItem::kMap, ReadBig<2>(at), nullptr};
-        default:
-            return Count(BsonItem::kMap, ReadBig<4>(at));
+            return visitor.Number(BsonItem::kMap, ReadBig<2>(at));
+        case 0xDF:
+            return count(BsonItem::kMap, ReadBig<4>(at));
+        case 0xD9:
+            length = *at;
+            break;
+        case 0xDA:
+            length = ReadBig<2>(at);
+            break;
+        case 0xDB:
+            length = ReadBig<4>(at);
+            break;
+        default:  // 0xA0 to 0xBF
+            break;
     }
+    if (length > kMaxLength) {
+        return visitor.Nothing();
+    }
+    const unsigned char* const bytes = input.data + input.cursor;
+    input.cursor += length;
+    return length > left - fixed ? visitor.Nothing() : visitor.Text(bytes, length);
 }
 
 /// The number of an integer kind as a signed one, of which only the kind kUint64 can

@@ -32,6 +32,26 @@ public:
         return frame;
     }
 
+    // To work on the newest frame in place, field by field. A frame that was just
+    // written so and is copied as a whole stalls the processor: the pieces are still on
+    // their way to memory.
+
+    /// Makes a frame, whose fields hold anything, and answers it.
+    Frame& Push() {
+        if (count++ < kInPlace) {
+            return inPlace[count - 1];
+        }
+        return below.emplace_back();
+    }
+    /// The newest frame; there must be one.
+    Frame& Top() noexcept { return count <= kInPlace ? inPlace[count - 1] : below.back(); }
+    /// Takes the newest frame off; there must be one.
+    void Drop() noexcept {
+        if (count-- > kInPlace) {
+            below.pop_back();
+        }
+    }
+
 private:
     static_assert(std::is_trivially_copyable_v<Frame>);
 

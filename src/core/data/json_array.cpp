@@ -16,11 +16,15 @@ JsonArray::JsonArray(JsonArray&& other) noexcept : JsonArray(other.allocator) {
 }
 
 JsonArray& JsonArray::operator=(const JsonArray& other) {
-    NodeMemory memory(allocator);
-    JsonNodes::Copy(other, *this, memory);
+    if (this != &other) {
+        NodeMemory memory(allocator);
+        JsonNodes::Copy(other, *this, memory);
+    }
     return *this;
 }
 
+// Between allocators it copies.
+// NOLINTNEXTLINE(performance-noexcept-move-constructor)
 JsonArray& JsonArray::operator=(JsonArray&& other) {
     if (allocator != other.allocator) {
         return *this = static_cast<const JsonArray&>(other);

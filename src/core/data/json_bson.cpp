@@ -5,6 +5,10 @@
 #include "core/data/deep_stack.h"
 #include "core/data/json_nodes.h"
 
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -17,19 +21,11 @@ using detail::JsonNodes;
 using detail::NodeMemory;
 
 // Both directions go through a tree with the open containers on a stack of their own:
-// depth costs memory, not the thread's stack. A container with nothing to come is not
-// on it.
+// depth costs memory, not the thread's stack.
 
 /// Packs trees.
 class TreePacker {
 public:
-    TreePacker() {
-        // Enough for most messages.
-        constexpr std::size_t kFirst = 128;
-        BsonRoom::Reserve(box, kFirst);
-        Load();
-    }
-
     void Pack(const JsonValue& value) {
         PackItem(value);
         PackRest();
@@ -42,39 +38,57 @@ public:
         Open(object);
         PackRest();
     }
-    BsonBox Take() noexcept {
+    BsonBox Take() {
+        if (IsInFirst()) {
+            constexpr std::size_t kLeast = 128;
+            MoveToBox(std::max(Written(), kLeast));
+        }
         BsonRoom::SetEnd(box, at);
         return std::move(box);
     }
 
 private:
-    /// The next one of the container that is being packed: an element, a member, or
-    /// neither at its end.
-    struct Position {
+    /// The next one of a container that is being packed: an element or a member; neither
+    /// at its end.
+    struct Frame {
         const JsonElem* element;
         const JsonMember* member;
     };
 
     void PackRest() {
-        for (;;) {
-            if (next.element != nullptr) {
-                const JsonElem& element = *next.element;
-                next.element = element.NextSibling();
-                PackItem(element);
-            } else if (next.member != nullptr) {
-                const JsonMember& member = *next.member;
-                next.member = member.NextSibling();
-                PackText(JsonNodes::Name(member));
-                PackItem(member);
-            } else if (!open.IsEmpty()) {
-                next = open.Pop();
+        while (!open.IsEmpty()) {
+            Frame& top = open.Top();
+            if (const JsonElem* const element = top.element) {
+                PackFrom(element, &Frame::element);
+            } else if (const JsonMember* const member = top.member) {
+                PackFrom(member, &Frame::member);
             } else {
-                return;
+                open.Drop();
             }
         }
     }
 
-    /// A scalar, or a container's header: its content is next then.
+    /// Packs `node` and those behind it, up to the end or to a container, which is the
+    /// newest frame then.
+    template <class Node>
+    void PackFrom(const Node* node, const Node* Frame::*next) {
+        do {
+            PackName(*node);
+            const JsonValue& value = *node;
+            node = node->NextSibling();
+            if (value.Kind() >= JsonValue::kArray) {
+                open.Top().*next = node;
+                PackItem(value);
+                return;
+            }
+            PackItem(value);
+        } while (node != nullptr);
+        open.Drop();
+    }
+    void PackName(const JsonElem&) const noexcept {}
+    void PackName(const JsonMember& member) { PackText(JsonNodes::Name(member)); }
+
+    /// A scalar, or a container's header: its content comes next then.
     void PackItem(const JsonValue& value) {
         switch (value.Kind()) {
             case JsonValue::kNull:
@@ -110,45 +124,66 @@ private:
 
     void Open(const JsonArray& array) {
         at = wire::TupleHeader(Room(), array.Count());
-        Enter({array.First(), nullptr});
+        Push(array.First(), nullptr);
     }
     void Open(const JsonObject& object) {
         at = wire::MapHeader(Room(), object.Count());
-        Enter({nullptr, object.First()});
+        Push(nullptr, object.First());
     }
-    void Enter(const Position& first) {
-        if (next.element != nullptr || next.member != nullptr) {
-            open.Push(next);
-        }
-        next = first;
+    void Push(const JsonElem* element, const JsonMember* member) {
+        Frame& frame = open.Push();
+        frame.element = element;
+        frame.member = member;
     }
 
     void PackText(const JsonString& string) {
         const char* const text = string.Text();
         const std::size_t size = std::strlen(text);
-        unsigned char* const bytes = wire::TextHeader(Room(wire::kMaxNumber + size), size);
-        std::memcpy(bytes, text, size);
+        constexpr std::size_t kPiece = JsonNodes::kInPlaceText;
+        unsigned char* const bytes = wire::TextHeader(Room(wire::kMaxNumber + kPiece + size), size);
+        if (string.Capacity() <= JsonNodes::kInPlaceText) {
+            // All that is there, in one piece: what follows writes over the rest.
+            std::memcpy(bytes, text, kPiece);
+        } else {
+            std::memcpy(bytes, text, size);
+        }
         at = bytes + size;
     }
 
     unsigned char* Room(std::size_t size = wire::kMaxNumber) {
         if (static_cast<std::size_t>(limit - at) < size) {
-            BsonRoom::SetEnd(box, at);
-            BsonRoom::Grow(box, size);
-            Load();
+            Grow(size);
         }
         return at;
     }
-    void Load() noexcept {
-        at = BsonRoom::End(box);
+    void Grow(std::size_t size) {
+        if (IsInFirst()) {
+            MoveToBox(std::max(Written() + size, 2 * kFirst));
+        } else {
+            BsonRoom::SetEnd(box, at);
+            BsonRoom::Grow(box, size);
+            at = BsonRoom::End(box);
+            limit = BsonRoom::Limit(box);
+        }
+    }
+
+    bool IsInFirst() const noexcept { return limit == first + kFirst; }
+    std::size_t Written() const noexcept { return static_cast<std::size_t>(at - first); }
+    void MoveToBox(std::size_t capacity) {
+        const std::size_t written = Written();
+        BsonRoom::Reserve(box, capacity);
+        std::memcpy(BsonRoom::Begin(box), first, written);
+        at = BsonRoom::Begin(box) + written;
         limit = BsonRoom::Limit(box);
     }
 
+    /// Most messages fit in here, and need memory but once then.
+    static constexpr std::size_t kFirst = 1024;
+    unsigned char first[kFirst];
+    unsigned char* at = first;
+    unsigned char* limit = first + kFirst;
     BsonBox box;
-    unsigned char* at = nullptr;
-    unsigned char* limit = nullptr;
-    Position next = {nullptr, nullptr};
-    DeepStack<Position> open;
+    DeepStack<Frame> open;
 };
 
 template <class Tree>
@@ -164,128 +199,161 @@ void PackInto(const Tree& tree, BsonBox& out) {
 class TreeUnpacker {
 public:
     TreeUnpacker(const BsonBox& box, JsonAllocator* allocator) noexcept
-        : data(box.Data()), size(box.Size()), memory(allocator) {}
+        : input{box.Data(), box.Size(), 0}, memory(allocator) {}
 
     /// False when not even the first item is there.
     bool Unpack(JsonValue& empty) {
-        const wire::Decoded first = Decode();
-        if (first.kind == BsonItem::kNone) {
+        if (UnpackInto(input, empty, 0) == Result::Nothing) {
             return false;
         }
-        Store(first, empty);
-        for (;;) {
-            if (now.left == 0) {
-                if (open.IsEmpty()) {
-                    return true;
-                }
-                now = open.Pop();
-            }
-            --now.left;
-            if (!UnpackNext()) {
-                now.left = 0;
+        while (!open.IsEmpty()) {
+            Frame& top = open.Top();
+            if (top.left == 0) {
+                open.Drop();
+            } else if (top.array != nullptr) {
+                Fill(*top.array, top.left);
+            } else {
+                Fill(*top.object, top.left);
             }
         }
+        return true;
     }
 
 private:
     /// A container that is being filled, one of the two, and how many are to come.
-    struct Position {
+    struct Frame {
         JsonArray* array;
         JsonObject* object;
-        std::uint32_t left;
+        std::uint64_t left;
     };
+    enum class Result : std::uint8_t { Scalar, Container, Nothing };
 
-    /// The next element or member; false at a fault.
-    bool UnpackNext() {
-        if (now.array != nullptr) {
-            JsonElem& element = JsonNodes::AddNull(*now.array, memory);
-            return Store(Decode(), element);
+    /// Fills the container of the newest frame up to its end, to a fault, or to a
+    /// container inside it, which is the newest frame then. `left` is not 0.
+    template <class Container>
+    void Fill(Container& container, std::uint64_t left) {
+        // In registers while this loop runs.
+        wire::Input ahead = input;
+        Result result = Result::Scalar;
+        do {
+            JsonValue* const value = AddNext(ahead, container);
+            result = value != nullptr ? UnpackInto(ahead, *value, --left) : Result::Nothing;
+        } while (left > 0 && result == Result::Scalar);
+        input.cursor = ahead.cursor;
+        if (result != Result::Container) {
+            hasFailed = result == Result::Nothing;
+            open.Drop();
         }
-        const wire::Decoded key = Decode();
-        if (key.kind != BsonItem::kString) {
-            hasFailed = true;
-            return false;
-        }
-        JsonMember& member = JsonNodes::AddNull(*now.object, memory);
-        StoreText(key, JsonNodes::Name(member));
-        return Store(Decode(), member);
     }
 
-    wire::Decoded Decode() noexcept {
-        wire::Decoded item;
-        if (!hasFailed) {
-            item = wire::Decode(data, size, cursor);
-            // A JSON text has less than 2 GiB with its terminating zero.
-            constexpr std::uint64_t kLongest = JsonNodes::kMaxCount - 1;
-            hasFailed = item.kind == BsonItem::kNone ||
-                        (item.kind == BsonItem::kString && item.bits > kLongest);
-        }
-        return hasFailed ? wire::Decoded{} : item;
+    JsonValue* AddNext(wire::Input&, JsonArray& array) {
+        return &JsonNodes::AddNull(array, memory);
     }
+    /// A new member under the next key; null when that is no text.
+    [[gnu::always_inline]] JsonValue* AddNext(wire::Input& from, JsonObject& object) {
+        struct Sink {
+            TreeUnpacker& self;
+            JsonObject& object;
 
-    /// Gives a null or empty value what was decoded, and makes a container the one to
-    /// fill; false for kind none.
-    bool Store(const wire::Decoded& item, JsonValue& value) {
-        switch (item.kind) {
-            case BsonItem::kNone:
-                return false;
-            case BsonItem::kNil:
-                value.Set(nullptr);
-                return true;
-            case BsonItem::kBool:
-                value.Set(item.bits != 0);
-                return true;
-            case BsonItem::kFloat:
-                value.Set(double{std::bit_cast<float>(static_cast<std::uint32_t>(item.bits))});
-                return true;
-            case BsonItem::kDouble:
-                value.Set(std::bit_cast<double>(item.bits));
-                return true;
-            case BsonItem::kString:
-                StoreText(item, JsonNodes::MakeString(value, memory));
-                return true;
-            case BsonItem::kTuple:
-                Enter({&JsonNodes::MakeArray(value, memory), nullptr, Count(item)});
-                return true;
-            case BsonItem::kMap:
-                Enter({nullptr, &JsonNodes::MakeObject(value, memory), Count(item)});
-                return true;
-            case BsonItem::kUint64:
-                if (item.bits >> 63 != 0) {
-                    value.Set(item.bits);
-                    return true;
+            JsonMember* Number(std::int32_t, std::uint64_t) const { return nullptr; }
+            JsonMember* Text(const unsigned char* bytes, std::uint64_t length) const {
+                if (length > kLongestText) {
+                    return nullptr;
                 }
-                break;
+                JsonMember& member = JsonNodes::AddNull(object, self.memory);
+                self.StoreText(bytes, length, JsonNodes::Name(member));
+                return &member;
+            }
+            JsonMember* Nothing() const noexcept { return nullptr; }
+        };
+        return hasFailed ? nullptr : wire::Decode(from, Sink{*this, object});
+    }
+
+    /// Gives the next item to a value that owns no node. A container becomes the newest
+    /// frame, with `left` kept in the one before.
+    [[gnu::always_inline]] Result UnpackInto(wire::Input& from, JsonValue& value,
+                                             std::uint64_t left) {
+        struct Sink {
+            TreeUnpacker& self;
+            JsonValue& value;
+            std::uint64_t left;
+
+            Result Number(std::int32_t kind, std::uint64_t bits) const {
+                return self.Store(kind, bits, value, left);
+            }
+            Result Text(const unsigned char* bytes, std::uint64_t length) const {
+                if (length > kLongestText) {
+                    return Result::Nothing;
+                }
+                self.StoreText(bytes, length, JsonNodes::MakeString(value, self.memory));
+                return Result::Scalar;
+            }
+            Result Nothing() const noexcept { return Result::Nothing; }
+        };
+        return hasFailed ? Result::Nothing : wire::Decode(from, Sink{*this, value, left});
+    }
+
+    Result Store(std::int32_t kind, std::uint64_t bits, JsonValue& value, std::uint64_t left) {
+        const auto set = [&](std::int32_t as, std::uint64_t to) {
+            JsonNodes::SetScalar(value, as, to);
+            return Result::Scalar;
+        };
+        switch (kind) {
+            case BsonItem::kNil:
+                return set(JsonValue::kNull, 0);
+            case BsonItem::kBool:
+                return set(JsonValue::kBool, bits);
+            case BsonItem::kFloat: {
+                const auto single = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
+                return set(JsonValue::kDouble, std::bit_cast<std::uint64_t>(double{single}));
+            }
+            case BsonItem::kDouble:
+                return set(JsonValue::kDouble, bits);
+            case BsonItem::kTuple:
+                return Push(&JsonNodes::MakeArray(value, memory), nullptr, bits, left);
+            case BsonItem::kMap:
+                return Push(nullptr, &JsonNodes::MakeObject(value, memory), bits, left);
+            case BsonItem::kUint64:
+                return set(bits >> 63 != 0 ? JsonValue::kUnsigned : JsonValue::kSigned, bits);
             default:
-                break;
+                return set(JsonValue::kSigned,
+                           static_cast<std::uint64_t>(wire::IntegerOf(kind, bits)));
         }
-        value.Set(wire::IntegerOf(item.kind, item.bits));
-        return true;
-    }
-    static std::uint32_t Count(const wire::Decoded& header) noexcept {
-        return static_cast<std::uint32_t>(header.bits);
-    }
-    void Enter(const Position& container) {
-        if (now.left > 0) {
-            open.Push(now);
-        }
-        now = container;
     }
 
-    void StoreText(const wire::Decoded& item, JsonString& text) {
-        char* const bytes =
-            JsonNodes::Reserve(text, static_cast<std::int32_t>(item.bits) + 1, memory);
-        std::memcpy(bytes, item.text, item.bits);
-        bytes[item.bits] = '\0';
+    Result Push(JsonArray* array, JsonObject* object, std::uint64_t count, std::uint64_t left) {
+        if (!open.IsEmpty()) {
+            open.Top().left = left;
+        }
+        Frame& frame = open.Push();
+        frame.array = array;
+        frame.object = object;
+        frame.left = count;
+        return Result::Container;
     }
 
-    const unsigned char* data;
-    std::size_t size;
-    std::size_t cursor = 0;
+    /// Fills an empty text.
+    void StoreText(const unsigned char* bytes, std::uint64_t length, JsonString& text) {
+        // A short text goes in one piece, with whatever follows it in the input.
+        constexpr std::size_t kPiece = 16;
+        const auto size = static_cast<std::size_t>(length);
+        char* const to = JsonNodes::Reserve(text, static_cast<std::int32_t>(size) + 1, memory);
+        if (size < kPiece && static_cast<std::size_t>(input.data + input.size - bytes) >= kPiece) {
+            static_assert(JsonNodes::kInPlaceText >= kPiece);
+            std::memcpy(to, bytes, kPiece);
+        } else {
+            std::memcpy(to, bytes, size);
+        }
+        to[size] = '\0';
+    }
+
+    /// A JSON text has less than 2 GiB with its terminating zero; no longer one comes in.
+    static constexpr std::uint64_t kLongestText = JsonNodes::kMaxCount - 1;
+
+    wire::Input input;
     bool hasFailed = false;
     NodeMemory memory;
-    Position now = {nullptr, nullptr, 0};
-    DeepStack<Position> open;
+    DeepStack<Frame> open;
 };
 
 }  // namespace

@@ -221,9 +221,6 @@ void JsonNodes::CopyTree(CopyPosition at, NodeMemory& memory) {
 // Copies aside first: what is replaced may hold what is copied, or the reverse.
 template <class Container>
 void JsonNodes::Replace(const Container& from, Container& target, NodeMemory& memory) {
-    if (&from == &target) {
-        return;
-    }
     Container fresh(target.allocator);
     if constexpr (std::is_same_v<Container, JsonArray>) {
         CopyTree({from.first, &fresh, nullptr, nullptr}, memory);

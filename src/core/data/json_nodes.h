@@ -62,6 +62,8 @@ private:
 /// allocator.
 struct JsonNodes {
     static constexpr std::int32_t kMaxCount = std::numeric_limits<std::int32_t>::max();
+    /// The least room that a text has.
+    static constexpr std::int32_t kInPlaceText = JsonString::kInPlace;
 
     /// Appends a null element, or a null member with an empty name. Throws like the
     /// allocator, or `std::length_error` when the container is full; it is then as
@@ -114,6 +116,8 @@ struct JsonNodes {
         return *value.payload.object;
     }
 
+    /// Where a string's text lies: at least 16 bytes.
+    static char* Storage(JsonString& string) noexcept { return string.MutableText(); }
     /// As `JsonString::Reserve`.
     static char* Reserve(JsonString& string, std::int32_t bytes, NodeMemory& memory) {
         if (bytes > string.capacity) {
@@ -131,8 +135,8 @@ struct JsonNodes {
     /// As `JsonValue::Clear`.
     static void Clear(JsonValue& value, NodeMemory& memory) noexcept;
 
-    /// Replaces the target's content by a deep copy. `from` may lie inside it; it is
-    /// unchanged when the allocator throws.
+    /// Replaces the target's content by a deep copy of another container, which may lie
+    /// inside it. It is unchanged when the allocator throws.
     static void Copy(const JsonArray& from, JsonArray& target, NodeMemory& memory);
     static void Copy(const JsonObject& from, JsonObject& target, NodeMemory& memory);
 

@@ -41,11 +41,15 @@ JsonObject::JsonObject(JsonObject&& other) noexcept : JsonObject(other.allocator
 }
 
 JsonObject& JsonObject::operator=(const JsonObject& other) {
-    NodeMemory memory(allocator);
-    JsonNodes::Copy(other, *this, memory);
+    if (this != &other) {
+        NodeMemory memory(allocator);
+        JsonNodes::Copy(other, *this, memory);
+    }
     return *this;
 }
 
+// Between allocators it copies.
+// NOLINTNEXTLINE(performance-noexcept-move-constructor)
 JsonObject& JsonObject::operator=(JsonObject&& other) {
     if (allocator != other.allocator) {
         return *this = static_cast<const JsonObject&>(other);

@@ -3,16 +3,15 @@
 // One pass over zero-terminated text, without recursion: the containers around the
 // value being read stand on a stack of their own.
 //
-// 1. `at` is the next byte; no byte before `limit` is zero, so that blocks are read
-//    there without passing the end of the text. `limit` is moved on in steps: a
-//    fragment of a long text costs no more than its own length.
-// 2. A value is complete, or it is the container on top of the stack.
-// 3. Every element and member is in its container before its value is read, so that
+// 1. No byte before `limit` is zero, so that blocks are read there without passing the
+//    end of the text. It is moved on in steps: a fragment of a long text costs no more
+//    than its own length.
+// 2. Every element and member is in its container before its value is read, so that
 //    clearing the outermost node clears all.
 
 #include "core/data/deep_stack.h"
 #include "core/data/json_nodes.h"
-#include "core/data/number_text.h"
+#include "core/data/number_reader.h"
 #include "core/data/text_scan.h"
 #include "core/platform/platform.h"
 
@@ -27,6 +26,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace core {
 namespace {
@@ -141,202 +141,237 @@ char* WriteUtf8(int codePoint, char* to) noexcept {
 class Parser {
 public:
     Parser(const char* text, JsonAllocator* allocator, int depth) noexcept
-        : memory(allocator), start(text), at(text), limit(text), level(depth) {}
+        : memory(allocator), limit(text), level(depth) {}
 
-    bool ReadValue(JsonValue& value) { return Run(&value); }
-    bool ReadArray(JsonArray& array) {
-        SkipSpace();
-        return *at == '[' && Run(Open(array));
-    }
-    bool ReadObject(JsonObject& object) {
-        SkipSpace();
-        return *at == '{' && Run(Open(object));
-    }
-    bool ReadMember(JsonMember& member) { return Run(ReadName(member)); }
+    // Where the node ends that starts at `at`, or behind white space there; null when there
+    // is none.
 
-    /// What was read so far; -1 when that is more than the answer's type holds.
-    int Consumed() const noexcept {
-        const std::ptrdiff_t length = at - start;
-        return length <= kMaxLength ? static_cast<int>(length) : -1;
+    const char* ReadValue(JsonValue& value, const char* at) {
+        at = SkipSpace(at);
+        if (*at == '[') {
+            return ReadArray(value.MakeEmptyArray(), at);
+        }
+        if (*at == '{') {
+            return ReadObject(value.MakeEmptyObject(), at);
+        }
+        if (*at == '"') {
+            return ReadString(value.MakeEmptyString(), at);
+        }
+        value.Clear();
+        return ReadScalar(value, at);
+    }
+    const char* ReadArray(JsonArray& array, const char* at) {
+        at = SkipSpace(at);
+        return *at == '[' ? Run(Open(array, at)) : nullptr;
+    }
+    const char* ReadObject(JsonObject& object, const char* at) {
+        at = SkipSpace(at);
+        return *at == '{' ? Run(Open(object, at)) : nullptr;
+    }
+    const char* ReadMember(JsonMember& member, const char* at) {
+        at = ReadName(member, SkipSpace(at));
+        return at != nullptr ? ReadValue(member, at) : nullptr;
     }
 
 private:
-    /// The container whose content is being read: one of the two, or none.
+    /// The container whose content is being read: one of the two; none at the top.
     struct Container {
         JsonArray* array;
         JsonObject* object;
     };
 
-    /// Reads `value` and all that follows up to the end of the outermost node.
-    bool Run(JsonValue* value) {
-        for (;;) {
-            while (value != nullptr) {
-                value = Begin(*value);
+    // Reading goes on at `at`, which is passed on and answered: as a value of its own, which
+    // no byte that is written can change, it stays in a register. Null means a failure.
+
+    /// From the first child of the innermost open container to the end of the outermost.
+    const char* Run(const char* at) {
+        while (at != nullptr && !IsAtTop()) {
+            isClosed = false;
+            at = inside.array != nullptr ? ReadElements(at) : ReadMembers(at);
+            while (at != nullptr && isClosed && !IsAtTop()) {
+                at = GoOnBehind(SkipSpace(at));
             }
-            if (hasFailed) {
-                return false;
-            }
-            if (inside.array == nullptr && inside.object == nullptr) {
-                return true;
-            }
-            value = Continue();
         }
+        return at;
     }
+    bool IsAtTop() const noexcept { return inside.array == nullptr && inside.object == nullptr; }
 
-    // The following answer the value to read next; null when one is complete, or after
-    // a failure.
-
-    JsonValue* Fail() noexcept {
-        hasFailed = true;
-        return nullptr;
-    }
-
-    JsonValue* Begin(JsonValue& value) {
-        if (limit - at < kAhead) {
-            MoveLimit();
+    /// Behind a child: behind the comma, or behind the container, which is closed then.
+    const char* GoOnBehind(const char* at) noexcept {
+        if (*at == ',') {
+            isClosed = false;
+            return at + 1;
         }
-        SkipSpace();
-        switch (*at) {
-            case '"':
-                return ReadString(StringOf(value)) ? nullptr : Fail();
-            case '{':
-                return Open(value.Kind() > 100 ? value.MakeEmptyObject()
-                                               : JsonNodes::MakeObject(value, memory));
-            case '[':
-                return Open(value.Kind() > 100 ? value.MakeEmptyArray()
-                                               : JsonNodes::MakeArray(value, memory));
-            case 't':
-                return Word("true", 4) ? (value.Set(true), nullptr) : Fail();
-            case 'f':
-                return Word("false", 5) ? (value.Set(false), nullptr) : Fail();
-            case 'n':
-                return Word("null", 4) ? (value.Set(nullptr), nullptr) : Fail();
-            default:
-                return Number(value) ? nullptr : Fail();
-        }
-    }
-
-    JsonValue* Open(JsonArray& array) {
-        ++at;
-        SkipSpace();
-        if (*at == ']') {
-            ++at;
+        if (*at != (inside.array != nullptr ? ']' : '}')) {
             return nullptr;
-        }
-        return Enter({&array, nullptr}) ? &JsonNodes::AddNull(array, memory) : nullptr;
-    }
-
-    JsonValue* Open(JsonObject& object) {
-        ++at;
-        SkipSpace();
-        if (*at == '}') {
-            ++at;
-            return nullptr;
-        }
-        return Enter({nullptr, &object}) ? ReadName(JsonNodes::AddNull(object, memory)) : nullptr;
-    }
-
-    bool Enter(Container container) {
-        if (level > kDeepestLevel) {
-            hasFailed = true;
-            return false;
-        }
-        around.Push(inside);
-        inside = container;
-        ++level;
-        return true;
-    }
-
-    /// Goes on behind a complete value in a container.
-    JsonValue* Continue() {
-        SkipSpace();
-        const char c = *at++;
-        if (c == ',') {
-            return inside.array != nullptr
-                       ? static_cast<JsonValue*>(&JsonNodes::AddNull(*inside.array, memory))
-                       : ReadName(JsonNodes::AddNull(*inside.object, memory));
-        }
-        if (c != (inside.array != nullptr ? ']' : '}')) {
-            return Fail();
         }
         inside = around.Pop();
         --level;
-        return nullptr;
+        isClosed = true;
+        return at + 1;
     }
 
-    JsonValue* ReadName(JsonMember& member) {
-        SkipSpace();
-        if (*at != '"' || !ReadString(JsonNodes::Name(member))) {
-            return Fail();
+    /// Enters a container at its bracket; an empty one is closed at once.
+    template <class Node>
+    const char* Open(Node& node, const char* at) {
+        at = SkipSpace(at + 1);
+        constexpr bool kIsArray = std::is_same_v<Node, JsonArray>;
+        isClosed = *at == (kIsArray ? ']' : '}');
+        if (isClosed) {
+            return at + 1;
         }
-        SkipSpace();
-        if (*at != ':') {
-            return Fail();
+        if (level > kDeepestLevel) {
+            return nullptr;
         }
-        ++at;
-        return &member;
+        around.Push(inside);
+        if constexpr (kIsArray) {
+            inside = {&node, nullptr};
+        } else {
+            inside = {nullptr, &node};
+        }
+        ++level;
+        return at;
     }
 
-    bool Word(const char* word, std::size_t length) noexcept {
-        if (std::strncmp(at, word, length) != 0) {
-            return false;
+    // The following two go on to the end of the innermost container, or to the first child
+    // of one within.
+
+    const char* ReadElements(const char* at) {
+        JsonArray& array = *inside.array;
+        for (;;) {
+            at = ReadChild(JsonNodes::AddNull(array, memory), SkipSpace(at));
+            if (at == nullptr || inside.array != &array) {
+                return at;
+            }
+            at = GoOnBehind(SkipSpace(at));
+            if (at == nullptr || isClosed) {
+                return at;
+            }
         }
-        at += length;
-        return true;
     }
 
-    bool Number(JsonValue& value) noexcept {
-        if (*at != '-' && (*at < '0' || *at > '9')) {
-            return false;
+    const char* ReadMembers(const char* at) {
+        JsonObject& object = *inside.object;
+        for (;;) {
+            JsonMember& member = JsonNodes::AddNull(object, memory);
+            at = ReadName(member, SkipSpace(at));
+            if (at == nullptr) {
+                return nullptr;
+            }
+            at = ReadChild(member, SkipSpace(at));
+            if (at == nullptr || inside.object != &object) {
+                return at;
+            }
+            at = GoOnBehind(SkipSpace(at));
+            if (at == nullptr || isClosed) {
+                return at;
+            }
         }
-        const NumberReading number = ReadNumber(at, limit);
-        if (number.kind == NumberKind::None) {
-            return false;
-        }
-        at = number.end;
-        value.Clear();
-        JsonNodes::SetScalar(value, static_cast<std::int32_t>(number.kind), number.bits);
-        return true;
     }
 
-    JsonString& StringOf(JsonValue& value) {
-        return value.Kind() > 100 ? value.MakeEmptyString() : JsonNodes::MakeString(value, memory);
+    /// `child` is a null.
+    const char* ReadChild(JsonValue& child, const char* at) {
+        switch (*at) {
+            case '"':
+                return ReadString(JsonNodes::MakeString(child, memory), at);
+            case '[':
+                return Open(JsonNodes::MakeArray(child, memory), at);
+            case '{':
+                return Open(JsonNodes::MakeObject(child, memory), at);
+            default:
+                return ReadScalar(child, at);
+        }
+    }
+
+    /// `value` owns no node.
+    const char* ReadScalar(JsonValue& value, const char* at) noexcept {
+        if (number::IsDigit(*at) || *at == '-') {
+            if (limit - at < kAhead) {
+                MoveLimit();
+            }
+            const NumberReading read = ReadNumber(at, limit);
+            JsonNodes::SetScalar(value, static_cast<std::int32_t>(read.kind), read.bits);
+            return read.kind != NumberKind::None ? read.end : nullptr;
+        }
+        switch (*at) {
+            case 't':
+                return SetWord(value, JsonValue::kBool, 1, at, "true");
+            case 'f':
+                return SetWord(value, JsonValue::kBool, 0, at, "false");
+            case 'n':
+                return SetWord(value, JsonValue::kNull, 0, at, "null");
+            default:
+                return nullptr;
+        }
+    }
+
+    static const char* SetWord(JsonValue& value, std::int32_t kind, std::uint64_t bits,
+                               const char* at, const char* word) noexcept {
+        JsonNodes::SetScalar(value, kind, bits);
+        for (; *word != '\0'; ++word, ++at) {
+            if (*at != *word) {
+                return nullptr;
+            }
+        }
+        return at;
+    }
+
+    /// Up to behind the colon.
+    const char* ReadName(JsonMember& member, const char* at) {
+        if (*at != '"') {
+            return nullptr;
+        }
+        at = ReadString(JsonNodes::Name(member), at);
+        if (at == nullptr) {
+            return nullptr;
+        }
+        at = SkipSpace(at);
+        return *at == ':' ? at + 1 : nullptr;
     }
 
     /// Reads a string from its opening quote on.
-    bool ReadString(JsonString& string) {
+    const char* ReadString(JsonString& string, const char* at) {
         const char* const first = at + 1;
+        if (limit - first >= TextBlock::kSize) {
+            const TextBlock block(first);
+            const int plain = block.CountPlain();
+            if (plain < TextBlock::kSize && first[plain] == '"') {
+                // Whatever is behind the end, there is room for a block.
+                char* const to = JsonNodes::Storage(string);
+                block.CopyTo(to);
+                to[plain] = '\0';
+                return first + plain + 1;
+            }
+        }
+        return ReadLongString(string, first);
+    }
+
+    const char* ReadLongString(JsonString& string, const char* first) {
         const char* const end = PlainEnd(first);
         if (*end != '"') {
-            return *end == '\\' && ReadEscapedString(string, first, end);
+            return *end == '\\' ? ReadEscapedString(string, first, end) : nullptr;
         }
         const std::ptrdiff_t length = end - first;
         if (length >= kMaxLength) {
-            return false;
+            return nullptr;
         }
-        at = end + 1;
         char* const to = JsonNodes::Reserve(string, static_cast<std::int32_t>(length + 1), memory);
-        if (length < TextBlock::kSize && limit - first >= TextBlock::kSize) {
-            // A string holds at least a block, whatever is behind its end.
-            TextBlock(first).CopyTo(to);
-        } else {
-            std::memcpy(to, first, static_cast<std::size_t>(length));
-        }
+        std::memcpy(to, first, static_cast<std::size_t>(length));
         to[length] = '\0';
-        return true;
+        return end + 1;
     }
 
     /// The same where the first backslash is at `escape`.
-    bool ReadEscapedString(JsonString& string, const char* first, const char* escape) {
+    const char* ReadEscapedString(JsonString& string, const char* first, const char* escape) {
         std::ptrdiff_t size = escape - first;
         const char* end = escape;
         while (*end != '"') {
             if (*end != '\\') {
-                return false;
+                return nullptr;
             }
             const Escape found = EscapeAt(end);
             if (found.length == 0) {
-                return false;
+                return nullptr;
             }
             // Kept on purpose: room for the longest UTF-8 per \uXXXX, also where two of
             // them are one character; a string's capacity is what it gives back.
@@ -346,12 +381,11 @@ private:
             size += end - plain;
         }
         if (size >= kMaxLength) {
-            return false;
+            return nullptr;
         }
-        at = end + 1;
-        char* to = JsonNodes::Reserve(string, static_cast<std::int32_t>(size + 1), memory);
+        char* const to = JsonNodes::Reserve(string, static_cast<std::int32_t>(size + 1), memory);
         Unescape(first, end, to, to + size);
-        return true;
+        return end + 1;
     }
 
     /// Writes the text for valid source of `first` to `end`, and a zero byte; no more
@@ -396,13 +430,23 @@ private:
         return from;
     }
 
-    void SkipSpace() noexcept {
+    const char* SkipSpace(const char* at) noexcept {
+        if (static_cast<unsigned char>(*at) > ' ') {
+            return at;
+        }
+        const char next = *at == ' ' ? at[1] : '\0';
+        return static_cast<unsigned char>(next) > ' ' ? at + 1 : SkipMuchSpace(at);
+    }
+    const char* SkipMuchSpace(const char* at) noexcept {
         while (IsSpace(*at)) {
             ++at;
             if (limit - at >= TextBlock::kSize) {
                 at += TextBlock(at).CountSpace();
+            } else {
+                MoveLimit();
             }
         }
+        return at;
     }
 
     /// Finds out about more text; false when the limit is its end.
@@ -421,33 +465,32 @@ private:
     static constexpr std::ptrdiff_t kAhead = 64;
 
     NodeMemory memory;
-    const char* const start;
-    const char* at;
     const char* limit;
     std::size_t step = 256;
     int level;
-    bool hasFailed = false;
+    bool isClosed = false;
     Container inside{nullptr, nullptr};
     DeepStack<Container, kDeepestLevel + 1> around;
 };
 
-/// Reads a node; clears it when that fails or throws.
+/// Reads a node and answers the bytes that it takes; clears it when that fails or throws.
 template <class Node, class Clear>
-int ParseNode(Node& node, const char* text, int depth, bool (Parser::*read)(Node&), Clear clear) {
-    Parser parser(text != nullptr ? text : "", node.Allocator(), depth);
-    int consumed = -1;
+int ParseNode(Node& node, const char* text, int depth,
+              const char* (Parser::*read)(Node&, const char*), Clear clear) {
+    text = text != nullptr ? text : "";
+    Parser parser(text, node.Allocator(), depth);
+    const char* end = nullptr;
     try {
-        if ((parser.*read)(node)) {
-            consumed = parser.Consumed();
-        }
+        end = (parser.*read)(node, text);
     } catch (...) {
         clear();
         throw;
     }
-    if (consumed < 0) {
+    if (end == nullptr || end - text > kMaxLength) {
         clear();
+        return -1;
     }
-    return consumed;
+    return static_cast<int>(end - text);
 }
 
 /// The text of a string node is written while it is read when it is the node's own.

@@ -73,6 +73,8 @@ JsonValue& JsonValue::operator=(const JsonValue& other) {
     return *this;
 }
 
+// Between allocators it copies.
+// NOLINTNEXTLINE(performance-noexcept-move-constructor)
 JsonValue& JsonValue::operator=(JsonValue&& other) {
     if (allocator != other.allocator) {
         return *this = static_cast<const JsonValue&>(other);

@@ -9,7 +9,7 @@
 
 #include "core/data/deep_stack.h"
 #include "core/data/json_nodes.h"
-#include "core/data/number_text.h"
+#include "core/data/number_writer.h"
 #include "core/data/text_scan.h"
 
 #include <core/data/json_doc.h>
@@ -277,7 +277,15 @@ private:
 
     char* Start() noexcept { return block.data(); }
     void Flush(const char* to) {
-        out.append(block.data(), static_cast<std::size_t>(to - block.data()));
+        const auto size = static_cast<std::size_t>(to - block.data());
+        if (out.capacity() - out.size() < size && size > block.size() / 2) {
+            // New pages cost more than what is written to them, so that a string should
+            // not move often while it is short.
+            constexpr std::size_t kLong = 4 * 1024 * 1024;
+            const std::size_t wanted = out.size() + size;
+            out.reserve(wanted < kLong ? 4 * wanted : 2 * wanted);
+        }
+        out.append(block.data(), size);
     }
     /// For a line: its indent, a name of one block, a number, and what is around them.
     char* MakeRoom(char* to) {

@@ -5,7 +5,7 @@
 // last d digits. Where a fraction is to be printed, m 10^d stays below 2^128 and the
 // nearest integer below 2^64, so one product and one shift give n exactly.
 
-#include "core/data/number_text.h"
+#include "core/data/number_writer.h"
 #include "core/data/wide.h"
 
 #include <algorithm>
@@ -24,7 +24,7 @@ constexpr std::uint64_t kTenTo15 = 1'000'000'000'000'000;
 
 /// The eight digits of `n` < 10^8 as bytes 0 to 9, the first digit in the lowest
 /// byte. Halves, quarters and eighths are divided side by side in one word.
-std::uint64_t DigitsOf(std::uint64_t n) noexcept {
+inline std::uint64_t DigitsOf(std::uint64_t n) noexcept {
     const std::uint64_t fours = (n / 10'000) | ((n % 10'000) << 32);
     // a * 10486 >> 20 is a / 100 below 10^4; a * 103 >> 10 is a / 10 below 100.
     const std::uint64_t hundreds = ((fours * 10'486) >> 20) & 0x0000007F'0000007F;
@@ -35,14 +35,14 @@ std::uint64_t DigitsOf(std::uint64_t n) noexcept {
 
 constexpr std::uint64_t kZeros = 0x3030303030303030;
 
-char* Write8(std::uint64_t n, char* to) noexcept {
+inline char* Write8(std::uint64_t n, char* to) noexcept {
     const std::uint64_t digits = DigitsOf(n) | kZeros;
     std::memcpy(to, &digits, 8);
     return to + 8;
 }
 
 /// `n` < 10^8 without leading zeros. Writes to eight bytes.
-char* WriteUpTo8(std::uint64_t n, char* to) noexcept {
+inline char* WriteUpTo8(std::uint64_t n, char* to) noexcept {
     const std::uint64_t digits = DigitsOf(n);
     // The last digit stands, also when it is zero.
     const int leadingZeros = std::countr_zero(digits | (std::uint64_t{1} << 56)) & 56;
@@ -51,7 +51,7 @@ char* WriteUpTo8(std::uint64_t n, char* to) noexcept {
     return to + 8 - leadingZeros / 8;
 }
 
-char* WriteUnsigned(std::uint64_t n, char* to) noexcept {
+inline char* WriteUnsigned(std::uint64_t n, char* to) noexcept {
     if (n < 10) {
         *to = static_cast<char>('0' + n);
         return to + 1;
@@ -60,6 +60,10 @@ char* WriteUnsigned(std::uint64_t n, char* to) noexcept {
         return WriteUpTo8(n, to);
     }
     const std::uint64_t high = n / kTenTo8;
+    if (high < 10) {
+        *to = static_cast<char>('0' + high);
+        return Write8(n % kTenTo8, to + 1);
+    }
     if (high < kTenTo8) {
         return Write8(n % kTenTo8, WriteUpTo8(high, to));
     }

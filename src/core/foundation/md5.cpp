@@ -79,7 +79,7 @@ void AddBlocks(State& state, const unsigned char* data, std::size_t blocks) noex
     Word c = state.c;
     Word d = state.d;
     for (; blocks > 0; --blocks, data += kBlock) {
-        const auto m = [data](int i) { return LoadWord(data + 4 * i); };
+        const auto m = [data](std::size_t i) { return LoadWord(data + 4 * i); };
         const Word a0 = a;
         const Word b0 = b;
         const Word c0 = c;

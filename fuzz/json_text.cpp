@@ -1,0 +1,40 @@
+// The parser reads any text as a second, plain reader does; what it has read is written
+// and read again.
+
+#include <core/data/json_doc.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "fuzz/require.h"
+#include "support/json_grammar.h"
+#include "support/json_model.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    // Of its exact size on the heap, so that a byte read behind it is seen.
+    std::vector<char> text(data, data + size);
+    text.push_back('\0');
+    text.shrink_to_fit();
+
+    errno = 0;
+    const support::JsonReading expected =
+        support::ReadPlainly({text.begin(), text.end() - 1}, support::JsonNode::Value, 0);
+    errno = 0;
+    core::JsonDoc document;
+    FUZZ_REQUIRE(document.Parse(text.data()) == expected.consumed);
+    if (expected.consumed < 0) {
+        FUZZ_REQUIRE(document.Root().IsEmpty());
+        return 0;
+    }
+    FUZZ_REQUIRE(support::ModelOf(document.Root()) == expected.model);
+
+    // Doubles are rounded when they are written, so the second text is the stable one.
+    std::string written;
+    document.Dump(written);
+    FUZZ_REQUIRE(written == support::WrittenPlainly(expected.model, false, 0));
+    std::string pretty;
+    document.PrettyDump(pretty);
+    return 0;
+}
