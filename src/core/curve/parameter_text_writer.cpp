@@ -1,13 +1,15 @@
 #include "core/curve/keyframe_store.h"
 #include "core/curve/numbers.h"
 #include "core/curve/parameter_text.h"
-#include "core/data/number_text.h"
+#include "core/data/number_reader.h"
+#include "core/data/number_writer.h"
 
 #include <core/foundation/md5.h>
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <string_view>
@@ -28,7 +30,10 @@ constexpr double kFewDigits = 1e8;
 double Saved(double number) noexcept {
     std::array<char, kNumberRoom> text{};
     *WriteNumber(number, text.data()) = '\0';
+    // Reading may say that the number is too large; callers did not ask.
+    const int errnoBefore = errno;
     const NumberReading read = ReadNumber(text.data(), text.data());
+    errno = errnoBefore;
     switch (read.kind) {
         case NumberKind::Signed:
             return static_cast<double>(static_cast<std::int64_t>(read.bits));
