@@ -6,21 +6,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
-namespace {
+#include "fuzz/require.h"
 
-void Require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
+namespace {
 
 core::Parameter Load(const std::string& text) {
     core::Parameter parameter;
-    Require(parameter.Desialize(text.c_str()) == 0);
+    FUZZ_REQUIRE(parameter.Desialize(text.c_str()) == 0);
     return parameter;
 }
 
@@ -39,25 +34,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                               core::ParameterDouble);
     const std::string before = parameter.Serialize();
     if (parameter.Desialize(text.c_str()) != 0) {
-        Require(parameter.Serialize() == before);
+        FUZZ_REQUIRE(parameter.Serialize() == before);
         return 0;
     }
 
     const std::string saved = parameter.Serialize();
     core::Parameter loaded = Load(saved);
-    Require(std::strcmp(loaded.GetHashString(), parameter.GetHashString()) == 0);
-    Require(saved.find(parameter.GetHashString()) != std::string::npos);
-    Require(loaded.GetKeyFramesCount() == parameter.GetKeyFramesCount());
+    FUZZ_REQUIRE(std::strcmp(loaded.GetHashString(), parameter.GetHashString()) == 0);
+    FUZZ_REQUIRE(saved.find(parameter.GetHashString()) != std::string::npos);
+    FUZZ_REQUIRE(loaded.GetKeyFramesCount() == parameter.GetKeyFramesCount());
 
     const std::string again = loaded.Serialize();
     core::Parameter third = Load(again);
-    Require(third.Serialize() == again);
-    Require(std::strcmp(third.GetHashString(), loaded.GetHashString()) == 0);
+    FUZZ_REQUIRE(third.Serialize() == again);
+    FUZZ_REQUIRE(std::strcmp(third.GetHashString(), loaded.GetHashString()) == 0);
     for (int i = 0; i < third.GetKeyFramesCount(); ++i) {
-        Require(third.GetPointTime(i) == loaded.GetPointTime(i));
-        Require(i == 0 || third.GetPointTime(i) - third.GetPointTime(i - 1) >= 1e-7);
+        FUZZ_REQUIRE(third.GetPointTime(i) == loaded.GetPointTime(i));
+        FUZZ_REQUIRE(i == 0 || third.GetPointTime(i) - third.GetPointTime(i - 1) >= 1e-7);
         const double time = third.GetPointTime(i) + 0.25;
-        Require(third.GetValue(time, true).Kind() == loaded.GetValue(time, true).Kind());
+        FUZZ_REQUIRE(third.GetValue(time, true).Kind() == loaded.GetValue(time, true).Kind());
     }
     return 0;
 }

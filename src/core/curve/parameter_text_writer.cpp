@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <string_view>
@@ -29,7 +30,10 @@ constexpr double kFewDigits = 1e8;
 double Saved(double number) noexcept {
     std::array<char, kNumberRoom> text{};
     *WriteNumber(number, text.data()) = '\0';
+    // Reading may say that the number is too large; callers did not ask.
+    const int errnoBefore = errno;
     const NumberReading read = ReadNumber(text.data(), text.data());
+    errno = errnoBefore;
     switch (read.kind) {
         case NumberKind::Signed:
             return static_cast<double>(static_cast<std::int64_t>(read.bits));
