@@ -7,8 +7,13 @@
 #include <core/data/json_doc.h>
 
 #include <msgpack.hpp>
-
 #include <stdexcept>
+
+// Its header is C alone, and makes do without stdbool.h.
+extern "C" {
+#include <mpack.h>
+}
+#undef bool
 
 namespace bench {
 namespace {
@@ -61,6 +66,39 @@ void Compare(const core::JsonValue& ours, const msgpack::object& theirs, Agreeme
         default:
             agreement.Compare(theirs.as<double>(), ours.AsDouble());
     }
+}
+
+// mpack knows no trees: it reads and writes one token after the other.
+
+using Tokens = std::vector<mpack_token_t>;
+
+Tokens ReadTokens(const char* bytes, std::size_t size) {
+    Tokens tokens;
+    mpack_tokbuf_t buffer;
+    mpack_tokbuf_init(&buffer);
+    while (size > 0) {
+        if (mpack_read(&buffer, &bytes, &size, &tokens.emplace_back()) != MPACK_OK) {
+            throw std::runtime_error("mpack can't read this");
+        }
+    }
+    return tokens;
+}
+
+Tokens ReadTokens(const core::BsonBox& box) {
+    return ReadTokens(reinterpret_cast<const char*>(box.Data()), box.Size());
+}
+
+std::size_t WriteTokens(const Tokens& tokens, std::vector<char>& out) {
+    mpack_tokbuf_t buffer;
+    mpack_tokbuf_init(&buffer);
+    char* at = out.data();
+    std::size_t left = out.size();
+    for (mpack_token_t token : tokens) {
+        if (mpack_write(&buffer, &at, &left, &token) != MPACK_OK) {
+            throw std::runtime_error("mpack can't write this");
+        }
+    }
+    return out.size() - left;
 }
 
 std::string NameOf(const char* what, const char* whose, const Document& document) {
@@ -126,6 +164,33 @@ void AddPacked(Suite& suite, const std::vector<Document>& documents) {
         });
         suite.Compare({"BsonToJson " + document.name, size, ourUnpack, theirUnpack,
                        "msgpack-cxx unpack", 1.1, 1.5});
+
+        const auto tokens = std::make_shared<Tokens>(ReadTokens(*box));
+        const std::string writeTokens = NameOf("pack", "mpack", document);
+        const std::string readTokens = NameOf("unpack", "mpack", document);
+        suite.Check(writeTokens, 0.0, [=] {
+            Agreement agreement;
+            std::vector<char> out(2 * box->Size());
+            const Tokens again = ReadTokens(out.data(), WriteTokens(*tokens, out));
+            agreement.Compare(static_cast<double>(again.size()),
+                              static_cast<double>(tokens->size()));
+            return agreement;
+        });
+        suite.Measure(writeTokens, [=](benchmark::State& state) {
+            std::vector<char> out(2 * box->Size());
+            for (auto _ : state) {
+                benchmark::DoNotOptimize(WriteTokens(*tokens, out));
+            }
+        });
+        suite.Measure(readTokens, [=](benchmark::State& state) {
+            for (auto _ : state) {
+                benchmark::DoNotOptimize(ReadTokens(*box).size());
+            }
+        });
+        suite.Compare(
+            {"JsonToBson " + document.name, size, ourPack, writeTokens, "mpack, from tokens"});
+        suite.Compare(
+            {"BsonToJson " + document.name, size, ourUnpack, readTokens, "mpack, to tokens"});
     }
 }
 

@@ -145,7 +145,7 @@ private:
             // All that is there, in one piece: what follows writes over the rest.
             std::memcpy(bytes, text, kPiece);
         } else {
-            std::memcpy(bytes, text, size);
+            std::copy_n(reinterpret_cast<const unsigned char*>(text), size, bytes);
         }
         at = bytes + size;
     }

@@ -8,6 +8,7 @@
 // There is room for a line, as `MakeRoom` has it, wherever a value may start.
 
 #include "core/data/deep_stack.h"
+#include "core/data/escapes.h"
 #include "core/data/json_nodes.h"
 #include "core/data/number_writer.h"
 #include "core/data/text_scan.h"
@@ -264,22 +265,6 @@ private:
         const TextBlock bytes(text);
         bytes.CopyTo(to);
         return bytes.CountPlain();
-    }
-
-    /// `c` is a quote, a backslash or below a space.
-    static char* WriteEscaped(char c, char* to) noexcept {
-        constexpr std::string_view kSpecial = "\"\\\n\t\r\b\f";
-        constexpr std::string_view kLetters = "\"\\ntrbf";
-        *to++ = '\\';
-        const std::size_t special = kSpecial.find(c);
-        if (special != std::string_view::npos) {
-            *to++ = kLetters[special];
-            return to;
-        }
-        std::memcpy(to, "u00", 3);
-        to[3] = "0123456789abcdef"[c >> 4];
-        to[4] = "0123456789abcdef"[c & 15];
-        return to + 5;
     }
 
     static char* Append(std::string_view text, char* to) noexcept {

@@ -27,12 +27,4 @@ inline Wide Multiply(std::uint64_t a, std::uint64_t b) noexcept {
 #endif
 }
 
-/// a b + c, which does not exceed 128 bits.
-inline Wide MultiplyAdd(std::uint64_t a, std::uint64_t b, std::uint64_t c) noexcept {
-    Wide sum = Multiply(a, b);
-    sum.low += c;
-    sum.high += sum.low < c ? 1 : 0;
-    return sum;
-}
-
 }  // namespace core

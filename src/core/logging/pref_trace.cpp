@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -104,28 +105,15 @@ private:
     analytics::Records records CORE_GUARDED_BY(mutex);
 };
 
-/// Reads variadic properties up to the null name, each value in its own type; false at
-/// a type that there is none of, behind which nothing can be read.
-bool ReadProperties(std::va_list& arguments, std::vector<TraceProperty>& properties) {
-    while (const char* const name = va_arg(arguments, const char*)) {
-        switch (va_arg(arguments, std::int64_t)) {
-            case CORE_TRACE_TEXT:
-                properties.emplace_back(name, va_arg(arguments, const char*));
-                break;
-            case CORE_TRACE_DOUBLE:
-                properties.emplace_back(name, va_arg(arguments, double));
-                break;
-            case CORE_TRACE_INT64:
-                properties.emplace_back(name, va_arg(arguments, std::int64_t));
-                break;
-            case CORE_TRACE_INT32:
-                properties.emplace_back(name, va_arg(arguments, std::int32_t));
-                break;
-            default:
-                return false;
-        }
+/// Runs `action`; what it throws ends here. Where no memory is left for a record, it is
+/// dropped.
+template <class Action>
+void Guarded(Action&& action) noexcept {
+    try {
+        action();
+    } catch (...) {
+        // Nothing is left to tell it with.
     }
-    return true;
 }
 
 std::vector<analytics::Property> KeepAll(const TraceProperty* properties, std::size_t count) {
@@ -162,60 +150,69 @@ std::string TextOf(const std::vector<analytics::Property>& properties) {
 }
 
 void AddEvent(const char* name, const TraceProperty* properties, std::size_t count,
-              const char* function) {
-    const auto event = std::make_shared<const analytics::Event>(
-        analytics::Event{name, KeepAll(properties, count)});
-    Recorder::Get().Add(event);
-    if (IsLogged(CORE_LOG_TRACKING)) {
-        Log(CORE_LOG_TRACKING, function, __LINE__, "Event:", name,
-            TextOf(event->properties).c_str());
-    }
+              const char* function) noexcept {
+    Guarded([&] {
+        const auto event = std::make_shared<const analytics::Event>(
+            analytics::Event{name, KeepAll(properties, count)});
+        Recorder::Get().Add(event);
+        if (IsLogged(CORE_LOG_TRACKING)) {
+            Log(CORE_LOG_TRACKING, function, __LINE__, "Event:", name,
+                TextOf(event->properties).c_str());
+        }
+    });
 }
 
 void AddSample(const char* name, const char* key, double value, const TraceProperty* properties,
-               std::size_t count, const char* function) {
-    Recorder::Get().AddSample(name, key != nullptr ? key : "", value, KeepAll(properties, count));
-    if (IsLogged(CORE_LOG_TRACKING)) {
-        Log(CORE_LOG_TRACKING, function, __LINE__, "StatisticEvent:", name);
-    }
+               std::size_t count, const char* function) noexcept {
+    Guarded([&] {
+        Recorder::Get().AddSample(name, key != nullptr ? key : "", value,
+                                  KeepAll(properties, count));
+        if (IsLogged(CORE_LOG_TRACKING)) {
+            Log(CORE_LOG_TRACKING, function, __LINE__, "StatisticEvent:", name);
+        }
+    });
 }
 
-/// Runs `action` on the properties that are read from `arguments`; what it throws ends
-/// here.
-template <class Action>
-void WithProperties(std::va_list& arguments, const char* function, Action&& action) noexcept {
-    try {
-        std::vector<TraceProperty> properties;
-        if (ReadProperties(arguments, properties)) {
-            action(properties);
-        } else {
-            Log(CORE_LOG_WARN, function, __LINE__, "AddPrefTrace has invalid param.");
+using Properties = std::vector<TraceProperty>;
+
+/// Reads variadic properties up to the null name, each value in its own type. Nothing,
+/// logged, at a type that there is none of: what is behind it can't be read.
+std::optional<Properties> Read(std::va_list arguments, const char* function) {
+    Properties properties;
+    while (const char* const name = va_arg(arguments, const char*)) {
+        switch (va_arg(arguments, std::int64_t)) {
+            case CORE_TRACE_TEXT:
+                properties.emplace_back(name, va_arg(arguments, const char*));
+                break;
+            case CORE_TRACE_DOUBLE:
+                properties.emplace_back(name, va_arg(arguments, double));
+                break;
+            case CORE_TRACE_INT64:
+                properties.emplace_back(name, va_arg(arguments, std::int64_t));
+                break;
+            case CORE_TRACE_INT32:
+                properties.emplace_back(name, va_arg(arguments, std::int32_t));
+                break;
+            default:
+                Log(CORE_LOG_WARN, function, __LINE__, "AddPrefTrace has invalid param.");
+                return {};
         }
-    } catch (...) {
-        // No memory for a record: it is dropped.
     }
+    return properties;
 }
 
 }  // namespace
 
 void TraceEvent(const char* name, const TraceProperty* properties, std::size_t count) noexcept {
-    try {
-        if (name != nullptr) {
-            AddEvent(name, properties, count, __func__);
-        }
-    } catch (...) {
-        // No memory for a record: it is dropped.
+    if (name != nullptr) {
+        AddEvent(name, properties, count, __func__);
     }
 }
 
 void TraceStatistic(const char* name, const char* key, double value,
                     const TraceProperty* properties, std::size_t count) noexcept {
-    try {
-        if (name != nullptr) {
-            AddSample(name, key, value, properties, count, __func__);
-        }
-    } catch (...) {
-        // No memory for a record: it is dropped.
+    if (name != nullptr) {
+        AddSample(name, key, value, properties, count, __func__);
     }
 }
 
@@ -245,10 +242,13 @@ void AddPrefTrace(const char* name, ...) {
     if (name == nullptr) {
         return;
     }
+    const char* const function = __func__;
     std::va_list arguments;
     va_start(arguments, name);
-    core::WithProperties(arguments, __func__, [&](const std::vector<core::TraceProperty>& all) {
-        core::AddEvent(name, all.data(), all.size(), "AddPrefTrace");
+    core::Guarded([&] {
+        if (const auto properties = core::Read(arguments, function)) {
+            core::AddEvent(name, properties->data(), properties->size(), function);
+        }
     });
     va_end(arguments);
 }
@@ -257,10 +257,13 @@ void AddStatisticPrefTrace(const char* name, const char* key, double value, ...)
     if (name == nullptr) {
         return;
     }
+    const char* const function = __func__;
     std::va_list arguments;
     va_start(arguments, value);
-    core::WithProperties(arguments, __func__, [&](const std::vector<core::TraceProperty>& all) {
-        core::AddSample(name, key, value, all.data(), all.size(), "AddStatisticPrefTrace");
+    core::Guarded([&] {
+        if (const auto properties = core::Read(arguments, function)) {
+            core::AddSample(name, key, value, properties->data(), properties->size(), function);
+        }
     });
     va_end(arguments);
 }
