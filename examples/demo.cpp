@@ -2,6 +2,7 @@
 // them, saves them as documents, and logs what it does. The keyframes come from
 // files; see data/README.md.
 
+#include "support/clip.h"
 #include "support/frame_table.h"
 #include "support/keyframe_table.h"
 #include "support/parameter_document.h"
@@ -14,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -63,6 +65,12 @@ public:
 
     void ShowFile(const std::string& file) {
         const bool isDocument = fs::path(file).extension() == ".json";
+        if (isDocument) {
+            if (std::optional<example::Clip> clip = example::LoadClip(file)) {
+                ShowClip(file, *clip);
+                return;
+            }
+        }
         const example::KeyframeTable table =
             isDocument ? example::LoadParameterDocument(file) : example::LoadKeyframeTable(file);
         const auto [first, last] = example::FrameSpan(table);
@@ -86,6 +94,25 @@ public:
         }
     }
 
+    // As it is, and with its first freeze twice as long.
+    void ShowClip(const fs::path& file, example::Clip& clip) {
+        const std::string stem = file.stem().string();
+        ShowClipAsIs(stem, clip);
+        if (!request.documentFolder.empty()) {
+            fs::create_directories(request.documentFolder);
+            const fs::path path = fs::path(request.documentFolder) / (stem + ".json");
+            example::SaveClip(clip, path);
+            documents.push_back(path.generic_string());
+            log.Write(CORE_LOG_INFO, "document", path.filename().string());
+        }
+        const std::vector<example::FreezeSpan> freezes = example::FreezesOf(clip.speed);
+        if (!freezes.empty() &&
+            clip.speed.SetFreezeFrameDuration(0, 2.0 * freezes.front().duration)) {
+            clip.title += ", first freeze twice as long";
+            ShowClipAsIs(stem + "-longer-freeze", clip);
+        }
+    }
+
     void ShowTypes() {
         if (request.wantsPictures) {
             WritePicture("interpolation-types.svg", example::DrawInterpolationTypes());
@@ -102,6 +129,18 @@ public:
     }
 
 private:
+    void ShowClipAsIs(const std::string& name, example::Clip& clip) {
+        log.Write(CORE_LOG_INFO, "table",
+                  name + ": " + std::to_string(clip.speed.GetKeyFramesCount()) +
+                      " keyframes, frames 0 to " + std::to_string(clip.LastFrame()));
+        if (request.wantsTables) {
+            std::cout << example::FrameTable(clip, request.every) << '\n';
+        }
+        if (request.wantsPictures) {
+            WritePicture(name + ".svg", example::DrawClip(clip));
+        }
+    }
+
     void WritePicture(const std::string& fileName, const std::string& svg) {
         fs::create_directories(request.outputFolder);
         const fs::path path = fs::path(request.outputFolder) / fileName;
@@ -127,10 +166,11 @@ private:
     std::vector<std::string> documents;
 };
 
-// The five animations that come with the program.
+// What comes with the program: five animations and a clip.
 std::vector<std::string> OwnFiles() {
     std::vector<std::string> files;
-    for (const char* name : {"fade.kf", "bounce.kf", "camera.kf", "counter.kf", "zoom.json"}) {
+    for (const char* name :
+         {"fade.kf", "bounce.kf", "camera.kf", "counter.kf", "zoom.json", "clip.json"}) {
         files.push_back(std::string(DEMO_DATA) + "/" + name);
     }
     return files;
@@ -142,9 +182,10 @@ int main(int argc, char** argv) {
     Request request;
     CLI::App app("Samples keyframe animations, prints them frame by frame, and draws them as SVG.");
     app.allow_windows_style_options(false);  // "/name" is a file everywhere
-    app.add_option("FILE", request.files,
-                   "tables of keyframes, or documents (.json); without any, the demo's own five "
-                   "and a picture of all interpolation types");
+    app.add_option(
+        "FILE", request.files,
+        "tables of keyframes, or documents (.json), of clips too; without any, the demo's own "
+        "six and a picture of all interpolation types");
     app.add_option("--out", request.outputFolder, "folder for the pictures, made if missing")
         ->capture_default_str();
     app.add_option("--log", request.logFolder,

@@ -5,6 +5,7 @@
 #include <core/export.h>
 
 #include <memory>
+#include <string>
 
 namespace core {
 
@@ -53,6 +54,28 @@ public:
     SpeedParameter& operator=(const SpeedParameter& other);
     SpeedParameter& operator=(SpeedParameter&& other) noexcept;
     ~SpeedParameter() override;
+
+    /// The text of a parameter, followed by "_totalTime", and by "_sourceFPS" unless it is
+    /// 25, "reverse" unless it is 0 and "_freeze" unless there are none: point time and
+    /// duration of each freeze, in seconds with eight decimals. It tells of every change
+    /// made before the call. O(n) after a change.
+    ///
+    /// A freeze that lies beyond the source length is written, but no curve takes it.
+    std::string Serialize() override;
+    /// Loads a text of `Serialize`, or an older one, as for any parameter; nothing changes
+    /// when -1 is answered.
+    ///
+    /// Kept on purpose: a member that the text lacks leaves its field as it was, the
+    /// freezes too. So does one that is no finite number, or no array. A freeze that is
+    /// no two numbers, or that `AddFreezeFrame` refuses, is left out; those of a curve
+    /// whose values are no numbers are.
+    ///
+    /// In older texts keyframes whose speed is below 0.0001 in magnitude stand for
+    /// freezes. Those at time 0 or later are taken out, each with the keyframe behind it,
+    /// what follows moves up, and freezes take their place.
+    int Desialize(const char* text) override;
+    /// `Serialize`, kept in the curve until the next such call or its end.
+    const char* SerializeEx() const override;
 
     // Kept on purpose: other modules call the virtual functions through their slots,
     // which follow those of IKeyFrame in this order; only append.

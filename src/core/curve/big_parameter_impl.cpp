@@ -123,6 +123,7 @@ void BigParameterImpl::SetValueRange(ValAny min, ValAny max) {
     std::swap(state.minVal, min);
     std::swap(state.maxVal, max);
     UpdateSampling();
+    OnEdited();
 }
 
 void BigParameterImpl::GetValueRange(ValAny& min, ValAny& max) const {
@@ -144,6 +145,7 @@ void BigParameterImpl::SetParameterType(ParameterTypeEnum type) {
     prepared.MarkAllStale();
     areasAreValid = false;
     digestIsValid = false;
+    OnEdited();
 }
 
 ParameterTypeEnum BigParameterImpl::GetParameterType() {
@@ -155,6 +157,7 @@ void BigParameterImpl::SetBaseRatio(ValAny ratio) {
     const RecursiveLock lock(mutex);
     std::swap(state.baseRatio, ratio);
     UpdateSampling();
+    OnEdited();
 }
 
 ValAny BigParameterImpl::GetBaseRatio() {

@@ -116,8 +116,14 @@ public:
     MotionDimension AsMotionDimension() const;
 
 protected:
-    /// Called under the lock after every change of keyframes.
+    /// Called under the lock after every change of keyframes or settings.
     virtual void OnEdited();
+
+    /// The text of keyframes and settings, also of a derived class.
+    std::string Write() const CORE_REQUIRES(mutex);
+    /// Takes both from a text's object. False, changing nothing, for one that is not a
+    /// parameter's; `skipped` as in `ReadParameter`.
+    bool Load(const JsonObject& document, void (*skipped)()) CORE_REQUIRES(mutex);
 
     mutable RecursiveMutex mutex;
 
@@ -168,9 +174,6 @@ private:
 
     // Handles
     bool ReadSegment(std::size_t start, SegmentEnds& ends) const CORE_REQUIRES(mutex);
-
-    // Texts
-    std::string Write() const CORE_REQUIRES(mutex);
 
     // Areas
     CurveView PrepareForAreas() const CORE_REQUIRES(mutex);

@@ -59,10 +59,14 @@ int BigParameterImpl::Desialize(const char* json) {
         !std::as_const(document).Root().Get(object)) {
         return -1;
     }
+    return Load(*object, &ReportSkippedKeyframe) ? 0 : -1;
+}
+
+bool BigParameterImpl::Load(const JsonObject& document, void (*skipped)()) {
     ParameterSettings settings = state;
     std::vector<TimeValuePair> keyframes;
-    if (!ReadParameter(*object, settings, keyframes, &ReportSkippedKeyframe)) {
-        return -1;
+    if (!ReadParameter(document, settings, keyframes, skipped)) {
+        return false;
     }
     // From here on nothing can fail but the first step, which changes nothing then.
     state.keyframes.Assign(std::move(keyframes));
@@ -70,7 +74,7 @@ int BigParameterImpl::Desialize(const char* json) {
     prepared = PreparedCurve();
     UpdateSampling();
     Edited(0, state.keyframes.Count());
-    return 0;
+    return true;
 }
 
 }  // namespace core

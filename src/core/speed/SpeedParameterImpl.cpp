@@ -71,6 +71,7 @@ void SpeedParameterImpl::FreezesChanged() {
     freezesPlaced = false;
     stretchesValid = false;
     reversedValid = false;
+    text.clear();
 }
 
 // The curve layer
@@ -166,6 +167,7 @@ void SpeedParameterImpl::SetSourceFPS(double fps) {
     }
     const RecursiveLock lock(mutex);
     sourceFPS = fps;
+    text.clear();
 }
 
 int SpeedParameterImpl::GetKeyFramesCountEx() const {

@@ -2,6 +2,7 @@
 
 #include "core/curve/big_parameter_impl.h"
 #include "core/speed/freezes.h"
+#include "core/speed/speed_text.h"
 #include "core/speed/time_map.h"
 #include "core/speed/velocity.h"
 
@@ -10,13 +11,10 @@
 #include <atomic>
 #include <limits>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace core {
-
-/// Slower than this a segment shows next to one picture: copies turn it into a
-/// freeze. Stored projects hold freezes made of such speeds.
-inline constexpr double kNearZeroSpeed = 0.0001;
 
 /// The one implementation behind `SpeedParameter`, whose operations it has: the
 /// keyframes of the base, the three layers over them, and the lock.
@@ -30,7 +28,9 @@ inline constexpr double kNearZeroSpeed = 0.0001;
 ///     freezes; it is stale while `freezesPlaced` is false;
 ///  3. `stretches` and `reversed` follow from both, and have flags of their own;
 ///  4. `renderCurve` and `sourceScratch` are what callers see of the map. No answer is
-///     read from them, because callers can change them.
+///     read from them, because callers can change them;
+///  5. `text` follows from everything that is stored; it is stale while it is empty or
+///     `textReverse` is not the reverse flag.
 /// Every edit, whoever makes it, ends in `OnEdited`, which sets the flags; every
 /// question first works out what it needs of what is stale.
 ///
@@ -64,6 +64,9 @@ public:
     std::shared_ptr<Parameter> GetParameterInternal();
     std::shared_ptr<Parameter> GetParameterSource();
 
+    std::string Serialize() override;
+    int Desialize(const char* json) override;
+
 protected:
     void OnEdited() override CORE_REQUIRES(mutex);
 
@@ -96,6 +99,9 @@ private:
     // Empty until somebody asks for it; shared by copies.
     std::shared_ptr<const SpeedParameterEx> reversed CORE_GUARDED_BY(mutex);
     bool reversedValid CORE_GUARDED_BY(mutex) = false;
+
+    std::string text CORE_GUARDED_BY(mutex);
+    int textReverse CORE_GUARDED_BY(mutex) = 0;
 
     const std::shared_ptr<Parameter> renderCurve = std::make_shared<Parameter>();
     mutable bool renderCurvePublished CORE_GUARDED_BY(mutex) = false;

@@ -15,12 +15,13 @@
 
 namespace core {
 
-void SpeedParameterFreezeImpl::IndexAxes() {
-    keys.clear();
-    renderStarts.clear();
-    sourceTimes.clear();
-    durationBefore.assign(1, 0.0);
-    for (const FreezeFrame& frame : frames) {
+// A freeze behind all others, as readers of texts add them, costs no walk over these.
+void SpeedParameterFreezeImpl::IndexAxes(std::size_t from) {
+    keys.resize(from);
+    renderStarts.resize(from);
+    sourceTimes.resize(from);
+    durationBefore.resize(from + 1);
+    for (const FreezeFrame& frame : std::span(frames).subspan(from)) {
         keys.push_back(frame.key);
         renderStarts.push_back(frame.renderStart);
         sourceTimes.push_back(frame.sourceTime);
@@ -102,7 +103,7 @@ void SpeedParameterFreezeImpl::Insert(double pointTime, double duration, double 
     for (std::size_t i = place + 1; i < frames.size(); ++i) {
         frames[i].key += duration;
     }
-    IndexAxes();
+    IndexAxes(place);
 }
 
 void SpeedParameterFreezeImpl::SetDuration(std::size_t index, double duration) {
@@ -111,7 +112,7 @@ void SpeedParameterFreezeImpl::SetDuration(std::size_t index, double duration) {
     for (std::size_t i = index + 1; i < frames.size(); ++i) {
         frames[i].key += delta;
     }
-    IndexAxes();
+    IndexAxes(index);
 }
 
 void SpeedParameterFreezeImpl::PlaceOnRenderAxis(const TimeMap& map) {
@@ -123,7 +124,7 @@ void SpeedParameterFreezeImpl::PlaceOnRenderAxis(const TimeMap& map) {
         earliest = frame.mapTime;
         shift += frame.duration;
     }
-    IndexAxes();
+    IndexAxes(0);
 }
 
 }  // namespace core

@@ -65,7 +65,7 @@ public:
 
 private:
     Place Find(std::span<const double> starts, double x, bool hasLength) const noexcept;
-    void IndexAxes();
+    void IndexAxes(std::size_t from);
 
     std::vector<FreezeFrame> frames;
     // From the frames, close together for the searches.

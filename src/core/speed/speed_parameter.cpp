@@ -5,6 +5,7 @@
 #include <core/curve/parameter_iterator.h>
 
 #include <cmath>
+#include <string>
 #include <typeinfo>
 #include <utility>
 
@@ -46,6 +47,19 @@ SpeedParameterImpl* SpeedParameter::Speed() const noexcept {
     return base != nullptr && typeid(*base) == typeid(SpeedParameterImpl)
                ? static_cast<SpeedParameterImpl*>(base)
                : nullptr;
+}
+
+// The implementation knows what it is.
+std::string SpeedParameter::Serialize() {
+    return Parameter::Serialize();
+}
+
+int SpeedParameter::Desialize(const char* text) {
+    return Parameter::Desialize(text);
+}
+
+const char* SpeedParameter::SerializeEx() const {
+    return Parameter::SerializeEx();
 }
 
 void SpeedParameter::GetVelocityTimeCurve(double& a, double& b, double& c, double& d, int index) {
