@@ -313,16 +313,19 @@ void AppendString(std::string& text, Dice& dice) {
         "\\u0041",
         "\\u00e9",
         "\\u20AC",
+        "\\ud7ff\\ue000",
         "\\ud83d\\ude00",
+        "\\ud800\\udc00",
+        "\\udbff\\udfff",
         "\\u0000",
         "\\u001f",
         "fourteen bytes",
         "fifteen  bytes!",
         "sixteen bytes...",
-        "a long run without any escape, of more than three blocks of 16 bytes"};
-    static const std::vector<std::string> kFaults = {"\\ud83d", "\\ud83d x", "\\ud83d\\u0041",
-                                                     "\\ude00", "\\q",       "\t",
-                                                     "\x1F",    "\\u12g4",   "\\u12"};
+        "a long run without any escape, of more than three blocks of bytes"};
+    static const std::vector<std::string> kFaults = {
+        "\\ud83d", "\\ud83d x", "\\ud800\\udbff", "\\udbff\\ue000", "\\udc00", "\\udfff\\udc00",
+        "\\q",     "\t",        "\x1F",           "\\u12g4",        "\\u12"};
     text += '"';
     for (int i = dice.Below(5); i > 0; --i) {
         text += dice.Pick(dice.OneIn(60) ? kFaults : kPieces);

@@ -3,7 +3,6 @@
 #include "core/data/text_scan.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 namespace core {
@@ -132,7 +131,9 @@ char* WriteEscaped(char c, char* to) noexcept {
         *to++ = kLetters[special];
         return to;
     }
-    std::memcpy(to, "u00", 3);
+    to[0] = 'u';
+    to[1] = '0';
+    to[2] = '0';
     to[3] = "0123456789abcdef"[c >> 4];
     to[4] = "0123456789abcdef"[c & 15];
     return to + 5;

@@ -380,7 +380,7 @@ bool IsOwnText(const JsonString& string, const char* text) noexcept {
 
 /// Reads a file of at most 64 MiB; a zero byte stands behind its `size` bytes.
 bool ReadWholeFile(const char* path, std::unique_ptr<char[]>& text, std::size_t& size) {
-    constexpr std::uint64_t kMaxSize = 64 * 1024 * 1024;
+    constexpr std::uint64_t kMaxSize = std::uint64_t{64} << 20;
     platform::ReadFile file;
     std::uint64_t sizeNow = 0;
     if (file.Open(path) != 0 || file.Size(sizeNow) != 0 || sizeNow > kMaxSize) {

@@ -231,9 +231,8 @@ private:
         const char* const text = string.Text();
         const int plain = CopyPlain(text, to);
         to += plain;
-        return plain != TextBlock::kSize && text[plain] == '\0'
-                   ? to
-                   : WriteRest(text + plain, text + string.Capacity(), to);
+        // A text that fills the block has more storage, which its zero is in.
+        return text[plain] == '\0' ? to : WriteRest(text + plain, text + string.Capacity(), to);
     }
 
     /// The text up to its terminating zero, which stands before `end`, at least a block
@@ -278,7 +277,7 @@ private:
         if (out.capacity() - out.size() < size && size > block.size() / 2) {
             // New pages cost more than what is written to them, so that a string should
             // not move often while it is short.
-            constexpr std::size_t kLong = 4 * 1024 * 1024;
+            constexpr std::size_t kLong = std::size_t{4} << 20;
             const std::size_t wanted = out.size() + size;
             out.reserve(wanted < kLong ? 4 * wanted : 2 * wanted);
         }

@@ -13,6 +13,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <string_view>
 
 namespace core {
 namespace {
@@ -87,10 +88,8 @@ std::uint64_t ShiftToNearest(Wide n, int shift) noexcept {
     return quotient + (rest + (quotient & 1) > half ? 1 : 0);
 }
 
-char* WriteWord(const char* word, char* to) noexcept {
-    const std::size_t length = std::strlen(word);
-    std::memcpy(to, word, length);
-    return to + length;
+char* WriteWord(std::string_view word, char* to) noexcept {
+    return to + word.copy(to, word.size());
 }
 
 /// m 2^e, an integer of at least 2^64, with one decimal, cut `room` characters behind
