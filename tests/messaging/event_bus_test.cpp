@@ -83,9 +83,13 @@ TYPED_TEST(EventBuses, DeliverInOrderToThoseWhoListen) {
     EXPECT_EQ("b4 ", this->Heard());
 }
 
-struct alignas(32) Wide {
-    explicit Wide(int first) { numbers.fill(first); }
-    std::array<int, 200> numbers{};
+struct alignas(128) Wide {
+    int number;
+};
+
+struct Long {
+    explicit Long(int number) { numbers.fill(number); }
+    std::array<int, 200> numbers;
 };
 
 struct Stubborn {
@@ -99,15 +103,18 @@ TYPED_TEST(EventBuses, CarryEventsOfAnyShape) {
     this->bus->template listen<std::unique_ptr<int>>(
         [this](const std::unique_ptr<int>& event) { this->heard += std::to_string(*event); });
     this->bus->template listen<Wide>([this](const Wide& wide) {
-        this->heard += reinterpret_cast<std::uintptr_t>(&wide) % 32 == 0 ? "w" : "?";
-        this->heard += std::to_string(wide.numbers.back());
+        this->heard += reinterpret_cast<std::uintptr_t>(&wide) % 128 == 0 ? "w" : "?";
+        this->heard += std::to_string(wide.number);
     });
+    this->bus->template listen<Long>(
+        [this](const Long& event) { this->heard += std::to_string(event.numbers.back()); });
     this->bus->template listen<std::shared_ptr<int>>(
         [&](const std::shared_ptr<int>& event) { kept = event; });
     this->bus->post(std::make_unique<int>(5));
-    this->bus->post(Wide(6));
+    this->bus->post(Wide{6});
+    this->bus->post(Long(8));
     this->bus->post(std::make_shared<int>(7));
-    EXPECT_EQ("5w6", this->Heard());
+    EXPECT_EQ("5w68", this->Heard());
     ASSERT_EQ(7, *kept);
     EXPECT_EQ(1, kept.use_count()) << "the bus keeps a delivered event";
     if constexpr (std::is_same_v<TypeParam, AsyncEventBus>) {
@@ -271,6 +278,32 @@ TEST(AsyncEvents, ChangesApplyBeforeTheNextPass) {
     Settle(*held.bus);
     EXPECT_EQ("a1a2b3b3", heard);
     EXPECT_EQ(0, held.bus->getQueueEventCount());
+}
+
+TEST(AsyncEvents, ABurstArrivesInOrderWhileMoreIsPosted) {
+    constexpr int kBurst = 2'000;
+    HeldBus held;
+    int heard = 0;
+    int faults = 0;
+    held.bus->listen<int>([&](const int& number) {
+        faults += number == heard ? 0 : 1;
+        ++heard;
+        held.bus->post(number + kBurst);
+        if (heard == 3 * kBurst) {
+            held.bus->unlistenAll(2);
+        }
+    });
+    for (int i = 0; i < kBurst; ++i) {
+        held.bus->post(i);
+    }
+    EXPECT_EQ(kBurst, held.bus->getQueueEventCount());
+    held.Release();
+    while (held.bus->getQueueEventCount() > 0) {
+        std::this_thread::yield();
+    }
+    Settle(*held.bus);
+    EXPECT_EQ(3 * kBurst, heard);
+    EXPECT_EQ(0, faults);
 }
 
 TEST(AsyncEvents, AnIdleBusReleasesAListenerPromptly) {

@@ -49,6 +49,8 @@ public:
     bool Pop();
     std::int32_t Count();
     void Close();
+    /// Threads that wait and have gone to sleep.
+    int Sleepers();
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -268,6 +270,12 @@ std::int32_t MessageQueue<Message>::Count() {
     const ScopedLock lock(mutex);
     // Kept on purpose: callers know the count as the low 32 bits.
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(elements.Size()));
+}
+
+template <class Message>
+int MessageQueue<Message>::Sleepers() {
+    const ScopedLock lock(mutex);
+    return sleepers;
 }
 
 template <class Message>
