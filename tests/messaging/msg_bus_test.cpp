@@ -281,7 +281,9 @@ class MessagesUnderLoad : public testing::TestWithParam<Crowd> {};
 // of one producer arrive in its order, but for the urgent ones.
 TEST_P(MessagesUnderLoad, EachArrivesOnceOrGoesWithTheClose) {
     constexpr int kUrgentEvery = 97;
-    const auto [producers, consumers, isClosedEarly] = GetParam();
+    const int producers = GetParam().producers;
+    const int consumers = GetParam().consumers;
+    const bool isClosedEarly = GetParam().isClosedEarly;
     const int each = support::Rounds(200'000, 10'000'000) / producers;
     SimpleMsgBus bus;
     std::atomic<int> accepted = 0;
