@@ -82,7 +82,7 @@ TYPED_TEST(EventBuses, DeliverInOrderToThoseWhoListen) {
     EXPECT_EQ("b4 ", this->Heard());
 }
 
-struct alignas(256) Wide {
+struct alignas(64) Wide {
     int number;
 };
 
@@ -104,7 +104,7 @@ TYPED_TEST(EventBuses, CarryEventsOfAnyShape) {
     this->bus->template listen<Wide>([this](const Wide& wide) {
         // A compiler that knows the type would not look.
         const void* const volatile place = &wide;
-        this->heard += reinterpret_cast<std::uintptr_t>(place) % 256 == 0 ? "w" : "?";
+        this->heard += reinterpret_cast<std::uintptr_t>(place) % 64 == 0 ? "w" : "?";
         this->heard += std::to_string(wide.number);
     });
     this->bus->template listen<Long>(
