@@ -75,7 +75,7 @@ SimpleMessage Of(int code) {
 }
 
 TEST(MsgBusSleepers, EachMessageWakesOne) {
-    for (int round = 0; round < support::Rounds(20, 10'000); ++round) {
+    for (int round = 0; round < support::Rounds(50, 10'000); ++round) {
         Sleepers sleepers({kGet, GetFor(kLongest), GetFor(kLongest / 1'000'000), GetFor(60'000)});
         for (const int code : {1, 10, 100, 1000}) {
             // At once, while the earlier ones are still on their way.
@@ -87,7 +87,7 @@ TEST(MsgBusSleepers, EachMessageWakesOne) {
 }
 
 TEST(MsgBusSleepers, APeekedMessageWakesTheNextOneToo) {
-    for (int round = 0; round < support::Rounds(20, 10'000); ++round) {
+    for (int round = 0; round < support::Rounds(50, 10'000); ++round) {
         Sleepers sleepers({kPeek, kPeek, kPeek, kPeek});
         sleepers.queue->Add(Of(7));
         sleepers.Join();

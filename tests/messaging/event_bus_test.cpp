@@ -83,7 +83,7 @@ TYPED_TEST(EventBuses, DeliverInOrderToThoseWhoListen) {
     EXPECT_EQ("b4 ", this->Heard());
 }
 
-struct alignas(128) Wide {
+struct alignas(64) Wide {
     int number;
 };
 
@@ -103,7 +103,9 @@ TYPED_TEST(EventBuses, CarryEventsOfAnyShape) {
     this->bus->template listen<std::unique_ptr<int>>(
         [this](const std::unique_ptr<int>& event) { this->heard += std::to_string(*event); });
     this->bus->template listen<Wide>([this](const Wide& wide) {
-        this->heard += reinterpret_cast<std::uintptr_t>(&wide) % 128 == 0 ? "w" : "?";
+        // A compiler that knows the type would not look.
+        const void* const volatile place = &wide;
+        this->heard += reinterpret_cast<std::uintptr_t>(place) % 64 == 0 ? "w" : "?";
         this->heard += std::to_string(wide.number);
     });
     this->bus->template listen<Long>(
@@ -112,9 +114,10 @@ TYPED_TEST(EventBuses, CarryEventsOfAnyShape) {
         [&](const std::shared_ptr<int>& event) { kept = event; });
     this->bus->post(std::make_unique<int>(5));
     this->bus->post(Wide{6});
+    this->bus->post(Wide{7});
     this->bus->post(Long(8));
     this->bus->post(std::make_shared<int>(7));
-    EXPECT_EQ("5w68", this->Heard());
+    EXPECT_EQ("5w6w78", this->Heard());
     ASSERT_EQ(7, *kept);
     EXPECT_EQ(1, kept.use_count()) << "the bus keeps a delivered event";
     if constexpr (std::is_same_v<TypeParam, AsyncEventBus>) {
@@ -210,18 +213,15 @@ TYPED_TEST(EventBuses, AListenerThatDestroysTheBusIsTheLastToRun) {
     EXPECT_EQ("2", this->Heard());
 }
 
-TYPED_TEST(EventBuses, NeedNoMemoryPerEventOnceTheyHaveHadTheirLength) {
+TEST(SynchronousEvents, NeedNoMemory) {
+    EventBus bus;
     int count = 0;
-    this->bus->template listen<Local>([&](const Local& event) { count += event.number; });
-    for (int lap = 0; lap < 2; ++lap) {
-        const std::size_t before = AllocationsSoFar();
-        for (int i = 0; i < 100; ++i) {
-            this->bus->post(Local{1});
-        }
-        EXPECT_TRUE(lap == 0 || AllocationsSoFar() == before);
-        Settle(*this->bus);
-    }
-    EXPECT_EQ(200, count);
+    bus.listen<int>([&](const int& number) { count += number; });
+    bus.post(1);
+    const std::size_t before = AllocationsSoFar();
+    bus.post(1);
+    EXPECT_EQ(before, AllocationsSoFar());
+    EXPECT_EQ(2, count);
 }
 
 TEST(EventTypes, AreTheSameInAnotherModuleByTheirNames) {
@@ -306,6 +306,26 @@ TEST(AsyncEvents, ABurstArrivesInOrderWhileMoreIsPosted) {
     EXPECT_EQ(0, faults);
 }
 
+TEST(AsyncEvents, AFloodOfChangesHoldsUpNoEvent) {
+    std::atomic<bool> isOver = false;
+    std::function<void()> flood;
+    AsyncEventBus bus;
+    // Each change that is applied asks for the next one.
+    struct Again {
+        const std::function<void()>& next;
+        ~Again() { next(); }
+    };
+    flood = [&] {
+        if (!isOver) {
+            bus.unlistenAll(
+                bus.listen<int>([again = std::make_shared<Again>(flood)](const int&) {}));
+        }
+    };
+    flood();
+    Settle(bus);
+    isOver = true;
+}
+
 TEST(AsyncEvents, AnIdleBusReleasesAListenerPromptly) {
     AsyncEventBus bus;
     auto captured = std::make_shared<AsyncEventBus*>(&bus);
@@ -369,41 +389,57 @@ TEST(AsyncEvents, TheGlobalBusesStartAfreshWhenReleased) {
     }
 }
 
-// Each poster's event meets the listeners as its poster has left them.
+// Each poster's event meets the listeners as its poster has left them, also when the
+// bus's thread is just between its two queues.
 TEST(EventsUnderLoad, NoEventOvertakesItsPostersChange) {
-    constexpr int kPosters = 4;
+    constexpr std::size_t kPosters = 2;
     struct Ask {
         std::size_t poster;
         int round;
     };
-    const int rounds = support::Rounds(20'000, 1'000'000) / kPosters;
-    AsyncEventBus bus;
+    struct Asked : Ask {};
+    const int rounds = support::Rounds(4'000, 1'000'000) / static_cast<int>(kPosters);
     std::array<std::atomic<int>, kPosters> heard{};
-    std::atomic<int> faults = 0;
+    std::array<std::atomic<int>, kPosters> asked{};
+    std::atomic<int> strays = 0;
+    std::atomic<int> working = kPosters;
+    AsyncEventBus bus;
+    bus.listen<Asked>([&](const Asked& event) { asked[event.poster] = event.round; });
     Barrier start(kPosters);
     std::vector<std::thread> posters;
     for (std::size_t poster = 0; poster < kPosters; ++poster) {
         posters.emplace_back([&, poster] {
             start.ArriveAndWait();
-            for (int round = 0; round < rounds; ++round) {
+            for (int round = 1; round <= rounds; ++round) {
                 const int token = bus.listen<Ask>([&, poster, round](const Ask& ask) {
                     if (ask.poster == poster) {
-                        ask.round == round ? ++heard[poster] : ++faults;
+                        ask.round == round ? ++heard[poster] : ++strays;
                     }
                 });
                 bus.post(Ask{poster, round});
-                while (heard[poster] <= round && faults == 0) {
+                bus.post(Asked{{poster, round}});
+                while (asked[poster] < round) {
                     std::this_thread::yield();
                 }
                 bus.unlistenAll(token);
             }
+            --working;
         });
+    }
+    while (working > 0) {
+        // Keeps the bus's thread on its way from queue to queue.
+        if (bus.getQueueEventCount() < 4) {
+            bus.post('-');
+        }
+        std::this_thread::yield();
     }
     for (std::thread& poster : posters) {
         poster.join();
     }
-    EXPECT_EQ(0, faults);
-    EXPECT_EQ(std::vector<int>(kPosters, rounds), std::vector<int>(heard.begin(), heard.end()));
+    EXPECT_EQ(0, strays);
+    for (const std::atomic<int>& count : heard) {
+        EXPECT_EQ(rounds, count);
+    }
 }
 
 TEST(EventsUnderLoad, SynchronousListenersComeAndGoOnAllThreads) {

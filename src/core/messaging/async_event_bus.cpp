@@ -55,6 +55,8 @@ private:
     bool WaitForWork();
     void Wake() CORE_REQUIRES(queueMutex);
     int ProcessCommandsAndGetQueuedEventsCount();
+    std::size_t CountCommands();
+    bool TakeCommand(Command& out);
     void Run(Command command);
     void Deliver(int count);
     EventNode* TakeSpareNode(const detail::EventType& type) CORE_NO_THREAD_SAFETY_ANALYSIS {
@@ -184,18 +186,28 @@ bool AsyncEventBusImpl::WaitForWork() {
 int AsyncEventBusImpl::ProcessCommandsAndGetQueuedEventsCount() {
     // First the count, see 2 above.
     const int count = CountEvents();
-    for (;;) {
-        Command command;
-        {
-            const Lock lock(commandMutex);
-            if (commands.empty()) {
-                return count;
-            }
-            command = std::move(commands.front());
-            commands.pop_front();
-        }
+    // Changes that come meanwhile are for the next pass: they might not end.
+    Command command;
+    for (std::size_t left = CountCommands(); left > 0 && TakeCommand(command); --left) {
         Run(std::move(command));
     }
+    return count;
+}
+
+std::size_t AsyncEventBusImpl::CountCommands() {
+    const Lock lock(commandMutex);
+    return commands.size();
+}
+
+bool AsyncEventBusImpl::TakeCommand(Command& out) {
+    const Lock lock(commandMutex);
+    if (commands.empty()) {
+        // The bus was destroyed by a function that went.
+        return false;
+    }
+    out = std::move(commands.front());
+    commands.pop_front();
+    return true;
 }
 
 void AsyncEventBusImpl::Run(Command command) {
