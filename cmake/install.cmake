@@ -1,27 +1,30 @@
 # What `cmake --install` gives: headers, library, find_package(core) and core.pc.
+# Two components, which package.cmake makes packages of: what programs need to run,
+# and what their developers need on top.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS core EXPORT core-targets
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/core)
-install(EXPORT core-targets NAMESPACE core:: DESTINATION ${packageDir})
+install(EXPORT core-targets NAMESPACE core:: DESTINATION ${packageDir} COMPONENT development)
 configure_package_config_file(cmake/core-config.cmake.in core-config.cmake
   INSTALL_DESTINATION ${packageDir})
 write_basic_package_version_file(core-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES
   ${PROJECT_BINARY_DIR}/core-config.cmake
   ${PROJECT_BINARY_DIR}/core-config-version.cmake
-  DESTINATION ${packageDir})
+  DESTINATION ${packageDir} COMPONENT development)
 
 # Relative to the .pc file, so that the package can be moved.
 file(RELATIVE_PATH pcPrefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" pcPrefix "${pcPrefix}")
 configure_file(cmake/core.pc.in core.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/core.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/core.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
 # The compiler's own DLLs, which core.dll needs beside it: next to the programs
 # of the build, and in the installed package.
@@ -36,5 +39,7 @@ if(MINGW)
     list(APPEND runtimeDlls ${path})
   endforeach()
   file(COPY ${runtimeDlls} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
-  install(FILES ${runtimeDlls} DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${runtimeDlls} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()
+
+include(cmake/package.cmake)

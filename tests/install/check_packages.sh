@@ -1,0 +1,82 @@
+#!/bin/bash
+# check_packages.sh FOLDER: tries what cpack made there as somebody who installs it.
+#
+# The Debian packages are installed in a root of their own; the .zip is unpacked.
+# From both, check.cmake builds and runs the projects of callers.
+set -euo pipefail
+folder=$(cd "$1" && pwd)
+source=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+version=$(awk -F'"' '/CORE_VERSION_STRING/ { print $2 }' "$source/include/core/version.h")
+major=${version%%.*}
+libraries=/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+architecture=$(dpkg --print-architecture)
+
+library=$folder/libcore${major}_${version}_$architecture.deb
+development=$folder/libcore-dev_${version}_$architecture.deb
+symbols=$folder/libcore${major}-dbgsym_${version}_$architecture.ddeb
+zip=$folder/core-$version-windows-x86_64.zip
+
+fail() {
+    echo "check_packages.sh: $*" >&2
+    exit 1
+}
+
+# field PACKAGE FIELD TEXT: the control field holds the text.
+field() {
+    local value
+    value=$(dpkg-deb --field "$1" "$2")
+    [[ $value == *"$3"* ]] || fail "$(basename "$1"): $2 is '$value', without '$3'"
+}
+
+# consumers PREFIX NAME CMAKE-OPTION...
+consumers() {
+    local prefix=$1 name=$2
+    shift 2
+    cmake -DPREFIX="$prefix" -DWORK="$work/$name" -DVERSION="$version" -DCONFIG=RelWithDebInfo \
+        -DGENERATOR=Ninja "$@" -P "$source/tests/install/check.cmake"
+}
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+echo "== Debian packages"
+field "$library" Depends libstdc++6
+field "$development" Depends "libcore$major (= $version)"
+[[ $(dpkg-deb --ctrl-tarfile "$library" | tar -xO ./shlibs) == \
+    "libcore $major libcore$major (>= $version)" ]] || fail "wrong shlibs"
+dpkg-deb --contents "$symbols" | grep -q '/usr/lib/debug/.*\.debug$' || fail "no debug information"
+# The packages stay within a company and have neither a licence nor Debian's changelog;
+# cpack's scripts call ldconfig, which the trigger does too.
+lintian --allow-root --fail-on error,warning \
+    --suppress-tags no-copyright-file,no-changelog,bogus-mail-host,maintscript-calls-ldconfig \
+    "$library" "$development"
+
+# Of what is installed here, the root's dpkg knows what the library depends on.
+root=$work/root
+database=$root/var/lib/dpkg
+mkdir -p "$database/info" "$database/updates" "$root/var/log"
+dpkg-deb --field "$library" Depends | tr ',' '\n' | while read -r name _; do
+    dpkg-query --status "$name" >>"$database/status"
+    echo >>"$database/status"
+    touch "$database/info/$name:$architecture.list"
+done
+in_root() {
+    dpkg --root="$root" --force-not-root,script-chrootless --no-triggers "$@"
+}
+if in_root --install "$development" >"$work/refused" 2>&1; then
+    fail "-dev goes without the library"
+fi
+in_root --install "$library" "$development"
+consumers "$root/usr" debian -DCOMPILER=g++
+in_root --remove libcore-dev "libcore$major"
+left=$(find "$root/usr" ! -type d 2>/dev/null || true)
+[[ -z $left ]] || fail "left behind: $left"
+
+echo "== Windows"
+unzip -q "$zip" -d "$work/unzipped"
+consumers "$work/unzipped/core-$version-windows-x86_64" windows \
+    -DCOMPILER=x86_64-w64-mingw32-g++-posix -DTOOLCHAIN="$source/cmake/mingw-w64.cmake" \
+    -DEMULATOR="$source/cmake/run-in-wine"
+
+echo
+(cd "$folder" && du -h -- *)
