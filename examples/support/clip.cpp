@@ -24,18 +24,6 @@ FreezeSpan ReadFreeze(std::string_view text, core::SpeedParameter& speed) {
     return {speed.PointTimeToRenderTime(point), duration};
 }
 
-bool CanBeDrawn(core::SpeedParameter& speed) {
-    const double fps = speed.GetSourceFPS();
-    const double length = speed.GetRenderTotalTime();
-    bool isSmall = std::fabs(speed.GetSourceTotalTime()) <= kTimeLimit &&
-                   speed.GetKeyFramesCount() <= kMaxKeyframes;
-    for (int i = 0; i < speed.GetKeyFramesCount() && isSmall; ++i) {
-        isSmall = std::fabs(speed.GetPointTime(i)) <= kTimeLimit &&
-                  std::fabs(speed.GetPointValue(i).AsDouble()) <= kLargestNumber;
-    }
-    return isSmall && fps >= 0.1 && fps <= 1000.0 && length > 0.0 && length * fps < kMaxFrames;
-}
-
 }  // namespace
 
 int Clip::LastFrame() {
@@ -64,6 +52,18 @@ std::vector<FreezeSpan> FreezesOf(core::SpeedParameter& speed) {
     return freezes;
 }
 
+bool CanBeShown(core::SpeedParameter& speed) {
+    const double fps = speed.GetSourceFPS();
+    const double length = speed.GetRenderTotalTime();
+    bool isSmall = std::fabs(speed.GetSourceTotalTime()) <= kTimeLimit &&
+                   speed.GetKeyFramesCount() <= kMaxKeyframes;
+    for (int i = 0; i < speed.GetKeyFramesCount() && isSmall; ++i) {
+        isSmall = std::fabs(speed.GetPointTime(i)) <= kTimeLimit &&
+                  std::fabs(speed.GetPointValue(i).AsDouble()) <= kLargestNumber;
+    }
+    return isSmall && fps >= 0.1 && fps <= 1000.0 && length > 0.0 && length * fps < kMaxFrames;
+}
+
 std::optional<Clip> LoadClip(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);
     if (!in || std::filesystem::is_directory(file)) {
@@ -83,7 +83,7 @@ std::optional<Clip> LoadClip(const std::filesystem::path& file) {
     if (type != core::ParameterDouble && type != core::ParameterInt) {
         return std::nullopt;
     }
-    if (!CanBeDrawn(clip.speed)) {
+    if (!CanBeShown(clip.speed)) {
         const std::u8string path = file.u8string();
         throw TableError(std::string(path.begin(), path.end()) +
                          ": a clip too long to be drawn, or without a length");

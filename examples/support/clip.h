@@ -31,6 +31,10 @@ struct FreezeSpan {
 /// The freezes of a curve in order of time.
 std::vector<FreezeSpan> FreezesOf(core::SpeedParameter& speed);
 
+/// Whether a clip can be shown frame by frame: it has a length, neither too long nor of
+/// too many frames, and no keyframe beyond the limits of a table.
+bool CanBeShown(core::SpeedParameter& speed);
+
 /// Reads a speed curve that was saved as a JSON document; none when the file is not one.
 /// Its title is the file's name. Throws `TableError` for one that cannot be shown.
 std::optional<Clip> LoadClip(const std::filesystem::path& file);

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace example {
@@ -50,6 +51,43 @@ std::vector<KeyframeRow> RowsOf(core::Parameter& parameter) {
 
 }  // namespace
 
+KeyframeTable TableOf(core::Parameter& parameter, std::string title) {
+    KeyframeTable table;
+    table.title = std::move(title);
+    table.type = parameter.GetParameterType();
+    table.rows = RowsOf(parameter);
+    const ValAny ratio = parameter.GetBaseRatio();
+    if (ratio.IsNumber()) {
+        table.baseRatio = ratio.AsDouble();
+    }
+    ValAny low;
+    ValAny high;
+    parameter.GetValueRange(low, high);
+    if (low.IsNumber() && high.IsNumber() && CanBeDrawn(low.AsDouble()) &&
+        CanBeDrawn(high.AsDouble())) {
+        table.range = {low.AsDouble(), high.AsDouble()};
+    }
+    return table;
+}
+
+std::string DrawingFault(const KeyframeTable& table) {
+    if (table.type == core::ParameterString) {
+        return "texts cannot be drawn";
+    }
+    if (table.rows.empty()) {
+        return "holds no keyframe";
+    }
+    const double seconds = table.rows.back().time - table.rows.front().time;
+    if (table.rows.size() > static_cast<std::size_t>(kMaxKeyframes) ||
+        seconds * table.fps >= kMaxFrames ||
+        !std::all_of(table.rows.begin(), table.rows.end(),
+                     [](const KeyframeRow& row) { return CanBeDrawn(row); }) ||
+        (table.baseRatio && !CanBeDrawn(*table.baseRatio))) {
+        return "too large to be drawn";
+    }
+    return {};
+}
+
 KeyframeTable LoadParameterDocument(const std::filesystem::path& file) {
     const auto fail = [&file](const char* what) -> TableError {
         return TableError(Utf8Of(file) + ": " + what);
@@ -64,34 +102,9 @@ KeyframeTable LoadParameterDocument(const std::filesystem::path& file) {
         throw fail("not the document of a parameter");
     }
 
-    KeyframeTable table;
-    table.title = Utf8Of(file.stem());
-    table.type = parameter.GetParameterType();
-    table.rows = RowsOf(parameter);
-    if (table.type == core::ParameterString) {
-        throw fail("texts cannot be drawn");
-    }
-    if (table.rows.empty()) {
-        throw fail("holds no keyframe");
-    }
-    const ValAny ratio = parameter.GetBaseRatio();
-    if (ratio.IsNumber()) {
-        table.baseRatio = ratio.AsDouble();
-    }
-    ValAny low;
-    ValAny high;
-    parameter.GetValueRange(low, high);
-    if (low.IsNumber() && high.IsNumber() && CanBeDrawn(low.AsDouble()) &&
-        CanBeDrawn(high.AsDouble())) {
-        table.range = {low.AsDouble(), high.AsDouble()};
-    }
-    const double seconds = table.rows.back().time - table.rows.front().time;
-    if (table.rows.size() > static_cast<std::size_t>(kMaxKeyframes) ||
-        seconds * table.fps >= kMaxFrames ||
-        !std::all_of(table.rows.begin(), table.rows.end(),
-                     [](const KeyframeRow& row) { return CanBeDrawn(row); }) ||
-        (table.baseRatio && !CanBeDrawn(*table.baseRatio))) {
-        throw fail("too large to be drawn");
+    const KeyframeTable table = TableOf(parameter, Utf8Of(file.stem()));
+    if (const std::string fault = DrawingFault(table); !fault.empty()) {
+        throw fail(fault.c_str());
     }
     return table;
 }

@@ -2,9 +2,19 @@
 
 #include "support/keyframe_table.h"
 
+#include <core/core.h>
+
 #include <filesystem>
+#include <string>
 
 namespace example {
+
+/// The keyframes of a parameter, with their handles, as a table. Of a range it takes one
+/// of numbers that can be drawn.
+KeyframeTable TableOf(core::Parameter& parameter, std::string title);
+
+/// Why a picture of the table cannot be made; empty when it can.
+std::string DrawingFault(const KeyframeTable& table);
 
 /// Reads a parameter that was saved as a JSON document. Its title is the file's name;
 /// documents have none. Throws `TableError` for one that cannot be shown: no document,

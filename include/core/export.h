@@ -1,6 +1,7 @@
 #pragma once
 
-/// CORE_API marks what the shared library exports; everything else is hidden.
+/// @def CORE_API
+/// Marks what the shared library exports; everything else is hidden.
 ///
 /// CORE_BUILDING is defined while the library itself is compiled, CORE_STATIC by
 /// programs that link its object files instead of the library.

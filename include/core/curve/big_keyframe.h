@@ -11,7 +11,9 @@ namespace core {
 class CORE_API BigKeyframe : public KeyframeHandle {
 public:
     BigKeyframe();
+    /// Without keyframes; `value` is the constant and tells the type.
     explicit BigKeyframe(ValAny value);
+    /// With one keyframe, unless `time` is not finite.
     BigKeyframe(double time, ValAny value, KeyframeInterpolationType interpolation,
                 ParameterTypeEnum type);
     BigKeyframe(const BigKeyframe& other);

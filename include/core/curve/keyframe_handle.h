@@ -73,6 +73,7 @@ public:
     BigParameterImpl* p_impl() const noexcept { return impl.get(); }
 
 protected:
+    /// As the constructors of `Parameter`.
     KeyframeHandle();
     explicit KeyframeHandle(ValAny value);
     KeyframeHandle(double time, ValAny value, KeyframeInterpolationType interpolation,

@@ -21,14 +21,18 @@ public:
     TimeValuePair(double atTime, ValAny newValue, KeyframeInterpolationType type)
         : time(atTime), value(std::move(newValue)), interpolation(type) {}
 
+    /// In seconds, or in ticks.
     double GetTime() const noexcept { return time; }
     void SetTime(double newTime) noexcept { time = newTime; }
 
+    /// A copy of the value.
     ValAny GetValue() const { return value; }
     /// The value without a copy; the reference lives until the keyframe changes.
     const ValAny& PeekValue() const noexcept { return value; }
+    /// Replaces the value; handles stay.
     void SetValue(ValAny newValue) noexcept { value = std::move(newValue); }
 
+    /// The type of the segment that starts here.
     KeyframeInterpolationType GetInterpolation() const noexcept { return interpolation; }
     void SetInterpolation(KeyframeInterpolationType type) noexcept { interpolation = type; }
 

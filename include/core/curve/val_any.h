@@ -43,6 +43,7 @@ protected:
 template <class T>
 class BoxedObj final : public IBoxedObj {
 public:
+    /// The box owns its copy.
     explicit BoxedObj(T value) : boxed(std::move(value)) {}
     IBoxedObj* Clone() const override { return new BoxedObj(boxed); }
     const void* Value() const noexcept override { return &boxed; }
@@ -101,6 +102,7 @@ public:
         }
     }
 
+    /// A point or a text, boxed.
     ValAny(const Pointd& value) : kind(kPoint) { payload.box = new BoxedObj<Pointd>(value); }
     ValAny(std::string value) : kind(kString) {
         payload.box = new BoxedObj<std::string>(std::move(value));
@@ -142,6 +144,7 @@ public:
     /// The kind code: 0 none, 1 boolean, 2 int, 3 unsigned, 4 and 5 the 64-bit
     /// integers, 6 float, 7 double, 272 point, 288 text.
     int Kind() const noexcept { return kind; }
+    /// Whether it is none; the integer zero is not.
     bool IsEmpty() const noexcept { return kind == kNone; }
     /// Whether `AsDouble` and `AsInt` answer. A boolean is not a number.
     bool IsNumber() const noexcept { return kind >= kInt && kind <= kDouble; }

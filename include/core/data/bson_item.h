@@ -39,9 +39,12 @@ public:
         kMap = 15,
     };
 
+    /// One of the codes above.
     std::int32_t Kind() const noexcept { return kind; }
     /// Whether anything was decoded or set.
     explicit operator bool() const noexcept { return kind != kNone; }
+    /// What the item is. A float is any floating-point number, a tuple the header of an
+    /// array.
     bool IsNull() const noexcept { return kind == kNil; }
     bool IsBool() const noexcept { return kind == kBool; }
     bool IsInteger() const noexcept { return kind >= kInt8 && kind <= kUint64; }
@@ -50,6 +53,7 @@ public:
     bool IsTuple() const noexcept { return kind == kTuple; }
     bool IsMap() const noexcept { return kind == kMap; }
 
+    /// Nil, or a boolean.
     void Set(std::nullptr_t) noexcept;
     void Set(bool value) noexcept;
     /// Replaces the low byte of the number and leaves the others; the kind becomes
@@ -58,6 +62,7 @@ public:
     /// Replaces the low byte of the number and leaves the others; the kind becomes
     /// `kInt16`, so that a wider number set before shows in the answer.
     void Set(unsigned char value) noexcept;
+    /// The kind that belongs to the type, signed or not, of 2, 4 or 8 bytes.
     void Set(short value) noexcept;
     void Set(unsigned short value) noexcept;
     void Set(int value) noexcept;
@@ -72,11 +77,13 @@ public:
     void Set(const std::string& value);
     /// Any other pointer would be set as a boolean.
     void Set(const void*) = delete;
+    /// The header of an array, of a map.
     void SetTupleSize(std::int32_t elements) noexcept;
     void SetMapSize(std::int32_t pairs) noexcept;
 
     // Each answers false to an item of another kind, and stores nothing then.
 
+    /// The boolean of an item of that kind.
     bool Get(bool& value) const noexcept;
     /// An item of any integer kind, where its number fits.
     bool Get(signed char& value) const noexcept;
@@ -93,7 +100,9 @@ public:
     bool Get(double& value) const noexcept;
     /// The zero-terminated text, valid until the item changes; null with false.
     bool Get(const char*& value) const noexcept;
+    /// A copy of the text.
     bool Get(std::string& value) const;
+    /// What the header of an array, of a map promises.
     bool GetTupleSize(std::int32_t& elements) const noexcept;
     bool GetMapSize(std::int32_t& pairs) const noexcept;
 

@@ -25,21 +25,26 @@ namespace core {
 /// bytes of a text and for the buffer, which grows by half of itself when it is full.
 class CORE_API BsonPacker {
 public:
+    /// One byte.
     BsonPacker& operator<<(std::nullptr_t);
     BsonPacker& operator<<(bool value);
     /// One byte from -32 to -1, else two.
     BsonPacker& operator<<(signed char value);
+    /// One byte up to 127, else two.
     BsonPacker& operator<<(unsigned char value);
     /// Like a `signed char` where it fits, else three bytes.
     BsonPacker& operator<<(short value);
+    /// Like an `unsigned char` where it fits, else three bytes.
     BsonPacker& operator<<(unsigned short value);
     /// Five bytes, however small the number, but three for 32767.
     BsonPacker& operator<<(int value);
+    /// Like an `unsigned short` where it fits, else five bytes.
     BsonPacker& operator<<(unsigned value);
     /// Like an `int` where it fits, else nine bytes.
     BsonPacker& operator<<(std::int64_t value);
-    /// The unsigned types take the shortest form: one, two, three, five or nine bytes.
+    /// Like an `unsigned` where it fits, else nine bytes.
     BsonPacker& operator<<(std::uint64_t value);
+    /// Five bytes for a float, nine for a double.
     BsonPacker& operator<<(float value);
     BsonPacker& operator<<(double value);
     /// A text up to its terminating zero; null counts as empty. A text of 4 GiB or more

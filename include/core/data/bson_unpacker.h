@@ -28,10 +28,11 @@ class CORE_API BsonUnpacker {
 public:
     /// Reads nothing: at the end at once.
     BsonUnpacker() noexcept;
+    /// Starts at the first of these bytes.
     explicit BsonUnpacker(const BsonBox& box) noexcept;
+    BsonUnpacker(const unsigned char* data, std::size_t size) noexcept;
     /// The unpacker would outlive the bytes.
     explicit BsonUnpacker(BsonBox&&) = delete;
-    BsonUnpacker(const unsigned char* data, std::size_t size) noexcept;
 
     /// Starts anew, at the beginning of other bytes.
     void Open(const BsonBox& box) noexcept;
@@ -43,6 +44,7 @@ public:
     /// Whether all bytes were read, and no more: an item that was cut short leaves the
     /// cursor beyond the end, and this false.
     bool Eos() const noexcept { return cursor == size; }
+    /// Whether a read has failed since `Open`.
     bool Failed() const noexcept { return hasFailed; }
 
     /// The next item, or null, failed, when there is none. It belongs to the unpacker,
@@ -53,7 +55,8 @@ public:
     BsonUnpacker& operator>>(BsonItem& item);
     /// Fails unless the next item is nil.
     BsonUnpacker& operator>>(std::nullptr_t);
-    /// The header of a map; when the next item is none, fails and leaves `size` alone.
+    /// The header of a map, of an array; when the next item is none, fails and leaves the
+    /// argument alone.
     BsonUnpacker& operator>>(BsonMapSize& pairs);
     BsonUnpacker& operator>>(BsonTupleSize& elements);
 

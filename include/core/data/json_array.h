@@ -52,6 +52,7 @@ private:
 /// throws changes nothing. Other modules rely on the fields' order.
 class CORE_API JsonArray {
 public:
+    /// Forward iterators over the elements.
     using iterator = detail::JXIterator<JsonElem>;
     using const_iterator = detail::JXIterator<const JsonElem>;
 
@@ -72,11 +73,14 @@ public:
     JsonArray& operator=(JsonArray&& other);
     ~JsonArray() { Clear(); }
 
+    /// The number of elements.
     int Count() const noexcept { return count; }
+    /// Where nodes come from; never null.
     JsonAllocator* Allocator() const noexcept { return allocator; }
     /// Null when empty.
     JsonElem* First() noexcept { return first; }
     const JsonElem* First() const noexcept { return first; }
+    /// The range of all elements.
     iterator begin() noexcept { return iterator(first); }
     iterator end() noexcept { return iterator(); }
     const_iterator begin() const noexcept { return const_iterator(first); }
@@ -102,11 +106,13 @@ public:
     /// Appends nulls, or removes elements from the end, until there are `n`; none for
     /// an `n` below 0.
     void Resize(int n);
+    /// Removes all elements.
     void Clear() noexcept;
 
     /// As with `JsonValue`, but the text must be an array; on failure this is empty,
     /// or as it was when no '[' was found and it held nothing.
     int Parse(const char* text, int depth = 0);
+    /// As with `JsonValue`.
     void Dump(std::string& out) const;
     void DumpToTail(std::string& out) const;
     void PrettyDump(std::string& out, int indent = 0) const;

@@ -32,6 +32,7 @@ public:
     JsonDoc& operator=(const JsonDoc&) = delete;
     ~JsonDoc() override;
 
+    /// The top of the tree; it lives as long as the document.
     JsonValue& Root() noexcept { return root; }
     const JsonValue& Root() const noexcept { return root; }
     /// Whether the root holds anything; null counts.

@@ -44,6 +44,7 @@ public:
     /// As with `JsonValue`, for the text of a member: "name" : value. On failure the
     /// name is empty, too. `text` may be the member's own name.
     int Parse(const char* text, int depth = 0);
+    /// As with `JsonValue`.
     void Dump(std::string& out) const;
     void DumpToTail(std::string& out) const;
     void PrettyDump(std::string& out, int indent = 0) const;
@@ -70,6 +71,7 @@ private:
 /// throws changes nothing. Other modules rely on the fields' order.
 class CORE_API JsonObject {
 public:
+    /// Forward iterators over the members.
     using iterator = detail::JXIterator<JsonMember>;
     using const_iterator = detail::JXIterator<const JsonMember>;
 
@@ -90,11 +92,14 @@ public:
     JsonObject& operator=(JsonObject&& other);
     ~JsonObject() { Clear(); }
 
+    /// The number of members.
     int Count() const noexcept { return count; }
+    /// Where nodes come from; never null.
     JsonAllocator* Allocator() const noexcept { return allocator; }
     /// Null when empty.
     JsonMember* First() noexcept { return first; }
     const JsonMember* First() const noexcept { return first; }
+    /// The range of all members.
     iterator begin() noexcept { return iterator(first); }
     iterator end() noexcept { return iterator(); }
     const_iterator begin() const noexcept { return const_iterator(first); }
@@ -127,11 +132,13 @@ public:
     bool Erase(const char* name) noexcept;
     bool Erase(const std::string& name) noexcept;
     bool Erase(JsonMember& member) noexcept;
+    /// Removes all members.
     void Clear() noexcept;
 
     /// As with `JsonValue`, but the text must be an object; on failure this is empty,
     /// or as it was when no '{' was found and it held nothing.
     int Parse(const char* text, int depth = 0);
+    /// As with `JsonValue`.
     void Dump(std::string& out) const;
     void DumpToTail(std::string& out) const;
     void PrettyDump(std::string& out, int indent = 0) const;

@@ -32,6 +32,7 @@ public:
     const char* Text() const noexcept { return IsInPlace() ? storage.inPlace : storage.heap; }
     /// Bytes that are held, the terminating zero included; 16 at first.
     int Capacity() const noexcept { return capacity; }
+    /// Where longer texts come from; never null.
     JsonAllocator* Allocator() const noexcept { return allocator; }
 
     /// Makes room for `bytes` bytes, the terminating zero included, and answers

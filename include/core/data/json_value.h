@@ -79,19 +79,23 @@ public:
     /// 0 empty, 1 null, 2 boolean, 3 signed, 4 unsigned, 5 double, 101 string,
     /// 102 array, 103 object.
     int Kind() const noexcept { return kind; }
+    /// What the value is. Null is not empty.
     bool IsEmpty() const noexcept { return kind == kEmpty; }
     bool IsNull() const noexcept { return kind == kNull; }
     bool IsBool() const noexcept { return kind == kBool; }
     /// Signed, unsigned or double; a boolean is not a number.
     bool IsNumber() const noexcept { return kind >= kSigned && kind <= kDouble; }
+    /// What the value is, exactly: a number is held in one of three ways.
     bool IsSigned() const noexcept { return kind == kSigned; }
     bool IsUnsigned() const noexcept { return kind == kUnsigned; }
     bool IsDouble() const noexcept { return kind == kDouble; }
     bool IsString() const noexcept { return kind == kString; }
     bool IsArray() const noexcept { return kind == kArray; }
     bool IsObject() const noexcept { return kind == kObject; }
+    /// Where nodes come from; never null.
     JsonAllocator* Allocator() const noexcept { return allocator; }
 
+    /// Replaces the content by a scalar; never allocates.
     void Set(std::nullptr_t) noexcept {
         Clear();
         kind = kNull;
@@ -166,6 +170,7 @@ public:
     float AsFloat() const;
     /// Zero-terminated; valid until this value is changed.
     const char* AsString() const;
+    /// The node itself, which lives until the value gets another kind.
     JsonArray& AsArray();
     const JsonArray& AsArray() const;
     JsonObject& AsObject();

@@ -19,6 +19,7 @@ namespace core {
 ///     for (int i = 0; i < view.Count(); ++i) { Use(view[i]); }
 class CORE_API JsonArrayView {
 public:
+    /// Indexes the array: O(n).
     explicit JsonArrayView(const JsonArray& array);
     JsonArrayView(const JsonArrayView&) = delete;
     JsonArrayView& operator=(const JsonArrayView&) = delete;
@@ -26,6 +27,7 @@ public:
 
     /// Indexes this array from now on.
     void View(const JsonArray& array);
+    /// The number of elements.
     int Count() const noexcept;
     /// `i` is not checked: 0 <= i < Count().
     const JsonValue& operator[](int i) const noexcept;
@@ -38,13 +40,17 @@ private:
 /// The same over an array whose values may be changed through it.
 class CORE_API JsonArrayAccessor {
 public:
+    /// Indexes the array: O(n).
     explicit JsonArrayAccessor(JsonArray& array);
     JsonArrayAccessor(const JsonArrayAccessor&) = delete;
     JsonArrayAccessor& operator=(const JsonArrayAccessor&) = delete;
     ~JsonArrayAccessor();
 
+    /// Indexes this array from now on.
     void Access(JsonArray& array);
+    /// The number of elements.
     int Count() const noexcept;
+    /// `i` is not checked: 0 <= i < Count().
     JsonValue& operator[](int i) const noexcept;
 
 private:
@@ -57,12 +63,15 @@ private:
 /// count once.
 class CORE_API JsonObjectView {
 public:
+    /// Indexes the object: O(n).
     explicit JsonObjectView(const JsonObject& object);
     JsonObjectView(const JsonObjectView&) = delete;
     JsonObjectView& operator=(const JsonObjectView&) = delete;
     ~JsonObjectView();
 
+    /// Indexes this object from now on.
     void View(const JsonObject& object);
+    /// The number of different names.
     int Count() const noexcept;
     /// Null when no member has this name.
     const JsonValue* Find(const char* name) const noexcept;
@@ -76,13 +85,17 @@ private:
 /// The same over an object whose values may be changed through it.
 class CORE_API JsonObjectAccessor {
 public:
+    /// Indexes the object: O(n).
     explicit JsonObjectAccessor(JsonObject& object);
     JsonObjectAccessor(const JsonObjectAccessor&) = delete;
     JsonObjectAccessor& operator=(const JsonObjectAccessor&) = delete;
     ~JsonObjectAccessor();
 
+    /// Indexes this object from now on.
     void Access(JsonObject& object);
+    /// The number of different names.
     int Count() const noexcept;
+    /// Null when no member has this name.
     JsonValue* Find(const char* name) const noexcept;
     JsonValue* Find(const std::string& name) const noexcept;
 

@@ -12,7 +12,7 @@ namespace core::md5 {
 
 /// The 16 bytes in the order of RFC 1321: the four state words, little-endian, A first.
 struct MD5Digest {
-    std::uint8_t bytes[16];
+    std::uint8_t bytes[16];  ///< the digest
 };
 
 /// Digest of `length` bytes at `data`, which may be null when `length` is 0.

@@ -24,6 +24,7 @@ public:
     TimeSpan(const TimeSpan&) = delete;
     TimeSpan& operator=(const TimeSpan&) = delete;
 
+    /// Begins a measurement, in place of the one before.
     void start() noexcept;
     /// Ends the measurement. The record is valid as long as this object; null
     /// without memory.

@@ -28,7 +28,9 @@ public:
     /// Fills in a new identifier, unique over threads and processes. False when the
     /// system has none to give; the bytes are then not to be used.
     bool Generate() noexcept;
+    /// Whether all bytes are zero.
     bool IsNil() const noexcept;
+    /// Sets all bytes to zero.
     void SetNil() noexcept;
 
     /// Writes 36 characters, as in "00112233-4455-6677-8899-aabbccddeeff", in lower
@@ -38,6 +40,7 @@ public:
     /// Replaces the text; false for null.
     bool ToString(std::string* text) const;
     bool ToString(UuidString* text) const noexcept;
+    /// The same text as a value.
     std::string GetUidString() const;
 
     /// Reads the first 36 characters, digits in either case; more are ignored.
@@ -55,6 +58,7 @@ public:
     /// The 16 bytes; valid as long as this object.
     const std::uint8_t* Data() const noexcept { return bytes; }
 
+    /// Whether all bytes are equal.
     friend bool operator==(const Uuid& a, const Uuid& b) noexcept {
         return std::memcmp(a.bytes, b.bytes, sizeof a.bytes) == 0;
     }
@@ -70,6 +74,7 @@ public:
     /// Empty.
     UuidString() noexcept : characters{} {}
 
+    /// The text of `uuid`.
     void FromUuid(const Uuid& uuid) noexcept;
     /// Answers like `Uuid::FromString`; false for null.
     bool ToUuid(Uuid* uuid) const noexcept;

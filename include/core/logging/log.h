@@ -100,6 +100,7 @@ CORE_API int CoreLogSetTaskId(const char* module, const char* taskId);
 
 /// From the first tag on, only lines with one of the added tags are written.
 CORE_API int CoreLogAddFilterTag(const char* tag);
+/// Removes all tags: every line passes again.
 CORE_API int CoreLogClearFilterTag(void);
 
 /// Has every line written through to its file at once, not only errors. Costs speed

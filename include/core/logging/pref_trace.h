@@ -80,6 +80,7 @@ namespace core {
 /// pointed to, which is right for an argument of `TraceEvent`.
 class TraceProperty {
 public:
+    /// A text; null is written as null.
     TraceProperty(const char* propertyName, const char* text) noexcept
         : name(propertyName), type(CORE_TRACE_TEXT) {
         value.text = text;
@@ -104,6 +105,7 @@ public:
     const char* Name() const noexcept { return name; }
     /// One of CORE_TRACE_...
     std::int64_t Type() const noexcept { return type; }
+    /// The value of a property of that type; of any other, undefined.
     const char* Text() const noexcept { return value.text; }
     double Real() const noexcept { return value.real; }
     std::int64_t Integer() const noexcept { return value.integer; }

@@ -196,17 +196,21 @@ public:
     EventBus(const EventBus&) = delete;
     EventBus& operator=(const EventBus&) = delete;
 
+    /// Makes `listener` hear events of type E. Answers a new token for its owner, from 1
+    /// on. An empty function hears nothing.
     template <class E>
     int listen(std::function<void(const E&)> listener) {
         return listen<E>(newToken(), std::move(listener));
     }
 
+    /// The same for an owner that has a token; answers that.
     template <class E>
     int listen(int token, std::function<void(const E&)> listener) {
         addListener(detail::EventTypeOf<E>(), detail::MakeListener(token, std::move(listener)));
         return token;
     }
 
+    /// Runs the listeners of this type, one after the other.
     template <class E>
     void post(E event) {
         postEvent(detail::EventTypeOf<E>(), std::addressof(event));

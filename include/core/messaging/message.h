@@ -10,6 +10,7 @@ namespace core {
 /// A small message that a SimpleMsgBus carries by value. No field means anything to
 /// the bus.
 struct SimpleMessage {
+    /// Whatever the two sides have agreed on.
     std::int32_t code = 0;
     std::int32_t arg = 0;
     std::int64_t param1 = 0;
@@ -23,12 +24,14 @@ struct SimpleMessage {
 /// add what the message says.
 class CORE_API VersatileMessage {
 public:
+    /// `id` tells readers what to cast to.
     explicit VersatileMessage(std::int32_t id) noexcept;
     VersatileMessage(const VersatileMessage& other) noexcept;
     /// Takes the other's id too.
     VersatileMessage& operator=(const VersatileMessage& other) noexcept;
     virtual ~VersatileMessage();
 
+    /// The number that the message was made with.
     std::int32_t MessageId() const noexcept { return fixedId; }
 
 private:

@@ -88,6 +88,7 @@ private:
 /// handle in the queue too. An empty handle is carried like any other.
 class CORE_API VersatileMsgBus {
 public:
+    /// What the bus carries.
     using Handle = std::shared_ptr<VersatileMessage>;
 
     VersatileMsgBus();
@@ -95,6 +96,7 @@ public:
     VersatileMsgBus& operator=(const VersatileMsgBus& other) noexcept;
     ~VersatileMsgBus();
 
+    /// Appends a handle and wakes one waiter. False when the bus is closed.
     bool AddMsg(const Handle& message);
 
     /// Takes the caller's handle, or leaves it alone when the bus is closed.
@@ -113,6 +115,7 @@ public:
         return false;
     }
 
+    /// As on SimpleMsgBus.
     bool InsertUrgentMsg(const Handle& message);
     MsgBusWaitRet GetMsg(Handle& out);
     MsgBusWaitRet GetMsgWaitFor(Handle& out, std::int64_t ms);

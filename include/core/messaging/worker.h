@@ -11,6 +11,7 @@ namespace core {
 class Task {
 public:
     virtual ~Task() = default;
+    /// The work, on the worker's thread or on one that drains it.
     virtual void Run() = 0;
 };
 

@@ -1,0 +1,36 @@
+// Reads a JSON document, changes it, and writes it again.
+
+#include <core/core.h>
+
+#include <cstdio>
+#include <string>
+
+int main() {
+    core::JsonDoc document;
+    if (document.Parse(R"({"name": "intro", "tracks": [{"gain": 0.5}, {"gain": 1}]})") < 0) {
+        return 1;
+    }
+
+    core::JsonObject& clip = document.Root().AsObject();
+    for (core::JsonElem& track : clip["tracks"].AsArray()) {
+        core::JsonMember& gain = track.AsObject()["gain"];
+        gain.Set(gain.AsDouble() * 0.5);
+    }
+    clip["name"].Set("outro");
+    clip.AddArray("tags").Add(nullptr).Set("draft");
+
+    std::string text;
+    document.PrettyDump(text);
+    std::printf("%s\n", text.c_str());
+
+    // What may be missing is asked for, not read: a wrong kind throws.
+    double length = 0.0;
+    if (const core::JsonMember* member = clip.Find("length"); !member || !member->Get(length)) {
+        std::printf("no length\n");
+    }
+    try {
+        clip["name"].AsDouble();
+    } catch (const core::JsonBadAccess& error) {
+        std::printf("%s\n", error.what());
+    }
+}

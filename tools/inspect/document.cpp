@@ -1,0 +1,114 @@
+#include "inspect/document.h"
+
+#include "inspect/json_fault.h"
+#include "inspect/packed_fault.h"
+
+#include <optional>
+#include <string_view>
+
+namespace inspect {
+
+namespace {
+
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+
+bool StartsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
+}
+
+// JSON starts with an ASCII byte or a mark. Packed documents start with the header of
+// a container, a text or a number, most of which are above ASCII; a small number alone
+// is taken for text.
+bool LooksPacked(std::string_view bytes) {
+    return !bytes.empty() && static_cast<unsigned char>(bytes.front()) >= 0x80;
+}
+
+Subject SubjectOf(const core::JsonValue& root) {
+    const core::JsonObject* object = nullptr;
+    const core::JsonArray* keyframes = nullptr;
+    if (!root.Get(object)) {
+        return Subject::OtherJson;
+    }
+    const core::JsonMember* const sets = object->Find("keyframeSets");
+    if (sets == nullptr || !sets->Get(keyframes)) {
+        return Subject::OtherJson;
+    }
+    // Every speed curve has its source's length.
+    return object->Find("_totalTime") != nullptr ? Subject::SpeedCurve : Subject::Parameter;
+}
+
+}  // namespace
+
+Document::Document(const std::string& file, const Console& console)
+    : name(InputName(file)), text(ReadInput(file, console)) {
+    if (StartsWith(text, "\xFF\xFE") || StartsWith(text, "\xFE\xFF")) {
+        throw Failure(name, "text in UTF-16, where UTF-8 is wanted");
+    }
+    if (StartsWith(text, kUtf8Mark)) {
+        text.erase(0, kUtf8Mark.size());
+        ReadJson(console);
+    } else if (LooksPacked(text)) {
+        ReadPacked();
+    } else {
+        ReadJson(console);
+    }
+    subject = SubjectOf(document.Root());
+}
+
+void Document::ReadJson(const Console& console) {
+    Progress progress(console);
+    progress.Show("parsing " + name);
+    const int used = document.Parse(text.c_str());
+    const std::size_t rest =
+        used < 0 ? 0 : text.find_first_not_of(" \t\n\v\f\r", static_cast<std::size_t>(used));
+    if (used >= 0 && rest == std::string::npos) {
+        return;
+    }
+    const std::optional<JsonFault> fault = FindJsonFault(text);
+    if (!fault) {
+        throw Failure(name, "does not parse");
+    }
+    const TextPlace place = PlaceOf(text, fault->offset);
+    throw Failure(name, "line " + std::to_string(place.line) + ", column " +
+                            std::to_string(place.column) + ": " + fault->what);
+}
+
+void Document::ReadPacked() {
+    isPacked = true;
+    const core::BsonBox box(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+    if (const std::string fault = PackedFault(box); !fault.empty()) {
+        throw Failure(name, fault);
+    }
+    core::BsonToJson(box, document.Root());
+    document.Dump(text);
+}
+
+void Document::Load(core::Parameter& curve) const {
+    if (subject == Subject::OtherJson) {
+        throw Failure(name, "neither a parameter nor a speed curve");
+    }
+    if (curve.Desialize(text.c_str()) != 0) {
+        throw Failure(name,
+                      "a curve that the library does not take: an unknown type, or nested "
+                      "too deep");
+    }
+}
+
+std::unique_ptr<core::Parameter> Document::Curve() const {
+    std::unique_ptr<core::Parameter> curve;
+    if (subject == Subject::SpeedCurve) {
+        curve = std::make_unique<core::SpeedParameter>();
+    } else {
+        curve = std::make_unique<core::Parameter>();
+    }
+    Load(*curve);
+    return curve;
+}
+
+core::Parameter Document::StoredCurve() const {
+    core::Parameter curve;
+    Load(curve);
+    return curve;
+}
+
+}  // namespace inspect

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "inspect/console.h"
+
+#include <core/core.h>
+
+#include <memory>
+#include <string>
+
+namespace inspect {
+
+enum class Subject { Parameter, SpeedCurve, OtherJson };
+
+/// A file as the verbs see it: JSON text or packed data, and what it describes.
+class Document {
+public:
+    /// Reads a file, or standard input for "-". Throws `Failure`: for JSON that does
+    /// not parse with line and column, for packed data with the item's number.
+    Document(const std::string& file, const Console& console);
+
+    /// How messages call the file.
+    const std::string& Name() const { return name; }
+    bool IsPacked() const { return isPacked; }
+    Subject What() const { return subject; }
+    const core::JsonValue& Root() const { return document.Root(); }
+
+    /// The parameter, or the speed curve as one, that the document describes. Throws
+    /// `Failure` when it describes neither, or the library does not take it.
+    std::unique_ptr<core::Parameter> Curve() const;
+    /// The curve as a plain parameter, with the keyframes as they are stored: where
+    /// older speed curves stop, loading them as such makes freezes of keyframes.
+    core::Parameter StoredCurve() const;
+
+private:
+    void ReadJson(const Console& console);
+    void ReadPacked();
+    void Load(core::Parameter& curve) const;
+
+    std::string name;
+    std::string text;  // JSON without a byte order mark, also for packed data
+    core::JsonDoc document;
+    bool isPacked = false;
+    Subject subject = Subject::OtherJson;
+};
+
+}  // namespace inspect
