@@ -68,6 +68,17 @@ if in_root --install "$development" >"$work/refused" 2>&1; then
 fi
 in_root --install "$library" "$development"
 consumers "$root/usr" debian -DCOMPILER=g++
+
+# gdb loads the printers by itself; it looks for them by the full name of the library.
+scripts=$root/usr/share/gdb/auto-load
+mkdir -p "$scripts$root"
+ln -s "$scripts/usr" "$scripts$root/usr"
+loaded=$(gdb -nx -batch -iex "set auto-load scripts-directory $scripts" \
+    -iex "add-auto-load-safe-path $scripts" -ex 'info pretty-printer' \
+    "$root$libraries/libcore.so.$version")
+[[ $loaded == *TimeValuePair* || $loaded == *Keyframe* ]] || fail "gdb loads no printers"
+rm -r "${scripts:?}/tmp"
+
 in_root --remove libcore-dev "libcore$major"
 left=$(find "$root/usr" ! -type d 2>/dev/null || true)
 [[ -z $left ]] || fail "left behind: $left"
