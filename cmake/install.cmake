@@ -52,4 +52,6 @@ if(MINGW)
   install(FILES ${runtimeDlls} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()
 
-include(cmake/package.cmake)
+if(PROJECT_IS_TOP_LEVEL)
+  include(cmake/package.cmake)
+endif()
