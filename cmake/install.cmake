@@ -26,6 +26,16 @@ configure_file(cmake/core.pc.in core.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/core.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+# How debuggers show the library's values; gdb loads what is called like the library
+# by itself, where its safe path allows.
+install(FILES tools/debuggers/core.natvis tools/debuggers/core_printers.py
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/core COMPONENT development)
+if(NOT WIN32)
+  install(FILES tools/debuggers/core_printers.py
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+    RENAME libcore.so.${PROJECT_VERSION}-gdb.py COMPONENT development)
+endif()
+
 # The compiler's own DLLs, which core.dll needs beside it: next to the programs
 # of the build, and in the installed package.
 if(MINGW)
@@ -42,4 +52,6 @@ if(MINGW)
   install(FILES ${runtimeDlls} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()
 
-include(cmake/package.cmake)
+if(PROJECT_IS_TOP_LEVEL)
+  include(cmake/package.cmake)
+endif()

@@ -68,6 +68,15 @@ if in_root --install "$development" >"$work/refused" 2>&1; then
 fi
 in_root --install "$library" "$development"
 consumers "$root/usr" debian -DCOMPILER=g++
+
+# gdb loads the printers by itself; it looks for them by the full name of the library.
+mkdir -p "$work/gdb$root"
+ln -s "$root/usr/share/gdb/auto-load/usr" "$work/gdb$root/usr"
+printers=$(env -u DEBUGINFOD_URLS gdb -nx -batch -iex "set auto-load scripts-directory $work/gdb" \
+    -iex "add-auto-load-safe-path $work" -ex 'info pretty-printer' \
+    "$root$libraries/libcore.so.$version")
+[[ $printers == *Keyframe* ]] || fail "gdb loads no printers"
+
 in_root --remove libcore-dev "libcore$major"
 left=$(find "$root/usr" ! -type d 2>/dev/null || true)
 [[ -z $left ]] || fail "left behind: $left"
