@@ -24,6 +24,8 @@ constexpr Box kSpeedArea = {76.0, 352.0, 660.0, 120.0};
 struct Mark {
     double render;
     double source;
+    double speed;
+    KeyframeShape shape;
 };
 
 // Each keyframe where it is shown.
@@ -31,8 +33,11 @@ std::vector<Mark> MarksOf(core::SpeedParameter& speed) {
     std::vector<Mark> marks;
     for (int i = 0; i < speed.GetKeyFramesCount(); ++i) {
         const double time = speed.GetPointTime(i);
-        const double shown = speed.GetReverse() != 0 ? speed.GetSourceTotalTime() - time : time;
-        marks.push_back({speed.GetRenderTime(shown), shown});
+        const bool isReverse = speed.GetReverse() != 0;
+        const double shown = isReverse ? speed.GetSourceTotalTime() - time : time;
+        const double value = speed.GetPointValue(i).AsDouble();
+        marks.push_back({speed.GetRenderTime(shown), shown, isReverse ? -value : value,
+                         ShapeOf(speed.GetInterpolationType(i))});
     }
     return marks;
 }
@@ -47,21 +52,13 @@ void ShadeFreezes(SvgDocument& picture, const PlotAxes& axes,
     }
 }
 
-void DrawClipLegend(SvgDocument& picture, Pointd at) {
-    picture.Line("curve", at, {at.x + 26.0, at.y});
-    picture.Text("small", {at.x + 33.0, at.y + 4.0}, "curve");
-    DrawKeyframe(picture, {at.x + 92.0, at.y});
-    picture.Text("small", {at.x + 105.0, at.y + 4.0}, "keyframe");
-    picture.Rectangle("beyond", {at.x + 176.0, at.y - 6.0, 12.0, 12.0});
-    picture.Text("small", {at.x + 195.0, at.y + 4.0}, "freeze");
-}
-
 }  // namespace
 
 std::string DrawClip(Clip& clip) {
     core::SpeedParameter& speed = clip.speed;
     const double length = speed.GetRenderTotalTime();
-    const std::vector<FreezeSpan> freezes = FreezesOf(speed);
+    const SeenSpeed seen(speed);
+    const std::vector<FreezeSpan>& freezes = seen.Freezes();
     const std::vector<Mark> marks = MarksOf(speed);
     std::vector<double> corners;
     const auto addCorner = [&](double time) {
@@ -75,19 +72,9 @@ std::string DrawClip(Clip& clip) {
     for (const Mark& mark : marks) {
         addCorner(mark.render);
     }
-    // As Clip::SpeedAt, but for many times. The speed of the last keyframe is never seen.
+    // The speed of the last keyframe is never seen.
     const double last = std::nextafter(length, 0.0);
-    const auto speedAt = [&](double renderTime) {
-        const double time = std::min(renderTime, last);
-        const auto behind =
-            std::upper_bound(freezes.begin(), freezes.end(), time,
-                             [](double t, const FreezeSpan& freeze) { return t < freeze.start; });
-        if (behind != freezes.begin() &&
-            time < std::prev(behind)->start + std::prev(behind)->duration) {
-            return 0.0;
-        }
-        return speed.GetReverse() != 0 ? -speed.GetCurrentFPS(time) : speed.GetCurrentFPS(time);
-    };
+    const auto speedAt = [&](double renderTime) { return seen.At(std::min(renderTime, last)); };
 
     const Span times = Widened({0.0, length}, 0.02);
     const auto count = static_cast<int>(4.0 * kSourceArea.width);
@@ -97,6 +84,9 @@ std::string DrawClip(Clip& clip) {
     for (const double time : samples) {
         sources.Include(speed.GetSourceTime(time));
         speeds.Include(speedAt(time));
+    }
+    for (std::size_t i = 0; i + 1 < marks.size(); ++i) {
+        speeds.Include(marks[i].speed);
     }
     const PlotAxes sourceAxes(kSourceArea, times, Widened(sources, 0.06));
     const PlotAxes speedAxes(kSpeedArea, times, Widened(speeds, 0.1));
@@ -123,12 +113,17 @@ std::string DrawClip(Clip& clip) {
     draw(sourceAxes, "", "source time in seconds",
          [&](double time) { return speed.GetSourceTime(time); });
     draw(speedAxes, "render time in seconds", "speed", speedAt);
-    if (marks.size() <= kMostLeveredKeyframes) {
-        for (const Mark& mark : marks) {
-            DrawKeyframe(picture, sourceAxes.At({mark.render, mark.source}));
+    LegendParts legend;
+    legend.freezes = !freezes.empty();
+    for (std::size_t i = 0; i < marks.size() && marks.size() <= kMostLeveredKeyframes; ++i) {
+        const Mark& mark = marks[i];
+        DrawKeyframe(picture, sourceAxes.At({mark.render, mark.source}), mark.shape);
+        if (i + 1 < marks.size()) {  // the last one's speed is never seen
+            DrawKeyframe(picture, speedAxes.At({mark.render, mark.speed}), mark.shape);
         }
+        legend.keyframes.insert(mark.shape);
     }
-    DrawClipLegend(picture, {22.0, kHeight - 26.0});
+    DrawLegend(picture, {22.0, kHeight - 26.0}, legend);
     return picture.Finish();
 }
 
