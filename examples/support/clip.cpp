@@ -21,7 +21,7 @@ FreezeSpan ReadFreeze(std::string_view text, core::SpeedParameter& speed) {
     const char* const end = text.data() + text.size();
     const char* const blank = std::from_chars(text.data(), end, point).ptr;
     std::from_chars(std::min(blank + 1, end), end, duration);
-    return {speed.PointTimeToRenderTime(point), duration};
+    return {speed.PointTimeToRenderTime(point), duration, point};
 }
 
 }  // namespace
@@ -31,10 +31,20 @@ int Clip::LastFrame() {
 }
 
 double Clip::SpeedAt(double renderTime) {
-    for (const FreezeSpan& freeze : FreezesOf(speed)) {
-        if (freeze.start <= renderTime && renderTime < freeze.start + freeze.duration) {
-            return 0.0;
-        }
+    return SeenSpeed(speed).At(renderTime);
+}
+
+bool SeenSpeed::IsFrozen(double renderTime) const {
+    const auto behind =
+        std::upper_bound(freezes.begin(), freezes.end(), renderTime,
+                         [](double time, const FreezeSpan& freeze) { return time < freeze.start; });
+    return behind != freezes.begin() &&
+           renderTime < std::prev(behind)->start + std::prev(behind)->duration;
+}
+
+double SeenSpeed::At(double renderTime) const {
+    if (IsFrozen(renderTime)) {
+        return 0.0;
     }
     const double forward = speed.GetCurrentFPS(renderTime);
     return speed.GetReverse() != 0 ? -forward : forward;

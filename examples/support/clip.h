@@ -22,14 +22,30 @@ struct Clip {
     double SpeedAt(double renderTime);
 };
 
-/// Where a picture stands on the timeline.
+/// Where a picture stands on the timeline, and the point time that it is kept by.
 struct FreezeSpan {
     double start;
     double duration;
+    double pointTime;
 };
 
 /// The freezes of a curve in order of time.
 std::vector<FreezeSpan> FreezesOf(core::SpeedParameter& speed);
+
+/// The speed of a curve as it is seen, for many times; the curve stays as it is meanwhile.
+class SeenSpeed {
+public:
+    explicit SeenSpeed(core::SpeedParameter& curve) : speed(curve), freezes(FreezesOf(curve)) {}
+
+    const std::vector<FreezeSpan>& Freezes() const { return freezes; }
+    bool IsFrozen(double renderTime) const;
+    /// 0 in a freeze, negative in reverse.
+    double At(double renderTime) const;
+
+private:
+    core::SpeedParameter& speed;
+    std::vector<FreezeSpan> freezes;
+};
 
 /// Whether a clip can be shown frame by frame: it has a length, neither too long nor of
 /// too many frames, and no keyframe beyond the limits of a table.

@@ -61,7 +61,8 @@ void DrawClipLegend(SvgDocument& picture, Pointd at) {
 std::string DrawClip(Clip& clip) {
     core::SpeedParameter& speed = clip.speed;
     const double length = speed.GetRenderTotalTime();
-    const std::vector<FreezeSpan> freezes = FreezesOf(speed);
+    const SeenSpeed seen(speed);
+    const std::vector<FreezeSpan>& freezes = seen.Freezes();
     const std::vector<Mark> marks = MarksOf(speed);
     std::vector<double> corners;
     const auto addCorner = [&](double time) {
@@ -75,19 +76,9 @@ std::string DrawClip(Clip& clip) {
     for (const Mark& mark : marks) {
         addCorner(mark.render);
     }
-    // As Clip::SpeedAt, but for many times. The speed of the last keyframe is never seen.
+    // The speed of the last keyframe is never seen.
     const double last = std::nextafter(length, 0.0);
-    const auto speedAt = [&](double renderTime) {
-        const double time = std::min(renderTime, last);
-        const auto behind =
-            std::upper_bound(freezes.begin(), freezes.end(), time,
-                             [](double t, const FreezeSpan& freeze) { return t < freeze.start; });
-        if (behind != freezes.begin() &&
-            time < std::prev(behind)->start + std::prev(behind)->duration) {
-            return 0.0;
-        }
-        return speed.GetReverse() != 0 ? -speed.GetCurrentFPS(time) : speed.GetCurrentFPS(time);
-    };
+    const auto speedAt = [&](double renderTime) { return seen.At(std::min(renderTime, last)); };
 
     const Span times = Widened({0.0, length}, 0.02);
     const auto count = static_cast<int>(4.0 * kSourceArea.width);

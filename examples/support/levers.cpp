@@ -95,6 +95,11 @@ double Rise(double offset, double slope) {
     return offset == 0.0 ? slope : offset * slope;
 }
 
+bool IsBackwards(Interpolation type0, Interpolation type1) {
+    return type0 == Interpolation::Extrapolate ||
+           (Number(type0) >= 12 && Number(type0) <= 15 && type1 == Interpolation::Extrapolate);
+}
+
 // The rules of the evaluator in its own order; handles are scaled by `ratio` like
 // the values.
 void SetControls(SegmentLevers& segment, Interpolation type0, Interpolation type1, Handle r,
@@ -114,9 +119,7 @@ void SetControls(SegmentLevers& segment, Interpolation type0, Interpolation type
         segment.isFixed = true;
         return;
     }
-    const bool backwards =
-        type0 == Interpolation::Extrapolate ||
-        (Number(type0) >= 12 && Number(type0) <= 15 && type1 == Interpolation::Extrapolate);
+    const bool backwards = IsBackwards(type0, type1);
     if (backwards || type0 == Interpolation::Hold || type0 == Interpolation::EaseOutElastic ||
         type0 == Interpolation::EaseOutBounce) {
         segment.isCubic = segment.showsStart = segment.showsEnd = false;
@@ -126,13 +129,7 @@ void SetControls(SegmentLevers& segment, Interpolation type0, Interpolation type
         }
         return;
     }
-    const bool lowBezier = IsLowBezier(type0) || IsLowBezier(type1);
-    if (!lowBezier && type0 == Interpolation::ValueBezier) {
-        segment.startControl = {p0.x + third, r.x * ratio};
-        segment.endControl = {p3.x - third, l.x * ratio};
-        return;
-    }
-    if (lowBezier || IsHighBezier(type0) || IsHighBezier(type1)) {
+    if (IsTimeValueBezier(type0, type1)) {
         const double a = std::clamp(r.x, 0.0, 1.0);
         const double c = std::clamp(l.x, 0.0, 1.0);
         segment.startControl = {p0.x + a * length, p0.y + Rise(a * length, r.y) * ratio};
@@ -145,6 +142,11 @@ void SetControls(SegmentLevers& segment, Interpolation type0, Interpolation type
             segment.endControl = p3;
             segment.showsEnd = false;
         }
+        return;
+    }
+    if (type0 == Interpolation::ValueBezier) {
+        segment.startControl = {p0.x + third, r.x * ratio};
+        segment.endControl = {p3.x - third, l.x * ratio};
         return;
     }
     segment.startControl = {p0.x + third, p0.y + third * r.x * ratio};
@@ -161,6 +163,18 @@ void SetControls(SegmentLevers& segment, Interpolation type0, Interpolation type
 }
 
 }  // namespace
+
+bool IsTimeValueBezier(Interpolation start, Interpolation end) {
+    const bool isEasing = Number(start) >= Number(Interpolation::EaseInCubic) &&
+                          Number(start) <= Number(Interpolation::EaseOutBounce);
+    if (isEasing || start == Interpolation::Hold || IsBackwards(start, end)) {
+        return false;
+    }
+    if (IsLowBezier(start) || IsLowBezier(end)) {
+        return true;
+    }
+    return start != Interpolation::ValueBezier && (IsHighBezier(start) || IsHighBezier(end));
+}
 
 std::vector<TimeValuePair> Keyframes(core::Parameter& parameter) {
     std::vector<TimeValuePair> keys;

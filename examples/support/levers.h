@@ -23,6 +23,10 @@ struct SegmentLevers {
     bool isFixed = false;
 };
 
+/// Whether a segment between keyframes of these types is a time-value Bezier, whose
+/// handles' X are fractions of its length.
+bool IsTimeValueBezier(core::KeyframeInterpolationType start, core::KeyframeInterpolationType end);
+
 /// Copies of a curve's keyframes, in time order.
 std::vector<core::TimeValuePair> Keyframes(core::Parameter& parameter);
 

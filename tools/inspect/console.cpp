@@ -91,6 +91,10 @@ void Progress::Show(std::string_view text) {
     console.err << '\r' << text << "\x1B[K" << std::flush;
 }
 
+void ReportError(const Console& console, const std::string& what) {
+    console.err << "core-inspect: " + what + '\n' << std::flush;
+}
+
 std::string InputName(const std::string& file) {
     return file == "-" ? "standard input" : file;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <iosfwd>
 #include <stdexcept>
 #include <string>
@@ -43,6 +44,9 @@ private:
     std::chrono::steady_clock::time_point lastShown;
     bool isShown = false;
 };
+
+/// Writes "core-inspect: `what`", as all errors read.
+void ReportError(const Console& console, const std::string& what);
 
 /// How messages call a file: standard input and output have no name of their own.
 std::string InputName(const std::string& file);

@@ -1,0 +1,341 @@
+// What a document is, in a line, and what is suspicious about it, in a line each. The
+// keyframes are looked at twice: as they stand in the file, which the library sorts and
+// thins while it loads, and as they were loaded.
+
+#include "inspect/describe.h"
+#include "inspect/document.h"
+#include "inspect/verbs.h"
+
+#include "support/clip.h"
+#include "support/keyframe_table.h"
+#include "support/levers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <ostream>
+#include <utility>
+#include <vector>
+
+namespace inspect {
+
+namespace {
+
+using core::TimeValuePair;
+using Interpolation = core::KeyframeInterpolationType;
+
+// Times closer than this are one keyframe to the library.
+constexpr double kTimeTolerance = 1e-7;
+// Speeds below this count as none.
+constexpr double kNearZero = 0.0001;
+// Files keep eight decimals, which may round a fraction of 1 upwards.
+constexpr double kSavedDigit = 1e-8;
+
+class Checker {
+public:
+    Checker(const Document& what, const Console& where) : document(what), console(where) {}
+
+    /// How much is suspicious.
+    std::size_t Check() {
+        if (document.What() == Subject::OtherJson) {
+            console.out << document.Name() << ": " << Form() << OtherJsonText() << '\n';
+            return 0;
+        }
+        core::Parameter stored = document.StoredCurve();
+        const std::unique_ptr<core::Parameter> curve = document.Curve();
+        auto* const speed = dynamic_cast<core::SpeedParameter*>(curve.get());
+        const std::string digest = DigestText(stored);
+        console.out << document.Name() << ": " << Form()
+                    << (speed != nullptr ? "speed curve" : "parameter") << ParameterText(stored)
+                    << (speed != nullptr ? SpeedText(*speed) : "") << digest << '\n';
+        CheckStoredOrder(stored);
+        const std::vector<TimeValuePair> keyframes = example::Keyframes(stored);
+        for (std::size_t i = 0; i < keyframes.size(); ++i) {
+            CheckKeyframe(stored, keyframes, i);
+        }
+        if (speed != nullptr) {
+            CheckSpeeds(*speed, keyframes);
+            CheckFreezes(*speed, keyframes);
+        }
+        return findings;
+    }
+
+private:
+    const core::JsonObject& Members() const { return document.Root().AsObject(); }
+
+    std::string Form() const { return document.IsPacked() ? "packed, " : ""; }
+
+    std::string OtherJsonText() const {
+        const core::JsonValue& root = document.Root();
+        const core::JsonObject* object = nullptr;
+        const core::JsonArray* array = nullptr;
+        if (root.Get(object)) {
+            return "other JSON, an object of " +
+                   CountText(static_cast<std::size_t>(object->Count()), "member");
+        }
+        if (root.Get(array)) {
+            return "other JSON, an array of " +
+                   CountText(static_cast<std::size_t>(array->Count()), "element");
+        }
+        return root.IsString()   ? "other JSON, a text"
+               : root.IsNumber() ? "other JSON, a number"
+               : root.IsBool()   ? "other JSON, a boolean"
+                                 : "other JSON, null";
+    }
+
+    std::string ParameterText(core::Parameter& stored) const {
+        std::string text =
+            " of type " + std::string(example::ParameterTypeName(stored.GetParameterType()));
+        const int count = stored.GetKeyFramesCount();
+        text += ", " + CountText(static_cast<std::size_t>(count), "keyframe");
+        if (count > 0) {
+            text += " from " + TimeText(stored.GetPointTime(0)) + " to " +
+                    TimeText(stored.GetPointTime(count - 1));
+        }
+        core::ValAny low;
+        core::ValAny high;
+        if (HasRange(stored, low, high)) {
+            text += ", range " + ValueText(low) + " to " + ValueText(high);
+        }
+        if (stored.GetBaseRatio().IsNumber()) {
+            text += ", base ratio " + ValueText(stored.GetBaseRatio());
+        }
+        return text;
+    }
+
+    static std::string SpeedText(core::SpeedParameter& speed) {
+        std::string text;
+        if (const std::size_t count = example::FreezesOf(speed).size(); count > 0) {
+            text += ", " + CountText(count, "freeze");
+        }
+        if (speed.GetReverse() != 0) {
+            text += ", in reverse";
+        }
+        return text + ", " + NumberText(speed.GetSourceTotalTime()) + " s at " +
+               NumberText(speed.GetSourceFPS()) + " frames per second";
+    }
+
+    std::string DigestText(core::Parameter& stored) {
+        const core::JsonMember* const member = Members().Find("MD5");
+        std::string digest;
+        if (member == nullptr || !member->Get(digest)) {
+            return ", no digest";
+        }
+        if (digest == stored.GetHashString()) {
+            return ", digest right";
+        }
+        later.push_back("the digest is " + QuotedText(digest) +
+                        ", but that of the keyframes is \"" + stored.GetHashString() + "\"");
+        return ", digest wrong";
+    }
+
+    void Report(const std::string& finding) {
+        console.out << document.Name() << ": " << finding << '\n';
+        ++findings;
+    }
+
+    void Report(const TimeValuePair& keyframe, std::size_t index, const std::string& finding) {
+        Report("keyframe " + std::to_string(index) + " (" + TimeText(keyframe.GetTime()) +
+               "): " + finding);
+    }
+
+    // The place of a keyframe in the file, which counts what is left out.
+    struct StoredTime {
+        double time;
+        std::size_t index;
+    };
+
+    void CheckStoredOrder(core::Parameter& stored) {
+        for (const std::string& finding : std::exchange(later, {})) {
+            Report(finding);
+        }
+        const core::JsonArray& elements = Members().Find("keyframeSets")->AsArray();
+        hasLostSome = stored.GetKeyFramesCount() < elements.Count();
+        std::vector<StoredTime> times;
+        std::size_t index = 0;
+        for (const core::JsonElem& element : elements) {
+            CheckStored(element, index, stored.GetParameterType(), times);
+            ++index;
+        }
+        const auto isBefore = [](const StoredTime& a, const StoredTime& b) {
+            return a.time < b.time;
+        };
+        for (std::size_t i = 1; i < times.size(); ++i) {
+            if (times[i].time < times[i - 1].time - kTimeTolerance) {
+                Report("keyframe " + std::to_string(times[i].index) + " of the file (" +
+                       TimeText(times[i].time) + ") stands behind one of a later time, " +
+                       TimeText(times[i - 1].time));
+            }
+        }
+        std::stable_sort(times.begin(), times.end(), isBefore);
+        for (std::size_t i = 1; i < times.size(); ++i) {
+            if (times[i].time - times[i - 1].time < kTimeTolerance) {
+                const auto [first, last] = std::minmax(times[i - 1].index, times[i].index);
+                Report("keyframe " + std::to_string(last) + " of the file (" +
+                       TimeText(times[i].time) + ") has the time of keyframe " +
+                       std::to_string(first) + ", which it replaces");
+            }
+        }
+    }
+
+    void CheckStored(const core::JsonElem& element, std::size_t index, core::ParameterTypeEnum type,
+                     std::vector<StoredTime>& times) {
+        const auto skipped = [&](const char* why) {
+            Report("keyframe " + std::to_string(index) + " of the file is left out: " + why);
+        };
+        const core::JsonObject* keyframe = nullptr;
+        if (!element.Get(keyframe)) {
+            skipped("it is no object");
+            return;
+        }
+        for (const char* const name : {"_time", "_value"}) {
+            if (keyframe->Find(name) == nullptr) {
+                skipped(name == std::string("_time") ? "it has no \"_time\""
+                                                     : "it has no \"_value\"");
+                return;
+            }
+        }
+        double time = 0.0;
+        if (!keyframe->Find("_time")->Get(time) || !std::isfinite(time)) {
+            skipped("its time is no finite number");
+            return;
+        }
+        if (hasLostSome && !IsTaken(*keyframe, type)) {
+            skipped("its value is not of the parameter's type, or one of its numbers is none");
+            return;
+        }
+        times.push_back({time, index});
+    }
+
+    // Whether the library takes a keyframe, asked with a document of this one alone.
+    static bool IsTaken(const core::JsonObject& keyframe, core::ParameterTypeEnum type) {
+        core::JsonObject one;
+        one.Add("ParameterType", nullptr).Set(static_cast<int>(type));
+        one.AddArray("keyframeSets").Add(nullptr).Set(keyframe);
+        std::string text;
+        one.Dump(text);
+        core::Parameter parameter;
+        return parameter.Desialize(text.c_str()) == 0 && parameter.GetKeyFramesCount() == 1;
+    }
+
+    void CheckKeyframe(core::Parameter& stored, const std::vector<TimeValuePair>& keyframes,
+                       std::size_t i) {
+        const TimeValuePair& keyframe = keyframes[i];
+        const auto type = static_cast<int>(keyframe.GetInterpolation());
+        if (type < 0 || type > static_cast<int>(Interpolation::Extrapolate)) {
+            Report(keyframe, i,
+                   "interpolation " + std::to_string(type) + " is unknown and taken for Hermite");
+        }
+        core::ValAny low;
+        core::ValAny high;
+        if (keyframe.GetValue().IsNumber() && HasRange(stored, low, high)) {
+            const double value = example::ShownValue(stored, keyframe.GetValue());
+            if (value < low.AsDouble() || value > high.AsDouble()) {
+                Report(keyframe, i,
+                       "value " + NumberText(value) + " lies outside the range " + ValueText(low) +
+                           " to " + ValueText(high));
+            }
+        }
+        const core::ParameterTypeEnum parameterType = stored.GetParameterType();
+        if (parameterType != core::ParameterDouble && parameterType != core::ParameterInt) {
+            return;
+        }
+        if (i > 0) {
+            CheckHandle(keyframes, i, i - 1, "left", keyframe.GetLeftDerivative());
+        }
+        if (i + 1 < keyframes.size()) {
+            CheckHandle(keyframes, i, i, "right", keyframe.GetRightDerivative());
+        }
+    }
+
+    // The handle of keyframe `i` on the segment that starts at keyframe `start`.
+    void CheckHandle(const std::vector<TimeValuePair>& keyframes, std::size_t i, std::size_t start,
+                     const char* side, double x) {
+        if (example::IsTimeValueBezier(keyframes[start].GetInterpolation(),
+                                       keyframes[start + 1].GetInterpolation()) &&
+            keyframes[i].GetInterpolation() != Interpolation::Linear &&
+            (x < -kSavedDigit || x > 1.0 + kSavedDigit)) {
+            Report(keyframes[i], i,
+                   std::string("the X of the ") + side + " handle, " + NumberText(x) +
+                       ", lies outside 0 to 1");
+        }
+    }
+
+    void CheckSpeeds(core::SpeedParameter& speed, const std::vector<TimeValuePair>& keyframes) {
+        const double length = speed.GetSourceTotalTime();
+        for (std::size_t i = 0; i < keyframes.size(); ++i) {
+            const TimeValuePair& keyframe = keyframes[i];
+            if (!keyframe.GetValue().IsNumber()) {
+                Report(keyframe, i, "a speed that is no number");
+                continue;
+            }
+            const double value = keyframe.GetValue().AsDouble();
+            if (std::fabs(value) < kNearZero && i + 1 < keyframes.size()) {
+                Report(keyframe, i,
+                       "speed " + NumberText(value) + " turns into a freeze of " +
+                           NumberText(keyframes[i + 1].GetTime() - keyframe.GetTime()) + " s");
+            } else if (value < 0.0 && std::fabs(value) >= kNearZero) {
+                Report(keyframe, i, "speed " + NumberText(value) + " is negative");
+            }
+            if (keyframe.GetTime() > length + kTimeTolerance) {
+                Report(keyframe, i,
+                       "lies beyond the length of the source, " + NumberText(length) + " s");
+            }
+        }
+    }
+
+    // Freezes that the curve did not take. Those that keyframes turned into cannot be
+    // told from the others, so with such keyframes nothing is said.
+    void CheckFreezes(core::SpeedParameter& speed, const std::vector<TimeValuePair>& keyframes) {
+        const core::JsonArray* freezes = nullptr;
+        const core::JsonMember* const member = Members().Find("_freeze");
+        if (member == nullptr) {
+            return;
+        }
+        if (!member->Get(freezes)) {
+            Report("\"_freeze\" is no array");
+            return;
+        }
+        const bool hasOthers =
+            std::any_of(keyframes.begin(), keyframes.end(), [](const TimeValuePair& keyframe) {
+                return keyframe.GetValue().IsNumber() &&
+                       std::fabs(keyframe.GetValue().AsDouble()) < kNearZero;
+            });
+        const auto stored = static_cast<std::size_t>(freezes->Count());
+        const std::size_t taken = example::FreezesOf(speed).size();
+        if (!hasOthers && taken < stored) {
+            Report(std::to_string(stored - taken) + " of " + CountText(stored, "freeze") +
+                   " left out: not two numbers, beyond the source, inside another, or too short");
+        }
+    }
+
+    const Document& document;
+    const Console& console;
+    std::vector<std::string> later;  // findings that belong behind the first line
+    std::size_t findings = 0;
+    bool hasLostSome = false;
+};
+
+}  // namespace
+
+int Check(const CheckRequest& request, const Console& console) {
+    int status = 0;
+    for (const std::string& file : request.files) {
+        try {
+            const Document document(file, console);
+            if (Checker(document, console).Check() > 0) {
+                status = std::max(status, kFound);
+            }
+            RequireOutput(console);
+        } catch (const Failure& failure) {
+            ReportError(console, failure.what());
+            status = kTrouble;
+            if (!console.out) {
+                break;
+            }
+        }
+    }
+    return status;
+}
+
+}  // namespace inspect
