@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 using Lines = std::vector<std::string>;
 
-const fs::path kRoot = CORE_SOURCE_DIR;
+const fs::path kRoot = fs::path(CORE_SOURCE_DIR).lexically_normal();
 
 std::string Read(const fs::path& file) {
     std::ostringstream text;
@@ -248,16 +248,23 @@ TEST(Guide, HasEveryRecipeAndItsResult) {
     }
 }
 
-TEST(Guide, IndexLeadsToEveryPage) {
-    std::set<fs::path> linked;
-    const Page index = PageOf(kRoot / "docs/README.md");
-    for (const std::string& link : LinksOf(index)) {
-        const std::string path = link.substr(0, link.find('#'));
-        linked.insert((index.file.parent_path() / path).lexically_normal());
+TEST(Guide, EveryPageCanBeReached) {
+    std::set<fs::path> reached;
+    std::vector<fs::path> toRead{kRoot / "README.md"};
+    while (!toRead.empty()) {
+        const fs::path file = toRead.back();
+        toRead.pop_back();
+        if (file.extension() != ".md" || !fs::exists(file) || !reached.insert(file).second) {
+            continue;
+        }
+        for (const std::string& link : LinksOf(PageOf(file))) {
+            const std::string path = link.substr(0, link.find('#'));
+            toRead.push_back((file.parent_path() / path).lexically_normal());
+        }
     }
-    for (const auto& entry : fs::recursive_directory_iterator(kRoot / "docs")) {
-        if (entry.path().extension() == ".md" && entry.path() != index.file) {
-            EXPECT_EQ(linked.count(entry.path().lexically_normal()), 1u) << entry.path();
+    for (const Page& page : Pages()) {
+        if (page.Name().rfind("docs/", 0) == 0) {
+            EXPECT_EQ(reached.count(page.file), 1u) << page.Name();
         }
     }
 }
