@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/allocations.h"
 #include "support/dice.h"
 
 namespace {
@@ -188,6 +189,22 @@ TEST(MemChunks, LendsDisjointAlignedBlocks) {
             }
             lent.Add(start, size);
         }
+    }
+}
+
+TEST(MemChunks, AskTheHeapForSeveralChunksAtOnceAndForALoneFirst) {
+    for (const std::size_t block : {512, 4096, 16384, 1 << 20}) {
+        const std::size_t before = AllocationsSoFar();
+        MemChunks chunks(block);
+        constexpr std::size_t kChunks = 100;
+        for (std::size_t i = 0; i < 2 * kChunks; ++i) {
+            std::memset(chunks.Alloc(block / 2, 1), 0xFF, block / 2);
+            EXPECT_TRUE(i > 1 || AllocationsSoFar() == before + 1);
+        }
+        const std::size_t asked = AllocationsSoFar() - before;
+        // A megabyte is much at once.
+        EXPECT_EQ(block == 1 << 20, asked == kChunks) << block << " " << asked;
+        EXPECT_TRUE(asked == kChunks || asked < kChunks / 5) << block << " " << asked;
     }
 }
 

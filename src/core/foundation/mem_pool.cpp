@@ -1,6 +1,7 @@
 #include <core/foundation/mem_pool.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace core::detail {
 
@@ -8,6 +9,10 @@ namespace {
 
 constexpr std::size_t kSmallestChunkBlock = 512;
 constexpr std::size_t kSmallestPoolBlock = 4096;
+/// The bits that no chunk's address has.
+constexpr std::size_t kIndexMask = alignof(void*) - 1;
+/// In bytes: below the size from which heaps ask the system for each piece.
+constexpr std::size_t kLargestBatch = std::size_t{120} * 1024;
 /// More than this no heap gives; it keeps sums of sizes from wrapping round.
 constexpr std::size_t kMaxRequest = static_cast<std::size_t>(PTRDIFF_MAX) / 2;
 
@@ -43,8 +48,56 @@ void MemChunks::Init(std::size_t block, std::size_t threshold) {
     AddChunk();
 }
 
+// Chunks come in batches, so that the heap is asked for fewer and larger pieces: that
+// takes a good part of the time of a document of megabytes. The first batch is one
+// chunk, each one behind it twice the last, up to kLargestBatch or to one chunk.
+//
+// Invariants:
+// 1. the chunks of a batch are a stride apart, and the link of number i of a batch leads
+//    i bytes into the chunk in use before it;
+// 2. a batch is begun when the last one is used up, so the link of its first chunk
+//    leads to the last chunk of the batch before, whose number says how large that was.
+
+std::size_t MemChunks::IndexOf(const Link* of) noexcept {
+    return reinterpret_cast<std::uintptr_t>(of->next) & kIndexMask;
+}
+
+MemChunks::Link* MemChunks::Before(const Link* of) noexcept {
+    void* const before = static_cast<char*>(static_cast<void*>(of->next)) - IndexOf(of);
+    return static_cast<Link*>(before);
+}
+
+std::size_t MemChunks::Stride() const noexcept {
+    // Each chunk of a batch is aligned like the first one.
+    constexpr std::size_t kAlign = alignof(std::max_align_t);
+    return (chunkSize + kAlign - 1) / kAlign * kAlign;
+}
+
+MemChunks::Link* MemChunks::FirstOfBatch() const noexcept {
+    void* const first = ChunkStart() - IndexOf(chunk) * Stride();
+    return static_cast<Link*>(first);
+}
+
+std::size_t MemChunks::BatchBehind(const Link* last) const noexcept {
+    if (last == nullptr) {
+        return 1;
+    }
+    const std::size_t most = std::min(kIndexMask + 1, kLargestBatch / Stride());
+    return std::max<std::size_t>(1, std::min(2 * (IndexOf(last) + 1), most));
+}
+
 void MemChunks::AddChunk() {
-    chunk = new (::operator new(chunkSize)) Link{chunk};
+    std::size_t index = 0;
+    void* place = nullptr;
+    if (chunk != nullptr && IndexOf(chunk) + 1 < BatchBehind(Before(FirstOfBatch()))) {
+        index = IndexOf(chunk) + 1;
+        place = ChunkStart() + Stride();
+    } else {
+        place = ::operator new((BatchBehind(chunk) - 1) * Stride() + chunkSize);
+    }
+    // The very first chunk, which has none before it, is number 0 of its batch.
+    void* const before = ChunkStart() + index;
+    chunk = new (place) Link{static_cast<Link*>(before)};
     cursor = ChunkStart() + sizeof(Link);
 }
 
@@ -76,11 +129,13 @@ void MemChunks::Dealloc(void* pointer, std::size_t size) noexcept {
 }
 
 void MemChunks::Clear() noexcept {
-    for (Link** list : {&chunk, &bigRequests}) {
-        while (Link* const first = *list) {
-            *list = first->next;
-            ::operator delete(first);
-        }
+    while (chunk != nullptr) {
+        Link* const first = FirstOfBatch();
+        chunk = Before(first);
+        ::operator delete(first);
+    }
+    while (bigRequests != nullptr) {
+        ::operator delete(std::exchange(bigRequests, bigRequests->next));
     }
     cursor = nullptr;
 }
