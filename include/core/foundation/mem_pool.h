@@ -54,6 +54,8 @@ private:
     struct Link {
         Link* next;
     };
+    /// How chunks lie in memory.
+    struct Batches;
 
     /// `Alloc` for a size that is below every threshold.
     template <std::size_t align>
@@ -72,11 +74,6 @@ private:
         return chunkSize - static_cast<std::size_t>(cursor - ChunkStart());
     }
     char* ChunkStart() const noexcept { return static_cast<char*>(static_cast<void*>(chunk)); }
-    static std::size_t IndexOf(const Link* of) noexcept;
-    static Link* Before(const Link* of) noexcept;
-    std::size_t Stride() const noexcept;
-    Link* FirstOfBatch() const noexcept;
-    std::size_t BatchBehind(const Link* last) const noexcept;
     void AddChunk();
     void* AllocElsewhere(std::size_t size, std::size_t align);
     void* AllocBig(std::size_t size, std::size_t align);

@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kSmallestChunkBlock = 512;
 constexpr std::size_t kSmallestPoolBlock = 4096;
 /// The bits that no chunk's address has.
-constexpr std::size_t kIndexMask = alignof(void*) - 1;
+constexpr std::size_t kNumberMask = alignof(void*) - 1;
 /// In bytes: below the size from which heaps ask the system for each piece.
 constexpr std::size_t kLargestBatch = std::size_t{120} * 1024;
 /// More than this no heap gives; it keeps sums of sizes from wrapping round.
@@ -58,46 +58,49 @@ void MemChunks::Init(std::size_t block, std::size_t threshold) {
 // 2. a batch is begun when the last one is used up, so the link of its first chunk
 //    leads to the last chunk of the batch before, whose number says how large that was.
 
-std::size_t MemChunks::IndexOf(const Link* of) noexcept {
-    return reinterpret_cast<std::uintptr_t>(of->next) & kIndexMask;
-}
-
-MemChunks::Link* MemChunks::Before(const Link* of) noexcept {
-    void* const before = static_cast<char*>(static_cast<void*>(of->next)) - IndexOf(of);
-    return static_cast<Link*>(before);
-}
-
-std::size_t MemChunks::Stride() const noexcept {
-    // Each chunk of a batch is aligned like the first one.
-    constexpr std::size_t kAlign = alignof(std::max_align_t);
-    return (chunkSize + kAlign - 1) / kAlign * kAlign;
-}
-
-MemChunks::Link* MemChunks::FirstOfBatch() const noexcept {
-    void* const first = ChunkStart() - IndexOf(chunk) * Stride();
-    return static_cast<Link*>(first);
-}
-
-std::size_t MemChunks::BatchBehind(const Link* last) const noexcept {
-    if (last == nullptr) {
-        return 1;
+struct MemChunks::Batches {
+    static std::size_t NumberOf(const Link* chunk) noexcept {
+        return reinterpret_cast<std::uintptr_t>(chunk->next) & kNumberMask;
     }
-    const std::size_t most = std::min(kIndexMask + 1, kLargestBatch / Stride());
-    return std::max<std::size_t>(1, std::min(2 * (IndexOf(last) + 1), most));
-}
+    static Link* Before(const Link* chunk) noexcept {
+        return Moved(chunk->next, -static_cast<std::ptrdiff_t>(NumberOf(chunk)));
+    }
+    /// Each chunk of a batch is aligned like the first one.
+    static std::size_t Stride(std::size_t chunkSize) noexcept {
+        constexpr std::size_t kAlign = alignof(std::max_align_t);
+        return (chunkSize + kAlign - 1) / kAlign * kAlign;
+    }
+    static Link* First(Link* chunk, std::size_t stride) noexcept {
+        return Moved(chunk, -static_cast<std::ptrdiff_t>(NumberOf(chunk) * stride));
+    }
+    /// The chunks of the batch behind this last one of a batch.
+    static std::size_t SizeBehind(const Link* last, std::size_t stride) noexcept {
+        if (last == nullptr) {
+            return 1;
+        }
+        const std::size_t most = std::min(kNumberMask + 1, kLargestBatch / stride);
+        return std::max<std::size_t>(1, std::min(2 * (NumberOf(last) + 1), most));
+    }
+    /// Some bytes on; the very first chunk, which has none before it, moves by none.
+    static Link* Moved(Link* link, std::ptrdiff_t bytes) noexcept {
+        void* const moved = static_cast<char*>(static_cast<void*>(link)) + bytes;
+        return static_cast<Link*>(moved);
+    }
+};
 
 void MemChunks::AddChunk() {
-    std::size_t index = 0;
+    const std::size_t stride = Batches::Stride(chunkSize);
+    std::size_t number = 0;
     void* place = nullptr;
-    if (chunk != nullptr && IndexOf(chunk) + 1 < BatchBehind(Before(FirstOfBatch()))) {
-        index = IndexOf(chunk) + 1;
-        place = ChunkStart() + Stride();
+    if (chunk != nullptr &&
+        Batches::NumberOf(chunk) + 1 <
+            Batches::SizeBehind(Batches::Before(Batches::First(chunk, stride)), stride)) {
+        number = Batches::NumberOf(chunk) + 1;
+        place = Batches::Moved(chunk, static_cast<std::ptrdiff_t>(stride));
     } else {
-        place = ::operator new((BatchBehind(chunk) - 1) * Stride() + chunkSize);
+        place = ::operator new((Batches::SizeBehind(chunk, stride) - 1) * stride + chunkSize);
     }
-    // The very first chunk, which has none before it, is number 0 of its batch.
-    void* const before = ChunkStart() + index;
-    chunk = new (place) Link{static_cast<Link*>(before)};
+    chunk = new (place) Link{Batches::Moved(chunk, static_cast<std::ptrdiff_t>(number))};
     cursor = ChunkStart() + sizeof(Link);
 }
 
@@ -130,8 +133,8 @@ void MemChunks::Dealloc(void* pointer, std::size_t size) noexcept {
 
 void MemChunks::Clear() noexcept {
     while (chunk != nullptr) {
-        Link* const first = FirstOfBatch();
-        chunk = Before(first);
+        Link* const first = Batches::First(chunk, Batches::Stride(chunkSize));
+        chunk = Batches::Before(first);
         ::operator delete(first);
     }
     while (bigRequests != nullptr) {
