@@ -15,6 +15,7 @@ void AddSampling(Suite& suite);
 void AddSolvers(Suite& suite);
 void AddEditing(Suite& suite);
 void AddAreas(Suite& suite);
+void AddSpeeds(Suite& suite);
 void AddIdentifiers(Suite& suite);
 /// Reading and writing documents; `self` is this program.
 void AddJson(Suite& suite, const std::vector<Document>& documents, const std::string& self);
@@ -22,6 +23,9 @@ void AddPacked(Suite& suite, const std::vector<Document>& documents);
 void AddNumberText(Suite& suite);
 void AddMemory(Suite& suite);
 void AddMd5(Suite& suite);
+void AddEvents(Suite& suite);
+/// Parameters saved and loaded.
+void AddStored(Suite& suite);
 /// Other libraries' curves, as far as they were found when this was built.
 void AddPeers(Suite& suite);
 

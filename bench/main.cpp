@@ -92,6 +92,7 @@ int Run(int argc, char** argv) {
     bench::AddSolvers(suite);
     bench::AddEditing(suite);
     bench::AddAreas(suite);
+    bench::AddSpeeds(suite);
     bench::AddIdentifiers(suite);
     const std::vector<bench::Document> documents = bench::Documents(files);
     bench::AddJson(suite, documents, argv[0]);
@@ -99,6 +100,8 @@ int Run(int argc, char** argv) {
     bench::AddNumberText(suite);
     bench::AddMemory(suite);
     bench::AddMd5(suite);
+    bench::AddEvents(suite);
+    bench::AddStored(suite);
     bench::AddPeers(suite);
     if (!suite.RunChecks()) {
         return 1;

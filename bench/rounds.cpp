@@ -15,7 +15,7 @@ using bench::RoundResult;
 
 struct Contest {
     const char* what;
-    const char* kind;  // "log", "calls" or "worker"
+    const char* kind;  // "log", "calls", "queue" or "worker"
     int threads;
     const char* peer;
     double goal;
@@ -29,11 +29,26 @@ constexpr Contest kContests[] = {
     {"p99 of a call in a burst", "calls", 1, "spdlog", 0.5},
     {"p99 of a call in a burst", "calls", 1, "spdlog-async", 0.5},
     {"task posted and run", "worker", 4, "asio", 0.65},
+    {"message there and back", "queue", 0, "plain", 1.0},
+    {"message there and back", "queue", 0, "tbb", 1.1},
+    {"message there and back", "queue", 0, "moodycamel", 1.1},
+    {"message there and back", "queue", 0, "boost", 1.1},
+    {"message added and got", "queue", 1, "plain", 1.0},
+    {"message added and got", "queue", 1, "tbb", 0.0},
+    {"message added and got", "queue", 1, "moodycamel", 0.0},
+    {"message added and got", "queue", 1, "boost", 0.0},
+    {"message added and got", "queue", 4, "plain", 1.0},
+    {"message added and got", "queue", 4, "tbb", 0.0},
+    {"message added and got", "queue", 4, "moodycamel", 0.0},
+    {"message added and got", "queue", 4, "boost", 0.0},
 };
 
 RoundResult RunRound(const std::string& kind, const std::string& contestant, int threads) {
     if (kind == "worker") {
         return bench::RunWorkerRound(contestant, threads);
+    }
+    if (kind == "queue") {
+        return bench::RunQueueRound(contestant, threads);
     }
     const std::filesystem::path folder =
         std::filesystem::temp_directory_path() / "core_bench_threads";

@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
-#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "support/barrier.h"
 
 namespace bench {
 
@@ -25,6 +26,8 @@ struct RoundResult {
 RoundResult RunLogRound(const std::string& contestant, int threads, bool isCallTimed,
                         const std::string& folder);
 RoundResult RunWorkerRound(const std::string& contestant, int threads);
+/// Some producers and one consumer; without a producer, a round trip of two threads.
+RoundResult RunQueueRound(const std::string& contestant, int producers);
 
 using WallClock = std::chrono::steady_clock;
 
@@ -42,13 +45,13 @@ inline double Quantile(std::vector<double> values, double q) {
 /// Runs `action(item)` on each of some threads at once. With `calls`, times each call.
 template <class Action>
 void OnThreads(int threads, int items, std::vector<double>* calls, Action&& action) {
-    std::latch start(threads);
+    Barrier start(threads);
     std::vector<std::vector<double>> timed(static_cast<std::size_t>(threads));
     std::vector<std::thread> running;
     for (std::vector<double>& own : timed) {
         own.reserve(calls != nullptr ? static_cast<std::size_t>(items) : 0);
         running.emplace_back([&] {
-            start.arrive_and_wait();
+            start.ArriveAndWait();
             for (int item = 0; item < items; ++item) {
                 if (calls == nullptr) {
                     action(item);

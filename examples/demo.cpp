@@ -1,15 +1,21 @@
-// Samples animations that an editor would make, prints them frame by frame, and
-// draws them. The keyframes come from files; see data/README.md.
+// Samples animations that an editor would make, prints them frame by frame, draws
+// them, saves them as documents, and logs what it does. The keyframes come from
+// files; see data/README.md.
 
+#include "support/clip.h"
 #include "support/frame_table.h"
 #include "support/keyframe_table.h"
+#include "support/parameter_document.h"
 #include "support/pictures.h"
 
+#include <core/logging/log.h>
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -22,22 +28,88 @@ namespace fs = std::filesystem;
 struct Request {
     std::vector<std::string> files;
     std::string outputFolder = "demo-pictures";
+    std::string logFolder;
+    std::string documentFolder;
     int every = 1;
     bool wantsPictures = true;
     bool wantsTables = true;
 };
 
+/// The demo's part of the log, module "demo", in files of their own. Without a folder
+/// nothing is logged.
+class DemoLog {
+public:
+    explicit DemoLog(const std::string& folder) : isOn(!folder.empty()) {
+        constexpr std::uint64_t kMaxFileBytes = 1 << 20;
+        constexpr std::uint64_t kMaxFiles = 3;
+        if (isOn) {
+            CoreLogSetLogSinkByModule(kModule, CORE_LOG_FILE);
+            CoreLogSetLogLevelByModule(kModule, CORE_LOG_INFO);
+            CoreLogSetFilePath(kModule, folder.c_str(), kMaxFileBytes, kMaxFiles);
+        }
+    }
+    void Write(int level, const char* tag, const std::string& text) const {
+        if (isOn) {
+            CoreLogPrintLog(kModule, level, tag, nullptr, nullptr, -1, "%s", text.c_str());
+        }
+    }
+
+private:
+    static constexpr char kModule[] = "demo";
+    bool isOn;
+};
+
 class Demo {
 public:
-    explicit Demo(Request what) : request(std::move(what)) {}
+    Demo(Request what, const DemoLog& where) : request(std::move(what)), log(where) {}
 
     void ShowFile(const std::string& file) {
-        const example::KeyframeTable table = example::LoadKeyframeTable(file);
+        const bool isDocument = fs::path(file).extension() == ".json";
+        if (isDocument) {
+            if (std::optional<example::Clip> clip = example::LoadClip(file)) {
+                ShowClip(file, *clip);
+                return;
+            }
+        }
+        const example::KeyframeTable table =
+            isDocument ? example::LoadParameterDocument(file) : example::LoadKeyframeTable(file);
+        const auto [first, last] = example::FrameSpan(table);
+        log.Write(CORE_LOG_INFO, "table",
+                  fs::path(file).filename().string() + ": " + std::to_string(table.rows.size()) +
+                      " keyframes, frames " + std::to_string(first) + " to " +
+                      std::to_string(last));
         if (request.wantsTables) {
             std::cout << example::FrameTable(table, request.every) << '\n';
         }
         if (request.wantsPictures) {
             WritePicture(fs::path(file).stem().string() + ".svg", example::DrawAnimation(table));
+        }
+        if (!request.documentFolder.empty()) {
+            fs::create_directories(request.documentFolder);
+            const fs::path path =
+                fs::path(request.documentFolder) / (fs::path(file).stem().string() + ".json");
+            example::SaveParameterDocument(table, path);
+            documents.push_back(path.generic_string());
+            log.Write(CORE_LOG_INFO, "document", path.filename().string());
+        }
+    }
+
+    // As it is, and with its first freeze twice as long.
+    void ShowClip(const fs::path& file, example::Clip& clip) {
+        const std::string stem = file.stem().string();
+        ShowClipAsIs(stem, clip);
+        if (!request.documentFolder.empty()) {
+            fs::create_directories(request.documentFolder);
+            const fs::path path = fs::path(request.documentFolder) / (stem + ".json");
+            example::SaveClip(clip, path);
+            documents.push_back(path.generic_string());
+            log.Write(CORE_LOG_INFO, "document", path.filename().string());
+        }
+        const std::vector<example::FreezeSpan> freezes = example::FreezesOf(clip.speed);
+        if (!freezes.empty() &&
+            clip.speed.SetFreezeFrameDuration(0, 2.0 * freezes.front().duration)) {
+            clip.title += ", first freeze twice as long";
+            ShowClipAsIs(stem + "-longer-freeze", clip);
         }
     }
 
@@ -47,13 +119,28 @@ public:
         }
     }
 
-    void ListPictures() const {
+    void ListFiles() const {
         for (const std::string& picture : pictures) {
             std::cout << "drawn: " << picture << '\n';
+        }
+        for (const std::string& document : documents) {
+            std::cout << "saved: " << document << '\n';
         }
     }
 
 private:
+    void ShowClipAsIs(const std::string& name, example::Clip& clip) {
+        log.Write(CORE_LOG_INFO, "table",
+                  name + ": " + std::to_string(clip.speed.GetKeyFramesCount()) +
+                      " keyframes, frames 0 to " + std::to_string(clip.LastFrame()));
+        if (request.wantsTables) {
+            std::cout << example::FrameTable(clip, request.every) << '\n';
+        }
+        if (request.wantsPictures) {
+            WritePicture(name + ".svg", example::DrawClip(clip));
+        }
+    }
+
     void WritePicture(const std::string& fileName, const std::string& svg) {
         fs::create_directories(request.outputFolder);
         const fs::path path = fs::path(request.outputFolder) / fileName;
@@ -68,18 +155,23 @@ private:
             throw std::runtime_error(path.generic_string() + ": cannot be written");
         }
         pictures.push_back(path.generic_string());
+        log.Write(CORE_LOG_INFO, "picture",
+                  fileName + ": " + std::to_string(svg.size()) + " bytes");
     }
 
     Request request;
+    const DemoLog& log;
     std::set<std::string> names;
     std::vector<std::string> pictures;
+    std::vector<std::string> documents;
 };
 
-// The four animations that come with the program.
+// What comes with the program: five animations and a clip.
 std::vector<std::string> OwnFiles() {
     std::vector<std::string> files;
-    for (const char* name : {"fade", "bounce", "camera", "counter"}) {
-        files.push_back(std::string(DEMO_DATA) + "/" + name + ".kf");
+    for (const char* name :
+         {"fade.kf", "bounce.kf", "camera.kf", "counter.kf", "zoom.json", "clip.json"}) {
+        files.push_back(std::string(DEMO_DATA) + "/" + name);
     }
     return files;
 }
@@ -90,11 +182,16 @@ int main(int argc, char** argv) {
     Request request;
     CLI::App app("Samples keyframe animations, prints them frame by frame, and draws them as SVG.");
     app.allow_windows_style_options(false);  // "/name" is a file everywhere
-    app.add_option("FILE", request.files,
-                   "tables of keyframes; without any, the demo's own four and a picture of all "
-                   "interpolation types");
+    app.add_option(
+        "FILE", request.files,
+        "tables of keyframes, or documents (.json), of clips too; without any, the demo's own "
+        "six and a picture of all interpolation types");
     app.add_option("--out", request.outputFolder, "folder for the pictures, made if missing")
         ->capture_default_str();
+    app.add_option("--log", request.logFolder,
+                   "folder for a log of what is done, made if missing; without it there is none");
+    app.add_option("--save", request.documentFolder,
+                   "also saves each animation as a document in this folder, made if missing");
     app.add_option("--every", request.every, "print each N-th frame only")
         ->capture_default_str()
         ->check(CLI::Range(1, 1000000));
@@ -106,6 +203,7 @@ int main(int argc, char** argv) {
         "\nExamples:\n"
         "  core-demo --out pictures\n"
         "  core-demo --every 5 --no-pictures my-title.kf\n"
+        "  core-demo --save documents my-title.kf another.json\n"
         "\nExit status: 0, 1 when a file is broken or a picture cannot be written (the other "
         "files\n"
         "are still shown), 2 for wrong arguments.");
@@ -119,13 +217,15 @@ int main(int argc, char** argv) {
 
     const bool isOwnShow = request.files.empty();
     const std::vector<std::string> files = isOwnShow ? OwnFiles() : request.files;
-    Demo demo(request);
+    const DemoLog log(request.logFolder);
+    Demo demo(request, log);
     int status = 0;
-    const auto attempt = [&status](auto&& show) {
+    const auto attempt = [&](auto&& show) {
         try {
             show();
         } catch (const std::exception& error) {
             std::cerr << error.what() << '\n';
+            log.Write(CORE_LOG_ERROR, "demo", error.what());
             status = 1;
         }
     };
@@ -135,6 +235,7 @@ int main(int argc, char** argv) {
     if (isOwnShow) {
         attempt([&] { demo.ShowTypes(); });
     }
-    demo.ListPictures();
+    demo.ListFiles();
+    log.Write(CORE_LOG_INFO, "demo", "ends with status " + std::to_string(status));
     return status;
 }

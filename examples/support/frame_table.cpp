@@ -110,16 +110,46 @@ void SamplePath(Frames& frames, const KeyframeTable& table) {
     frames.columns.insert(frames.columns.end(), {std::move(x), std::move(y), std::move(moved)});
 }
 
+// The columns, and the chart beside them.
+std::string Print(const Frames& frames) {
+    Span span = {frames.charted.front(), frames.charted.front()};
+    for (const double value : frames.charted) {
+        span.Include(value);
+    }
+    span = Widened(span, 0.0);
+    std::string text;
+    std::vector<int> widths;
+    for (const Column& column : frames.columns) {
+        widths.push_back(column.Width());
+        text += "  " + RightAligned(column.title, widths.back());
+    }
+    text += "\n";
+    for (std::size_t i = 0; i < frames.numbers.size(); ++i) {
+        for (std::size_t k = 0; k < frames.columns.size(); ++k) {
+            text += "  " + RightAligned(frames.columns[k].cells[i], widths[k]);
+        }
+        text += "  |" + Mark(frames.charted[i], span) + "|\n";
+    }
+    return text;
+}
+
+// Each frame of number `every` from the first, and the last one.
+std::vector<int> Every(int first, int last, int every) {
+    std::vector<int> numbers;
+    for (int number = first; number <= last; ++number) {
+        if ((number - first) % every == 0 || number == last) {
+            numbers.push_back(number);
+        }
+    }
+    return numbers;
+}
+
 }  // namespace
 
 std::string FrameTable(const KeyframeTable& table, int every) {
     const auto [first, last] = FrameSpan(table);
     Frames frames;
-    for (int number = first; number <= last; ++number) {
-        if ((number - first) % every == 0 || number == last) {
-            frames.numbers.push_back(number);
-        }
-    }
+    frames.numbers = Every(first, last, every);
     std::set<long> keyFrames;  // the frames nearest to a keyframe
     for (const KeyframeRow& row : table.rows) {
         keyFrames.insert(std::lround(row.time * table.fps));
@@ -137,25 +167,28 @@ std::string FrameTable(const KeyframeTable& table, int every) {
         SampleValues(frames, table);
     }
 
-    Span span = {frames.charted.front(), frames.charted.front()};
-    for (const double value : frames.charted) {
-        span.Include(value);
+    return Heading(table) + Print(frames);
+}
+
+std::string FrameTable(Clip& clip, int every) {
+    Frames frames;
+    frames.numbers = Every(0, clip.LastFrame(), every);
+    Column number = {"frame", {}};
+    Column time = {"time", {}};
+    Column source = {"source", {}};
+    Column speed = {"speed", {}};
+    for (const int frame : frames.numbers) {
+        const double render = frame / clip.FramesPerSecond();
+        const double shown = clip.SpeedAt(render);
+        frames.charted.push_back(clip.speed.GetSourceTime(render));
+        number.cells.push_back((shown == 0.0 ? "= " : "") + std::to_string(frame));
+        time.cells.push_back(FixedText(render, 3));
+        source.cells.push_back(FixedText(frames.charted.back(), 3));
+        speed.cells.push_back(FixedText(shown, 3));
     }
-    span = Widened(span, 0.0);
-    std::string text = Heading(table);
-    std::vector<int> widths;
-    for (const Column& column : frames.columns) {
-        widths.push_back(column.Width());
-        text += "  " + RightAligned(column.title, widths.back());
-    }
-    text += "\n";
-    for (std::size_t i = 0; i < frames.numbers.size(); ++i) {
-        for (std::size_t k = 0; k < frames.columns.size(); ++k) {
-            text += "  " + RightAligned(frames.columns[k].cells[i], widths[k]);
-        }
-        text += "  |" + Mark(frames.charted[i], span) + "|\n";
-    }
-    return text;
+    frames.columns = {std::move(number), std::move(time), std::move(source), std::move(speed)};
+    return clip.title + ": " + std::to_string(clip.speed.GetKeyFramesCount()) + " keyframes, " +
+           ShortText(clip.FramesPerSecond(), 3) + " frames per second\n" + Print(frames);
 }
 
 }  // namespace example

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/clip.h"
 #include "support/keyframe_table.h"
 
 #include <string>
@@ -13,5 +14,10 @@ namespace example {
 /// With `every` above 1 only each frame of that number, counted from the first, and
 /// the last one.
 std::string FrameTable(const KeyframeTable& table, int every);
+
+/// A clip frame by frame: frame and time on the timeline, the source time that is
+/// shown, the speed, and a chart of the source time. A frame in a freeze is marked
+/// with '='.
+std::string FrameTable(Clip& clip, int every);
 
 }  // namespace example

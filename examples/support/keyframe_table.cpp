@@ -39,13 +39,6 @@ constexpr std::array<NamedType, 4> kParameterTypes = {{
     {"point", core::ParameterPoint},
 }};
 
-// Numbers up to here can be drawn: their products with any allowed time stay far
-// from overflow, and a double still tells apart neighbours on an axis.
-constexpr double kLargestNumber = 1e12;
-
-// Times from here on are counts of ticks to the library; a table is in seconds.
-constexpr double kTimeLimit = 166666.0;
-
 // Times closer than this are one keyframe to the library.
 constexpr double kTimeTolerance = 1e-7;
 

@@ -47,6 +47,13 @@ public:
 inline constexpr int kMaxKeyframes = 10'000;
 inline constexpr int kMaxFrames = 90'000;
 
+/// The largest number that can be drawn: its products with any allowed time stay far
+/// from overflow, and a double still tells apart neighbours on an axis.
+inline constexpr double kLargestNumber = 1e12;
+
+/// Times from here on are counts of ticks to the library; a table is in seconds.
+inline constexpr double kTimeLimit = 166666.0;
+
 /// Reads a table; `name` stands for it in errors and, without a title, in the
 /// picture. Throws `TableError`. Independent of the locale.
 KeyframeTable ReadKeyframeTable(std::istream& in, const std::string& name);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/clip.h"
 #include "support/keyframe_table.h"
 
 #include <string>
@@ -16,6 +17,10 @@ std::string DrawMotionPath(const KeyframeTable& table);
 
 /// The one of the two that suits the table.
 std::string DrawAnimation(const KeyframeTable& table);
+
+/// An SVG plot of a clip: the source time that is shown over the timeline, its freezes
+/// shaded, and below it the speed.
+std::string DrawClip(Clip& clip);
 
 /// An SVG picture of one segment of every interpolation type, side by side.
 std::string DrawInterpolationTypes();

@@ -3,9 +3,11 @@
 /// Everything that the library offers, in one include.
 
 #include <core/curve/big_keyframe.h>
+#include <core/curve/control_points.h>
 #include <core/curve/interpolation.h>
 #include <core/curve/keyframe.h>
 #include <core/curve/keyframe_handle.h>
+#include <core/curve/motion_path.h>
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
 #include <core/curve/pointd.h>
@@ -38,5 +40,10 @@
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
 #include <core/logging/pref_trace.h>
+#include <core/messaging/event_bus.h>
+#include <core/messaging/message.h>
+#include <core/messaging/message_loop.h>
+#include <core/messaging/msg_bus.h>
 #include <core/messaging/worker.h>
+#include <core/speed/speed_parameter.h>
 #include <core/version.h>

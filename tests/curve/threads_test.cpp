@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -95,6 +96,32 @@ TEST(Threads, SamplesStayPlausibleWhileAnotherThreadEdits) {
         };
         Race(samplers, sample, [&](Dice& dice) { EditInside(curve, dice); });
         EXPECT_EQ(0, implausible.load()) << samplers << " samplers";
+    }
+}
+
+// Every text is of one moment: it loads, with the hash that it names, whatever is edited
+// or loaded meanwhile.
+TEST(Threads, TextsAreWholeWhileAnotherThreadEdits) {
+    for (int samplers : {1, 2, 8}) {
+        Parameter curve;
+        BuildRamp(curve);
+        const std::string ramp = curve.Serialize();
+        std::atomic<int> broken = 0;
+        auto sample = [&](Dice&) {
+            const std::string text = curve.Serialize();
+            Parameter loaded;
+            const bool isWhole = loaded.Desialize(text.c_str()) == 0 &&
+                                 loaded.GetValue(-1, false).AsDouble() == 0.0 &&
+                                 text.find(loaded.GetHashString()) != std::string::npos;
+            broken += isWhole ? 0 : 1;
+        };
+        Race(samplers, sample, [&](Dice& dice) {
+            EditInside(curve, dice);
+            if (dice.OneIn(8)) {
+                curve.Desialize(ramp.c_str());
+            }
+        });
+        EXPECT_EQ(0, broken.load()) << samplers << " samplers";
     }
 }
 

@@ -2,9 +2,11 @@
 
 #include "support/frame_table.h"
 #include "support/number_text.h"
+#include "support/parameter_document.h"
 #include "support/pictures.h"
 
 #include "examples/well_formed.h"
+#include "support/scratch_directory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -147,6 +149,48 @@ TEST(KeyframeTable, AnyDamagedFileIsShownOrRefused) {
     }
     EXPECT_GT(shown, rounds / 5);
     EXPECT_LT(shown, rounds * 4 / 5);
+}
+
+TEST(ParameterDocument, ShowsWhatTheTableShows) {
+    const support::ScratchDirectory scratch;
+    for (const std::string& text :
+         {kFade, std::string("type: point\n0 0 0 1\n0.5 3 4 6 1 1 2 2\n1 1e12 -1e12 0\n"),
+          std::string("type: int\nratio: 12\nrange: -5 60\n0 -7 26\n0.1 3 12 -4 0 9 0\n0.2 5 13\n"),
+          std::string("type: bool\n0 true 1\n1 false 3\n")}) {
+        KeyframeTable table = Read(text);
+        const auto file = support::PathOf(scratch.Path("saved.json"));
+        example::SaveParameterDocument(table, file);
+        const KeyframeTable saved = example::LoadParameterDocument(file);
+        // What documents do not hold.
+        table.title = "saved";
+        table.valueLabel = saved.valueLabel;
+        table.fps = saved.fps;
+        EXPECT_EQ(example::FrameTable(table, 1), example::FrameTable(saved, 1));
+        EXPECT_EQ(example::MakeParameter(table).Serialize(),
+                  example::MakeParameter(saved).Serialize());
+    }
+}
+
+TEST(ParameterDocument, WhatCannotBeShownIsRefused) {
+    const support::ScratchDirectory scratch;
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"", "not the document of a parameter"},
+        {"{\"keyframeSets\": []}", "holds no keyframe"},
+        {R"({"keyframeSets": [{"_time": 0, "_value": "a"}], "ParameterType": 3})",
+         "texts cannot be drawn"},
+        {R"({"keyframeSets": [{"_time": 0, "_value": 2e12}]})", "too large"},
+        {R"({"keyframeSets": [{"_time": 1e6, "_value": 2}]})", "too large"},
+        {R"({"keyframeSets": [{"_time": 0, "_value": 2}, {"_time": 4000, "_value": 2}]})",
+         "too large"},
+    };
+    for (const auto& [text, error] : cases) {
+        try {
+            example::LoadParameterDocument(support::PathOf(scratch.Write("broken.json", text)));
+            ADD_FAILURE() << text;
+        } catch (const example::TableError& caught) {
+            EXPECT_THAT(caught.what(), HasSubstr(error));
+        }
+    }
 }
 
 // Writes "1.234,5" for 1234.5, as many countries do.

@@ -1,6 +1,7 @@
 #include <core/curve/parameter.h>
 #include <core/curve/time_value_pair.h>
 #include <core/data/json_doc.h>
+#include <core/speed/speed_parameter.h>
 
 #include <gtest/gtest.h>
 
@@ -75,8 +76,18 @@ TEST(SlotOrder, EveryOperationStandsWhereCallersExpectIt) {
         {SLOT(GetBaseRatio)},
     };
 #undef SLOT
+#define SLOT(name) #name, SlotOf(&core::SpeedParameter::name)
+    const Row speedRows[] = {
+        {SLOT(GetVelocityTimeCurve)},
+        {SLOT(GetKeyFramesCountEx)},
+        {SLOT(SetFreezeFrameDuration)},
+    };
+#undef SLOT
     std::ptrdiff_t expected = 2;
     for (const Row& row : rows) {
+        EXPECT_EQ(expected++, row.slot) << row.name;
+    }
+    for (const Row& row : speedRows) {
         EXPECT_EQ(expected++, row.slot) << row.name;
     }
 }
@@ -100,6 +111,7 @@ TEST(Layout, AKeyframeIsSixtyFourBytesInTheOrderOfItsFields) {
     static_assert(sizeof(core::ValAny) == 16);
     static_assert(sizeof(core::TimeValuePair) == 64);
     static_assert(sizeof(core::Parameter) == 2 * sizeof(void*));
+    static_assert(sizeof(core::SpeedParameter) == sizeof(core::Parameter));
 
     core::TimeValuePair pair(1.0, 2.5, core::KeyframeInterpolationType::EaseInBack);
     pair.SetLeftDerivativeEx(3.0, 4.0);

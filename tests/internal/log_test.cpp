@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/event.h"
+#include "support/barrier.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -291,7 +291,7 @@ TEST_P(Threads, LoseNoLineToTheSettingsOfOthers) {
             log.manager.SetFilePath(module, scratch.Path().c_str(), {0, 1'000'000});
         }
         std::vector<std::thread> threads;
-        support::StartingLine start(GetParam() + 1);
+        Barrier start(GetParam() + 1);
         for (int t = 0; t < GetParam(); ++t) {
             threads.emplace_back([&, t] {
                 start.ArriveAndWait();

@@ -2,6 +2,7 @@
 
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
+#include <core/speed/speed_parameter.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,8 +17,10 @@ using core::Parameter;
 using core::ParameterIterator;
 using ::testing::AllOf;
 using ::testing::AnyOf;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
+using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 std::vector<std::string> reports;
@@ -78,6 +81,38 @@ TEST(Report, OnlyAnAreaThatIsNeverReachedIsReported) {
     EXPECT_THAT(reports,
                 ElementsAre(AllOf(StartsWith("6 core "), AnyOf(EndsWith(unsolved + "[2228]"),
                                                                EndsWith(unsolved + "[2247]")))));
+}
+
+TEST(Report, SpeedCurvesSayWhatHasNoAnswer) {
+    core::SpeedParameter speed;
+    speed.SetSourceTotalTime(10);
+    speed.SetPointValue(0, 0.0);
+    speed.SetPointValue(1, 0.0);
+    double a = 0, b = 0, c = 0, d = 0;
+    Collect collect;
+    speed.GetVelocityTimeCurve(a, b, c, d, -1);  // outside is no error
+    speed.GetVelocityTimeCurve(a, b, c, d, 1);   // the last keyframe is one
+    speed.GetRenderTime(5.0);
+    speed.ClearKeyFrames();
+    speed.GetSourceTime(1.0);
+    speed.GetRenderTotalTime();  // works the curve out again
+    const std::string empty = "6 core -: error. core::SpeedParameterImpl::GetRenderTotalTime0";
+    EXPECT_THAT(reports,
+                ElementsAre("6 core -: error. core::SpeedParameterImpl::GetVelocityTimeCurve0"
+                            " line[920]",
+                            "6 core -: error. core::BigParameterImpl::SolveTimeBaseArea line[2247]",
+                            empty + " line[511]", empty + " line[511]"));
+}
+
+TEST(Report, LoadingNamesEachKeyframeThatItLeavesOut) {
+    Parameter parameter;
+    Collect collect;
+    EXPECT_EQ(0, parameter.Desialize(R"({"keyframeSets": [{"_time": 1.0}, {"_value": 2.0}, 7,
+        {"_time": 3.0, "_value": "text"}, {"_time": 1e999, "_value": 1.0},
+        {"_time": 4.0, "_value": 5.0}]})"));
+    EXPECT_EQ(1, parameter.GetKeyFramesCount());
+    EXPECT_THAT(reports, SizeIs(5));
+    EXPECT_THAT(reports, Each(StartsWith("6 BigParameterImpl -: file[big_parameter_impl] line[")));
 }
 
 }  // namespace

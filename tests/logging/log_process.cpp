@@ -1,8 +1,9 @@
 // A process that logs and ends, and one that looks at what is left. How a process
 // ends can't be tested from within it.
 //
-//   log_process shutdown|return|exit|rotate|late DIRECTORY   writes
+//   log_process shutdown|return|exit|late DIRECTORY          writes
 //   log_process full DIRECTORY COMMAND                       writes, and makes room with COMMAND
+//   log_process beside DIRECTORY BLOCKED                     writes, and to BLOCKED in vain
 //   log_process check DIRECTORY                              reads; status 1 if a line is missing
 
 #include <core/logging/log.h>
@@ -21,6 +22,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/barrier.h"
 #include "support/event.h"
 
 namespace {
@@ -28,7 +30,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kThreads = 16;
-constexpr int kLines = 20'000;
+/// What each of them writes, and at least how much of it without a pause.
+constexpr int kLines = 62'500;
+constexpr int kBurst = 10'000;
 const char* const kModule = "process";
 /// How many lines each thread wrote, for the process that checks.
 const char* const kCounts = "counts.txt";
@@ -57,43 +61,33 @@ void WriteCounts(const fs::path& directory, const std::vector<int>& counts) {
     }
 }
 
-void WriteFromThreads() {
-    support::StartingLine start(kThreads);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            start.ArriveAndWait();
-            for (int i = 0; i < kLines; ++i) {
-                WriteLine(t, i);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
-
-/// Writes from all threads until there are some files, at a pace that fills them.
-std::vector<int> WriteUntilRotated(const fs::path& directory) {
+/// Writes a million lines from all threads: at a pace until they fill some files, and
+/// then a burst, so that the process ends with lines on their way.
+std::vector<int> WriteFromThreads(const fs::path& directory) {
     constexpr std::size_t kFiles = 5;
-    std::atomic<bool> isDone = false;
+    std::atomic<bool> isFilled = false;
     std::vector<int> counts(kThreads, 0);
+    Barrier burst(kThreads);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
             int& count = counts[static_cast<std::size_t>(t)];
-            while (!isDone) {
+            while (!isFilled || count < kLines - kBurst) {
                 for (int i = 0; i < 10; ++i) {
                     WriteLine(t, count++);
                 }
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            burst.ArriveAndWait();
+            for (int i = 0; i < kBurst; ++i) {
+                WriteLine(t, count++);
             }
         });
     }
     while (LogFiles(directory).size() < kFiles) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    isDone = true;
+    isFilled = true;
     for (std::thread& thread : threads) {
         thread.join();
     }
@@ -122,16 +116,27 @@ int WriteToFull(const fs::path& directory, const char* makeRoom) {
     return 0;
 }
 
+/// Writes beside a module that has no place for its file.
+int WriteBeside(const fs::path& directory, const char* blocked) {
+    constexpr int kCount = 1000;
+    CoreLogSetFilePath("blocked", blocked, 0, 3);
+    for (int index = 0; index < kCount; ++index) {
+        CoreLogPrintLog("blocked", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "nowhere");
+        WriteLine(0, index);
+    }
+    WriteCounts(directory, {kCount});
+    return CoreLogGetLogSinkByModule("blocked") == 0 ? 0 : 1;
+}
+
 /// Logs when the process has left main.
 struct LateLogger {
     ~LateLogger() {
-        if (isOn) {
-            for (int i = kLines; i < kLines + 100; ++i) {
-                WriteLine(0, i);
-            }
+        for (int i = next; i < end; ++i) {
+            WriteLine(0, i);
         }
     }
-    bool isOn = false;
+    int next = 0;
+    int end = 0;
 };
 LateLogger lateLogger;
 
@@ -206,27 +211,26 @@ int main(int argc, char** argv) {
     if (what == "full") {
         return argc < 4 ? 2 : WriteToFull(directory, argv[3]);
     }
-    std::vector<int> counts(kThreads, kLines);
-    if (what == "rotate") {
-        counts = WriteUntilRotated(directory);
-    } else {
-        WriteFromThreads();
+    if (what == "beside") {
+        return argc < 4 ? 2 : WriteBeside(directory, argv[3]);
     }
-    if (what == "late") {
-        lateLogger.isOn = true;
-        counts.front() += 100;
-    }
+    std::vector<int> counts = WriteFromThreads(directory);
+    int& ofFirst = counts.front();
+    const int next = ofFirst;
+    // Known before the end begins, which may be the end of every thread.
+    ofFirst += what == "late" ? 100 : what == "exit" ? 1 : 0;
     WriteCounts(directory, counts);
-    if (what == "shutdown") {
+    if (what == "late") {
+        lateLogger.next = next;
+        lateLogger.end = ofFirst;
+    } else if (what == "shutdown") {
         CoreLogShutdown();
-        WriteLine(0, kLines);  // goes nowhere
+        WriteLine(0, next);  // goes nowhere
     } else if (what == "exit") {
-        std::thread([] {
-            WriteLine(0, kLines);
+        std::thread([next] {
+            WriteLine(0, next);
             std::exit(0);
         }).detach();
-        counts.front() += 1;
-        WriteCounts(directory, counts);
         support::Event().Wait();
     }
     return 0;

@@ -15,7 +15,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "support/event.h"
+#include "support/barrier.h"
 #include "support/scratch_directory.h"
 
 // The recorder belongs to the process and forgets nothing: every test gives its events
@@ -235,7 +235,7 @@ TEST_F(PrefTraceThreads, RecordAndFlushAtOnce) {
     constexpr int kThreads = 8;
     constexpr int kEvents = 200;
     ASSERT_EQ(0, InitPrefTraceFile(Path().c_str()));
-    support::StartingLine start(kThreads + 1);
+    Barrier start(kThreads + 1);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/barrier.h"
 #include "support/event.h"
 
 namespace {
@@ -286,7 +287,7 @@ TEST_P(UnderLoad, EachTaskRunsOnceInItsPostersOrder) {
         std::mutex mutex;
         std::vector<Poster> all(static_cast<std::size_t>(posters));
         std::unique_ptr<IWorker> worker(CreateWorker());
-        support::StartingLine start(posters + 1);
+        Barrier start(posters + 1);
         std::vector<std::thread> threads;
         for (Poster& poster : all) {
             threads.emplace_back([&] {

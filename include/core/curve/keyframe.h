@@ -106,9 +106,25 @@ public:
     /// parameter, +-2147483647 for an int parameter, none for the others.
     virtual void GetValueRange(ValAny& min, ValAny& max) const = 0;
 
-    /// Not available in this version: answers an empty text.
+    /// The curve as JSON text: version, type, range, base ratio and keyframes, ended by
+    /// an "MD5" member with the text of `GetHashString`.
+    ///
+    /// Numbers are written with eight decimals (fifteen from 1e8 on) and cut at 63
+    /// characters, in the "C" locale. A handle that is not finite is written as 0. A
+    /// value that does not fit the parameter's type, or is not finite, is written as
+    /// null, and its keyframe left out by readers. O(n).
     virtual std::string Serialize() = 0;
-    /// Not available in this version: answers -1 and changes nothing.
+    /// Loads a text of `Serialize` in place of the keyframes. 0, or -1, changing
+    /// nothing, when `json` is null, no JSON object with a "keyframeSets" array, or
+    /// names an unknown "ParameterType". What follows the object is not looked at.
+    ///
+    /// Members may come in any order; of two of one name the first counts. Absent
+    /// top-level members leave their setting as it was, null ones clear range or ratio.
+    /// Every "Version" is accepted and written back; the "MD5" is not checked.
+    /// Keyframes are sorted, and of those that match the last in the text stays.
+    /// A keyframe without "_time" or "_value", with a value of another type or with a
+    /// number that is not finite is reported and left out. Absent handles are 0.
+    /// O(n) for keyframes in order, else O(n log n).
     ///
     /// Kept on purpose: callers link against this spelling.
     virtual int Desialize(const char* json) = 0;
@@ -154,14 +170,20 @@ public:
     /// such keyframe to `out` unless that is null.
     virtual bool GetPreviousKeyframeTime(double time, TimeValuePair* out) const = 0;
 
-    /// Not available in this version: answers an empty text.
+    /// `Serialize`, kept in the parameter: the pointer lives until the next such call on
+    /// it.
     virtual const char* SerializeEx() const = 0;
 
     /// As `AddPoint`, and on point parameters too the handles are set and followed
     /// from now on: they lie at the thirds of the straight path.
     virtual void AddPointEx(double time, ValAny value, KeyframeInterpolationType type) = 0;
 
-    /// Not available in this version: answers an empty text.
+    /// 32 hexadecimal digits that identify the keyframes: times, types, values and
+    /// handles, as a reader of the saved text gets them. The hash of a loaded curve is
+    /// that of the curve that was saved.
+    ///
+    /// The pointer lives until the next such call on this parameter. O(n) for the first
+    /// call after an edit, then O(1).
     virtual const char* GetHashString() const = 0;
 
     /// Sets all four handle numbers; false for an index outside the store.
@@ -185,15 +207,37 @@ public:
     /// Whether a keyframe matches `time`.
     virtual bool HasPoint(double time) const = 0;
 
-    /// Not available in this version: answers false and leaves the outputs untouched.
+    /// The handles of the segment that contains `time`, its end excluded: X and Y of
+    /// the start's right handle to `a` and `b`, of the end's left handle to `c` and
+    /// `d`.
+    ///
+    /// As stored, or with `absolute` as points of the time-value plane in the curve's
+    /// own unit of time (see `GetAbsolutePointControlParam`). The handles of a point
+    /// parameter are positions and the same either way. False, leaving the outputs
+    /// untouched, where no segment contains `time`, or where absolute points are asked
+    /// for and the values are no numbers.
     virtual bool GetPointControlParamOnCurve(double time, double& a, double& b, double& c,
-                                             double& d, bool flag) const = 0;
-    /// Not available in this version: answers false and leaves the outputs untouched.
+                                             double& d, bool absolute) const = 0;
+
+    /// Fills `xPart` and `yPart` with double parameters that sample at every time to
+    /// the x and the y of this point parameter, to rounding.
+    ///
+    /// They have its keyframes: of type `Hold` where it holds, else of type
+    /// `ValueBezier`, whose inner control values carry the motion. They have no range
+    /// and no base ratio, as points have none. Keyframes whose value is no point are
+    /// left out. False, changing nothing, unless this is a point parameter. O(n).
     virtual bool SplitIntoTwoMotionDimension(Parameter& xPart, Parameter& yPart) const = 0;
-    /// Not available in this version: answers false and leaves the numbers untouched.
+
+    /// Turns two handles, given as points of the time-value plane, into the form in
+    /// which keyframes store them, for the segment that starts at `index`: X and Y of
+    /// the start's right and of the end's left handle. The keyframes stay as they are.
+    ///
+    /// Times are in the curve's own unit; see `GetRelativePointControlParam`. False,
+    /// leaving the numbers untouched, where no segment starts at `index`, where its
+    /// values are no numbers, and for a point parameter, whose handles are positions.
     virtual bool TransferAbsoluteParamToRelative(int index, double& startX, double& startY,
                                                  double& endX, double& endY) = 0;
-    /// Not available in this version: answers false and leaves the numbers untouched.
+    /// The inverse; see `GetAbsolutePointControlParam`.
     virtual bool TransferRelativeParamToAbsolute(int index, double& startX, double& startY,
                                                  double& endX, double& endY) = 0;
 

@@ -20,6 +20,7 @@
 #include <core/export.h>
 
 #include <stdbool.h>
+#include <stddef.h>
 #include <stdint.h>
 
 /// How much a line matters. Others than these are allowed: -100 to -71 are called

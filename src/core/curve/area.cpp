@@ -128,14 +128,14 @@ struct Pieces {
     const Piece* end() const noexcept { return piece.data() + count; }
 };
 
-Piece ConstantPiece(TimeSpan times, double value) noexcept {
+Piece ConstantPiece(TimeInterval times, double value) noexcept {
     return {Piece::Kind::Cubic, times.from, times.to, 1.0, times.from, 1.0, {value}, {}};
 }
 
 // The part of an eased or time-value Bezier segment where x runs with the time
 // from the segment's start to its end, all in one unit.
-void AddRunningPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve, TimeSpan times,
-                      double unit) noexcept {
+void AddRunningPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve,
+                      TimeInterval times, double unit) noexcept {
     const double y0 = s.c[0];
     const double dy = s.c[1];
     Piece piece{Piece::Kind::Cubic, times.from, times.to, unit, s.start, s.span, {y0, dy}, {}};
@@ -190,7 +190,7 @@ void AddRunningPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve
 
 // The stretch of a segment whose times are read in one unit. Where they run
 // ahead of the segment's own seconds, or behind them, the value stands still.
-void AddUnitPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve, TimeSpan times,
+void AddUnitPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve, TimeInterval times,
                    double unit) noexcept {
     if (!(times.to > times.from)) {
         return;
@@ -214,7 +214,7 @@ void AddUnitPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve, T
 }
 
 // A segment without easing or curve is one piece.
-Piece PolynomialPiece(const Segment& s, TimeSpan times) noexcept {
+Piece PolynomialPiece(const Segment& s, TimeInterval times) noexcept {
     const double* c = s.c;
     Piece piece{Piece::Kind::Cubic, times.from, times.to, 1.0, s.start, s.span, {}, {}};
     switch (s.shape) {
@@ -238,7 +238,7 @@ bool IsPolynomial(const Segment& s) noexcept {
            s.shape == Segment::Shape::Cubic || s.shape == Segment::Shape::ValueBezier;
 }
 
-Pieces PiecesOf(const Segment& s, const CubicBezier& curve, TimeSpan times) noexcept {
+Pieces PiecesOf(const Segment& s, const CubicBezier& curve, TimeInterval times) noexcept {
     Pieces pieces;
     if (IsPolynomial(s)) {
         pieces.Add(PolynomialPiece(s, times));
@@ -353,8 +353,8 @@ double SolveStretch(const Piece& piece, double a, double b, double sign, double 
 
 }  // namespace
 
-double SegmentArea(const Segment& segment, const CubicBezier& curve, TimeSpan times, double from,
-                   double to) noexcept {
+double SegmentArea(const Segment& segment, const CubicBezier& curve, TimeInterval times,
+                   double from, double to) noexcept {
     if (to < from) {
         return -SegmentArea(segment, curve, times, to, from);
     }
@@ -378,7 +378,7 @@ double SegmentArea(const Segment& segment, const CubicBezier& curve, TimeSpan ti
 }
 
 AreaExtremes SegmentAreaExtremes(const Segment& segment, const CubicBezier& curve,
-                                 TimeSpan times) noexcept {
+                                 TimeInterval times) noexcept {
     AreaExtremes extremes{0.0, 0.0, 0.0};
     const auto goOn = [&extremes](double area) {
         extremes.whole += area;
@@ -395,7 +395,7 @@ AreaExtremes SegmentAreaExtremes(const Segment& segment, const CubicBezier& curv
     return extremes;
 }
 
-bool SolveSegmentArea(const Segment& segment, const CubicBezier& curve, TimeSpan times,
+bool SolveSegmentArea(const Segment& segment, const CubicBezier& curve, TimeInterval times,
                       double start, double end, double valueSign, double tolerance, double& missing,
                       double& time) noexcept {
     const Pieces pieces = PiecesOf(segment, curve, times);

@@ -125,8 +125,8 @@ double AreaIndex::Area(const CurveView& curve, double from, double to) const noe
     const std::size_t first = curve.SegmentAt(from);
     const std::size_t last = curve.SegmentAt(to);
     const auto areaIn = [&curve](std::size_t segment, double a, double b) {
-        const TimeSpan times{segment > 0 ? curve.times[segment - 1] : a,
-                             segment < curve.LastSegment() ? curve.times[segment] : b};
+        const TimeInterval times{segment > 0 ? curve.times[segment - 1] : a,
+                                 segment < curve.LastSegment() ? curve.times[segment] : b};
         return SegmentArea(curve.segments[segment], curve.CurveOf(segment), times, a, b);
     };
     if (first == last) {
@@ -171,8 +171,8 @@ bool AreaIndex::Solve(const CurveView& curve, double start, double area, double 
     };
     // A little more tolerant than the trees: what they find has to be found again.
     const auto solveIn = [&](std::size_t segment, double from, double to) {
-        const TimeSpan times{segment > 0 ? curve.times[segment - 1] : std::min(from, to),
-                             segment < n ? curve.times[segment] : std::max(from, to)};
+        const TimeInterval times{segment > 0 ? curve.times[segment - 1] : std::min(from, to),
+                                 segment < n ? curve.times[segment] : std::max(from, to)};
         return SolveSegmentArea(curve.segments[segment], curve.CurveOf(segment), times, from, to,
                                 valueSign, 4.0 * tolerance, missing, time);
     };

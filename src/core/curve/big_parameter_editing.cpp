@@ -61,6 +61,7 @@ void BigParameterImpl::Edited(std::size_t first, std::size_t last) {
     prepared.MarkStaleAround(first, last);
     lastSegment = std::min(lastSegment, state.keyframes.Count());
     areasAreValid = false;
+    digestIsValid = false;
     OnEdited();
 }
 

@@ -7,15 +7,11 @@
 #include <utility>
 
 // Construction, settings and queries. Sampling and areas are in
-// big_parameter_sampling.cpp, edits in big_parameter_editing.cpp.
+// big_parameter_sampling.cpp, edits in big_parameter_editing.cpp, handles and motion
+// paths in big_parameter_motion.cpp, texts in big_parameter_serialisation.cpp.
 
 namespace core {
 namespace {
-
-constexpr double kNoDoubleMin = -std::numeric_limits<double>::max();
-constexpr double kNoDoubleMax = std::numeric_limits<double>::max();
-constexpr int kNoIntMin = -2147483647;
-constexpr int kNoIntMax = 2147483647;
 
 ParameterTypeEnum TypeOfKind(const ValAny& value) noexcept {
     switch (value.Kind()) {
@@ -42,7 +38,7 @@ BigParameterImpl::BigParameterImpl() = default;
 BigParameterImpl::BigParameterImpl(ValAny value) {
     state.type = TypeOfKind(value);
     state.constant = std::move(value);
-    ResetRange();
+    state.ResetRange();
     UpdateSampling();
 }
 
@@ -51,9 +47,18 @@ BigParameterImpl::BigParameterImpl(double time, ValAny value,
                                    ParameterTypeEnum type) {
     state.type = type;
     state.constant = value;
-    ResetRange();
+    state.ResetRange();
     UpdateSampling();
     BigParameterImpl::AddPoint(time, std::move(value), interpolation);
+}
+
+BigParameterImpl::BigParameterImpl(ParameterTypeEnum type, ValAny constant,
+                                   std::vector<TimeValuePair> keyframes) {
+    state.type = type;
+    state.constant = std::move(constant);
+    state.keyframes.Assign(std::move(keyframes));
+    state.ResetRange();
+    UpdateSampling();
 }
 
 BigParameterImpl::BigParameterImpl(const BigParameterImpl& other) : state(other.Snapshot()) {
@@ -82,41 +87,6 @@ BigParameterImpl::State BigParameterImpl::Snapshot() const {
 
 void BigParameterImpl::OnEdited() {}
 
-// A parameter type without a range holds the pair that stands for none.
-void BigParameterImpl::ResetRange() {
-    switch (state.type) {
-        case ParameterInt:
-            state.minVal = kNoIntMin;
-            state.maxVal = kNoIntMax;
-            break;
-        case ParameterBool:
-        case ParameterString:
-        case ParameterPoint:
-            state.minVal = nullptr;
-            state.maxVal = nullptr;
-            break;
-        default:
-            state.minVal = kNoDoubleMin;
-            state.maxVal = kNoDoubleMax;
-            break;
-    }
-}
-
-bool BigParameterImpl::HasNoRange() const {
-    const ValAny& min = state.minVal;
-    const ValAny& max = state.maxVal;
-    if (min.IsEmpty() && max.IsEmpty()) {
-        return true;
-    }
-    if (!min.IsNumber() || !max.IsNumber()) {
-        return false;
-    }
-    const double low = min.AsDouble();
-    const double high = max.AsDouble();
-    return (low == kNoDoubleMin && high == kNoDoubleMax) ||
-           (state.type == ParameterInt && low == kNoIntMin && high == kNoIntMax);
-}
-
 void BigParameterImpl::UpdateSampling() {
     sampling = Sampling{};
     if (state.baseRatio.IsNumber()) {
@@ -124,7 +94,7 @@ void BigParameterImpl::UpdateSampling() {
         sampling.integerRatio = state.baseRatio.AsInt();
     }
     sampling.isPlainDouble = state.type == ParameterDouble && sampling.ratio == 1.0;
-    if (HasNoRange()) {
+    if (state.HasNoRange()) {
         return;
     }
     const ValAny& min = state.minVal;
@@ -153,6 +123,7 @@ void BigParameterImpl::SetValueRange(ValAny min, ValAny max) {
     std::swap(state.minVal, min);
     std::swap(state.maxVal, max);
     UpdateSampling();
+    OnEdited();
 }
 
 void BigParameterImpl::GetValueRange(ValAny& min, ValAny& max) const {
@@ -165,14 +136,16 @@ void BigParameterImpl::GetValueRange(ValAny& min, ValAny& max) const {
 
 void BigParameterImpl::SetParameterType(ParameterTypeEnum type) {
     const RecursiveLock lock(mutex);
-    const bool hadNoRange = HasNoRange();
+    const bool hadNoRange = state.HasNoRange();
     state.type = type;
     if (hadNoRange) {
-        ResetRange();
+        state.ResetRange();
     }
     UpdateSampling();
     prepared.MarkAllStale();
     areasAreValid = false;
+    digestIsValid = false;
+    OnEdited();
 }
 
 ParameterTypeEnum BigParameterImpl::GetParameterType() {
@@ -184,6 +157,7 @@ void BigParameterImpl::SetBaseRatio(ValAny ratio) {
     const RecursiveLock lock(mutex);
     std::swap(state.baseRatio, ratio);
     UpdateSampling();
+    OnEdited();
 }
 
 ValAny BigParameterImpl::GetBaseRatio() {
@@ -323,42 +297,6 @@ bool BigParameterImpl::BackwardIsDone(std::size_t position) const {
 TimeValuePair BigParameterImpl::KeyframeAt(std::size_t index) const {
     const RecursiveLock lock(mutex);
     return index < state.keyframes.Count() ? state.keyframes[index] : TimeValuePair();
-}
-
-// The stored form and the conversions of handles are not part of this version;
-// the calls have their slots and answer a refusal.
-
-std::string BigParameterImpl::Serialize() {
-    return {};
-}
-
-int BigParameterImpl::Desialize(const char*) {
-    return -1;
-}
-
-const char* BigParameterImpl::SerializeEx() const {
-    return "";
-}
-
-const char* BigParameterImpl::GetHashString() const {
-    return "";
-}
-
-bool BigParameterImpl::GetPointControlParamOnCurve(double, double&, double&, double&, double&,
-                                                   bool) const {
-    return false;
-}
-
-bool BigParameterImpl::SplitIntoTwoMotionDimension(Parameter&, Parameter&) const {
-    return false;
-}
-
-bool BigParameterImpl::TransferAbsoluteParamToRelative(int, double&, double&, double&, double&) {
-    return false;
-}
-
-bool BigParameterImpl::TransferRelativeParamToAbsolute(int, double&, double&, double&, double&) {
-    return false;
 }
 
 }  // namespace core

@@ -3,6 +3,8 @@
 #include "core/curve/area_index.h"
 #include "core/curve/handles.h"
 #include "core/curve/keyframe_store.h"
+#include "core/curve/motion.h"
+#include "core/curve/parameter_text.h"
 #include "core/curve/prepared_curve.h"
 #include "core/foundation/mutex.h"
 
@@ -12,9 +14,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <list>
 #include <string>
+#include <vector>
 
 namespace core {
 
@@ -30,13 +32,19 @@ class Parameter;
 /// Derived from the keyframes, and never part of a copy:
 ///  1. `prepared`: a stale segment is prepared when it is sampled;
 ///  2. `areas`: valid from an area question until the next edit;
-///  3. `lastSegment`: where the last sample was found. It may be any segment.
+///  3. `lastSegment`: where the last sample was found. It may be any segment;
+///  4. `digest`: valid from a question for it until the next edit.
+///
+/// The texts that `SerializeEx` and `GetHashString` answer with a pointer are kept
+/// apart from that, so that only the next such call changes them.
 class BigParameterImpl {
 public:
     BigParameterImpl();
     explicit BigParameterImpl(ValAny value);
     BigParameterImpl(double time, ValAny value, KeyframeInterpolationType interpolation,
                      ParameterTypeEnum type);
+    /// A curve with keyframes that are in time order, no two of them matching.
+    BigParameterImpl(ParameterTypeEnum type, ValAny constant, std::vector<TimeValuePair> keyframes);
     /// Copies under the lock of `other`.
     BigParameterImpl(const BigParameterImpl& other);
     /// Copies under the lock of `other`, then takes over under the own one: never
@@ -104,20 +112,25 @@ public:
     /// The keyframe with this index; a default one outside the store.
     TimeValuePair KeyframeAt(std::size_t index) const;
 
+    /// The curve as one dimension of a motion path: what it samples to, in numbers.
+    MotionDimension AsMotionDimension() const;
+
 protected:
-    /// Called under the lock after every change of keyframes.
+    /// Called under the lock after every change of keyframes or settings.
     virtual void OnEdited();
+
+    /// The text of keyframes and settings, also of a derived class.
+    std::string Write() const CORE_REQUIRES(mutex);
+    /// Takes both from a text's object. False, changing nothing, for one that is not a
+    /// parameter's; `skipped` as in `ReadParameter`.
+    bool Load(const JsonObject& document, void (*skipped)()) CORE_REQUIRES(mutex);
 
     mutable RecursiveMutex mutex;
 
 private:
     // What a copy copies.
-    struct State {
+    struct State : ParameterSettings {
         KeyframeStore keyframes;
-        ParameterTypeEnum type = ParameterDouble;
-        ValAny minVal = -std::numeric_limits<double>::max();
-        ValAny maxVal = std::numeric_limits<double>::max();
-        ValAny baseRatio = nullptr;
         ValAny constant;
         // Set by AddPointEx: handles of a point parameter are maintained too.
         bool maintainsPathHandles = false;
@@ -140,8 +153,6 @@ private:
 
     // Settings
     State Snapshot() const;
-    void ResetRange() CORE_REQUIRES(mutex);
-    bool HasNoRange() const CORE_REQUIRES(mutex);
     void UpdateSampling() CORE_REQUIRES(mutex);
     bool IsValid(int index) const CORE_REQUIRES(mutex) {
         return index >= 0 && static_cast<std::size_t>(index) < state.keyframes.Count();
@@ -160,6 +171,9 @@ private:
     }
     ValAny Finish(double value, bool clampToRange) const CORE_REQUIRES(mutex);
     ValAny FinishStored(std::size_t segment, bool clampToRange) const CORE_REQUIRES(mutex);
+
+    // Handles
+    bool ReadSegment(std::size_t start, SegmentEnds& ends) const CORE_REQUIRES(mutex);
 
     // Areas
     CurveView PrepareForAreas() const CORE_REQUIRES(mutex);
@@ -181,6 +195,10 @@ private:
     std::size_t lastSegment CORE_GUARDED_BY(mutex) = 0;
     mutable AreaIndex areas CORE_GUARDED_BY(mutex);
     mutable bool areasAreValid CORE_GUARDED_BY(mutex) = false;
+    mutable std::string digest CORE_GUARDED_BY(mutex);
+    mutable bool digestIsValid CORE_GUARDED_BY(mutex) = false;
+    mutable std::string serialisedText CORE_GUARDED_BY(mutex);
+    mutable std::string hashText CORE_GUARDED_BY(mutex);
     // Segments for areas of a parameter whose samples are no numbers.
     mutable PreparedCurve preparedAsNumbers CORE_GUARDED_BY(mutex);
 };

@@ -16,26 +16,6 @@ namespace {
 
 constexpr double kNoArea = 1e-20;
 
-// The numbers of the segment between two keyframes; false where a value is none.
-bool ReadEnds(const TimeValuePair& start, const TimeValuePair& end, bool isPoint,
-              SegmentEnds& ends) {
-    if (!ReadNumber(start.PeekValue(), ends.y0) || !ReadNumber(end.PeekValue(), ends.y1)) {
-        return false;
-    }
-    ends.t0 = start.GetTime();
-    ends.t1 = end.GetTime();
-    start.GetRightDerivativeEx(ends.rx, ends.ry);
-    end.GetLeftDerivativeEx(ends.lx, ends.ly);
-    ends.type0 = start.GetInterpolation();
-    ends.type1 = end.GetInterpolation();
-    const bool isLinear = ends.type0 == KeyframeInterpolationType::Linear &&
-                          ends.type1 == KeyframeInterpolationType::Linear;
-    if (isLinear && !isPoint) {
-        ends.lx = ends.rx;
-    }
-    return true;
-}
-
 Segment UnreadableSegment() noexcept {
     Segment segment;
     segment.shape = Segment::Shape::NotNumeric;
@@ -89,13 +69,7 @@ Segment PointSegment(const KeyframeStore& keyframes, std::size_t index, SegmentC
     }
     const TimeValuePair& start = keyframes[index - 1];
     const TimeValuePair& end = keyframes[index];
-    Pointd right;
-    Pointd left;
-    start.GetRightDerivativeEx(right.x, right.y);
-    end.GetLeftDerivativeEx(left.x, left.y);
-    return PreparePath(start.GetTime(), start.PeekValue().AsPoint(), right, end.GetTime(),
-                       end.PeekValue().AsPoint(), left, start.GetInterpolation(),
-                       end.GetInterpolation(), curve);
+    return PreparePath(start.GetTime(), end.GetTime(), PathControlPoints(start, end), curve);
 }
 
 }  // namespace

@@ -37,6 +37,18 @@ std::size_t KeyframeStore::Find(double t) const noexcept {
     return nearest;
 }
 
+void KeyframeStore::Assign(std::vector<TimeValuePair> sorted) {
+    std::vector<double> times;
+    times.reserve(sorted.size() + 2);
+    times.push_back(keyTimes.front());
+    for (const TimeValuePair& keyframe : sorted) {
+        times.push_back(keyframe.GetTime());
+    }
+    times.push_back(keyTimes.back());
+    keyTimes = std::move(times);
+    keyframes = std::move(sorted);
+}
+
 void KeyframeStore::Reserve(std::size_t count) {
     if (count > keyframes.capacity() || count + 2 > keyTimes.capacity()) {
         const std::size_t grown = std::max(count, 2 * keyframes.size());

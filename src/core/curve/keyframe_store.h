@@ -52,6 +52,11 @@ public:
     };
     Range MatchesOf(double t) const noexcept;
 
+    std::span<const TimeValuePair> All() const noexcept { return keyframes; }
+    /// Takes keyframes that are in time order, no two of them matching, in place of
+    /// those that it has.
+    void Assign(std::vector<TimeValuePair> sorted);
+
     /// Makes room for `count` keyframes; the next insertions up to it don't throw.
     void Reserve(std::size_t count);
     /// The place must keep the order. Throws nothing when there is room.

@@ -1,5 +1,6 @@
 #include "core/curve/segment.h"
 
+#include "core/curve/numbers.h"
 #include "core/curve/time_unit.h"
 #include "core/foundation/report.h"
 
@@ -128,6 +129,25 @@ Segment EaseSegment(const SegmentEnds& e) noexcept {
 
 }  // namespace
 
+bool ReadEnds(const TimeValuePair& start, const TimeValuePair& end, bool isPoint,
+              SegmentEnds& ends) {
+    if (!ReadNumber(start.PeekValue(), ends.y0) || !ReadNumber(end.PeekValue(), ends.y1)) {
+        return false;
+    }
+    ends.t0 = start.GetTime();
+    ends.t1 = end.GetTime();
+    start.GetRightDerivativeEx(ends.rx, ends.ry);
+    end.GetLeftDerivativeEx(ends.lx, ends.ly);
+    ends.type0 = start.GetInterpolation();
+    ends.type1 = end.GetInterpolation();
+    const bool isLinear = ends.type0 == KeyframeInterpolationType::Linear &&
+                          ends.type1 == KeyframeInterpolationType::Linear;
+    if (isLinear && !isPoint) {
+        ends.lx = ends.rx;
+    }
+    return true;
+}
+
 double Segment::EasedProgress(double t) const noexcept {
     const double p = Progress(InSeconds(t));
     return p > 0.0 ? (p < 1.0 ? p : 1.0) : 0.0;
@@ -158,20 +178,28 @@ Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept {
     return HermiteSegment(ends);
 }
 
-Segment PreparePath(double t0, Pointd p0, Pointd rightHandle, double t1, Pointd p1,
-                    Pointd leftHandle, KeyframeInterpolationType type0,
-                    KeyframeInterpolationType type1, SegmentCurve& curve) noexcept {
+PathControls PathControlPoints(const TimeValuePair& start, const TimeValuePair& end) {
     using Type = KeyframeInterpolationType;
-    if (type0 == Type::Linear) {
-        rightHandle = p0;
+    const Type startType = start.GetInterpolation();
+    const Type endType = end.GetInterpolation();
+    const Pointd p0 = start.PeekValue().AsPoint();
+    const Pointd p3 = end.PeekValue().AsPoint();
+    if (startType == Type::Hold) {
+        return {p0, p0, p0, p0};
     }
-    if (type1 == Type::Linear || type1 == Type::Hold) {
-        leftHandle = p1;
+    PathControls points = {p0, p0, p3, p3};
+    if (startType != Type::Linear) {
+        start.GetRightDerivativeEx(points[1].x, points[1].y);
     }
-    if (type0 == Type::Hold) {
-        rightHandle = leftHandle = p1 = p0;
+    if (endType != Type::Linear && endType != Type::Hold) {
+        end.GetLeftDerivativeEx(points[2].x, points[2].y);
     }
-    curve.bezier = CubicBezier::FromControlPoints(p0, rightHandle, leftHandle, p1);
+    return points;
+}
+
+Segment PreparePath(double t0, double t1, const PathControls& points,
+                    SegmentCurve& curve) noexcept {
+    curve.bezier = CubicBezier::FromControlPoints(points[0], points[1], points[2], points[3]);
 
     Segment s;
     s.shape = Segment::Shape::Path;

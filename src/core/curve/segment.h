@@ -7,8 +7,10 @@
 #include "core/curve/easing.h"
 
 #include <core/curve/interpolation.h>
+#include <core/curve/pointd.h>
 #include <core/curve/time_value_pair.h>
 
+#include <array>
 #include <cstdint>
 
 namespace core {
@@ -71,6 +73,12 @@ struct SegmentEnds {
     KeyframeInterpolationType type0, type1;
 };
 
+/// Reads the ends of the segment between two keyframes of a curve of numbers, or of
+/// a point parameter whose values are numbers (`isPoint`). False, leaving `ends`
+/// open, where a value is none.
+bool ReadEnds(const TimeValuePair& start, const TimeValuePair& end, bool isPoint,
+              SegmentEnds& ends);
+
 /// A segment ready for sampling. What depends on the keyframes alone is in it.
 ///
 /// One cache line, because a curve of many keyframes is sampled at random times;
@@ -128,11 +136,15 @@ Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept;
 /// last keyframe.
 Segment ConstantSegment(double value) noexcept;
 
-/// Prepares the straight-time path between two points, whose handles are absolute
-/// positions.
-Segment PreparePath(double t0, Pointd p0, Pointd rightHandle, double t1, Pointd p1,
-                    Pointd leftHandle, KeyframeInterpolationType type0,
-                    KeyframeInterpolationType type1, SegmentCurve& curve) noexcept;
+/// The control points of the segment between two keyframes of a path, whose values
+/// are points and whose handles are absolute positions. On the side of a `Linear`
+/// keyframe, and towards the start of a hold, a handle lies on its keyframe; a held
+/// segment lies on its start.
+using PathControls = std::array<Pointd, 4>;
+PathControls PathControlPoints(const TimeValuePair& start, const TimeValuePair& end);
+
+/// Prepares a path's segment, whose curve parameter is the progress in time.
+Segment PreparePath(double t0, double t1, const PathControls& points, SegmentCurve& curve) noexcept;
 
 /// The value at `t`, for the numeric shapes. `curve` is that of `PrepareSegment`.
 double SampleSegment(const Segment& segment, const SegmentCurve* curve, double t) noexcept;

@@ -56,6 +56,18 @@ private:
     std::mutex mutex;
 };
 
+/// Holds a Mutex to the end of a scope, and no more: for where every instruction counts.
+class CORE_SCOPED_CAPABILITY ScopedLock {
+public:
+    explicit ScopedLock(Mutex& toLock) CORE_ACQUIRE(toLock) : mutex(toLock) { mutex.lock(); }
+    ~ScopedLock() CORE_RELEASE() { mutex.unlock(); }
+    ScopedLock(const ScopedLock&) = delete;
+    ScopedLock& operator=(const ScopedLock&) = delete;
+
+private:
+    Mutex& mutex;
+};
+
 /// Holds a Mutex; unlocked and locked again, it takes a break.
 class CORE_SCOPED_CAPABILITY Lock {
 public:
@@ -70,6 +82,9 @@ public:
             held.lock();
         }
     }
+    /// Takes over a mutex that is locked already.
+    Lock(Mutex& locked, std::adopt_lock_t adopt) CORE_REQUIRES(locked)
+        : held(locked.mutex, adopt) {}
     ~Lock() CORE_RELEASE() {}
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;

@@ -20,12 +20,40 @@ constexpr std::chrono::seconds kLongestWaitForRoom(1);
 constexpr std::uint64_t kGoodWriteBytes = 32 << 10;
 /// Callers are busy when the last write ended no longer ago than this.
 constexpr std::chrono::milliseconds kBusyPause(1);
+/// How long lines wait for company; some systems make more of it.
+constexpr std::chrono::milliseconds kLongestNap(1);
 
 // The head of the list of living channels. Read without the mutex in a process
 // whose other threads are gone: every step leaves a list that can be walked.
 CORE_INIT_FIRST NeverDestroyed<Mutex> liveMutexStorage;
 Mutex& liveMutex = liveMutexStorage.value;
 std::atomic<BsFileChannel*> firstLive = nullptr;
+
+// The nap of the log worker. One for all channels: an urgent line ends it, whichever
+// channel the worker is about to write.
+CORE_INIT_FIRST NeverDestroyed<Mutex> napMutexStorage;
+Mutex& napMutex = napMutexStorage.value;
+CORE_INIT_FIRST NeverDestroyed<Condition> napEndStorage;
+Condition& napEnd = napEndStorage.value;
+std::atomic<int> nappers = 0;
+std::atomic<int> urgentChannels = 0;
+
+void TakeNap(const LineQueue& queue, Clock::time_point end) {
+    Lock lock(napMutex);
+    ++nappers;
+    while (urgentChannels.load() <= 0 && queue.WaitingBytes() < kGoodWriteBytes &&
+           napEnd.WaitUntil(lock, end)) {
+    }
+    --nappers;
+}
+
+void EndNap() {
+    // Who begins one after this look sees why not to.
+    if (nappers.load() > 0) {
+        const Lock lock(napMutex);
+        napEnd.NotifyAll();
+    }
+}
 
 std::int64_t Nanoseconds(Clock::time_point time) noexcept {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
@@ -67,8 +95,9 @@ void BsFileChannel::SetPrefix(const std::string& prefix) CORE_NO_THREAD_SAFETY_A
 
 bool BsFileChannel::Append(std::string_view line, bool isUrgent) {
     queue.Append(line);
-    if (isUrgent) {
-        hasUrgentLine.store(true);
+    if (isUrgent && !hasUrgentLine.exchange(true)) {
+        ++urgentChannels;
+        EndNap();
     }
     return !isTaskPosted.exchange(true);
 }
@@ -85,11 +114,10 @@ void BsFileChannel::WaitForRoom() {
     --waitingForRoom;
 }
 
-void BsFileChannel::AwaitMore() const noexcept {
-    const std::int64_t pause = Nanoseconds(Clock::now()) - lastWriteEnd.load();
-    if (pause < Nanoseconds(Clock::time_point(kBusyPause)) && !hasUrgentLine.load() &&
-        queue.WaitingBytes() < kGoodWriteBytes) {
-        platform::SleepMilliseconds(1);
+void BsFileChannel::AwaitMore() noexcept {
+    const Clock::time_point now = Clock::now();
+    if (Nanoseconds(now) - lastWriteEnd.load() < Nanoseconds(Clock::time_point(kBusyPause))) {
+        TakeNap(queue, now + kLongestNap);
     }
 }
 
@@ -106,7 +134,9 @@ void BsFileChannel::Write(bool isRetry) {
     const Lock lock(fileMutex);
     // Lines that come from here on have a task of their own.
     isTaskPosted.store(false);
-    hasUrgentLine.store(false);
+    if (hasUrgentLine.exchange(false)) {
+        --urgentChannels;
+    }
     if (isRetry) {
         file.Retry(Clock::now());
     }

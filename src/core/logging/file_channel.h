@@ -37,8 +37,9 @@ public:
 
     // Any thread; the log worker, as a rule.
 
-    /// Gives the callers a moment to add to what they began, if they are busy.
-    void AwaitMore() const noexcept;
+    /// Gives the callers a moment to add to what they began, if they are busy and no
+    /// channel has an urgent line.
+    void AwaitMore() noexcept;
     void WriteWaiting();
     /// Like `WriteWaiting`, and tries a file at once that took no more.
     void Flush();

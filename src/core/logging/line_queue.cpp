@@ -9,7 +9,7 @@ namespace core {
 namespace {
 
 /// Bytes of a block, and so of the largest write. Larger ones spare no more calls.
-constexpr std::size_t kBlockBytes = 64 * 1024;
+constexpr std::size_t kBlockBytes = std::size_t{64} * 1024;
 constexpr std::size_t kBlockLines = 1024;
 
 }  // namespace

@@ -58,7 +58,7 @@ void LogReport(const core::ReportRecord& record) {
 }
 
 // Only a pointer is stored when the library is loaded; nothing starts.
-[[maybe_unused]] const core::ReportSink sinkBefore = core::SetReportSink(&LogReport);
+[[maybe_unused]] const core::ReportSink kSinkBefore = core::SetReportSink(&LogReport);
 
 }  // namespace
 
@@ -164,8 +164,8 @@ int CoreLogShutdown(void) {
 namespace core {
 
 Logger::Logger() = default;
-Logger::Logger(const Logger& other) = default;
-Logger& Logger::operator=(const Logger& other) = default;
+Logger::Logger(const Logger&) = default;
+Logger& Logger::operator=(const Logger&) = default;
 Logger::~Logger() = default;
 
 }  // namespace core

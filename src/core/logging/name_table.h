@@ -29,14 +29,14 @@ public:
             node = node->next;
         }
         if (node != nullptr) {
-            recent[FirstByte(name) % kRecent].store(node, std::memory_order_release);
+            recent[FirstByte(name)].store(node, std::memory_order_release);
         }
         return node;
     }
     /// The same if it is the one that was last found among those with its first letter,
     /// as it is most of the time; otherwise null. A few instructions.
     Node* Guess(const char* name) const noexcept {
-        Node* const node = recent[FirstByte(name) % kRecent].load(std::memory_order_acquire);
+        Node* const node = recent[FirstByte(name)].load(std::memory_order_acquire);
         return node != nullptr && IsEqual(node->name, name) ? node : nullptr;
     }
 
@@ -62,7 +62,7 @@ public:
 
 private:
     static constexpr std::size_t kBuckets = 256;
-    static constexpr std::size_t kRecent = 64;
+    static constexpr std::size_t kFirstBytes = 256;
 
     static bool IsEqual(const std::string& known, const char* name) noexcept {
         return std::strcmp(known.c_str(), name) == 0;
@@ -79,8 +79,9 @@ private:
         return (hash ^ (hash >> 16)) % kBuckets;
     }
 
+    // First, so that it needs no offset.
+    mutable std::array<std::atomic<Node*>, kFirstBytes> recent{};
     std::array<std::atomic<Node*>, kBuckets> buckets{};
-    mutable std::array<std::atomic<Node*>, kRecent> recent{};
 };
 
 }  // namespace core

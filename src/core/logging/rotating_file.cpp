@@ -163,14 +163,14 @@ void RotatingFile::WriteFront(LineQueue& queue, Clock::time_point now) {
     if (span.count == 0) {
         return;
     }
-    if (isFailing && (now < nextTry || !Recover(now))) {
+    const bool isDropped = isFailing && (now < nextTry || !Recover(now));
+    // Those that are dropped too: the end of a process finds its way by it.
+    queue.Announce(span, size);
+    std::size_t written = 0;
+    if (isDropped) {
         lostLines += span.count;
-    } else {
-        queue.Announce(span, size);
-        std::size_t written = 0;
-        if (!WriteAll(span.Text(), written)) {
-            Fail(span, written, now);
-        }
+    } else if (!WriteAll(span.Text(), written)) {
+        Fail(span, written, now);
     }
     queue.Remove(span);
 }

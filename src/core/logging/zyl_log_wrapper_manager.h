@@ -34,8 +34,8 @@ public:
 
     /// Whether a line is suppressed by its level; `module` is null while there is none.
     static bool IsBelow(int level, const ZylLogWrapper* module) noexcept {
-        return level >= CORE_LOG_OFF ||
-               (module != nullptr && level < module->minLevel.load(std::memory_order_relaxed));
+        return (module != nullptr && level < module->minLevel.load(std::memory_order_relaxed)) ||
+               level >= CORE_LOG_OFF;
     }
     /// Whether a line is suppressed by the shutdown or the filter.
     bool IsStopped(const char* tag) const noexcept {
@@ -82,10 +82,10 @@ private:
 
     static void AtProcessEnd();
 
-    std::atomic<bool> isShutDown = false;
-    std::atomic<ZylLogWrapper*> own = nullptr;
-    FilterTags filter;
     NameTable<ZylLogWrapper> modules;
+    std::atomic<ZylLogWrapper*> own = nullptr;
+    std::atomic<bool> isShutDown = false;
+    FilterTags filter;
 
     std::atomic<int> defaultLevel = CORE_LOG_ERROR;
     std::atomic<bool> isAutoFlush = false;

@@ -273,7 +273,7 @@ public:
     Worker();
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
-    ~Worker() noexcept(false) override;
+    ~Worker() noexcept(false) override;  // NOLINT(bugprone-exception-escape)
 
     void PostTask(Task* task) override;
     int GetTaskCount() override;
@@ -290,7 +290,8 @@ Worker::Worker() : queue(std::make_shared<TaskQueue>()) {
     thread = std::thread([served = queue] { served->Serve(true); });
 }
 
-Worker::~Worker() noexcept(false) {
+// It is declared to throw: a task that deletes its own worker is told so.
+Worker::~Worker() noexcept(false) {  // NOLINT(bugprone-exception-escape)
     queue->Exit();
     if (thread.get_id() == std::this_thread::get_id()) {
         queue->Abandon();

@@ -1,0 +1,122 @@
+// core_bench_message_instructions: sends a known number of messages or events, so that
+// callgrind can count what they execute. See message_instructions.sh.
+
+#include <core/messaging/event_bus.h>
+#include <core/messaging/msg_bus.h>
+
+#include <boost/signals2/signal.hpp>
+
+#include <condition_variable>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace {
+
+struct Moved {
+    std::int64_t by;
+};
+
+/// With a second thread alive, mutexes are taken as in a program that needs them.
+class SecondThread {
+public:
+    ~SecondThread() {
+        {
+            const std::lock_guard lock(mutex);
+            isOver = true;
+        }
+        end.notify_one();
+        thread.join();
+    }
+
+private:
+    std::mutex mutex;
+    std::condition_variable end;
+    bool isOver = false;
+    std::thread thread{[this] {
+        std::unique_lock lock(mutex);
+        end.wait(lock, [this] { return isOver; });
+    }};
+};
+
+std::int64_t Messages(int count) {
+    core::SimpleMsgBus bus;
+    core::SimpleMessage message;
+    message.code = 1;
+    std::int64_t sum = 0;
+    for (int i = 0; i < count; ++i) {
+        bus.AddMsg(message);
+        bus.GetMsg(message);
+        sum += message.code;
+    }
+    return sum;
+}
+
+template <class Bus>
+void ListenAndPost(Bus& bus, int listeners, int count, std::int64_t& sum) {
+    for (int i = 0; i < listeners; ++i) {
+        bus.template listen<Moved>([&sum](const Moved& event) { sum += event.by; });
+    }
+    for (int i = 0; i < count; ++i) {
+        bus.post(Moved{1});
+    }
+}
+
+std::int64_t Events(int listeners, int count) {
+    core::EventBus bus;
+    std::int64_t sum = 0;
+    ListenAndPost(bus, listeners, count, sum);
+    return sum;
+}
+
+std::int64_t AsyncEvents(int listeners, int count) {
+    core::AsyncEventBus bus;
+    std::int64_t sum = 0;
+    ListenAndPost(bus, listeners, count, sum);
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isHeard = false;
+    bus.listen<int>([&](const int&) {
+        const std::lock_guard lock(mutex);
+        isHeard = true;
+        changed.notify_one();
+    });
+    bus.post(0);
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [&] { return isHeard; });
+    return sum;
+}
+
+std::int64_t Signals(int listeners, int count) {
+    boost::signals2::signal<void(const Moved&)> signal;
+    std::int64_t sum = 0;
+    for (int i = 0; i < listeners; ++i) {
+        signal.connect([&sum](const Moved& event) { sum += event.by; });
+    }
+    for (int i = 0; i < count; ++i) {
+        signal(Moved{1});
+    }
+    return sum;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: %s messages|events|async|signals2 LISTENERS COUNT\n", argv[0]);
+        return 2;
+    }
+    const SecondThread second;
+    const std::string what = argv[1];
+    const int listeners = std::atoi(argv[2]);
+    const int count = std::atoi(argv[3]);
+    const std::int64_t sum = what == "messages" ? Messages(count)
+                             : what == "events" ? Events(listeners, count)
+                             : what == "async"  ? AsyncEvents(listeners, count)
+                                                : Signals(listeners, count);
+    std::printf("%lld\n", static_cast<long long>(sum));
+    return sum == std::int64_t{count} * (what == "messages" ? 1 : listeners) ? 0 : 1;
+}

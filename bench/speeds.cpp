@@ -1,0 +1,153 @@
+// Speed curves: a clip's times mapped both ways, beside the area of a plain curve and
+// beside one sample of the speed itself.
+
+#include "contests.h"
+#include "inputs.h"
+#include "yardstick.h"
+
+#include <core/speed/speed_parameter.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace bench {
+namespace {
+
+using Type = core::KeyframeInterpolationType;
+
+constexpr double kFreezeSeconds = 0.5;
+constexpr int kFrames = 100'000;
+
+/// Ramps between speeds of 0.5 to 2, and freezes spread over the clip.
+std::shared_ptr<core::SpeedParameter> MakeSpeeds(int n, int freezes) {
+    const std::vector<double> times = KeyTimes(n);
+    const double total = times.back() + 1.0;
+    auto speed = std::make_shared<core::SpeedParameter>();
+    speed->SetSourceTotalTime(total);
+    Dice dice(31);
+    for (const double time : times) {
+        speed->AddPoint(time, dice.Between(0.5, 2.0), Type::Linear);
+    }
+    for (int i = 0; i < freezes; ++i) {
+        speed->AddFreezeFrame(total * (i + 0.5) / freezes + kFreezeSeconds * i, kFreezeSeconds);
+    }
+    return speed;
+}
+
+std::shared_ptr<const std::vector<double>> TimesUpTo(double end) {
+    Dice dice(32);
+    auto times = std::make_shared<std::vector<double>>();
+    for (int i = 0; i < kPoolSize; ++i) {
+        times->push_back(dice.Between(0.0, end));
+    }
+    return times;
+}
+
+std::string HowMany(int freezes) {
+    return freezes == 0 ? "no freezes" : std::to_string(freezes) + " freezes";
+}
+
+void AddRandom(Suite& suite, int n, int freezes) {
+    const auto speed = MakeSpeeds(n, freezes);
+    const auto renderTimes = TimesUpTo(speed->GetRenderTotalTime());
+    const auto sourceTimes = TimesUpTo(speed->GetSourceTotalTime());
+    const std::string toSource = Name("source time", HowMany(freezes), n);
+    const std::string toRender = Name("render time", HowMany(freezes), n);
+    if (freezes == 0) {
+        const auto plain = std::make_shared<PlainArea>(KeyframesOf(*speed->GetParameterInternal()));
+        suite.Check(toSource, 1e-9, [=] {
+            Agreement agreement;
+            for (const double t : *renderTimes) {
+                agreement.Compare(speed->GetSourceTime(t), plain->AreaTo(t));
+            }
+            return agreement;
+        });
+        suite.Measure(Name("source time", "plain", n), [=](benchmark::State& state) {
+            RunOverPool(state, *renderTimes, [&](double t) { return plain->AreaTo(t); });
+        });
+    }
+    suite.Check(toRender, 1e-9, [=] {
+        Agreement agreement;
+        for (const double s : *sourceTimes) {
+            agreement.Compare(s, speed->GetSourceTime(speed->GetRenderTime(s)));
+        }
+        return agreement;
+    });
+    suite.Measure(toSource, [=](benchmark::State& state) {
+        RunOverPool(state, *renderTimes, [&](double t) { return speed->GetSourceTime(t); });
+    });
+    suite.Measure(toRender, [=](benchmark::State& state) {
+        RunOverPool(state, *sourceTimes, [&](double s) { return speed->GetRenderTime(s); });
+    });
+}
+
+/// A clip of 100,000 frames from its first to its last.
+void AddClip(Suite& suite, int n) {
+    const auto speed = MakeSpeeds(n, 0);
+    const double perFrame = speed->GetRenderTotalTime() / kFrames;
+    auto frames = std::make_shared<std::vector<double>>();
+    for (int i = 0; i < kFrames; ++i) {
+        frames->push_back(i * perFrame);
+    }
+    const std::string mapped = Name("clip of 100,000 frames", "GetSourceTime", n);
+    const std::string sampled = Name("clip of 100,000 frames", "GetValue", n);
+    suite.Measure(mapped, [=](benchmark::State& state) {
+        RunOverPool(state, *frames, [&](double t) { return speed->GetSourceTime(t); });
+    });
+    suite.Measure(sampled, [=](benchmark::State& state) {
+        RunOverPool(state, *frames, [&](double t) { return speed->GetValue(t, false).AsDouble(); });
+    });
+    suite.Compare({"GetSourceTime, frame by frame", n, mapped, sampled, "GetValue", 3.0});
+}
+
+void AddAfterEdit(Suite& suite, int n) {
+    const std::string edited = Name("source time", "after edit", n);
+    suite.Measure(edited, [=](benchmark::State& state) {
+        const auto speed = MakeSpeeds(n, 0);
+        double value = 1.0;
+        for (auto _ : state) {
+            value = 3.0 - value;
+            speed->SetPointValue(0, value);
+            benchmark::DoNotOptimize(speed->GetSourceTime(1.0));
+        }
+    });
+    suite.Compare({"source time, first query after an edit", n, edited,
+                   Name("source time", "no freezes", n), "query at rest", 0.0});
+}
+
+}  // namespace
+
+void AddSpeeds(Suite& suite) {
+    suite.Section("Speed curves of linear ramps, at random times");
+    for (const int n : {10, 40, 4'000}) {
+        for (const int freezes : {0, 100}) {
+            AddRandom(suite, n, freezes);
+        }
+    }
+    for (const std::string what : {"source time", "render time"}) {
+        for (const int freezes : {0, 100}) {
+            suite.Compare({what + ", " + HowMany(freezes), 4'000,
+                           Name(what, HowMany(freezes), 4'000), Name(what, HowMany(freezes), 40),
+                           "itself at n = 40", 4.0});
+        }
+        for (const int n : {10, 40, 4'000}) {
+            suite.Compare({what + ", 100 freezes", n, Name(what, HowMany(100), n),
+                           Name(what, HowMany(0), n), "no freezes", 2.0});
+        }
+    }
+    for (const int n : {10, 40, 4'000}) {
+        suite.Compare({"source time", n, Name("source time", HowMany(0), n),
+                       Name("source time", "plain", n), "plain prefix sums", 0.0});
+    }
+    for (const int n : {10, 40, 4'000}) {
+        AddAfterEdit(suite, n);
+    }
+
+    suite.Section("A whole clip, in order");
+    for (const int n : {10, 40, 4'000}) {
+        AddClip(suite, n);
+    }
+}
+
+}  // namespace bench

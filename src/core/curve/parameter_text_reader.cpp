@@ -1,0 +1,329 @@
+#include "core/curve/keyframe_store.h"
+#include "core/curve/numbers.h"
+#include "core/curve/parameter_text.h"
+
+#include <core/data/json_array.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <utility>
+
+namespace core {
+namespace {
+
+// The members of a keyframe, in the order in which they are written; two more that
+// older texts have.
+enum Field : std::size_t {
+    kTime,
+    kInterpolation,
+    kValue,
+    kLeft,
+    kLeftY,
+    kRight,
+    kRightY,
+    kLeftX,
+    kRightX,
+    kFieldCount,
+};
+constexpr std::array<const char*, kFieldCount> kNames = {
+    "_time",
+    "Interpolation",
+    "_value",
+    "_leftDerivative",
+    "_leftDerivativeY",
+    "_rightDerivative",
+    "_rightDerivativeY",
+    "_leftDerivativeX",
+    "_rightDerivativeX",
+};
+using Fields = std::array<const JsonValue*, kFieldCount>;
+
+// The first member of each name, or null.
+Fields FieldsOf(const JsonObject& object) noexcept {
+    Fields fields{};
+    // Members are expected in their order; any other order is found, too.
+    std::size_t expected = 0;
+    for (const JsonMember& member : object) {
+        std::size_t field = expected;
+        if (field == kFieldCount || std::strcmp(member.Name(), kNames[field]) != 0) {
+            field = 0;
+            while (field < kFieldCount && std::strcmp(member.Name(), kNames[field]) != 0) {
+                ++field;
+            }
+        }
+        if (field < kFieldCount) {
+            if (fields[field] == nullptr) {
+                fields[field] = &member;
+            }
+            expected = field + 1;
+        }
+    }
+    return fields;
+}
+
+bool ReadFinite(const JsonValue& json, double& number) noexcept {
+    double read = 0.0;
+    if (!json.Get(read) || !std::isfinite(read)) {
+        return false;
+    }
+    number = read;
+    return true;
+}
+
+// A number that may be absent, or null; false for anything else.
+bool ReadOptional(const JsonValue* json, double& number) noexcept {
+    return json == nullptr || json->IsNull() || ReadFinite(*json, number);
+}
+
+// One side's handle. The older form has one number; X replaces it.
+bool ReadHandle(const JsonValue* one, const JsonValue* xJson, const JsonValue* yJson, double& x,
+                double& y) noexcept {
+    return ReadOptional(one, x) && ReadOptional(xJson, x) && ReadOptional(yJson, y);
+}
+
+bool ReadPoint(const JsonValue& json, Pointd& point) noexcept {
+    const JsonArray* numbers = nullptr;
+    if (!json.Get(numbers) || numbers->Count() != 2) {
+        return false;
+    }
+    const JsonElem* const x = numbers->First();
+    return ReadFinite(*x, point.x) && ReadFinite(*x->NextSibling(), point.y);
+}
+
+// What the writer makes of the bounds that stand for no range: it cuts them, and what
+// is left is read as the outermost integers.
+double WithoutCut(const JsonValue& json, double number) noexcept {
+    constexpr double kLeast = -9223372036854775808.0;
+    constexpr double kMost = 18446744073709551616.0;
+    if (json.IsSigned() && number == kLeast) {
+        return kNoDoubleMin;
+    }
+    if (json.IsUnsigned() && number == kMost) {
+        return kNoDoubleMax;
+    }
+    return std::clamp(number, kNoDoubleMin, kNoDoubleMax);
+}
+
+// A bound or a ratio. Null means none; a value that is none leaves the field alone.
+void ReadSetting(const JsonValue* json, ParameterTypeEnum type, ValAny& setting) {
+    if (json == nullptr) {
+        return;
+    }
+    double number = 0.0;
+    bool boolean = false;
+    std::string text;
+    Pointd point;
+    if (json->IsNull()) {
+        setting = nullptr;
+    } else if (json->Get(number)) {
+        if (type == ParameterInt) {
+            setting = TruncateToInt(number);
+        } else {
+            setting = WithoutCut(*json, number);
+        }
+    } else if (json->Get(boolean)) {
+        setting = boolean;
+    } else if (json->Get(text)) {
+        setting = std::move(text);
+    } else if (ReadPoint(*json, point)) {
+        setting = point;
+    }
+}
+
+// Sorts, and of keyframes that match keeps the last one of the text: the outcome of
+// adding them one by one.
+void PutInOrder(std::vector<TimeValuePair>& keyframes) {
+    const auto followsWell = [](const TimeValuePair& a, const TimeValuePair& b) {
+        return !(a.GetTime() < b.GetTime()) || KeyframeStore::Matches(a.GetTime(), b.GetTime());
+    };
+    if (std::adjacent_find(keyframes.begin(), keyframes.end(), followsWell) == keyframes.end()) {
+        return;
+    }
+    std::vector<std::size_t> order(keyframes.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        order[i] = i;
+    }
+    const auto timeAt = [&](std::size_t i) { return keyframes[order[i]].GetTime(); };
+    std::sort(order.begin(), order.end(), [&keyframes](std::size_t a, std::size_t b) {
+        return keyframes[a].GetTime() < keyframes[b].GetTime();
+    });
+
+    // Keyframe i goes when a later one of the text matches it. Those that match it are a
+    // window of the sorted row; `latest` holds the candidates for its maximum.
+    std::vector<TimeValuePair> kept;
+    kept.reserve(keyframes.size());
+    std::vector<std::size_t> latest;
+    std::size_t first = 0;
+    std::size_t end = 0;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        for (; end < order.size() && (end <= i || KeyframeStore::Matches(timeAt(end), timeAt(i)));
+             ++end) {
+            while (latest.size() > first && order[latest.back()] < order[end]) {
+                latest.pop_back();
+            }
+            latest.push_back(end);
+        }
+        while (latest[first] < i && !KeyframeStore::Matches(timeAt(latest[first]), timeAt(i))) {
+            ++first;
+        }
+        if (latest[first] == i) {
+            kept.push_back(std::move(keyframes[order[i]]));
+        }
+    }
+    keyframes = std::move(kept);
+}
+
+}  // namespace
+
+bool ReadValue(const JsonValue& json, ParameterTypeEnum type, ValAny& value) {
+    switch (type) {
+        case ParameterInt: {
+            int integer = 0;
+            double number = 0.0;
+            // A double outside the range of integers would be cut to anything.
+            if (json.IsDouble() ? !ReadFinite(json, number) || std::fabs(number) >= 0x1p31
+                                : !json.Get(integer)) {
+                return false;
+            }
+            value = json.IsDouble() ? static_cast<int>(number) : integer;
+            return true;
+        }
+        case ParameterBool: {
+            bool boolean = false;
+            if (!json.Get(boolean)) {
+                return false;
+            }
+            value = boolean;
+            return true;
+        }
+        case ParameterString:
+            if (!json.IsString()) {
+                return false;
+            }
+            value = json.AsString();
+            return true;
+        case ParameterPoint: {
+            Pointd point;
+            if (!ReadPoint(json, point)) {
+                return false;
+            }
+            value = point;
+            return true;
+        }
+        default: {
+            double number = 0.0;
+            if (!ReadFinite(json, number)) {
+                return false;
+            }
+            value = number;
+            return true;
+        }
+    }
+}
+
+bool ReadKeyframe(const JsonObject& object, ParameterTypeEnum type, TimeValuePair& keyframe) {
+    const Fields fields = FieldsOf(object);
+    double time = 0.0;
+    ValAny value;
+    auto interpolation = static_cast<double>(KeyframeInterpolationType::Extrapolate);
+    double leftX = 0.0;
+    double leftY = 0.0;
+    double rightX = 0.0;
+    double rightY = 0.0;
+    if (fields[kTime] == nullptr || fields[kValue] == nullptr ||
+        !ReadFinite(*fields[kTime], time) || !ReadValue(*fields[kValue], type, value) ||
+        !ReadOptional(fields[kInterpolation], interpolation) ||
+        !ReadHandle(fields[kLeft], fields[kLeftX], fields[kLeftY], leftX, leftY) ||
+        !ReadHandle(fields[kRight], fields[kRightX], fields[kRightY], rightX, rightY)) {
+        return false;
+    }
+    const bool isHeld = type == ParameterBool || type == ParameterString;
+    keyframe = TimeValuePair(
+        time, std::move(value),
+        isHeld ? KeyframeInterpolationType::Hold
+               : static_cast<KeyframeInterpolationType>(TruncateToInt(interpolation)));
+    keyframe.SetLeftDerivativeEx(leftX, leftY);
+    keyframe.SetRightDerivativeEx(rightX, rightY);
+    return true;
+}
+
+void ParameterSettings::ResetRange() {
+    switch (type) {
+        case ParameterInt:
+            minVal = kNoIntMin;
+            maxVal = kNoIntMax;
+            break;
+        case ParameterBool:
+        case ParameterString:
+        case ParameterPoint:
+            minVal = nullptr;
+            maxVal = nullptr;
+            break;
+        default:
+            minVal = kNoDoubleMin;
+            maxVal = kNoDoubleMax;
+            break;
+    }
+}
+
+bool ParameterSettings::HasNoRange() const {
+    if (minVal.IsEmpty() && maxVal.IsEmpty()) {
+        return true;
+    }
+    if (!minVal.IsNumber() || !maxVal.IsNumber()) {
+        return false;
+    }
+    const double low = minVal.AsDouble();
+    const double high = maxVal.AsDouble();
+    return (low == kNoDoubleMin && high == kNoDoubleMax) ||
+           (type == ParameterInt && low == kNoIntMin && high == kNoIntMax);
+}
+
+bool ReadParameter(const JsonObject& document, ParameterSettings& settings,
+                   std::vector<TimeValuePair>& keyframes, void (*skipped)()) {
+    const JsonArray* elements = nullptr;
+    const JsonMember* const sets = document.Find("keyframeSets");
+    if (sets == nullptr || !sets->Get(elements)) {
+        return false;
+    }
+    if (const JsonMember* const type = document.Find("ParameterType")) {
+        int number = 0;
+        if (!type->Get(number) || number < ParameterDouble || number > ParameterPoint) {
+            return false;
+        }
+        const bool hadNoRange = settings.HasNoRange();
+        settings.type = static_cast<ParameterTypeEnum>(number);
+        if (hadNoRange) {
+            settings.ResetRange();
+        }
+    }
+    if (const JsonMember* const version = document.Find("Version")) {
+        version->Get(settings.version);
+    }
+    ReadSetting(document.Find("_minVal"), settings.type, settings.minVal);
+    ReadSetting(document.Find("_maxVal"), settings.type, settings.maxVal);
+    ReadSetting(document.Find("_baseRatio"), settings.type, settings.baseRatio);
+    if (settings.HasNoRange()) {
+        settings.ResetRange();
+    }
+
+    keyframes.clear();
+    keyframes.reserve(static_cast<std::size_t>(elements->Count()));
+    for (const JsonElem& element : *elements) {
+        const JsonObject* object = nullptr;
+        TimeValuePair keyframe;
+        if (element.Get(object) && ReadKeyframe(*object, settings.type, keyframe)) {
+            keyframes.push_back(std::move(keyframe));
+        } else {
+            skipped();
+        }
+    }
+    PutInOrder(keyframes);
+    return true;
+}
+
+}  // namespace core

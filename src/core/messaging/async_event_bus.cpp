@@ -1,0 +1,352 @@
+#include <core/messaging/event_bus.h>
+
+#include "core/foundation/mutex.h"
+#include "core/foundation/report.h"
+#include "core/messaging/event_queue.h"
+#include "core/messaging/listener_registry.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <deque>
+#include <exception>
+#include <limits>
+#include <thread>
+#include <utility>
+
+// Changes to the listeners and events reach the consumer by two queues.
+//
+//  1. The consumer is the one thread that has the role: it alone touches the registry.
+//  2. It counts the events first, then applies the changes, then delivers as many events
+//     as it has counted. Each of them was posted before the count, and what its poster
+//     changed before that is among the changes applied. Counted afterwards, an event
+//     could slip in that overtakes its poster's change.
+//  3. No lock is held while anything of a caller's runs: listeners, events' moves and
+//     destructors, destructors of listeners. The consumer never holds both mutexes.
+//  4. A stop empties the queues, which ends the pass of a listener that destroys its own
+//     bus. What the consumer still needs is shared with it.
+
+namespace core {
+
+class AsyncEventBusImpl {
+public:
+    static void Start(const std::shared_ptr<AsyncEventBusImpl>& impl);
+
+    int NewToken();
+    void AddCommand(int token, const detail::EventType& type,
+                    std::shared_ptr<detail::EventListener> listener);
+    void RemoveListeners(int token);
+    void* Reserve(const detail::EventType& type);
+    void Free(EventNode* node);
+    /// Queues a node's event, or destroys it after the stop.
+    void Post(EventNode* node);
+    int CountEvents();
+    void Consume();
+    void Stop();
+
+private:
+    /// A change to the listeners: one more, or, without any, a token's removal.
+    struct Command {
+        int token;
+        detail::EventType type;
+        std::shared_ptr<detail::EventListener> listener;
+    };
+    using Commands = std::deque<Command>;
+
+    bool WaitForWork();
+    void Wake() CORE_REQUIRES(queueMutex);
+    int ProcessCommandsAndGetQueuedEventsCount();
+    std::size_t CountCommands();
+    bool TakeCommand(Command& out);
+    void Run(Command command);
+    void Deliver(int count);
+    EventNode* TakeSpareNode(const detail::EventType& type) CORE_NO_THREAD_SAFETY_ANALYSIS {
+        return events.TakeSpareNode(type);
+    }
+    static void Destroy(EventNode* node) { node->type->destroy(node->Event()); }
+
+    Mutex queueMutex;
+    Condition wake;
+    Condition roleIsFree;
+    EventQueue events CORE_GUARDED_BY(queueMutex);
+    unsigned lastToken CORE_GUARDED_BY(queueMutex) = 0;
+    std::thread::id consumer CORE_GUARDED_BY(queueMutex);
+    bool isAsleep CORE_GUARDED_BY(queueMutex) = false;
+    bool hasNewCommands CORE_GUARDED_BY(queueMutex) = false;
+    bool isStopped CORE_GUARDED_BY(queueMutex) = false;
+
+    Mutex commandMutex;
+    Commands commands CORE_GUARDED_BY(commandMutex);
+    bool takesCommands CORE_GUARDED_BY(commandMutex) = true;
+
+    // The consumer's, and after it the destroying thread's.
+    ListenerRegistry registry;
+
+    // The constructor's and the destructor's.
+    std::thread thread;
+};
+
+void AsyncEventBusImpl::Start(const std::shared_ptr<AsyncEventBusImpl>& impl) {
+    impl->thread = std::thread([impl] { impl->Consume(); });
+}
+
+int AsyncEventBusImpl::NewToken() {
+    const Lock lock(queueMutex);
+    return static_cast<int>(++lastToken);
+}
+
+void AsyncEventBusImpl::AddCommand(int token, const detail::EventType& type,
+                                   std::shared_ptr<detail::EventListener> listener) {
+    const Lock lock(commandMutex);
+    if (takesCommands) {
+        commands.push_back({token, type, std::move(listener)});
+    }
+}
+
+void AsyncEventBusImpl::RemoveListeners(int token) {
+    AddCommand(token, {}, nullptr);
+    const Lock lock(queueMutex);
+    hasNewCommands = true;
+    Wake();
+}
+
+void AsyncEventBusImpl::Wake() {
+    if (isAsleep) {
+        isAsleep = false;
+        wake.NotifyOne();
+    }
+}
+
+void* AsyncEventBusImpl::Reserve(const detail::EventType& type) {
+    EventNode* const node = TakeSpareNode(type);
+    if (node != nullptr) {
+        return node->Event();
+    }
+    const Lock lock(queueMutex);
+    return events.NewNode(type)->Event();
+}
+
+void AsyncEventBusImpl::Free(EventNode* node) {
+    const Lock lock(queueMutex);
+    events.FreeNode(node);
+}
+
+void AsyncEventBusImpl::Post(EventNode* node) {
+    {
+        const Lock lock(queueMutex);
+        if (!isStopped) {
+            events.Push(node);
+            Wake();
+            return;
+        }
+    }
+    Destroy(node);
+    Free(node);
+}
+
+int AsyncEventBusImpl::CountEvents() {
+    constexpr std::size_t kMost = std::numeric_limits<int>::max();
+    const Lock lock(queueMutex);
+    return static_cast<int>(std::min(events.Size(), kMost));
+}
+
+void AsyncEventBusImpl::Consume() {
+    const std::thread::id self = std::this_thread::get_id();
+    {
+        Lock lock(queueMutex);
+        if (consumer == self) {
+            return;
+        }
+        while (!isStopped && consumer != std::thread::id()) {
+            roleIsFree.Wait(lock);
+        }
+        if (isStopped) {
+            return;
+        }
+        consumer = self;
+    }
+    while (WaitForWork()) {
+        Deliver(ProcessCommandsAndGetQueuedEventsCount());
+    }
+    const Lock lock(queueMutex);
+    consumer = std::thread::id();
+    roleIsFree.NotifyAll();
+}
+
+bool AsyncEventBusImpl::WaitForWork() {
+    Lock lock(queueMutex);
+    while (!isStopped && events.Size() == 0 && !hasNewCommands) {
+        isAsleep = true;
+        wake.Wait(lock);
+        isAsleep = false;
+    }
+    hasNewCommands = false;
+    return !isStopped;
+}
+
+int AsyncEventBusImpl::ProcessCommandsAndGetQueuedEventsCount() {
+    // First the count, see 2 above.
+    const int count = CountEvents();
+    // Changes that come meanwhile are for the next pass: they might not end.
+    Command command;
+    for (std::size_t left = CountCommands(); left > 0 && TakeCommand(command); --left) {
+        Run(std::move(command));
+    }
+    return count;
+}
+
+std::size_t AsyncEventBusImpl::CountCommands() {
+    const Lock lock(commandMutex);
+    return commands.size();
+}
+
+bool AsyncEventBusImpl::TakeCommand(Command& out) {
+    const Lock lock(commandMutex);
+    if (commands.empty()) {
+        // The bus was destroyed by a function that went.
+        return false;
+    }
+    out = std::move(commands.front());
+    commands.pop_front();
+    return true;
+}
+
+void AsyncEventBusImpl::Run(Command command) {
+    try {
+        if (command.listener != nullptr) {
+            registry.Add(command.type, std::move(command.listener));
+        } else {
+            registry.RemoveAll(command.token);
+        }
+    } catch (const std::exception& error) {
+        Report(ReportLevel::Error, "core", error.what(), "AsyncEventBus");
+    }
+}
+
+void AsyncEventBusImpl::Deliver(int count) {
+    // Good for one pass: the listeners do not change, and what describes its events is
+    // in memory as long as they are, which is not sure of the next pass's.
+    const detail::EventType* lastType = nullptr;
+    ChannelHandle channel;
+    EventNode* done = nullptr;
+    EventQueue::Blocks surplus;
+    for (int i = 0;; ++i) {
+        EventNode* next = nullptr;
+        {
+            const Lock lock(queueMutex);
+            if (done != nullptr) {
+                events.FreeNode(done);
+            }
+            if (i < count) {
+                next = events.Pop();
+            }
+            if (next == nullptr) {
+                surplus = events.TakeSurplus();
+            }
+        }
+        if (next == nullptr) {
+            return;
+        }
+        if (next->type != lastType) {
+            lastType = next->type;
+            channel = registry.Find(*lastType);
+        }
+        core::Deliver(channel, *lastType, next->Event());
+        Destroy(next);
+        done = next;
+    }
+}
+
+void AsyncEventBusImpl::Stop() {
+    const std::thread::id self = std::this_thread::get_id();
+    {
+        Lock lock(queueMutex);
+        isStopped = true;
+        wake.NotifyAll();
+        roleIsFree.NotifyAll();
+    }
+    if (thread.get_id() == self) {
+        thread.detach();
+    } else if (thread.joinable()) {
+        thread.join();
+    }
+    {
+        // A thread that a caller has lent.
+        Lock lock(queueMutex);
+        while (consumer != std::thread::id() && consumer != self) {
+            roleIsFree.Wait(lock);
+        }
+    }
+    // From here on, nobody else is in the registry.
+    Commands leftCommands;
+    {
+        const Lock lock(commandMutex);
+        takesCommands = false;
+        leftCommands.swap(commands);
+    }
+    const ListenerRegistry leftListeners = registry.TakeAll();
+    for (;;) {
+        EventNode* node = nullptr;
+        {
+            const Lock lock(queueMutex);
+            node = events.Pop();
+        }
+        if (node == nullptr) {
+            return;
+        }
+        Destroy(node);
+        Free(node);
+    }
+}
+
+AsyncEventBus::AsyncEventBus() : p_impl(std::make_shared<AsyncEventBusImpl>()) {
+    try {
+        AsyncEventBusImpl::Start(p_impl);
+    } catch (const std::exception& error) {
+        const char* const what = error.what();
+        std::printf("AsyncEventBus::AsyncEventBus:%s", what != nullptr ? what : "nullptr");
+    }
+}
+
+AsyncEventBus::~AsyncEventBus() {
+    p_impl->Stop();
+}
+
+int AsyncEventBus::newToken() {
+    return p_impl->NewToken();
+}
+
+void AsyncEventBus::addListener(const detail::EventType& type,
+                                std::shared_ptr<detail::EventListener> listener) {
+    if (listener != nullptr) {
+        const int token = listener->Token();
+        p_impl->AddCommand(token, type, std::move(listener));
+    }
+}
+
+void* AsyncEventBus::reserveEvent(const detail::EventType& type) {
+    return p_impl->Reserve(type);
+}
+
+void AsyncEventBus::cancelEvent(void* place) noexcept {
+    p_impl->Free(EventNode::Of(place));
+}
+
+void AsyncEventBus::postEvent(void* place) {
+    p_impl->Post(EventNode::Of(place));
+}
+
+void AsyncEventBus::unlistenAll(int token) {
+    p_impl->RemoveListeners(token);
+}
+
+int AsyncEventBus::getQueueEventCount() {
+    return p_impl->CountEvents();
+}
+
+void AsyncEventBus::consume() {
+    // A listener may destroy the bus.
+    const std::shared_ptr<AsyncEventBusImpl> impl = p_impl;
+    impl->Consume();
+}
+
+}  // namespace core

@@ -1,0 +1,342 @@
+#include "core/speed/SpeedParameterImpl.h"
+
+#include "core/foundation/report.h"
+
+#include <cmath>
+#include <list>
+#include <utility>
+
+namespace core {
+namespace {
+
+constexpr double kNormalSpeed = 1.0;
+constexpr double kTolerance = SpeedParameterFreezeImpl::kTolerance;
+
+}  // namespace
+
+SpeedParameterImpl::SpeedParameterImpl() {
+    BigParameterImpl::AddPoint(0.0, kNormalSpeed, KeyframeInterpolationType::Hold);
+}
+
+SpeedParameterImpl::SpeedParameterImpl(ValAny value) : BigParameterImpl(value) {
+    BigParameterImpl::AddPoint(0.0, std::move(value), KeyframeInterpolationType::Hold);
+}
+
+SpeedParameterImpl::SpeedParameterImpl(const SpeedParameterImpl& other)
+    CORE_NO_THREAD_SAFETY_ANALYSIS : SpeedParameterImpl(other, RecursiveLock(other.mutex)) {}
+
+// No other thread knows the new object, but AddFreezeFrame locks it.
+SpeedParameterImpl::SpeedParameterImpl(const SpeedParameterImpl& other,
+                                       const RecursiveLock&) CORE_NO_THREAD_SAFETY_ANALYSIS
+    : BigParameterImpl(other),
+      sourceTotalTime(other.sourceTotalTime),
+      sourceFPS(other.sourceFPS),
+      reverse(other.reverse.load()),
+      freeze(other.freeze),
+      reversed(other.reversed),
+      reversedValid(other.reversedValid),
+      lastSourceTime(other.lastSourceTime) {
+    FreezeNearZeroSpeeds();
+}
+
+SpeedParameterImpl& SpeedParameterImpl::operator=(const SpeedParameterImpl& other) {
+    if (this == &other) {
+        return *this;
+    }
+    SpeedParameterImpl copy(other);
+    const RecursiveLock lock(mutex);
+    BigParameterImpl::operator=(copy);
+    TakeLayers(copy);
+    return *this;
+}
+
+void SpeedParameterImpl::TakeLayers(SpeedParameterImpl& copy) CORE_NO_THREAD_SAFETY_ANALYSIS {
+    sourceTotalTime = copy.sourceTotalTime;
+    sourceFPS = copy.sourceFPS;
+    reverse = copy.reverse.load();
+    freeze = std::move(copy.freeze);
+    reversed = std::move(copy.reversed);
+    reversedValid = copy.reversedValid;
+    lastSourceTime = copy.lastSourceTime;
+}
+
+SpeedParameterImpl::~SpeedParameterImpl() = default;
+
+void SpeedParameterImpl::OnEdited() {
+    renderCurveValid = false;
+    FreezesChanged();
+}
+
+void SpeedParameterImpl::FreezesChanged() {
+    freezesPlaced = false;
+    stretchesValid = false;
+    reversedValid = false;
+    text.clear();
+}
+
+// The curve layer
+
+void SpeedParameterImpl::RebuildMap() const {
+    const int count = GetKeyFramesCount();
+    std::vector<SpeedKey> keys;
+    keys.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        const TimeValuePair keyframe = KeyframeAt(static_cast<std::size_t>(i));
+        keys.push_back(
+            {keyframe.GetTime(), keyframe.PeekValue().AsDouble(), keyframe.GetInterpolation()});
+    }
+    if (keys.empty()) {
+        ReportUnsolved("core::SpeedParameterImpl::GetRenderTotalTime0", 511);
+    }
+    renderCurveValid = false;
+    map.Build(keys, sourceTotalTime);
+    renderCurveValid = true;
+    freezesPlaced = false;
+    renderCurvePublished = false;
+    if (renderCurve.use_count() > 1) {
+        PublishRenderCurve();
+    }
+}
+
+void SpeedParameterImpl::BringMapUpToDate() const {
+    if (!renderCurveValid) {
+        RebuildMap();
+    }
+}
+
+// Assigned as a whole, so that whoever holds it never sees a part of it.
+void SpeedParameterImpl::PublishRenderCurve() const {
+    Parameter curve;
+    for (const SpeedKey& key : map.RenderKeys()) {
+        curve.AddPoint(key.time, key.speed, key.type);
+    }
+    *renderCurve = curve;
+    renderCurvePublished = true;
+}
+
+std::shared_ptr<Parameter> SpeedParameterImpl::GetParameterInternal() {
+    const RecursiveLock lock(mutex);
+    BringMapUpToDate();
+    if (!renderCurvePublished) {
+        PublishRenderCurve();
+    }
+    return renderCurve;
+}
+
+std::shared_ptr<Parameter> SpeedParameterImpl::GetParameterSource() {
+    const RecursiveLock lock(mutex);
+    std::list<double> times;
+    if (!std::isnan(lastSourceTime)) {
+        GetNKeyFramesInRange(0.0, lastSourceTime, &times);
+    }
+    Parameter curve;
+    for (const double time : times) {
+        curve.AddPoint(time, kNormalSpeed, KeyframeInterpolationType::Hold);
+    }
+    *sourceScratch = curve;
+    return sourceScratch;
+}
+
+// Settings
+
+double SpeedParameterImpl::GetSourceTotalTime() const {
+    const RecursiveLock lock(mutex);
+    return sourceTotalTime;
+}
+
+void SpeedParameterImpl::SetSourceTotalTime(double totalTime) {
+    if (!std::isfinite(totalTime)) {
+        return;
+    }
+    const RecursiveLock lock(mutex);
+    if (std::fabs(sourceTotalTime) >= TimeMap::kZero) {
+        RemovePoint(GetPointIndex(sourceTotalTime));
+    }
+    sourceTotalTime = totalTime;
+    AddPoint(totalTime, kNormalSpeed, KeyframeInterpolationType::Hold);
+}
+
+double SpeedParameterImpl::GetSourceFPS() const {
+    const RecursiveLock lock(mutex);
+    return sourceFPS;
+}
+
+void SpeedParameterImpl::SetSourceFPS(double fps) {
+    if (!std::isfinite(fps)) {
+        return;
+    }
+    const RecursiveLock lock(mutex);
+    sourceFPS = fps;
+    text.clear();
+}
+
+int SpeedParameterImpl::GetKeyFramesCountEx() const {
+    return GetKeyFramesCount();
+}
+
+// The freeze layer
+
+void SpeedParameterImpl::BringUpToDate() const {
+    BringMapUpToDate();
+    if (!freezesPlaced) {
+        freeze.PlaceOnRenderAxis(map);
+        freezesPlaced = true;
+    }
+}
+
+bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
+    if (!std::isfinite(pointTime) || pointTime < 0.0 || !std::isfinite(duration) ||
+        duration < kTolerance) {
+        return false;
+    }
+    const RecursiveLock lock(mutex);
+    BringMapUpToDate();
+    const SpeedParameterFreezeImpl::Place place = freeze.AtPoint(pointTime);
+    if (place.freeze != nullptr) {
+        return false;
+    }
+    double sourceTime = pointTime - place.shift;
+    if (std::fabs(sourceTime - sourceTotalTime) < kTolerance) {
+        sourceTime = sourceTotalTime;
+    }
+    if (sourceTime > sourceTotalTime) {
+        return false;
+    }
+    if (!HasPoint(sourceTime)) {
+        TimeValuePair before(0.0, kNormalSpeed, KeyframeInterpolationType::Hold);
+        GetPreviousKeyframeTime(sourceTime, &before);
+        // What the render curve has there, so that the two parts of a linear segment
+        // take the time of the whole.
+        const double speed = map.SpeedAt(map.RenderOfInstant(sourceTime));
+        AddPoint(sourceTime, speed, before.GetInterpolation());
+    }
+    freeze.Insert(pointTime, duration, sourceTime);
+    FreezesChanged();
+    return true;
+}
+
+bool SpeedParameterImpl::SetFreezeFrameDuration(int index, double duration) {
+    if (!std::isfinite(duration) || duration < kTolerance) {
+        return false;
+    }
+    const RecursiveLock lock(mutex);
+    if (index < 0 || static_cast<std::size_t>(index) >= freeze.Frames().size()) {
+        return false;
+    }
+    freeze.SetDuration(static_cast<std::size_t>(index), duration);
+    FreezesChanged();
+    return true;
+}
+
+void SpeedParameterImpl::FreezeNearZeroSpeeds() {
+    struct Span {
+        double start;
+        double length;
+    };
+    std::vector<Span> spans;
+    const int count = GetKeyFramesCountEx();
+    for (int i = 0; i < count; ++i) {
+        const double speed = GetPointValue(i).AsDouble();
+        if (std::fabs(speed) < kNearZeroSpeed && i + 1 < count) {
+            spans.push_back({GetPointTime(i), GetPointTime(i + 1) - GetPointTime(i)});
+        }
+    }
+    for (const Span& span : spans) {
+        AddFreezeFrame(span.start, span.length);
+    }
+}
+
+double SpeedParameterImpl::GetRenderTotalTime() {
+    const RecursiveLock lock(mutex);
+    RebuildMap();
+    return map.RenderLength() + freeze.TotalDuration();
+}
+
+double SpeedParameterImpl::GetCurrentFPS(double renderTime) const {
+    const RecursiveLock lock(mutex);
+    BringUpToDate();
+    return freeze.SpeedAt(map, renderTime);
+}
+
+double SpeedParameterImpl::PointTimeToRenderTime(double pointTime) {
+    const RecursiveLock lock(mutex);
+    BringUpToDate();
+    return freeze.RenderOfPoint(map, pointTime);
+}
+
+double SpeedParameterImpl::RenderTimeToPointTime(double renderTime) const {
+    const RecursiveLock lock(mutex);
+    BringUpToDate();
+    return freeze.PointOfRender(map, renderTime);
+}
+
+// The reverse layer
+
+double SpeedParameterImpl::GetSourceTime(double renderTime) const {
+    const RecursiveLock lock(mutex);
+    BringUpToDate();
+    const double sourceTime = freeze.SourceOfRender(map, renderTime);
+    return reverse != 0 ? sourceTotalTime - sourceTime : sourceTime;
+}
+
+double SpeedParameterImpl::GetRenderTime(double sourceTime) {
+    const RecursiveLock lock(mutex);
+    BringUpToDate();
+    lastSourceTime = reverse != 0 ? sourceTotalTime - sourceTime : sourceTime;
+    return freeze.RenderOfSource(map, lastSourceTime);
+}
+
+int SpeedParameterImpl::SetReverse(bool isReverse) noexcept {
+    reverse = isReverse ? 1 : 0;
+    return 0;
+}
+
+void SpeedParameterImpl::GetVelocityTimeCurve(double& a, double& b, double& c, double& d,
+                                              int index) {
+    const RecursiveLock lock(mutex);
+    const Velocity velocity = VelocityAt(index);
+    a = velocity.a;
+    b = velocity.b;
+    c = velocity.c;
+    d = velocity.d;
+}
+
+Velocity SpeedParameterImpl::VelocityAt(int index) {
+    BringUpToDate();
+    if (reverse != 0) {
+        if (reversed != nullptr && !reversedValid) {
+            reversed = std::make_shared<SpeedParameterEx>(map, freeze);
+            reversedValid = true;
+        }
+        return reversed != nullptr ? reversed->VelocityAt(index) : Velocity{};
+    }
+    if (!stretchesValid) {
+        stretches = ListStretches(map, freeze);
+        stretchesValid = true;
+    }
+    if (index < 0 || static_cast<std::size_t>(index) >= stretches.size()) {
+        return {};
+    }
+    const int keyframe = stretches[static_cast<std::size_t>(index)].keyframe;
+    if (keyframe == Stretch::kFreeze) {
+        return {};
+    }
+    if (!HasVelocity(map, keyframe)) {
+        ReportUnsolved("core::SpeedParameterImpl::GetVelocityTimeCurve0", 920);
+        return {};
+    }
+    return VelocityFrom(map, keyframe, Direction::Forward);
+}
+
+std::unique_ptr<SpeedParameterImpl> SpeedParameterImpl::RevertSpeedParameter() {
+    const RecursiveLock lock(mutex);
+    RebuildMap();
+    BringUpToDate();
+    auto copy = std::make_unique<SpeedParameterImpl>(*this);
+    const RecursiveLock copyLock(copy->mutex);
+    copy->reversed = std::make_shared<SpeedParameterEx>(map, freeze);
+    copy->reversedValid = true;
+    return copy;
+}
+
+}  // namespace core

@@ -1,0 +1,130 @@
+#include "core/speed/freezes.h"
+
+#include "core/curve/sorted_times.h"
+
+#include <algorithm>
+#include <limits>
+
+// One picture for all three axes: a freeze takes `duration` on the point axis and on
+// the render axis, nothing on the source axis. A time outside all freezes, less what
+// the freezes before it take, is a time of the map:
+//
+//     point axis    --a--|====|--b--|==|--c--     key,         duration
+//     render axis   --a'-|====|--b'-|==|--c'-     renderStart, duration
+//     source axis   --a--|--b--|--c--             sourceTime,  nothing
+
+namespace core {
+
+// A freeze behind all others, as readers of texts add them, costs no walk over these.
+void SpeedParameterFreezeImpl::IndexAxes(std::size_t from) {
+    keys.resize(from);
+    renderStarts.resize(from);
+    sourceTimes.resize(from);
+    durationBefore.resize(from + 1);
+    for (const FreezeFrame& frame : std::span(frames).subspan(from)) {
+        keys.push_back(frame.key);
+        renderStarts.push_back(frame.renderStart);
+        sourceTimes.push_back(frame.sourceTime);
+        durationBefore.push_back(durationBefore.back() + frame.duration);
+    }
+}
+
+// The first freeze that contains `x`. The tolerance may let two contain it, the
+// earlier one with its end.
+SpeedParameterFreezeImpl::Place SpeedParameterFreezeImpl::Find(std::span<const double> starts,
+                                                               double x,
+                                                               bool hasLength) const noexcept {
+    const auto endOf = [&](std::size_t i) {
+        return starts[i] + (hasLength ? frames[i].duration : 0.0);
+    };
+    const std::size_t behind = UpperBound(starts, x);
+    std::size_t first = behind;
+    while (first > 0 && x - endOf(first - 1) < kTolerance) {
+        --first;
+    }
+    if (first < starts.size() && starts[first] - x < kTolerance) {
+        return {&frames[first], durationBefore[first]};
+    }
+    return {nullptr, durationBefore[behind]};
+}
+
+SpeedParameterFreezeImpl::Place SpeedParameterFreezeImpl::AtPoint(double p) const noexcept {
+    return Find(keys, p, true);
+}
+
+SpeedParameterFreezeImpl::Place SpeedParameterFreezeImpl::AtRender(double t) const noexcept {
+    return Find(renderStarts, t, true);
+}
+
+SpeedParameterFreezeImpl::Place SpeedParameterFreezeImpl::AtSource(double s) const noexcept {
+    return Find(sourceTimes, s, false);
+}
+
+double SpeedParameterFreezeImpl::SourceOfRender(const TimeMap& map, double t) const noexcept {
+    const Place place = AtRender(t);
+    return place.freeze != nullptr ? place.freeze->sourceTime : map.SourceOfRender(t - place.shift);
+}
+
+double SpeedParameterFreezeImpl::RenderOfSource(const TimeMap& map, double s) const noexcept {
+    const Place place = AtSource(s);
+    return place.freeze != nullptr ? place.freeze->renderStart
+                                   : map.RenderOfSource(s) + place.shift;
+}
+
+double SpeedParameterFreezeImpl::PointOfRender(const TimeMap& map, double t) const noexcept {
+    const Place place = AtRender(t);
+    return place.freeze != nullptr ? (t - place.freeze->renderStart) + place.freeze->key
+                                   : map.PointOfRender(t - place.shift) + place.shift;
+}
+
+double SpeedParameterFreezeImpl::RenderOfPoint(const TimeMap& map, double p) const noexcept {
+    const Place place = AtPoint(p);
+    return place.freeze != nullptr ? (p - place.freeze->key) + place.freeze->renderStart
+                                   : map.RenderOfPoint(p - place.shift) + place.shift;
+}
+
+// A freeze stands where a held speed may change, and rounding must not put a time in
+// it or behind it before the change.
+double SpeedParameterFreezeImpl::SpeedAt(const TimeMap& map, double t) const noexcept {
+    const std::size_t behind = UpperBound(renderStarts, t);
+    if (behind == 0) {
+        return map.SpeedAt(t);
+    }
+    const FreezeFrame& last = frames[behind - 1];
+    const bool isFrozen = t <= last.renderStart + last.duration;
+    return map.SpeedAt(isFrozen ? last.mapTime
+                                : std::max(t - durationBefore[behind], last.mapTime));
+}
+
+void SpeedParameterFreezeImpl::Insert(double pointTime, double duration, double sourceTime) {
+    const std::size_t place = UpperBound(keys, pointTime);
+    frames.insert(frames.begin() + static_cast<std::ptrdiff_t>(place),
+                  FreezeFrame{pointTime, duration, 0.0, sourceTime, 0.0});
+    for (std::size_t i = place + 1; i < frames.size(); ++i) {
+        frames[i].key += duration;
+    }
+    IndexAxes(place);
+}
+
+void SpeedParameterFreezeImpl::SetDuration(std::size_t index, double duration) {
+    const double delta = duration - frames[index].duration;
+    frames[index].duration = duration;
+    for (std::size_t i = index + 1; i < frames.size(); ++i) {
+        frames[i].key += delta;
+    }
+    IndexAxes(index);
+}
+
+void SpeedParameterFreezeImpl::PlaceOnRenderAxis(const TimeMap& map) {
+    double shift = 0.0;
+    double earliest = -std::numeric_limits<double>::infinity();
+    for (FreezeFrame& frame : frames) {
+        frame.mapTime = std::max(map.RenderOfInstant(frame.sourceTime), earliest);
+        frame.renderStart = frame.mapTime + shift;
+        earliest = frame.mapTime;
+        shift += frame.duration;
+    }
+    IndexAxes(0);
+}
+
+}  // namespace core

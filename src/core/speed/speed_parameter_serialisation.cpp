@@ -1,0 +1,81 @@
+#include "core/foundation/report.h"
+#include "core/speed/SpeedParameterImpl.h"
+#include "core/speed/speed_text.h"
+
+#include <core/data/json_doc.h>
+
+#include <utility>
+#include <vector>
+
+// Texts: those of a parameter with members added. The lock is held while one is written
+// or read, so that a text is of one moment.
+
+namespace core {
+namespace {
+
+void ReportSkippedKeyframe() {
+    Report(ReportLevel::Error, "SpeedParameterImpl", "file[SpeedParameterImpl] line[380]");
+}
+
+}  // namespace
+
+// The text is kept until something changes. The reverse flag changes without the lock,
+// so that the text remembers which flag it tells of.
+std::string SpeedParameterImpl::Serialize() {
+    const RecursiveLock lock(mutex);
+    const int flag = reverse;
+    if (text.empty() || textReverse != flag) {
+        // By way of a tree, whose writer gives the numbers their stored form.
+        JsonDoc document;
+        document.Parse(Write().c_str());
+        WriteSpeedMembers(document.Root().AsObject(), {sourceTotalTime, sourceFPS, flag},
+                          freeze.Frames());
+        text.clear();
+        document.Root().DumpToTail(text);
+        textReverse = flag;
+    }
+    return text;
+}
+
+int SpeedParameterImpl::Desialize(const char* json) {
+    const RecursiveLock lock(mutex);
+    JsonDoc document;
+    JsonObject* object = nullptr;
+    if (json == nullptr || document.Parse(json) < 0 || !document.Root().Get(object)) {
+        return -1;
+    }
+    if (FreezeStillKeyframes(*object)) {
+        // By way of a text, because rounding the numbers is part of the conversion.
+        std::string converted;
+        document.Dump(converted);
+        if (document.Parse(converted.c_str()) < 0 || !document.Root().Get(object)) {
+            return -1;
+        }
+    }
+    // Kept on purpose: a member that a text lacks leaves its field as it was, the freezes
+    // included. Callers load partial texts over a curve.
+    SpeedSettings settings{sourceTotalTime, sourceFPS, reverse};
+    ReadSpeedSettings(*object, settings);
+    std::vector<StoredFreeze> freezes;
+    const bool hasFreezes = ReadFreezes(*object, freezes);
+    if (!Load(*object, &ReportSkippedKeyframe)) {
+        return -1;
+    }
+    sourceTotalTime = settings.totalTime;
+    sourceFPS = settings.fps;
+    reverse = settings.reverse;
+    if (hasFreezes) {
+        freeze = SpeedParameterFreezeImpl();
+        FreezesChanged();
+        // Instants are found by speeds, which only numbers are.
+        const ParameterTypeEnum type = GetParameterType();
+        if (type == ParameterDouble || type == ParameterInt) {
+            for (const StoredFreeze& stored : freezes) {
+                AddFreezeFrame(stored.pointTime, stored.duration);
+            }
+        }
+    }
+    return 0;
+}
+
+}  // namespace core

@@ -1,0 +1,51 @@
+#pragma once
+
+// What the text of a speed curve holds beside that of a parameter.
+
+#include "core/speed/freezes.h"
+
+#include <core/data/json_object.h>
+
+#include <span>
+#include <vector>
+
+namespace core {
+
+/// Slower than this a segment shows next to one picture: copies, and readers of older
+/// texts, turn it into a freeze. Stored projects hold freezes made of such speeds.
+inline constexpr double kNearZeroSpeed = 0.0001;
+
+/// The settings of a speed curve.
+struct SpeedSettings {
+    double totalTime;
+    double fps;
+    int reverse;
+};
+
+/// A freeze as texts hold it.
+struct StoredFreeze {
+    double pointTime;
+    double duration;
+};
+
+/// Adds the members of a speed curve to the object of its keyframes. O(n).
+void WriteSpeedMembers(JsonObject& document, const SpeedSettings& settings,
+                       std::span<const FreezeFrame> freezes);
+
+/// Reads the settings. An absent member, and one that is no finite number, leaves its
+/// field as it is.
+void ReadSpeedSettings(const JsonObject& document, SpeedSettings& settings);
+
+/// Reads the freezes in the order of the text, without those that are no two numbers
+/// and those without a duration; which of them can be is for the curve to say. False,
+/// leaving `freezes` alone, for a text that has no array of them.
+bool ReadFreezes(const JsonObject& document, std::vector<StoredFreeze>& freezes);
+
+/// Rewrites an older document, in which keyframes of near-zero speed stand for freezes,
+/// as one that has freezes: takes those keyframes out, each with the one behind it, lets
+/// what follows move up, and adds their stretches to "_freeze". False, leaving the
+/// document alone, when there are none. Reports keyframes without "_value" or "_time".
+/// O(n log n).
+bool FreezeStillKeyframes(JsonObject& document);
+
+}  // namespace core

@@ -1,0 +1,243 @@
+#include <core/curve/control_points.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+
+#include "support/curve_words.h"
+
+using core::GetAbsolutePointControlParam;
+using core::GetRelativePointControlParam;
+
+namespace {
+
+using Type = KeyframeInterpolationType;
+const Type kBezier = Type::Bezier;
+
+struct Handles {
+    Pointd start;
+    Pointd end;
+};
+
+bool operator==(const Handles& a, const Handles& b) {
+    return a.start == b.start && a.end == b.end;
+}
+std::ostream& operator<<(std::ostream& out, const Handles& h) {
+    return out << "(" << h.start.x << ", " << h.start.y << ") (" << h.end.x << ", " << h.end.y
+               << ")";
+}
+
+Handles Absolute(Pointd start, Handles h, Pointd end, Type type0 = kBezier, Type type1 = kBezier) {
+    EXPECT_TRUE(GetAbsolutePointControlParam(start, h.start, h.end, end, type0, type1));
+    return h;
+}
+Handles Relative(Pointd start, Handles h, Pointd end, Type type0 = kBezier, Type type1 = kBezier) {
+    EXPECT_TRUE(GetRelativePointControlParam(start, h.start, h.end, end, type0, type1));
+    return h;
+}
+
+TEST(ControlPoints, StoredHandlesAreFractionsAndSlopes) {
+    const struct {
+        const char* name;
+        Pointd start;
+        Handles stored;
+        Pointd end;
+        Type startType, endType;
+        Handles points;
+    } rows[] = {
+        {"Smooth",
+         {0, 0},
+         {{0.25, 8}, {0.75, 8}},
+         {1, 10},
+         kBezier,
+         kBezier,
+         {{0.25, 2}, {0.75, 8}}},
+        {"LinearStart", {1, 5}, {{0.5, 8}, {0.5, 1}}, {3, 7}, kLinear, kBezier, {{1, 5}, {2, 6}}},
+        {"LinearEnd", {1, 5}, {{0.5, 8}, {0.5, 1}}, {3, 7}, kBezier, kLinear, {{2, 13}, {3, 7}}},
+        {"FractionsAreClamped",
+         {0, 0},
+         {{-2, 4}, {7, 3}},
+         {2, 1},
+         kBezier,
+         kBezier,
+         {{0, 4}, {2, 4}}},
+        {"FractionOfNothingAddsTheSlope",
+         {0, 1},
+         {{0, 4}, {1, -4}},
+         {1, 2},
+         kBezier,
+         kBezier,
+         {{0, 5}, {1, -2}}},
+        // Kept on purpose: an offset below 1e-7 counts as none, where sampling goes
+        // down to 1e-20.
+        {"SmallOffsetAddsTheSlope",
+         {0, 1},
+         {{0x1p-24, 4}, {1 - 0x1p-24, 4}},
+         {1, 2},
+         kBezier,
+         kBezier,
+         {{0x1p-24, 5}, {1 - 0x1p-24, 6}}},
+        {"OffsetOf1e-7Multiplies",
+         {0, 1},
+         {{0x1p-23, 4}, {1 - 0x1p-23, 4}},
+         {1, 2},
+         kBezier,
+         kBezier,
+         {{0x1p-23, 1 + 0x1p-21}, {1 - 0x1p-23, 2 - 0x1p-21}}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.points, Absolute(row.start, row.stored, row.end, row.startType, row.endType))
+            << row.name;
+    }
+}
+
+TEST(ControlPoints, PointsOutsideTheSegmentAreMovedToItsEnds) {
+    const struct {
+        const char* name;
+        Pointd start;
+        Handles points;
+        Pointd end;
+        Type startType, endType;
+        Handles stored;
+    } rows[] = {
+        {"Before", {1, 5}, {{-1, 7}, {0, 8}}, {3, 7}, kBezier, kBezier, {{0, 2}, {0, -0.5}}},
+        {"After", {1, 5}, {{9, 7}, {9, 8}}, {3, 7}, kBezier, kBezier, {{1, 1}, {1, 1}}},
+        {"LinearStart", {1, 5}, {{2, 9}, {2, 8}}, {3, 7}, kLinear, kBezier, {{0, 0}, {0.5, -1}}},
+        {"LinearEnd", {1, 5}, {{2, 9}, {2, 8}}, {3, 7}, kBezier, kLinear, {{0.5, 4}, {1, 0}}},
+        {"SmallNumbersBecomeZero",
+         {0, 0},
+         {{9e-8, 9e-8}, {1, 9e-8}},
+         {1, 0},
+         kBezier,
+         kBezier,
+         {{0, 0}, {1, 0}}},
+        // Kept on purpose: no duration counts as 1e-5.
+        {"NoDuration", {2, 0}, {{2, 4}, {2, 5}}, {2, 1}, kBezier, kBezier, {{0, 4}, {0, 4}}},
+        {"ShortDuration",
+         {0, 0},
+         {{5e-8, 4}, {5e-8, 5}},
+         {5e-8, 1},
+         kBezier,
+         kBezier,
+         {{5e-8 / (5e-8 + 1e-5), 4}, {5e-8 / (5e-8 + 1e-5), 4}}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.stored, Relative(row.start, row.points, row.end, row.startType, row.endType))
+            << row.name;
+    }
+}
+
+TEST(ControlPoints, TheTwoConversionsAreInverse) {
+    Dice dice(11);
+    const std::vector<Type> types = {kBezier, Type::Bezier14, kLinear, Type::Hermite};
+    const Times special = {0, 1, 1e-3, 1 - 1e-3};
+    for (int n = 0; n < 20000; ++n) {
+        const Type type0 = dice.Pick(types);
+        const Type type1 = dice.Pick(types);
+        const Pointd start = {dice.Between(-1e3, 1e3), dice.Between(-1e3, 1e3)};
+        const double length = std::pow(10, dice.Between(-3, 3));
+        const Pointd end = {start.x + length, dice.Between(-1e3, 1e3)};
+        const auto fraction = [&] {
+            return dice.OneIn(4) ? dice.Pick(special) : dice.Between(0, 1);
+        };
+        Handles stored = {{fraction(), dice.Between(-50, 50)}, {fraction(), dice.Between(-50, 50)}};
+        if (type0 == kLinear) {
+            stored.start = {0, 0};
+        }
+        if (type1 == kLinear) {
+            stored.end = {1, 0};
+        }
+        const Handles points = Absolute(start, stored, end, type0, type1);
+        const Handles back = Relative(start, points, end, type0, type1);
+        // Values are near 1e3, and slopes are their differences over short times.
+        const auto near = [](double a, double b, double offset) {
+            return std::fabs(a - b) <= 1e-11 * (1 + std::fabs(a)) / std::fmin(1, offset);
+        };
+        const auto offset = [](double dx) { return std::fabs(dx) < 1e-7 ? 1 : std::fabs(dx); };
+        const bool agree =
+            std::fabs(back.start.x - stored.start.x) <= 1e-12 / std::fmin(1, length) &&
+            std::fabs(back.end.x - stored.end.x) <= 1e-12 / std::fmin(1, length) &&
+            near(back.start.y, stored.start.y, offset(points.start.x - start.x)) &&
+            near(back.end.y, stored.end.y, offset(points.end.x - end.x));
+        ASSERT_TRUE(agree) << "round " << n << ": " << stored << " became " << back;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// On a curve
+// ---------------------------------------------------------------------------
+
+struct Numbers {
+    double a = 7, b = 7, c = 7, d = 7;
+    bool operator==(const Numbers& o) const { return a == o.a && b == o.b && c == o.c && d == o.d; }
+};
+std::ostream& operator<<(std::ostream& out, const Numbers& n) {
+    return out << n.a << ", " << n.b << ", " << n.c << ", " << n.d;
+}
+
+TEST(ControlPoints, AreFoundByTheTimeInTheirSegment) {
+    const Curve curve = {{1, 5, 0, {}, {0.5, 8}}, {3, 7, 7, {0.5, 1}, {2, 4}}, {4, 0, 1, {3, 6}}};
+    Parameter parameter = plain::Build(curve);
+    const struct {
+        double time;
+        bool absolute;
+        bool found;
+        Numbers numbers;
+    } rows[] = {
+        {0.999, false, false, {}},
+        {1, false, true, {0.5, 8, 0.5, 1}},
+        {2.999, false, true, {0.5, 8, 0.5, 1}},
+        {2, true, true, {2, 13, 2, 6}},
+        {3, false, true, {2, 4, 3, 6}},
+        {4, false, false, {}},
+        {kNan, true, false, {}},
+    };
+    for (const auto& row : rows) {
+        Numbers n;
+        EXPECT_EQ(row.found, parameter.GetPointControlParamOnCurve(row.time, n.a, n.b, n.c, n.d,
+                                                                   row.absolute));
+        EXPECT_EQ(row.numbers, n) << "at " << row.time;
+    }
+
+    // Handles of a path are positions already; texts have none.
+    Parameter path = plain::BuildPath({{0, 0, 0, {}, {3, 4}}, {1, 0, 0, {5, 6}}});
+    for (const bool absolute : {false, true}) {
+        Numbers n;
+        EXPECT_TRUE(path.GetPointControlParamOnCurve(0.5, n.a, n.b, n.c, n.d, absolute));
+        EXPECT_EQ((Numbers{3, 4, 5, 6}), n);
+    }
+    Parameter text(0.0, "a", kBezier, core::ParameterString);
+    text.AddPoint(1.0, "b", kBezier);
+    Numbers n;
+    EXPECT_FALSE(text.GetPointControlParamOnCurve(0.5, n.a, n.b, n.c, n.d, true));
+    EXPECT_FALSE(text.TransferAbsoluteParamToRelative(0, n.a, n.b, n.c, n.d));
+    EXPECT_FALSE(path.TransferRelativeParamToAbsolute(0, n.a, n.b, n.c, n.d));
+    EXPECT_EQ(Numbers(), n);
+}
+
+// Moving a handle in an editor and storing it leaves the curve where it was drawn:
+// the control points of the segment, in seconds as in ticks.
+TEST(ControlPoints, TransfersGoToThePlaneAndBack) {
+    for (const double unit : {1.0, 1e7}) {
+        const Curve curve = {{1 * unit, 5, 0, {}, {0.25, 8}}, {3 * unit, 7, 0, {0.75, -2}}};
+        Parameter parameter = plain::Build(curve);
+        Numbers n{0.25, 8, 0.75, -2};
+        ASSERT_TRUE(parameter.TransferRelativeParamToAbsolute(0, n.a, n.b, n.c, n.d));
+        EXPECT_EQ((Numbers{1.5 * unit, 9, 2.5 * unit, 8}), n);
+        Numbers onCurve;
+        parameter.GetPointControlParamOnCurve(2 * unit, onCurve.a, onCurve.b, onCurve.c, onCurve.d,
+                                              true);
+        EXPECT_EQ(n, onCurve);
+        ASSERT_TRUE(parameter.TransferAbsoluteParamToRelative(0, n.a, n.b, n.c, n.d));
+        EXPECT_EQ((Numbers{0.25, 8, 0.75, -2}), n);
+
+        for (const int index : {-1, 1, 2}) {
+            EXPECT_FALSE(parameter.TransferRelativeParamToAbsolute(index, n.a, n.b, n.c, n.d));
+            EXPECT_FALSE(parameter.TransferAbsoluteParamToRelative(index, n.a, n.b, n.c, n.d));
+        }
+        EXPECT_EQ((Numbers{0.25, 8, 0.75, -2}), n);
+    }
+}
+
+}  // namespace

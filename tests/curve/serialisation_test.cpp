@@ -1,0 +1,686 @@
+#include <core/curve/parameter.h>
+#include <core/data/json_doc.h>
+#include <core/foundation/md5.h>
+#include <core/logging/log.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/curve_words.h"
+
+namespace {
+
+using core::IKeyFrame;
+using core::ParameterTypeEnum;
+using Type = KeyframeInterpolationType;
+using Texts = std::vector<std::string>;
+
+// ---------------------------------------------------------------------------
+// Words
+// ---------------------------------------------------------------------------
+
+std::string Print(const ValAny& value) {
+    char text[64];
+    switch (value.Kind()) {
+        case ValAny::kNone:
+            return "none";
+        case ValAny::kBool:
+            return value.AsBool() ? "true" : "false";
+        case ValAny::kString:
+            return "'" + value.AsString() + "'";
+        case ValAny::kPoint:
+            std::snprintf(text, sizeof text, "(%.17g %.17g)", value.AsPoint().x, value.AsPoint().y);
+            return text;
+        default:
+            std::snprintf(text, sizeof text, "%.17g", value.AsDouble());
+            return text;
+    }
+}
+
+/// All keyframes with every field, to the last bit.
+std::string Keyframes(IKeyFrame& parameter) {
+    std::string text;
+    for (int i = 0; i < parameter.GetKeyFramesCount(); ++i) {
+        double lx = 0, ly = 0, rx = 0, ry = 0;
+        parameter.GetPointControlParamEx(i, lx, ly, rx, ry);
+        char numbers[256];
+        std::snprintf(numbers, sizeof numbers, " type %d (%.17g %.17g) (%.17g %.17g)\n",
+                      static_cast<int>(parameter.GetInterpolationType(i)), lx, ly, rx, ry);
+        text +=
+            Print(parameter.GetPointTime(i)) + ": " + Print(parameter.GetPointValue(i)) + numbers;
+    }
+    return text;
+}
+
+std::string Settings(IKeyFrame& parameter) {
+    ValAny min, max;
+    parameter.GetValueRange(min, max);
+    return "type " + std::to_string(parameter.GetParameterType()) + " range " + Print(min) +
+           " to " + Print(max) + " ratio " + Print(parameter.GetBaseRatio());
+}
+
+std::string Everything(IKeyFrame& parameter) {
+    return Settings(parameter) + "\n" + Keyframes(parameter);
+}
+
+Parameter Load(const std::string& text) {
+    Parameter parameter;
+    EXPECT_EQ(0, parameter.Desialize(text.c_str())) << text.substr(0, 1000);
+    return parameter;
+}
+
+/// A document with these keyframes, as text.
+std::string Document(const std::string& keyframes, const std::string& settings = "") {
+    return "{" + settings + "\"keyframeSets\": [" + keyframes + "]}";
+}
+
+std::string HashOf(const IKeyFrame& parameter) {
+    return parameter.GetHashString();
+}
+
+std::string HashInText(const std::string& text) {
+    core::JsonDoc document;
+    document.Parse(text.c_str());
+    return document.Root().AsObject()["MD5"].AsString();
+}
+
+/// What comes back from a file is, from then on, the same to the last bit; and its hash
+/// was so from the start.
+void ExpectSettles(Parameter& parameter) {
+    const std::string text = parameter.Serialize();
+    Parameter loaded = Load(text);
+    EXPECT_EQ(HashOf(parameter), HashOf(loaded)) << text;
+    EXPECT_EQ(HashOf(parameter), HashInText(text));
+    Parameter again = Load(loaded.Serialize());
+    EXPECT_EQ(Everything(loaded), Everything(again)) << text;
+    EXPECT_EQ(loaded.Serialize(), again.Serialize());
+}
+
+ParameterTypeEnum TypeNumber(int number) {
+    return static_cast<ParameterTypeEnum>(number);
+}
+
+/// A number with at most six decimals: files keep it as it is.
+double ShortNumber(Dice& dice) {
+    return (dice.Below(2000001) - 1000000) / (dice.OneIn(2) ? 1e6 : 1e3);
+}
+
+ValAny RandomValue(Dice& dice, ParameterTypeEnum type) {
+    static const Texts texts = {"",
+                                "plain",
+                                "\"quotes\" and \\",
+                                "line\nbreak\t\x01",
+                                "\xC5\x84 \xF0\x9F\x90\x8C",
+                                "a text longer than sixteen bytes"};
+    switch (type) {
+        case core::ParameterInt:
+            return dice.Below(200001) - 100000;
+        case core::ParameterBool:
+            return dice.OneIn(2);
+        case core::ParameterString:
+            return dice.Pick(texts);
+        case core::ParameterPoint:
+            return Pointd{ShortNumber(dice), ShortNumber(dice)};
+        default:
+            return ShortNumber(dice);
+    }
+}
+
+Parameter RandomParameter(Dice& dice, ParameterTypeEnum type) {
+    Parameter parameter;
+    parameter.SetParameterType(type);
+    for (int i = dice.Below(12); i > 0; --i) {
+        parameter.AddPoint(ShortNumber(dice), RandomValue(dice, type),
+                           static_cast<Type>(dice.Pick(gallery::Types())));
+    }
+    for (int i = 0; i < parameter.GetKeyFramesCount(); ++i) {
+        parameter.SetPointControlParamEx(i, ShortNumber(dice), ShortNumber(dice), ShortNumber(dice),
+                                         ShortNumber(dice));
+    }
+    if (dice.OneIn(2)) {
+        parameter.SetValueRange(RandomValue(dice, type), RandomValue(dice, type));
+    }
+    if (dice.OneIn(2) && type != core::ParameterString) {
+        parameter.SetBaseRatio(type == core::ParameterInt ? ValAny(dice.Below(9)) : ValAny(1.5));
+    }
+    return parameter;
+}
+
+/// Keeps the reports of what is left out off the console.
+class Quiet {
+public:
+    Quiet() : sinks(CoreLogGetLogSinkByModule("ZYL")) { CoreLogSetLogSinkByModule("ZYL", 0); }
+    ~Quiet() { CoreLogSetLogSinkByModule("ZYL", sinks); }
+    Quiet(const Quiet&) = delete;
+    Quiet& operator=(const Quiet&) = delete;
+
+private:
+    unsigned sinks;
+};
+
+// ---------------------------------------------------------------------------
+// Texts
+// ---------------------------------------------------------------------------
+
+// Other tools compare stored files.
+TEST(Serialisation, WritesTheLayoutOfStoredFiles) {
+    const std::string least = "-17976931348623157081452742373170435679807056752584499659891747";
+    const std::string most = "179769313486231570814527423731704356798070567525844996598917476";
+    Parameter number;
+    Parameter whole(ValAny(1));
+    whole.AddPoint(0, 2.9, Type::Linear);
+    whole.SetBaseRatio(2.5);
+    Parameter text(ValAny("x"));
+    text.AddPoint(1, "a \"b\"", Type::Linear);
+    Parameter point(ValAny(Pointd{}));
+    point.AddPoint(-1.25, Pointd{0.5, 1.0 / 3}, Type::Bezier);
+    point.SetPointControlParamEx(0, 1, 2, 3, 4);
+    point.SetValueRange(Pointd{0, 0}, Pointd{1, 2});
+    Parameter flag(true);
+    flag.AddPoint(0.2, false, Type::Linear);
+    const std::string noHandles =
+        R"("_leftDerivative": 0.0,"_leftDerivativeY": 0.0,"_rightDerivative": 0.0,)"
+        R"("_rightDerivativeY": 0.0})";
+    const struct {
+        Parameter& parameter;
+        std::string text;
+        std::string hashed;
+    } rows[] = {
+        {number,
+         R"({"Version": 1,"ParameterType": 0,"_minVal": )" + least + R"(,"_maxVal": )" + most +
+             R"(,"_baseRatio": null,"keyframeSets": [])",
+         ""},
+        {whole,
+         R"({"Version": 1,"ParameterType": 1,"_minVal": -2147483647,"_maxVal": 2147483647,)"
+         R"("_baseRatio": 2,"keyframeSets": [{"_time": 0.0,"Interpolation": 1,"_value": 2,)" +
+             noHandles + "]",
+         "0.0,1,2,0.0,0.0,0.0,0.0,;"},
+        {flag,
+         R"({"Version": 1,"ParameterType": 2,"_minVal": null,"_maxVal": null,"_baseRatio": null,)"
+         R"("keyframeSets": [{"_time": 0.2,"Interpolation": 6,"_value": false,)" +
+             noHandles + "]",
+         "0.2,6,f0.0,0.0,0.0,0.0,;"},
+        {text,
+         R"({"Version": 1,"ParameterType": 3,"_minVal": null,"_maxVal": null,"_baseRatio": null,)"
+         R"("keyframeSets": [{"_time": 1.0,"Interpolation": 6,"_value": "a \"b\"",)" +
+             noHandles + "]",
+         R"(1.0,6,"a \"b\""0.0,0.0,0.0,0.0,;)"},
+        {point,
+         R"({"Version": 1,"ParameterType": 4,"_minVal": [0.0,0.0],"_maxVal": [1.0,2.0],)"
+         R"("_baseRatio": null,"keyframeSets": [{"_time": -1.25000000,"Interpolation": 0,)"
+         R"("_value": [0.5,0.33333333],"_leftDerivative": 1.0,"_leftDerivativeY": 2.0,)"
+         R"("_rightDerivative": 3.0,"_rightDerivativeY": 4.0}])",
+         "-1.25,0,0.5,0.33333333,1.0,2.0,3.0,4.0,;"},
+    };
+    for (const auto& row : rows) {
+        const std::string hash = core::md5::MD5String(row.hashed.data(), row.hashed.size());
+        // Kept on purpose: no blank behind the last colon.
+        EXPECT_EQ(row.text + R"(,"MD5":")" + hash + "\"}", row.parameter.Serialize());
+        EXPECT_EQ(hash, row.parameter.GetHashString());
+        EXPECT_EQ(row.parameter.Serialize(), row.parameter.SerializeEx());
+    }
+}
+
+TEST(Serialisation, ReproducesEveryFieldAndSample) {
+    Dice dice(31);
+    for (int n = 0; n < 1500; ++n) {
+        const ParameterTypeEnum type = TypeNumber(n % 5);
+        Parameter saved = RandomParameter(dice, type);
+        const std::string text = saved.Serialize();
+        Parameter loaded = Load(text);
+        ASSERT_EQ(Everything(saved), Everything(loaded)) << text;
+        ASSERT_EQ(HashOf(saved), HashOf(loaded));
+        ASSERT_EQ(HashOf(saved), HashInText(text));
+        for (int i = 0; i < 20; ++i) {
+            const double time = dice.Between(-1100, 1100);
+            ASSERT_EQ(Print(saved.GetValue(time, true)), Print(loaded.GetValue(time, true)));
+        }
+    }
+    for (const gallery::Exhibit& exhibit : gallery::Curves()) {
+        SCOPED_TRACE(exhibit.name);
+        Parameter curve = gallery::Build(exhibit);
+        ExpectSettles(curve);
+        EXPECT_EQ(curve.GetKeyFramesCount(), Load(curve.Serialize()).GetKeyFramesCount());
+    }
+}
+
+/// Numbers that a file keeps, rounds, cuts, or turns into something else.
+Times TroublesomeNumbers(Dice& dice) {
+    const double largest = std::numeric_limits<double>::max();
+    Times numbers = {0.0,
+                     -0.0,
+                     0.19999999999999998,
+                     0.3,
+                     1.25,
+                     1e-8,
+                     4.9e-9,
+                     5e-9,
+                     -5e-9,
+                     1e-300,
+                     5e-324,
+                     1.0 / 3,
+                     99999999.99999999,
+                     1e8,
+                     123456789.1,
+                     123456789.3,
+                     4503599627370497.5,
+                     900719925474099.3,
+                     9007199254740993.0,
+                     1e15,
+                     1e16,
+                     1e22,
+                     9.2233720368547758e18,
+                     1.8446744073709552e19,
+                     2e19,
+                     1e60,
+                     9.9e61,
+                     1e62,
+                     1e63,
+                     1e300,
+                     largest};
+    for (int n = 0; n < 3000; ++n) {
+        const double sized = std::pow(10, dice.Between(-12, 25)) * dice.Between(0.1, 1);
+        const double tenth = dice.Below(1 << 30) * 16777216.0 * 0.1;
+        numbers.push_back(n % 3 == 0 ? sized : n % 3 == 1 ? std::nextafter(tenth, 0) : tenth);
+    }
+    const std::size_t count = numbers.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        numbers.push_back(-numbers[i]);
+    }
+    return numbers;
+}
+
+TEST(Serialisation, TheHashDoesNotNoticeWhatSavingDoesToNumbers) {
+    Dice dice(32);
+    for (const double number : TroublesomeNumbers(dice)) {
+        Parameter parameter;
+        parameter.AddPoint(number, number, Type::Bezier);
+        parameter.SetPointControlParamEx(0, number, number / 3, -number, number * 0.1);
+        ExpectSettles(parameter);
+        if (HasFailure()) {
+            FAIL() << "with " << Print(number);
+        }
+    }
+}
+
+// Times that round to one and the same must not cost a keyframe.
+TEST(Serialisation, KeepsKeyframesThatNearlyMatch) {
+    Dice dice(33);
+    Times times = {1e62, 1e70, 1e80, -1e62, -1e80, -1e19, 2e19};
+    for (int n = 0; n < 2000; ++n) {
+        const double time = dice.Between(-3, 3) * std::pow(10, dice.Below(9));
+        times.push_back(time);
+        times.push_back(time + dice.Between(1e-7, 1.2e-7));
+        times.push_back(times.back() + 1.0000001e-7);
+    }
+    Parameter parameter;
+    for (const double time : times) {
+        parameter.AddPoint(time, 1.0, Type::Linear);
+    }
+    EXPECT_EQ(parameter.GetKeyFramesCount(), Load(parameter.Serialize()).GetKeyFramesCount());
+    ExpectSettles(parameter);
+}
+
+TEST(Serialisation, TheHashTellsCurvesApart) {
+    const auto with = [](const std::vector<std::pair<double, ValAny>>& keys,
+                         ParameterTypeEnum type) {
+        Parameter parameter;
+        parameter.SetParameterType(type);
+        for (const auto& [time, value] : keys) {
+            parameter.AddPoint(time, value, Type::Hermite);
+        }
+        return HashOf(parameter);
+    };
+    EXPECT_NE(with({{1, 12}}, core::ParameterInt), with({{11, 2}}, core::ParameterInt));
+    EXPECT_NE(with({{0, "ab"}, {1, "c"}}, core::ParameterString),
+              with({{0, "a"}, {1, "bc"}}, core::ParameterString));
+    EXPECT_NE(with({{0, "a"}}, core::ParameterString),
+              with({{0, "a\"0.0,0.0,0.0,0.0,;"}}, core::ParameterString));
+    EXPECT_NE(with({{0, Pointd{1, 23}}}, core::ParameterPoint),
+              with({{0, Pointd{12, 3}}}, core::ParameterPoint));
+
+    // Every field counts; what is no part of a keyframe does not.
+    Parameter curve;
+    curve.AddPoint(0, 1.0, Type::Hermite);
+    curve.AddPoint(2, 3.0, Type::Hermite);
+    curve.SetPointControlParamEx(1, 4, 5, 6, 7);
+    const std::string before = HashOf(curve);
+    const char* const pointer = curve.GetHashString();
+    curve.SetBaseRatio(2.0);
+    curve.SetValueRange(0.0, 1.0);
+    curve.GetValue(1.0, true);
+    EXPECT_EQ(before, curve.GetHashString());
+    EXPECT_EQ(pointer, curve.GetHashString());
+    void (*const edits[])(Parameter&) = {
+        [](Parameter& p) { p.SetPointTime(1, 2.5); },
+        [](Parameter& p) { p.SetPointValue(1, 3.5); },
+        [](Parameter& p) { p.SetPointControlLeftParam(1, 4.5, 5); },
+        [](Parameter& p) { p.SetPointControlLeftParam(1, 4, 5.5); },
+        [](Parameter& p) { p.SetPointControlRightParam(1, 6.5, 7); },
+        [](Parameter& p) { p.SetPointControlRightParam(1, 6, 7.5); },
+        [](Parameter& p) { p.SetPointInterpolationType(0, Type::Hermite8); },
+        [](Parameter& p) { p.AddPoint(3, 3.0, Type::Hermite); },
+        [](Parameter& p) { p.RemovePoint(0); },
+        [](Parameter& p) { p.RemoveKeyFramesAfterTime(1); },
+        [](Parameter& p) { p.ClearKeyFrames(); },
+        [](Parameter& p) { p.SetParameterType(core::ParameterInt); },
+    };
+    for (const auto& edit : edits) {
+        Parameter copy(curve);
+        EXPECT_EQ(before, copy.GetHashString());
+        edit(copy);
+        EXPECT_NE(before, copy.GetHashString()) << "edit " << &edit - edits;
+        copy = curve;
+        EXPECT_EQ(before, copy.GetHashString());
+    }
+}
+
+TEST(Serialisation, RangeAndRatioComeBackOrStayAway) {
+    const double most = std::numeric_limits<double>::max();
+    const ValAny none = nullptr;
+    const struct {
+        int type;
+        ValAny min, max, ratio;
+        /// Where it is not what was saved.
+        const char* settings;
+    } rows[] = {
+        {0, -most, most, none, nullptr},
+        {0, 0.5, most, 2.5, nullptr},
+        {0, -most, 7.0, 0.0, nullptr},
+        {0, -1e18, 1e18, none, nullptr},
+        {0, -kInfinity, kInfinity, kNan,
+         "type 0 range -1.7976931348623157e+308 to 1.7976931348623157e+308 ratio none"},
+        {0, none, none, none,
+         "type 0 range -1.7976931348623157e+308 to 1.7976931348623157e+308 ratio none"},
+        {1, -2147483647, 2147483647, none, nullptr},
+        {1, -5, 5, 3, nullptr},
+        {2, false, true, none, nullptr},
+        // Bounds of a kind that does not clamp stay of that kind.
+        {2, 0.0, 1.0, 2.0, nullptr},
+        {0, false, true, true, nullptr},
+        {3, "a", "z", none, nullptr},
+        {3, none, none, none, nullptr},
+        {4, Pointd{0, 1}, Pointd{2, 3}, none, nullptr},
+        {4, none, none, 2.5, nullptr},
+    };
+    for (const auto& row : rows) {
+        Parameter parameter;
+        parameter.SetParameterType(TypeNumber(row.type));
+        parameter.SetValueRange(row.min, row.max);
+        parameter.SetBaseRatio(row.ratio);
+        const std::string text = parameter.Serialize();
+        // Into one that has other settings.
+        Parameter loaded(ValAny(7));
+        loaded.SetValueRange(1, 2);
+        loaded.SetBaseRatio(9);
+        ASSERT_EQ(0, loaded.Desialize(text.c_str()));
+        EXPECT_EQ(row.settings != nullptr ? row.settings : Settings(parameter), Settings(loaded))
+            << text;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Reading
+// ---------------------------------------------------------------------------
+
+TEST(Deserialisation, AcceptsWhatIsThereAndLeavesOutWhatIsNot) {
+    const Quiet quiet;
+    const struct {
+        const char* name;
+        std::string text;
+        std::string keyframes;
+    } rows[] = {
+        {"NoKeyframes", Document(""), ""},
+        {"OlderHandles",
+         Document(R"({"_time": 1, "_value": 2, "Interpolation": 7, "_leftDerivative": 3.5,
+                      "_rightDerivative": 4.5})"),
+         "1: 2 type 7 (3.5 0) (4.5 0)\n"},
+        {"XReplacesTheOlderOne",
+         Document(R"({"_leftDerivativeX": 8, "_rightDerivativeX": 9, "_time": 1, "_value": 2,
+                      "_leftDerivative": 3, "_rightDerivative": 4, "_leftDerivativeY": 5,
+                      "_rightDerivativeY": 6})"),
+         "1: 2 type 26 (8 5) (9 6)\n"},
+        {"AnyOrderAndUnknownMembers",
+         R"({"other": [{}], "keyframeSets": [{"_value": [1, 2], "x": {}, "_time": 3}], "MD5": 5,
+             "ParameterType": 4})",
+         "3: (1 2) type 26 (0 0) (0 0)\n"},
+        {"FirstOfTwoNames",
+         R"({"ParameterType": 1, "ParameterType": 99, "keyframeSets":
+             [{"_time": 1, "_time": 2, "_value": 3, "_value": "x"}], "keyframeSets": 5})",
+         "1: 3 type 26 (0 0) (0 0)\n"},
+        {"OutOfOrder", Document(R"({"_time": 2, "_value": 1}, {"_time": 1, "_value": 2})"),
+         "1: 2 type 26 (0 0) (0 0)\n2: 1 type 26 (0 0) (0 0)\n"},
+        {"TheLaterOneStays",
+         Document(R"({"_time": 1, "_value": 1}, {"_time": 1.00000009, "_value": 2},
+                     {"_time": 5, "_value": 3}, {"_time": 1.00000005, "_value": 4})"),
+         "1.0000000499999999: 4 type 26 (0 0) (0 0)\n5: 3 type 26 (0 0) (0 0)\n"},
+        {"NullHandlesAreAbsent",
+         Document(R"({"_time": 1, "_value": 2, "Interpolation": null, "_leftDerivativeY": null})"),
+         "1: 2 type 26 (0 0) (0 0)\n"},
+        {"LeftOut",
+         Document(R"(null, [], {}, {"_time": 1}, {"_value": 1}, {"_time": "1", "_value": 1},
+                     {"_time": 1, "_value": true}, {"_time": 1, "_value": null},
+                     {"_time": 1, "_value": 1e999}, {"_time": -1e999, "_value": 1},
+                     {"_time": 1, "_value": 1, "_leftDerivative": 1e999},
+                     {"_time": 1, "_value": 1, "_rightDerivativeY": "2"},
+                     {"_time": 1, "_value": 1, "Interpolation": {}}, {"_time": 7, "_value": 8})"),
+         "7: 8 type 26 (0 0) (0 0)\n"},
+        {"Integers",
+         Document(R"({"_time": 1, "_value": 2.9}, {"_time": 2, "_value": -2.9},
+                     {"_time": 3, "_value": 2147483648}, {"_time": 4, "_value": 1e10},
+                     {"_time": 5, "_value": "5"}, {"_time": 6, "_value": -2147483648})",
+                  R"("ParameterType": 1,)"),
+         "1: 2 type 26 (0 0) (0 0)\n2: -2 type 26 (0 0) (0 0)\n"
+         "6: -2147483648 type 26 (0 0) (0 0)\n"},
+        {"BooleansHold",
+         Document(R"({"_time": 1, "_value": true, "Interpolation": 1}, {"_time": 2, "_value": 0},
+                     {"_time": 3, "_value": 1.0}, {"_time": 4, "_value": "true"})",
+                  R"("ParameterType": 2,)"),
+         "1: true type 6 (0 0) (0 0)\n2: false type 6 (0 0) (0 0)\n"},
+        {"TextsHold",
+         Document(R"({"_time": 1, "_value": "a", "Interpolation": 1}, {"_time": 2, "_value": 2})",
+                  R"("ParameterType": 3,)"),
+         "1: 'a' type 6 (0 0) (0 0)\n"},
+        {"Points",
+         Document(R"({"_time": 1, "_value": [1]}, {"_time": 2, "_value": [1, 2, 3]},
+                     {"_time": 3, "_value": [1, "2"]}, {"_time": 4, "_value": {"x": 1, "y": 2}},
+                     {"_time": 5, "_value": [1, 1e999]}, {"_time": 6, "_value": [3, 4.5]})",
+                  R"("ParameterType": 4,)"),
+         "6: (3 4.5) type 26 (0 0) (0 0)\n"},
+        {"UnknownTypesOfSegments", Document(R"({"_time": 1, "_value": 2, "Interpolation": 77},
+                     {"_time": 2, "_value": 2, "Interpolation": -99999999999})"),
+         "1: 2 type 77 (0 0) (0 0)\n2: 2 type -2147483648 (0 0) (0 0)\n"},
+        {"WhatFollows", Document("") + " and so on", ""},
+    };
+    for (const auto& row : rows) {
+        Parameter parameter = Load(row.text);
+        EXPECT_EQ(row.keyframes, Keyframes(parameter)) << row.name;
+        ExpectSettles(parameter);
+    }
+}
+
+TEST(Deserialisation, AbsentMembersLeaveTheirSetting) {
+    Parameter parameter;
+    parameter.AddPoint(0, 1.0, kLinear);
+    parameter.SetValueRange(-1.0, 1.0);
+    parameter.SetBaseRatio(3.0);
+    ASSERT_EQ(0, parameter.Desialize(Document("").c_str()));
+    EXPECT_EQ("type 0 range -1 to 1 ratio 3", Settings(parameter));
+    EXPECT_EQ(0, parameter.GetKeyFramesCount());
+    ASSERT_EQ(0, parameter.Desialize(
+                     Document("", R"("_maxVal": 2, "_minVal": {}, "_baseRatio": null,)").c_str()));
+    EXPECT_EQ("type 0 range -1 to 2 ratio none", Settings(parameter));
+
+    // What was read as version is written back, whatever it is.
+    EXPECT_EQ(0, parameter.Desialize(Document("", R"("Version": -77,)").c_str()));
+    parameter.AddPoint(3, 1.0, kLinear);
+    Parameter copy(parameter);
+    EXPECT_EQ(0U, copy.Serialize().find("{\"Version\": -77,"));
+    // Without a range, the new type has none either.
+    Parameter other;
+    EXPECT_EQ(0, other.Desialize(Document("", R"("ParameterType": 1,)").c_str()));
+    EXPECT_EQ("type 1 range -2147483647 to 2147483647 ratio none", Settings(other));
+}
+
+TEST(Deserialisation, RefusesAsAWhole) {
+    Dice dice(34);
+    Parameter parameter = RandomParameter(dice, core::ParameterDouble);
+    parameter.AddPoint(1, 5.0, Type::Bezier);
+    const std::string before = parameter.Serialize();
+    EXPECT_EQ(-1, parameter.Desialize(nullptr));
+    Texts texts = {"",
+                   " ",
+                   "null",
+                   "7",
+                   "[]",
+                   "\"keyframeSets\"",
+                   "{}",
+                   "{\"keyframeSets\": {}}",
+                   "{\"keyframeSets\": null}",
+                   "{\"keyframeSets\": [}",
+                   "\xEF\xBB\xBF{}",
+                   Document("", "\"ParameterType\": 5,"),
+                   Document("", "\"ParameterType\": -1,"),
+                   Document("", "\"ParameterType\": \"0\","),
+                   Document("", "\"ParameterType\": 1e99,"),
+                   Document("", "\"ParameterType\": null,"),
+                   Document(std::string(100000, '['))};
+    // Every truncation of a document.
+    for (std::size_t length = 0; length < before.size(); ++length) {
+        texts.push_back(before.substr(0, length));
+    }
+    for (const std::string& text : texts) {
+        ASSERT_EQ(-1, parameter.Desialize(text.c_str())) << text;
+        ASSERT_EQ(before, parameter.Serialize()) << text;
+    }
+}
+
+TEST(Deserialisation, MutatedTextsAreRefusedOrSettle) {
+    const Quiet quiet;
+    Dice dice(35);
+    const Texts pieces = {"null",   "1e999", "-",     "\"\"",         "[",
+                          "]",      "{",     "}",     "true",         "0",
+                          ",",      "9",     "_time", "\"_value\": ", "1.7976931348623157e308",
+                          "\\u0000"};
+    int loaded = 0;
+    for (int n = 0; n < 6000; ++n) {
+        std::string text = RandomParameter(dice, TypeNumber(n % 5)).Serialize();
+        for (int changes = 1 + dice.Below(3); changes > 0; --changes) {
+            const auto at = static_cast<std::size_t>(dice.Below(static_cast<int>(text.size())));
+            const auto length = static_cast<std::size_t>(dice.Below(12));
+            switch (dice.Below(3)) {
+                case 0:
+                    text[at] = static_cast<char>(dice.Below(256));
+                    break;
+                case 1:
+                    text.replace(at, length, dice.Pick(pieces));
+                    break;
+                default:
+                    text.insert(at, text.substr(static_cast<std::size_t>(
+                                                    dice.Below(static_cast<int>(text.size()))),
+                                                length * 8));
+            }
+        }
+        Parameter parameter = Load(Document(R"({"_time": 1, "_value": 2})"));
+        const std::string before = parameter.Serialize();
+        if (parameter.Desialize(text.c_str()) == -1) {
+            ASSERT_EQ(before, parameter.Serialize()) << text;
+        } else {
+            ++loaded;
+            ExpectSettles(parameter);
+            ASSERT_FALSE(HasFailure()) << text;
+        }
+    }
+    EXPECT_GT(loaded, 500);
+}
+
+/// The outcome is that of adding the keyframes one by one.
+TEST(Deserialisation, KeyframesAreSortedAndTheLaterOfTwoStays) {
+    Dice dice(36);
+    for (int n = 0; n < 2000; ++n) {
+        std::string keyframes;
+        Parameter added;
+        const int count = dice.Below(n % 10 == 0 ? 200 : 8);
+        const double step = dice.OneIn(2) ? 4e-8 : 1e-8;
+        for (int i = 0; i < count; ++i) {
+            // Near each other, and not quite on the limit of a match.
+            const double time = dice.Below(24) * step + 1e-10 * dice.Below(9);
+            char text[96];
+            std::snprintf(text, sizeof text, "%s{\"_time\": %.17g, \"_value\": %d}",
+                          i > 0 ? "," : "", time, i);
+            keyframes += text;
+            added.AddPoint(time, i, Type::Extrapolate);
+        }
+        Parameter loaded = Load(Document(keyframes));
+        for (int i = 0; i < added.GetKeyFramesCount(); ++i) {
+            added.SetPointControlParamEx(i, 0, 0, 0, 0);
+        }
+        ASSERT_EQ(Keyframes(added), Keyframes(loaded)) << keyframes;
+    }
+}
+
+TEST(Deserialisation, LoadedCurvesGoOnFollowingTheirNeighbours) {
+    Parameter curve;
+    for (int i = 0; i < 4; ++i) {
+        curve.AddPoint(i / 3.0, std::sin(i), Type::Bezier);
+    }
+    curve.SetPointControlRightParam(1, 0.25, 9);
+    Parameter loaded = Load(curve.Serialize());
+    for (Parameter* each : {&curve, &loaded}) {
+        each->SetPointValue(2, 50.0);
+        each->RemovePoint(3);
+    }
+    for (double time = 0; time < 1; time += 0.01) {
+        EXPECT_NEAR(curve.GetValue(time, true).AsDouble(), loaded.GetValue(time, true).AsDouble(),
+                    1e-5);
+    }
+    double x = 0, y = 0;
+    loaded.GetPointControlRightParam(1, x, y);
+    EXPECT_EQ(9, y);
+}
+
+TEST(Serialisation, WhatNoFileCanHoldCostsNoOtherKeyframe) {
+    const Quiet quiet;
+    Parameter number;
+    number.AddPoint(0, 1.0, kLinear);
+    number.AddPoint(1, kNan, kLinear);
+    number.AddPoint(2, "text", kLinear);
+    number.AddPoint(3, true, kLinear);
+    number.AddPoint(4, 2.0, kLinear);
+    number.SetPointControlParamEx(4, kInfinity, kNan, 0.5, -kInfinity);
+    Parameter loaded = Load(number.Serialize());
+    EXPECT_EQ(HashOf(number), HashOf(loaded));
+    EXPECT_EQ(Times({0, 3, 4}),
+              Times({loaded.GetPointTime(0), loaded.GetPointTime(1), loaded.GetPointTime(2)}));
+    EXPECT_EQ("(0 0) (0.5 0)\n", Keyframes(loaded).substr(Keyframes(loaded).rfind("(0 0)")));
+
+    // Zero bytes end a text in files.
+    Parameter text;
+    text.SetParameterType(core::ParameterString);
+    text.AddPoint(0, std::string("a\0b", 3), kLinear);
+    ExpectSettles(text);
+}
+
+// Slow, and some 2 GB: only when asked for.
+TEST(Deserialisation, AMillionKeyframesComeBack) {
+    if (std::getenv("CORE_TEST_LARGE") == nullptr) {
+        GTEST_SKIP() << "set CORE_TEST_LARGE to run it";
+    }
+    constexpr int kCount = 1000000;
+    Parameter parameter;
+    for (int i = 0; i < kCount; ++i) {
+        parameter.AddPoint(i * 0.125, i % 1000 * 0.5, Type::Hermite);
+    }
+    Parameter loaded = Load(parameter.Serialize());
+    EXPECT_EQ(kCount, loaded.GetKeyFramesCount());
+    EXPECT_EQ(HashOf(parameter), HashOf(loaded));
+}
+
+}  // namespace

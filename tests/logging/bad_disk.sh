@@ -1,0 +1,40 @@
+#!/bin/bash
+# bad_disk.sh PROGRAM FOLDER limit|disk: the log goes on when there is room again, and
+# says how many lines it lost.
+# bad_disk.sh PROGRAM FOLDER readonly: a module whose folder can't be written takes no
+# line from another one.
+# Status 77 where the system does not let us fill a disk or mount one.
+set -euo pipefail
+program=$1
+folder=$2
+rm -rf "$folder"
+mkdir -p "$folder/logs"
+
+case $3 in
+    limit)
+        command -v prlimit >/dev/null || exit 77
+        # $PPID is the program when its shell expands it.
+        (ulimit -S -f 700 && "$program" full "$folder/logs" \
+            'prlimit --pid $PPID --fsize=unlimited:')
+        ;;
+    disk)
+        mount -t tmpfs -o size=1m tmpfs "$folder/logs" 2>/dev/null || exit 77
+        trap 'umount "$folder/logs"' EXIT
+        head -c 300000 /dev/zero >"$folder/logs/filler"
+        "$program" full "$folder/logs" \
+            "mount -o remount,size=64m '$folder/logs' && rm '$folder/logs/filler'"
+        ;;
+    readonly)
+        mkdir -m 555 "$folder/logs/blocked"
+        if [[ -w $folder/logs/blocked ]]; then
+            mount -t tmpfs -o ro tmpfs "$folder/logs/blocked" 2>/dev/null || exit 77
+            trap 'umount "$folder/logs/blocked"' EXIT
+        fi
+        "$program" beside "$folder/logs" "$folder/logs/blocked"
+        ;;
+esac
+"$program" check "$folder/logs" | tee "$folder/verdict"
+# A full disk is no case when nothing was lost.
+if [[ $3 != readonly ]]; then
+    ! grep -q ' 0 lines missing' "$folder/verdict"
+fi

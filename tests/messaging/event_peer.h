@@ -1,0 +1,18 @@
+#pragma once
+
+#include <core/messaging/event_bus.h>
+
+#include <string>
+
+// Another module of the process that knows some of the tests' events.
+
+/// Each module has its own description of a hidden type.
+struct __attribute__((visibility("hidden"))) Greeting {
+    std::string text;
+};
+
+/// Posts a Greeting and, from an unnamed namespace, its own kind of Local, which is not
+/// the caller's.
+void PostFromPeer(core::EventBus& bus, const std::string& text);
+/// Answers the bytes of a Local to whoever asks.
+int ListenInPeer(core::EventBus& bus, std::string* heard);

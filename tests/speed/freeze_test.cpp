@@ -1,0 +1,257 @@
+#include <core/speed/speed_parameter.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "support/dice.h"
+#include "support/speed_words.h"
+
+namespace {
+
+struct Instant {
+    double render, source, point, speed;
+};
+
+void ExpectInstants(SpeedParameter& speed, const std::vector<Instant>& instants) {
+    for (const Instant& at : instants) {
+        EXPECT_NEAR(at.source, speed.GetSourceTime(at.render), 1e-12) << "render " << at.render;
+        EXPECT_NEAR(at.point, speed.RenderTimeToPointTime(at.render), 1e-12) << at.render;
+        EXPECT_NEAR(at.render, speed.PointTimeToRenderTime(at.point), 1e-12) << at.point;
+        EXPECT_EQ(at.speed, speed.GetCurrentFPS(at.render)) << "render " << at.render;
+    }
+}
+
+// Source 0 to 4 at speed 1 and 4 to 10 at speed 2 is 7 s. A freeze at point 3 shows
+// source 3 from 3 to 5. A second one at point 8 is at source 8 - 2 = 6, which is shown
+// at 4 + 1 + 2 = 7, for 1 s.
+TEST(Freeze, TwoOfThemAsWorkedOutOnPaper) {
+    auto speed = TwoSpeeds();
+    ASSERT_TRUE(speed->AddFreezeFrame(3.0, 2.0));
+    ASSERT_TRUE(speed->AddFreezeFrame(8.0, 1.0));
+    ExpectInstants(*speed, {{2, 2, 2, 1},
+                            {3, 3, 3, 1},
+                            {4, 3, 4, 1},
+                            {5, 3, 5, 1},
+                            {5.5, 3.5, 5.5, 1},
+                            {6, 4, 6, 2},
+                            {6.5, 5, 7, 2},
+                            {7, 6, 8, 2},
+                            {7.5, 6, 8.5, 2},
+                            {8, 6, 9, 2},
+                            {9, 8, 11, 2},
+                            {10, 10, 13, 1}});
+    EXPECT_EQ(10.0, speed->GetRenderTotalTime());
+    EXPECT_EQ(3.0, speed->GetRenderTime(3.0));
+    EXPECT_EQ(6.5, speed->GetRenderTime(5.0));
+    EXPECT_EQ(7.0, speed->GetRenderTime(6.0));
+    EXPECT_EQ(9.0, speed->GetRenderTime(8.0));
+
+    // Longer: what follows moves, and nothing else.
+    ASSERT_TRUE(speed->SetFreezeFrameDuration(0, 5.0));
+    ExpectInstants(*speed,
+                   {{2, 2, 2, 1}, {7, 3, 7, 1}, {10, 6, 11, 2}, {11, 6, 12, 2}, {12, 8, 14, 2}});
+    EXPECT_EQ(13.0, speed->GetRenderTotalTime());
+
+    // One before them: their points and render times move, not what they show.
+    ASSERT_TRUE(speed->AddFreezeFrame(1.0, 1.0));
+    ExpectInstants(*speed, {{0.5, 0.5, 0.5, 1},
+                            {1.5, 1, 1.5, 1},
+                            {3, 2, 3, 1},
+                            {4, 3, 4, 1},
+                            {9, 3, 9, 1},
+                            {11, 6, 12, 2},
+                            {12, 6, 13, 2},
+                            {13, 8, 15, 2}});
+    EXPECT_EQ(14.0, speed->GetRenderTotalTime());
+}
+
+TEST(Freeze, IsRefusedWhereItCannotBe) {
+    struct Row {
+        const char* name;
+        double point, duration;
+        bool isAdded;
+        double source;  // shown in its middle
+    };
+    const Row rows[] = {
+        {"at the start", 0, 1, true, 0},
+        {"at the end", 12, 1, true, 10},
+        {"at the end but for rounding", 12.00000009, 1, true, 10},
+        {"beyond the end", 12.0000002, 1, false, 0},
+        {"at a keyframe", 6, 1, true, 4},
+        {"inside another", 4, 1, false, 0},
+        {"at its end", 5, 1, false, 0},
+        {"within the tolerance of its end", 5.00000009, 1, false, 0},
+        {"right behind it", 5.0000002, 1, true, 3.0000002},
+        {"before 0", -0.1, 1, false, 0},
+        {"the shortest", 1, 1e-7, true, 1},
+        {"too short", 1, 9e-8, false, 0},
+        {"a negative one", 1, -1, false, 0},
+        {"no number", 1, kNan, false, 0},
+        {"endless", 1, kInfinity, false, 0},
+        {"nowhere", kNan, 1, false, 0},
+        {"at the end of time", kInfinity, 1, false, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        auto speed = TwoSpeeds();
+        ASSERT_TRUE(speed->AddFreezeFrame(3.0, 2.0));
+        const int count = speed->GetKeyFramesCount();
+        EXPECT_EQ(row.isAdded, speed->AddFreezeFrame(row.point, row.duration));
+        EXPECT_NEAR(row.isAdded ? 9.0 + row.duration : 9.0, speed->GetRenderTotalTime(), 1e-12);
+        if (row.isAdded) {
+            const double middle = speed->PointTimeToRenderTime(row.point + row.duration / 2);
+            EXPECT_NEAR(row.source, speed->GetSourceTime(middle), 1e-9);
+            EXPECT_FALSE(speed->AddFreezeFrame(row.point, row.duration)) << "twice";
+        } else {
+            EXPECT_EQ(count, speed->GetKeyFramesCount());
+        }
+    }
+    // While no length is set there is only the start.
+    EXPECT_TRUE(SpeedParameter().AddFreezeFrame(0.0, 1.0));
+    EXPECT_FALSE(SpeedParameter().AddFreezeFrame(1.0, 1.0));
+}
+
+TEST(Freeze, ADurationIsRefusedLikewise) {
+    auto speed = TwoSpeeds();
+    speed->AddFreezeFrame(3.0, 2.0);
+    for (double bad : {0.0, -1.0, -kInfinity, kInfinity, kNan}) {
+        EXPECT_FALSE(speed->SetFreezeFrameDuration(0, bad)) << bad;
+    }
+    EXPECT_FALSE(speed->SetFreezeFrameDuration(-1, 1.0));
+    EXPECT_FALSE(speed->SetFreezeFrameDuration(1, 1.0));  // its end is no freeze
+    EXPECT_EQ(9.0, speed->GetRenderTotalTime());
+}
+
+TEST(Freeze, KeepsTheShapeOfARampAndItsLength) {
+    for (const SpeedKeys& keys : {SpeedKeys{{0, 1, kLine}, {10, 3, kHold}},
+                                  SpeedKeys{{0, 3, kLine}, {4, 0, kHold}, {6, 1, 6}, {10, 1, 6}}}) {
+        auto speed = Speeds(10, keys);
+        auto whole = Speeds(10, keys);
+        const double total = whole->GetRenderTotalTime();
+        const double point = 3.75;
+        const double start = whole->PointTimeToRenderTime(point);
+        ASSERT_TRUE(speed->AddFreezeFrame(point, 2.0));
+        EXPECT_NEAR(total + 2.0, speed->GetRenderTotalTime(), 1e-12);
+        EXPECT_EQ(kLinear, speed->GetInterpolationType(1));
+        for (double t = 0.0625; t < total; t += 0.125) {
+            double after = t <= start ? t : t + 2.0;
+            EXPECT_NEAR(whole->GetSourceTime(t), speed->GetSourceTime(after), 1e-12) << t;
+            EXPECT_NEAR(whole->GetCurrentFPS(t), speed->GetCurrentFPS(after), 1e-12) << t;
+        }
+    }
+}
+
+TEST(Freeze, HoldsItsInstantWhenKeyframesBeforeItChange) {
+    auto speed = TwoSpeeds();
+    speed->AddFreezeFrame(3.0, 2.0);
+    speed->SetPointValue(0, 0.5);
+    EXPECT_EQ(6.0, speed->GetRenderTime(3.0));
+    EXPECT_EQ(3.0, speed->GetSourceTime(7.0));
+    speed->RemovePoint(speed->GetPointIndex(3.0));  // without its keyframe too
+    EXPECT_EQ(6.0, speed->GetRenderTime(3.0));
+    EXPECT_EQ(3.0, speed->GetSourceTime(8.0));
+    EXPECT_EQ(9.0, speed->PointTimeToRenderTime(5.5));
+}
+
+// The mapping jumps back where a curve starts late; without its keyframe the second
+// instant would be reached before the first.
+TEST(Freeze, NeverStartsBeforeTheOneBeforeItEnds) {
+    auto speed = Speeds(10, {{2, 4, kHold}, {6, 1, kHold}, {10, 1, kHold}});
+    ASSERT_TRUE(speed->AddFreezeFrame(6.0, 1.0) && speed->AddFreezeFrame(7.5, 1.0));
+    speed->RemovePoint(speed->GetPointIndex(6.5));
+    EXPECT_EQ(3.0, speed->GetRenderTime(6.0));
+    EXPECT_EQ(4.0, speed->GetRenderTime(6.5));
+    EXPECT_EQ(6.5, speed->GetSourceTime(4.5));
+}
+
+TEST(Freeze, AtAChangeOfSpeedRoundingDoesNotShowTheOldOne) {
+    Dice dice(5);
+    for (int i = 0; i < 1000; ++i) {
+        const double first = dice.Between(0, 5);
+        const double change = dice.Between(5, 9);
+        auto speed = Speeds(10, {{0, 1, kHold}, {change, 2, kHold}, {10, 1, kHold}});
+        speed->AddFreezeFrame(first, dice.Between(0, 3));
+        const double start = speed->GetRenderTotalTime() - (10 - change) / 2;
+        const double length = dice.Between(1, 3);
+        ASSERT_TRUE(speed->AddFreezeFrame(change + (start - change), length));
+        for (double t : {start + 1e-9, start + length, std::nextafter(start + length, 99.0)}) {
+            EXPECT_EQ(2.0, speed->GetCurrentFPS(t)) << "first " << first << ", change " << change;
+        }
+    }
+}
+
+TEST(Freeze, ACopyTurnsNearZeroSpeedsIntoFreezes) {
+    struct Row {
+        double speed;
+        bool isFrozen;
+    };
+    for (const Row& row : {Row{0.0, true}, Row{-0.00009, true}, Row{0.00009, true},
+                           Row{0.0001, false}, Row{-0.0001, false}}) {
+        auto speed = Speeds(10, {{0, 1, kHold}, {4, row.speed, kHold}, {6, 1, kHold}, {10, 0, 6}});
+        SpeedParameter copy(*speed);
+        EXPECT_EQ(row.isFrozen, copy.SetFreezeFrameDuration(0, 2.0)) << row.speed;
+        EXPECT_FALSE(copy.SetFreezeFrameDuration(1, 2.0)) << "the last keyframe has no segment";
+        EXPECT_EQ(speed->GetRenderTotalTime() + (row.isFrozen ? 2.0 : 0.0),
+                  copy.GetRenderTotalTime());
+        EXPECT_EQ(copy.GetRenderTotalTime(), SpeedParameter(copy).GetRenderTotalTime());
+    }
+}
+
+TEST(Velocity, StretchesAreCountedAsTheyArePlayed) {
+    auto speed = TwoSpeeds();
+    speed->AddFreezeFrame(3.0, 2.0);
+    speed->AddFreezeFrame(8.0, 1.0);
+    const double expected[] = {0, 1, 0, 1, 2, 0, 2, 0, 0};  // from index -1 on
+    for (int i = -1; i < 8; ++i) {
+        EXPECT_EQ((Velocities{expected[i + 1], 0, 0, 0}), VelocityAt(*speed, i)) << i;
+    }
+    speed->RemovePoint(speed->GetPointIndex(3.0));
+    EXPECT_EQ((Velocities{0, 0, 0, 0}), VelocityAt(*speed, 2)) << "its keyframe is gone";
+    EXPECT_EQ((Velocities{2, 0, 0, 0}), VelocityAt(*speed, 3));
+
+    auto atEnds = TwoSpeeds();
+    atEnds->AddFreezeFrame(0.0, 1.0);
+    atEnds->AddFreezeFrame(11.0, 1.0);
+    const double frozen[] = {0, 1, 2, 0, 0, 0};
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ((Velocities{frozen[i], 0, 0, 0}), VelocityAt(*atEnds, i)) << i;
+    }
+}
+
+TEST(Velocity, CoefficientsFollowTheTypes) {
+    auto line = Speeds(10, {{0, 1, kLine}, {8, 3, kLine}, {10, 1, kHold}});
+    EXPECT_EQ((Velocities{1, 0.5, 0, 0}), VelocityAt(*line, 0));
+    EXPECT_EQ((Velocities{3, -2, 0, 0}), VelocityAt(*line, 1));
+
+    // The 0.0001 stays, and c and d are per second.
+    auto step = Speeds(8, {{0, 1, kEasedStep}, {8, 3, kHold}});
+    EXPECT_EQ((Velocities{1, 0, 6 / (16 + 0.0001), -4 / (64 + 0.0001)}), VelocityAt(*step, 0));
+
+    // Smooth ends: b is per second, c and d are per segment of D = 4 and 2 s.
+    auto smooth = Speeds(8, {{0, 1, 7}, {4, 1, 7}, {8, 3, 7}});
+    auto curve = smooth->GetParameterInternal();
+    for (int k = 0; k < 2; ++k) {
+        double unused = 0, m0 = 0, m1 = 0;
+        const double D = curve->GetPointTime(k + 1) - curve->GetPointTime(k);
+        curve->GetPointControlParam(k, unused, m0);
+        curve->GetPointControlParam(k + 1, m1, unused);
+        const Velocities v = VelocityAt(*smooth, k);
+        EXPECT_EQ(m0 * D / D, v.b);
+        for (double u : {0.0, 0.25, 0.5, 1.0}) {
+            EXPECT_NEAR(curve->GetValue(curve->GetPointTime(k) + u * D, false).AsDouble(),
+                        v.a + v.b * D * u + v.c * u * u + v.d * u * u * u, 1e-12);
+        }
+    }
+
+    // Type 26 leaves a line, over one second.
+    auto extended = Speeds(8, {{0, 1, 26}, {4, 2, kLine}, {8, 3, 26}});
+    const Velocities arriving = VelocityAt(*extended, 0);
+    EXPECT_EQ(2.0, arriving.a + arriving.b);
+    EXPECT_EQ(0.0, std::fabs(arriving.c) + std::fabs(arriving.d));
+    const Velocities leaving = VelocityAt(*extended, 1);
+    EXPECT_EQ(2.0, leaving.a);
+    EXPECT_EQ(0.0, std::fabs(leaving.c) + std::fabs(leaving.d));
+}
+
+}  // namespace

@@ -1,0 +1,455 @@
+#include <core/data/json_doc.h>
+#include <core/logging/log.h>
+#include <core/speed/speed_parameter.h>
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/speed_words.h"
+
+namespace {
+
+using Type = KeyframeInterpolationType;
+using Texts = std::vector<std::string>;
+using SpeedPointer = std::unique_ptr<SpeedParameter>;
+
+// ---------------------------------------------------------------------------
+// Words
+// ---------------------------------------------------------------------------
+
+SpeedPointer Load(const std::string& text) {
+    auto speed = std::make_unique<SpeedParameter>();
+    EXPECT_EQ(0, speed->Desialize(text.c_str())) << text.substr(0, 1000);
+    return speed;
+}
+
+/// What a text says behind its keyframes and their hash.
+std::string Tail(const std::string& text) {
+    return text.substr(text.find("\"_totalTime\""));
+}
+
+/// A text of held keyframes, given as time and speed.
+std::string Held(const std::vector<std::pair<double, double>>& keys, const std::string& members) {
+    std::string text = "{\"ParameterType\": 0, \"keyframeSets\": [";
+    for (const auto& [time, speed] : keys) {
+        char key[128];
+        std::snprintf(key, sizeof key,
+                      "%s{\"_time\": %.9g, \"_value\": %.9g, \"Interpolation\": 6}",
+                      &time == &keys.front().first ? "" : ", ", time, speed);
+        text += key;
+    }
+    return text + "]" + (members.empty() ? "" : ", ") + members + "}";
+}
+
+std::string Keyframes(SpeedParameter& speed) {
+    std::string text;
+    for (int i = 0; i < speed.GetKeyFramesCount(); ++i) {
+        char key[96];
+        std::snprintf(key, sizeof key, "%.9g:%.9g ", speed.GetPointTime(i),
+                      speed.GetPointValue(i).AsDouble());
+        text += key;
+    }
+    return text;
+}
+
+/// The freezes as the text tells of them.
+std::string Freezes(SpeedParameter& speed) {
+    core::JsonDoc document;
+    document.Parse(speed.Serialize().c_str());
+    std::string text;
+    if (const core::JsonMember* array = document.Root().AsObject().Find("_freeze")) {
+        for (const core::JsonElem& element : array->AsArray()) {
+            text += std::string(element.AsString()) + ", ";
+        }
+    }
+    return text;
+}
+
+/// Away from the edges of freezes, where a rounded time decides.
+void ExpectSameAnswers(SpeedParameter& a, SpeedParameter& b, double tolerance) {
+    const double length = a.GetRenderTotalTime();
+    EXPECT_NEAR(length, b.GetRenderTotalTime(), tolerance);
+    EXPECT_EQ(a.GetSourceFPS(), b.GetSourceFPS());
+    EXPECT_EQ(a.GetReverse(), b.GetReverse());
+    EXPECT_NEAR(a.GetSourceTotalTime(), b.GetSourceTotalTime(), tolerance);
+    for (double t = -0.5173; t < length + 1; t += 0.2137) {
+        EXPECT_NEAR(a.GetSourceTime(t), b.GetSourceTime(t), tolerance) << t;
+        EXPECT_NEAR(a.GetCurrentFPS(t), b.GetCurrentFPS(t), tolerance) << t;
+        EXPECT_NEAR(a.RenderTimeToPointTime(t), b.RenderTimeToPointTime(t), tolerance) << t;
+        EXPECT_NEAR(a.PointTimeToRenderTime(t), b.PointTimeToRenderTime(t), tolerance) << t;
+        EXPECT_NEAR(a.GetRenderTime(t), b.GetRenderTime(t), tolerance) << t;
+    }
+}
+
+/// What was loaded once comes back to the last bit, freezes and all.
+void ExpectSettles(SpeedParameter& speed) {
+    const SpeedPointer once = Load(speed.Serialize());
+    const SpeedPointer twice = Load(once->Serialize());
+    EXPECT_STREQ(speed.GetHashString(), Load(speed.Serialize())->GetHashString());
+    EXPECT_EQ(once->Serialize(), twice->Serialize());
+    EXPECT_EQ(once->GetRenderTotalTime(), twice->GetRenderTotalTime());
+}
+
+/// Speeds that a text holds exactly, so that none is near zero; with freezes at times
+/// that it rounds.
+SpeedPointer RandomSpeed(Dice& dice, bool isShort) {
+    const auto time = [&](double most) {
+        return isShort ? dice.Below(static_cast<int>(most * 64)) / 64.0 : dice.Between(0, most);
+    };
+    const double total = isShort ? 10.0 : dice.Between(5, 15);
+    SpeedKeys keys = {{0, 1, kHold}};
+    for (int i = dice.Below(8); i > 0; --i) {
+        const int types[] = {kHold, kLine};
+        keys.push_back({time(total), (1 + dice.Below(400)) / 128.0, types[dice.Below(2)]});
+    }
+    keys.push_back({total, 1, kHold});
+    SpeedPointer speed = Speeds(total, keys);
+    for (int i = dice.Below(6); i > 0; --i) {
+        speed->AddFreezeFrame(time(total + 3), 0.015625 + time(2));
+    }
+    if (dice.OneIn(2)) {
+        speed->SetFreezeFrameDuration(dice.Below(3), 0.25 + time(2));
+    }
+    speed->SetReverse(dice.OneIn(2));
+    speed->SetSourceFPS(dice.OneIn(2) ? 25.0 : 24.0);
+    return speed;
+}
+
+/// Keeps the reports of what is left out off the console.
+class Quiet {
+public:
+    Quiet() : sinks(CoreLogGetLogSinkByModule("ZYL")) { CoreLogSetLogSinkByModule("ZYL", 0); }
+    ~Quiet() { CoreLogSetLogSinkByModule("ZYL", sinks); }
+    Quiet(const Quiet&) = delete;
+    Quiet& operator=(const Quiet&) = delete;
+
+private:
+    unsigned sinks;
+};
+
+// ---------------------------------------------------------------------------
+// Writing
+// ---------------------------------------------------------------------------
+
+// Other tools compare stored files.
+TEST(StoredSpeed, WritesTheLayoutOfStoredFiles) {
+    SpeedParameter fresh;
+    EXPECT_EQ(R"({"Version": 1,"ParameterType": 0,"_minVal": -9223372036854775808,)"
+              R"("_maxVal": 18446744073709551615,"_baseRatio": null,"keyframeSets": [)"
+              R"({"_time": 0.0,"Interpolation": 6,"_value": 1.0,"_leftDerivative": 0.0,)"
+              R"("_leftDerivativeY": 0.0,"_rightDerivative": 0.0,"_rightDerivativeY": 0.0}],)"
+              R"("MD5": ")" +
+                  std::string(fresh.GetHashString()) + R"(","_totalTime": 0.0})",
+              fresh.Serialize());
+
+    auto speed = TwoSpeeds();
+    speed->SetSourceFPS(25.00000001);
+    EXPECT_EQ(R"("_totalTime": 10.0})", Tail(speed->Serialize()));
+    speed->SetSourceFPS(25.0000002);
+    EXPECT_EQ(R"("_totalTime": 10.0,"_sourceFPS": 25.00000020})", Tail(speed->Serialize()));
+    speed->SetSourceFPS(24.0);
+    speed->SetReverse(true);
+    speed->AddFreezeFrame(8.0 + 1.0 / 3, 1.0 / 3);
+    speed->AddFreezeFrame(3.0, 2.0);
+    EXPECT_EQ(R"("_totalTime": 10.0,"_sourceFPS": 24.0,"reverse": 1,"_freeze": )"
+              R"(["3.00000000 2.00000000","10.33333333 0.33333333"]})",
+              Tail(speed->Serialize()));
+    EXPECT_EQ(speed->Serialize(), speed->SerializeEx());
+    // A base handle writes the same.
+    EXPECT_EQ(speed->Serialize(), static_cast<Parameter&>(*speed).Serialize());
+}
+
+// Each edit shows in the next text, whichever way it is made, and taking it back brings
+// the old text back.
+TEST(StoredSpeed, IsNeverStale) {
+    auto speed = TwoSpeeds();
+    speed->AddFreezeFrame(3.0, 2.0);
+    Parameter& base = *speed;
+    struct Edit {
+        const char* name;
+        std::function<void()> edit, undo;
+    };
+    const SpeedParameter other;
+    const SpeedParameter before(*speed);
+    const Edit edits[] = {
+        {"reverse", [&] { speed->SetReverse(true); }, [&] { speed->SetReverse(false); }},
+        {"frame rate", [&] { speed->SetSourceFPS(30); }, [&] { speed->SetSourceFPS(25); }},
+        {"length", [&] { speed->SetSourceTotalTime(11); }, [&] { speed->SetSourceTotalTime(10); }},
+        {"freeze", [&] { speed->AddFreezeFrame(6.5, 1); }, [&] { *speed = before; }},
+        {"duration", [&] { speed->SetFreezeFrameDuration(0, 3); },
+         [&] { speed->SetFreezeFrameDuration(0, 2); }},
+        {"value", [&] { base.SetPointValue(0, 0.5); }, [&] { base.SetPointValue(0, 1.0); }},
+        {"keyframe", [&] { base.AddPoint(7, 1.0, kLinear); },
+         [&] { base.RemovePoint(base.GetPointIndex(7)); }},
+        {"range", [&] { base.SetValueRange(0.0, 9.0); }, [&] { *speed = before; }},
+        {"ratio", [&] { base.SetBaseRatio(2.0); }, [&] { base.SetBaseRatio(nullptr); }},
+        {"type", [&] { base.SetParameterType(core::ParameterInt); },
+         [&] { base.SetParameterType(core::ParameterDouble); }},
+        {"another curve", [&] { *speed = other; }, [&] { *speed = before; }},
+        {"loading",
+         [&] {
+             speed->Desialize(Held({{0, 3}}, "").c_str());
+         },
+         [&] { *speed = before; }},
+        {"a part",
+         [&] {
+             speed->Desialize(Held({{0, 1}}, "\"reverse\": 2").c_str());
+         },
+         [&] { *speed = before; }},
+    };
+    const std::string text = speed->Serialize();
+    for (const Edit& edit : edits) {
+        edit.edit();
+        const std::string edited = speed->Serialize();
+        EXPECT_NE(text, edited) << edit.name;
+        EXPECT_EQ(edited, SpeedParameter(*speed).Serialize()) << edit.name;
+        edit.undo();
+        EXPECT_EQ(text, speed->Serialize()) << edit.name;
+    }
+}
+
+TEST(StoredSpeed, ReproducesEveryAnswer) {
+    for (std::uint64_t seed = 0; seed < 500; ++seed) {
+        Dice dice(seed);
+        const bool isShort = dice.OneIn(2);
+        const SpeedPointer saved = RandomSpeed(dice, isShort);
+        const SpeedPointer loaded = Load(saved->Serialize());
+        EXPECT_EQ(Freezes(*saved), Freezes(*loaded));
+        EXPECT_EQ(saved->GetKeyFramesCount(), loaded->GetKeyFramesCount());
+        // Half of the eighth decimal of a speed of 1/128 is 8e-5 s of a second of source.
+        ExpectSameAnswers(*saved, *loaded, 1e-3);
+        ExpectSettles(*saved);
+        if (HasFailure()) {
+            FAIL() << "seed " << seed << "\n" << saved->Serialize();
+        }
+    }
+}
+
+// Each of these is rounded by up to half of the last decimal, all in one direction.
+TEST(StoredSpeed, RoundingOfManyFreezesDoesNotAddUp) {
+    auto speed = Speeds(400, {{0, 1, kHold}, {400, 1, kHold}});
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_TRUE(speed->AddFreezeFrame(1 + (1 + 1.0 / 3) * i, 1.0 / 3));
+    }
+    // As near as two can be.
+    ASSERT_TRUE(speed->AddFreezeFrame(1 + 1.0 / 3 + 1.04e-7, 1.0 / 3));
+    const SpeedPointer loaded = Load(speed->Serialize());
+    EXPECT_EQ(speed->GetKeyFramesCount(), loaded->GetKeyFramesCount());
+    EXPECT_NEAR(speed->GetRenderTotalTime(), loaded->GetRenderTotalTime(), 301 * 5e-9);
+    EXPECT_EQ(Freezes(*speed), Freezes(*loaded));
+}
+
+// ---------------------------------------------------------------------------
+// Reading
+// ---------------------------------------------------------------------------
+
+TEST(StoredSpeed, OlderTextsBecomeFreezes) {
+    const Quiet quiet;
+    struct Row {
+        const char* name;
+        std::string text, keyframes, freezes;
+    };
+    const Row rows[] = {
+        {"one", Held({{0, 1}, {3, 0}, {5, 1}, {12, 1}}, "\"_totalTime\": 10"), "0:1 3:1 10:1 ",
+         "3.00000000 2.00000000, "},
+        {"two", Held({{0, 1}, {3, 0}, {5, 2}, {8, 0}, {9, 1}, {13, 1}}, "\"_totalTime\": 10"),
+         "0:1 3:1 6:1 10:1 ", "3.00000000 2.00000000, 8.00000000 1.00000000, "},
+        {"nearly still",
+         Held({{0, 1}, {3, -0.00009}, {5, 1}, {6, 0.0001}, {12, 1}}, "\"_totalTime\": 10"),
+         "0:1 3:1 4:0.0001 10:1 ", "3.00000000 2.00000000, "},
+        {"at the start", Held({{0, 0}, {2, 1}, {4, 2}, {12, 1}}, "\"_totalTime\": 10"),
+         "0:2 2:2 10:1 ", "0.00000000 2.00000000, "},
+        // Kept on purpose: six decimals.
+        {"rounded", Held({{0, 1}, {1.23456789, 0}, {3.57802467, 1}, {12, 1}}, "\"_totalTime\": 10"),
+         "0:1 1.234568:1 9.65654322:1 ", "1.23456800 2.34345700, "},
+        // Kept on purpose: the second takes one more keyframe along, and its freeze is
+        // refused at the end of the first.
+        {"two in a row",
+         Held({{0, 1}, {3, 0}, {4, 0}, {6, 1}, {8, 2}, {12, 1}}, "\"_totalTime\": 9"),
+         "0:1 3:1 9:1 ", "3.00000000 1.00000000, "},
+        {"the last one has no end", Held({{0, 1}, {3, 0}, {5, 1}, {12, 0}}, "\"_totalTime\": 10"),
+         "0:1 3:1 ", "3.00000000 2.00000000, "},
+        {"only the last", Held({{0, 1}, {3, 0}}, "\"_totalTime\": 10"), "0:1 3:0 ", ""},
+        {"before 0", Held({{-3, 0}, {0, 1}, {10, 1}}, "\"_totalTime\": 10"), "-3:0 0:1 10:1 ", ""},
+        // Their points count each other, before and after.
+        {"beside others",
+         Held({{0, 1}, {1, 1}, {3, 0}, {5, 1}, {7, 1}, {12, 1}},
+              R"("_totalTime": 10, "_freeze": ["1 2", "9 0.5"])"),
+         "0:1 1:1 3:1 5:1 10:1 ",
+         "1.00000000 2.00000000, 5.00000000 2.00000000, "
+         "9.00000000 0.50000000, "},
+    };
+    for (const Row& row : rows) {
+        const SpeedPointer speed = Load(row.text);
+        EXPECT_EQ(row.keyframes, Keyframes(*speed)) << row.name;
+        EXPECT_EQ(row.freezes, Freezes(*speed)) << row.name;
+    }
+    // The picture stands as long as it did.
+    const SpeedPointer speed = Load(rows[0].text);
+    EXPECT_EQ(3.0, speed->GetSourceTime(4.5));
+    EXPECT_EQ(4.0, speed->GetSourceTime(6.0));
+    EXPECT_EQ(12.0, speed->GetRenderTotalTime());
+}
+
+TEST(StoredSpeed, TakesWhatItUnderstands) {
+    const Quiet quiet;
+    struct Row {
+        const char* name;
+        std::string members, tail;
+    };
+    // Into a curve of length 10 at 24 frames per second, in reverse, with a freeze.
+    const std::string kept = R"("_totalTime": 10.0,"_sourceFPS": 24.0,"reverse": 1,"_freeze": )";
+    const std::string same = kept + R"(["3.00000000 2.00000000"]})";
+    const std::string plain = R"("_totalTime": 10.0,"_sourceFPS": 24.0,"reverse": 1})";
+    const Row rows[] = {
+        // Kept on purpose: what is absent stays, freezes too.
+        {"nothing", "", same},
+        {"other types", R"("_totalTime": "9", "_sourceFPS": [], "reverse": "0", "_freeze": "1 2")",
+         same},
+        {"no numbers",
+         R"("_totalTime": 1e999, "_sourceFPS": -1e999, "reverse": 1e999, "_freeze": null)", same},
+        {"no freezes", R"("_freeze": [])", plain},
+        {"others", R"("_totalTime": 9, "_sourceFPS": 25, "reverse": -7, "_freeze": ["1 2"])",
+         R"("_totalTime": 9.0,"reverse": -7,"_freeze": ["1.00000000 2.00000000"]})"},
+        {"forward", R"("_sourceFPS": 25.0, "reverse": false)",
+         R"("_totalTime": 10.0,"_freeze": ["3.00000000 2.00000000"]})"},
+        {"any spelling", R"("_freeze": [" +1e0\t2 and more", "+4.5 .5"])",
+         kept + R"(["1.00000000 2.00000000","4.50000000 0.50000000"]})"},
+        {"broken freezes",
+         R"("_freeze": [null, 1, [1, 2], "", "1", "x 2", "1,5 2", "1 0", "1 0.00000009", "1 -2",
+                        "-1 2", "nan 1", "1 inf", "1e999 1", "50 1", "+-1 2", "3 1", "3.5 1"])",
+         kept + R"(["3.00000000 1.00000000"]})"},
+        {"in any order", R"("_freeze": ["3 1", "1 2"])",
+         kept + R"(["1.00000000 2.00000000","5.00000000 1.00000000"]})"},
+    };
+    for (const Row& row : rows) {
+        auto speed = TwoSpeeds();
+        speed->SetSourceFPS(24);
+        speed->SetReverse(true);
+        speed->AddFreezeFrame(3, 2);
+        EXPECT_EQ(0, speed->Desialize(Held({{0, 1}, {10, 1}}, row.members).c_str())) << row.name;
+        EXPECT_EQ(row.tail, Tail(speed->Serialize())) << row.name;
+    }
+    // Without numbers there is no instant to freeze.
+    for (const char* values : {R"(3, "keyframeSets": [{"_time": 0, "_value": "x"}])",
+                               R"(4, "keyframeSets": [{"_time": 0, "_value": [1, 2]}])",
+                               R"(2, "keyframeSets": [{"_time": 0, "_value": false}])"}) {
+        const std::string text =
+            std::string("{\"ParameterType\": ") + values + R"(, "_freeze": ["0 1"]})";
+        EXPECT_EQ(R"("_totalTime": 0.0})", Tail(Load(text)->Serialize())) << text;
+    }
+    // Nor in a curve without keyframes, but it has a length.
+    EXPECT_EQ("1.00000000 2.00000000, ",
+              Freezes(*Load(Held({}, R"("_totalTime": 5, "_freeze": ["1 2"])"))));
+}
+
+TEST(StoredSpeed, IncompleteKeyframesAreLeftOut) {
+    const Quiet quiet;
+    const std::string keys =
+        R"({"_time": 0, "_value": 1}, {"_time": 1}, {"_value": 0}, 7, {"_time": 3, "_value": 0},
+           {"_value": 1}, {"_time": "4", "_value": 1}, {"_time": 4, "_value": "0"})";
+    const SpeedPointer plain = Load("{\"keyframeSets\": [" + keys + "]}");
+    EXPECT_EQ("0:1 3:0 ", Keyframes(*plain));
+    // The stretch from 3 to 5 ends at a keyframe that nobody can read; its length is
+    // lost. The one from 6 to 8 is found all the same.
+    const SpeedPointer older = Load("{\"_totalTime\": 9, \"keyframeSets\": [" + keys +
+                                    R"(, {"_time": 5, "_value": 1}, {"_time": 6, "_value": 0},
+                                        {"_time": 8, "_value": 2}, {"_time": 13, "_value": 1}]})");
+    EXPECT_EQ("0:1 3:1 6:1 9:1 ", Keyframes(*older));
+    EXPECT_EQ("6.00000000 2.00000000, ", Freezes(*older));
+}
+
+TEST(StoredSpeed, RefusesAsAWhole) {
+    Dice dice(3);
+    const SpeedPointer speed = RandomSpeed(dice, true);
+    speed->AddFreezeFrame(0.5, 1);
+    const std::string before = speed->Serialize();
+    const double length = speed->GetRenderTotalTime();
+    EXPECT_EQ(-1, speed->Desialize(nullptr));
+    const std::string older = Held({{0, 1}, {3, 0}, {5, 1}}, R"("_totalTime": 7, "_freeze": [])");
+    Texts texts = {"",
+                   "null",
+                   "[]",
+                   "{}",
+                   R"({"_totalTime": 5, "reverse": 1, "_freeze": ["1 2"]})",
+                   Held({{0, 1}, {3, 0}, {5, 1}}, R"("ParameterType": 0)").replace(18, 1, "9"),
+                   R"({"keyframeSets": {}, "_totalTime": 5})"};
+    for (const std::string& whole : {before, older}) {
+        for (std::size_t size = 0; size < whole.size(); ++size) {
+            texts.push_back(whole.substr(0, size));
+        }
+    }
+    for (const std::string& text : texts) {
+        ASSERT_EQ(-1, speed->Desialize(text.c_str())) << text;
+        ASSERT_EQ(before, speed->Serialize()) << text;
+        ASSERT_EQ(length, speed->GetRenderTotalTime()) << text;
+    }
+}
+
+TEST(StoredSpeed, MutatedTextsAreRefusedOrSettle) {
+    const Quiet quiet;
+    const Texts pieces = {"null",
+                          "1e999",
+                          "-",
+                          "\"\"",
+                          "[",
+                          "]",
+                          "{",
+                          "}",
+                          "0",
+                          ",",
+                          "\"1 2\"",
+                          "1.7976931348623157e308",
+                          "0.0,",
+                          "9e99",
+                          "1 ",
+                          "-5",
+                          "\"_time\": 0,"};
+    int loaded = 0;
+    for (std::uint64_t seed = 0; seed < 4000; ++seed) {
+        Dice dice(seed);
+        std::string text = RandomSpeed(dice, dice.OneIn(2))->Serialize();
+        for (int changes = 1 + dice.Below(3); changes > 0; --changes) {
+            const auto at = static_cast<std::size_t>(dice.Below(static_cast<int>(text.size())));
+            text.replace(at, static_cast<std::size_t>(dice.Below(12)), dice.Pick(pieces));
+        }
+        auto speed = TwoSpeeds();
+        const std::string before = speed->Serialize();
+        if (speed->Desialize(text.c_str()) == -1) {
+            ASSERT_EQ(before, speed->Serialize()) << text;
+            continue;
+        }
+        ++loaded;
+        const std::string saved = speed->Serialize();
+        SpeedParameter again;
+        ASSERT_EQ(0, again.Desialize(saved.c_str())) << saved;
+        if (speed->GetParameterType() == core::ParameterDouble) {
+            for (const double t : {-1.0, 0.0, 2.5, 1e9}) {
+                ASSERT_FALSE(std::isnan(speed->GetSourceTime(t))) << text;
+                ASSERT_FALSE(std::isnan(speed->GetRenderTime(t))) << text;
+            }
+        }
+    }
+    EXPECT_GT(loaded, 500);
+}
+
+TEST(StoredSpeed, DoesNotDependOnTheLocale) {
+    auto speed = TwoSpeeds();
+    speed->AddFreezeFrame(2.5, 0.5);
+    const std::string before = speed->Serialize();
+    const std::string locale = std::setlocale(LC_ALL, nullptr);
+    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "German_Germany.1252"}) {
+        std::setlocale(LC_ALL, name);
+    }
+    EXPECT_EQ(before, SpeedParameter(*speed).Serialize());
+    EXPECT_EQ(before, Load(before)->Serialize());
+    std::setlocale(LC_ALL, locale.c_str());
+}
+
+}  // namespace
