@@ -55,7 +55,7 @@ private:
         Link* next;
     };
     /// How chunks lie in memory.
-    struct Batches;
+    struct Batch;
 
     /// `Alloc` for a size that is below every threshold.
     template <std::size_t align>

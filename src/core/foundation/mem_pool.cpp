@@ -1,6 +1,7 @@
 #include <core/foundation/mem_pool.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace core::detail {
@@ -9,8 +10,6 @@ namespace {
 
 constexpr std::size_t kSmallestChunkBlock = 512;
 constexpr std::size_t kSmallestPoolBlock = 4096;
-/// The bits that no chunk's address has.
-constexpr std::size_t kNumberMask = alignof(void*) - 1;
 /// In bytes: below the size from which heaps ask the system for each piece.
 constexpr std::size_t kLargestBatch = std::size_t{120} * 1024;
 /// More than this no heap gives; it keeps sums of sizes from wrapping round.
@@ -49,59 +48,65 @@ void MemChunks::Init(std::size_t block, std::size_t threshold) {
 }
 
 // Chunks come in batches, so that the heap is asked for fewer and larger pieces: that
-// takes a good part of the time of a document of megabytes. The first batch is one
-// chunk, each one behind it twice the last, up to kLargestBatch or to one chunk.
+// takes a good part of the time of a document of megabytes. A batch is of use to us
+// alone; whoever follows the links from chunk to chunk sees nothing of it.
 //
 // Invariants:
-// 1. the chunks of a batch are a stride apart, and the link of number i of a batch leads
-//    i bytes into the chunk in use before it;
-// 2. a batch is begun when the last one is used up, so the link of its first chunk
-//    leads to the last chunk of the batch before, whose number says how large that was.
+// 1. the first chunk of all is alone, and so is each one that is too large for a batch;
+// 2. the chunks of a batch are a stride apart. Behind the one that was taken last, where
+//    the next one will begin or where the batch ends, stands how far it is used;
+// 3. a batch is begun when the one before is used up, and is up to twice as large.
 
-struct MemChunks::Batches {
-    static std::size_t NumberOf(const Link* chunk) noexcept {
-        return reinterpret_cast<std::uintptr_t>(chunk->next) & kNumberMask;
-    }
-    static Link* Before(const Link* chunk) noexcept {
-        return Moved(chunk->next, -static_cast<std::ptrdiff_t>(NumberOf(chunk)));
-    }
+struct MemChunks::Batch {
+    std::uint32_t taken;
+    std::uint32_t count;
+
     /// Each chunk of a batch is aligned like the first one.
     static std::size_t Stride(std::size_t chunkSize) noexcept {
         constexpr std::size_t kAlign = alignof(std::max_align_t);
         return (chunkSize + kAlign - 1) / kAlign * kAlign;
     }
-    static Link* First(Link* chunk, std::size_t stride) noexcept {
-        return Moved(chunk, -static_cast<std::ptrdiff_t>(NumberOf(chunk) * stride));
-    }
-    /// The chunks of the batch behind this last one of a batch.
-    static std::size_t SizeBehind(const Link* last, std::size_t stride) noexcept {
-        if (last == nullptr) {
-            return 1;
+    static bool HasRoomForTwo(std::size_t stride) noexcept { return stride <= kLargestBatch / 2; }
+    /// The batch of the chunk that was taken last.
+    static Batch Of(const Link* chunk, std::size_t stride) noexcept {
+        Batch batch{1, 1};
+        if (chunk->next != nullptr && HasRoomForTwo(stride)) {
+            const char* const start = static_cast<const char*>(static_cast<const void*>(chunk));
+            std::memcpy(&batch, start + stride, sizeof batch);
         }
-        const std::size_t most = std::min(kNumberMask + 1, kLargestBatch / stride);
-        return std::max<std::size_t>(1, std::min(2 * (NumberOf(last) + 1), most));
+        return batch;
     }
-    /// Some bytes on; the very first chunk, which has none before it, moves by none.
-    static Link* Moved(Link* link, std::ptrdiff_t bytes) noexcept {
-        void* const moved = static_cast<char*>(static_cast<void*>(link)) + bytes;
-        return static_cast<Link*>(moved);
+    /// Memory for the batch behind this one, which this one becomes. It is of a lone
+    /// chunk where the heap has no more.
+    char* Next(std::size_t stride) {
+        taken = 1;
+        count = std::min(2 * count, static_cast<std::uint32_t>(kLargestBatch / stride));
+        void* place = ::operator new(count* stride + sizeof(Batch), std::nothrow);
+        if (place == nullptr) {
+            count = 1;
+            place = ::operator new(stride + sizeof(Batch));
+        }
+        return static_cast<char*>(place);
     }
 };
 
 void MemChunks::AddChunk() {
-    const std::size_t stride = Batches::Stride(chunkSize);
-    std::size_t number = 0;
-    void* place = nullptr;
-    if (chunk != nullptr &&
-        Batches::NumberOf(chunk) + 1 <
-            Batches::SizeBehind(Batches::Before(Batches::First(chunk, stride)), stride)) {
-        number = Batches::NumberOf(chunk) + 1;
-        place = Batches::Moved(chunk, static_cast<std::ptrdiff_t>(stride));
+    const std::size_t stride = Batch::Stride(chunkSize);
+    char* place = nullptr;
+    if (chunk == nullptr || !Batch::HasRoomForTwo(stride)) {
+        place = static_cast<char*>(::operator new(chunkSize));
     } else {
-        place = ::operator new((Batches::SizeBehind(chunk, stride) - 1) * stride + chunkSize);
+        Batch batch = Batch::Of(chunk, stride);
+        if (batch.taken < batch.count) {
+            place = ChunkStart() + stride;
+            ++batch.taken;
+        } else {
+            place = batch.Next(stride);
+        }
+        std::memcpy(place + stride, &batch, sizeof batch);
     }
-    chunk = new (place) Link{Batches::Moved(chunk, static_cast<std::ptrdiff_t>(number))};
-    cursor = ChunkStart() + sizeof(Link);
+    chunk = new (place) Link{chunk};
+    cursor = place + sizeof(Link);
 }
 
 void* MemChunks::AllocElsewhere(std::size_t size, std::size_t align) {
@@ -132,9 +137,10 @@ void MemChunks::Dealloc(void* pointer, std::size_t size) noexcept {
 }
 
 void MemChunks::Clear() noexcept {
+    const std::size_t stride = Batch::Stride(chunkSize);
     while (chunk != nullptr) {
-        Link* const first = Batches::First(chunk, Batches::Stride(chunkSize));
-        chunk = Batches::Before(first);
+        void* const first = ChunkStart() - (Batch::Of(chunk, stride).taken - 1) * stride;
+        chunk = static_cast<Link*>(first)->next;
         ::operator delete(first);
     }
     while (bigRequests != nullptr) {
