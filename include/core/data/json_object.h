@@ -129,8 +129,8 @@ public:
     bool Erase(JsonMember& member) noexcept;
     void Clear() noexcept;
 
-    /// As with `JsonValue`, but the text must be an object; on failure this is empty,
-    /// or as it was when no '{' was found and it held nothing.
+    /// As with `JsonValue`, but the text must be an object, and lie outside this one,
+    /// which is emptied first; on failure it stays empty.
     int Parse(const char* text, int depth = 0);
     void Dump(std::string& out) const;
     void DumpToTail(std::string& out) const;
