@@ -9,7 +9,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -51,6 +53,19 @@ public:
     /// A deep copy that lives on its own.
     virtual std::unique_ptr<JsonTree> Copy() const = 0;
     virtual Digest Contents() const = 0;
+    /// Destroys the document; after this, only the end of the tree may follow.
+    virtual void Destroy() = 0;
+};
+
+template <class Document>
+class TreeOf : public JsonTree {
+public:
+    template <class... Arguments>
+    explicit TreeOf(Arguments&&... arguments)
+        : document(std::in_place, std::forward<Arguments>(arguments)...) {}
+    void Destroy() final { document.reset(); }
+
+    std::optional<Document> document;
 };
 
 struct JsonLibrary {

@@ -39,7 +39,7 @@ void Add(const rapidjson::Value& value, Digest& digest) {
     }
 }
 
-class RapidTree final : public JsonTree {
+class RapidTree final : public TreeOf<rapidjson::Document> {
 public:
     std::size_t Write() const override {
         rapidjson::StringBuffer buffer;
@@ -53,21 +53,19 @@ public:
     }
     std::unique_ptr<JsonTree> Copy() const override {
         auto copy = std::make_unique<RapidTree>();
-        copy->document.CopyFrom(document, copy->document.GetAllocator());
+        copy->document->CopyFrom(*document, copy->document->GetAllocator());
         return copy;
     }
     Digest Contents() const override {
         Digest digest;
-        Add(document, digest);
+        Add(*document, digest);
         return digest;
     }
-
-    rapidjson::Document document;
 
 private:
     void Write(rapidjson::StringBuffer& buffer) const {
         rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-        document.Accept(writer);
+        document->Accept(writer);
     }
 };
 
@@ -97,22 +95,19 @@ void Add(const nlohmann::json& value, Digest& digest) {
     }
 }
 
-class NlohmannTree final : public JsonTree {
+class NlohmannTree final : public TreeOf<nlohmann::json> {
 public:
-    explicit NlohmannTree(nlohmann::json parsed) : document(std::move(parsed)) {}
-    std::size_t Write() const override { return document.dump().size(); }
-    std::string Text() const override { return document.dump(); }
+    explicit NlohmannTree(nlohmann::json parsed) : TreeOf(std::move(parsed)) {}
+    std::size_t Write() const override { return document->dump().size(); }
+    std::string Text() const override { return document->dump(); }
     std::unique_ptr<JsonTree> Copy() const override {
-        return std::make_unique<NlohmannTree>(document);
+        return std::make_unique<NlohmannTree>(*document);
     }
     Digest Contents() const override {
         Digest digest;
-        Add(document, digest);
+        Add(*document, digest);
         return digest;
     }
-
-private:
-    nlohmann::json document;
 };
 
 // jsoncpp
@@ -142,26 +137,24 @@ void Add(const Json::Value& value, Digest& digest) {
     }
 }
 
-class JsonCppTree final : public JsonTree {
+class JsonCppTree final : public TreeOf<Json::Value> {
 public:
     std::size_t Write() const override { return Text().size(); }
     std::string Text() const override {
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";
-        return Json::writeString(builder, document);
+        return Json::writeString(builder, *document);
     }
     std::unique_ptr<JsonTree> Copy() const override {
         auto copy = std::make_unique<JsonCppTree>();
-        copy->document = document;
+        *copy->document = *document;
         return copy;
     }
     Digest Contents() const override {
         Digest digest;
-        Add(document, digest);
+        Add(*document, digest);
         return digest;
     }
-
-    Json::Value document;
 };
 
 // simdjson
@@ -201,23 +194,23 @@ void Add(const simdjson::dom::element& value, Digest& digest) {
     }
 }
 
-class SimdTree final : public JsonTree {
+/// Its tree lies in the parser.
+class SimdTree final : public TreeOf<simdjson::dom::parser> {
 public:
-    explicit SimdTree(const std::string& text) : document(parser.parse(text)) {}
+    explicit SimdTree(const std::string& text) : root(document->parse(text)) {}
     std::size_t Write() const override { return Text().size(); }
-    std::string Text() const override { return simdjson::minify(document); }
+    std::string Text() const override { return simdjson::minify(root); }
     std::unique_ptr<JsonTree> Copy() const override {
         throw std::logic_error("simdjson copies no trees");
     }
     Digest Contents() const override {
         Digest digest;
-        Add(document, digest);
+        Add(root, digest);
         return digest;
     }
 
 private:
-    simdjson::dom::parser parser;
-    simdjson::dom::element document;
+    simdjson::dom::element root;
 };
 
 }  // namespace
@@ -225,8 +218,8 @@ private:
 JsonLibrary RapidJson() {
     return {"RapidJSON", [](const std::string& text) {
                 auto tree = std::make_unique<RapidTree>();
-                tree->document.Parse<rapidjson::kParseFullPrecisionFlag>(text.c_str());
-                if (tree->document.HasParseError()) {
+                tree->document->Parse<rapidjson::kParseFullPrecisionFlag>(text.c_str());
+                if (tree->document->HasParseError()) {
                     throw std::runtime_error("RapidJSON can't read this");
                 }
                 return tree;
@@ -245,7 +238,7 @@ JsonLibrary JsonCpp() {
             auto tree = std::make_unique<JsonCppTree>();
             static const std::unique_ptr<Json::CharReader> reader(
                 Json::CharReaderBuilder().newCharReader());
-            if (!reader->parse(text.data(), text.data() + text.size(), &tree->document, nullptr)) {
+            if (!reader->parse(text.data(), text.data() + text.size(), &*tree->document, nullptr)) {
                 throw std::runtime_error("jsoncpp can't read this");
             }
             return tree;

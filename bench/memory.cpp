@@ -28,6 +28,7 @@ struct Mimalloc {
     }
     void* Alloc(std::size_t size) { return alloc(size); }
     void Free(void* block, std::size_t) { free(block); }
+    void Rewind() {}
 
     void* (*alloc)(std::size_t);
     void (*free)(void*);
@@ -36,6 +37,7 @@ struct Mimalloc {
 struct Pool {
     void* Alloc(std::size_t size) { return pool.Alloc(size, 8); }
     void Free(void* block, std::size_t size) { pool.Dealloc(block, size); }
+    void Rewind() {}
 
     core::detail::MemPool pool{16384};
 };
@@ -43,8 +45,19 @@ struct Pool {
 struct StandardPool {
     void* Alloc(std::size_t size) { return pool.allocate(size, 8); }
     void Free(void* block, std::size_t size) { pool.deallocate(block, size, 8); }
+    void Rewind() {}
 
     std::pmr::unsynchronized_pool_resource pool;
+};
+
+/// Reuses nothing that was freed, and starts anew after each round.
+struct Monotonic {
+    void* Alloc(std::size_t size) { return memory.allocate(size, 8); }
+    void Free(void* block, std::size_t size) { memory.deallocate(block, size, 8); }
+    void Rewind() { memory.release(); }
+
+    std::vector<std::byte> room = std::vector<std::byte>(std::size_t{4} << 20);
+    std::pmr::monotonic_buffer_resource memory{room.data(), room.size()};
 };
 
 /// Allocates some blocks, frees them and allocates them again: per block, two
@@ -72,6 +85,7 @@ void Measure(Suite& suite, const std::string& name, std::size_t size, int count)
             allocAll();
             state.PauseTiming();
             freeAll();
+            memory.Rewind();
             state.ResumeTiming();
         }
     });
@@ -90,8 +104,11 @@ void AddMemory(Suite& suite) {
         Measure<Pool>(suite, ours, size, kCount);
         Measure<Mimalloc>(suite, mimalloc, size, kCount);
         Measure<StandardPool>(suite, standard, size, kCount);
+        const std::string monotonic = Name("blocks", bytes + "/monotonic", kCount);
+        Measure<Monotonic>(suite, monotonic, size, kCount);
         suite.Compare({bytes, kCount, ours, mimalloc, "mimalloc", size == 32 ? 0.6 : 0.75, 1.0});
         suite.Compare({bytes, kCount, ours, standard, "std::pmr pool", 0.0});
+        suite.Compare({bytes, kCount, ours, monotonic, "std::pmr monotonic", 0.0});
     }
 }
 

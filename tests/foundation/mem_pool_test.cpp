@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/allocations.h"
 #include "support/dice.h"
 
 namespace {
@@ -187,6 +188,35 @@ TEST(MemChunks, LendsDisjointAlignedBlocks) {
                 ASSERT_EQ(0U, Address(start) % align);
             }
             lent.Add(start, size);
+        }
+    }
+}
+
+// Whoever looks at a chunk finds the one before it, however they were asked for.
+TEST(MemChunks, LinkEachChunkToTheOneBeforeAndAskTheHeapForSeveralAtOnce) {
+    for (const std::size_t block : {512, 3001, 4096, 16384, 1 << 20}) {
+        constexpr std::size_t kChunks = 100;
+        std::vector<std::uint64_t> seen;
+        seen.reserve(2 * kChunks);
+        const std::size_t before = AllocationsSoFar();
+        MemChunks chunks(block);
+        const std::size_t first = AllocationsSoFar() - before;
+        for (std::size_t i = 0; i < 2 * kChunks; ++i) {
+            std::memset(chunks.Alloc(block / 2, 1), 0xFF, block / 2);
+            if (seen.empty() || seen.back() != Field(chunks, 2)) {
+                seen.push_back(Field(chunks, 2));
+            }
+            EXPECT_TRUE(seen.size() > 1 || AllocationsSoFar() - before == first);
+        }
+        const std::size_t asked = AllocationsSoFar() - before;
+        // None are counted where the library has an operator new of its own. A megabyte is
+        // much at once.
+        EXPECT_LE(asked, block < 1 << 20 ? kChunks / 5 : first * kChunks) << block;
+        ASSERT_EQ(kChunks, seen.size());
+        for (std::uint64_t chunk = 0; const std::uint64_t next : seen) {
+            EXPECT_EQ(0U, next % alignof(std::max_align_t));
+            EXPECT_EQ(chunk, Field(*reinterpret_cast<const std::uint64_t*>(next), 0));
+            chunk = next;
         }
     }
 }

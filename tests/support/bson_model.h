@@ -5,10 +5,12 @@
 
 #include <core/data/bson_item.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace support {
@@ -24,6 +26,42 @@ struct PlainItem {
     std::uint64_t bits = 0;
     std::string text;
 };
+
+/// Whether an item of the library answers what it should, in one of the wide types.
+inline bool IsSame(const PlainItem& plain, const core::BsonItem& item) {
+    std::int64_t number = 0;
+    std::uint64_t large = 0;
+    std::int32_t count = 0;
+    double real = 0.0;
+    float single = 0.0F;
+    std::string text;
+    bool flag = false;
+    if (plain.kind != item.Kind()) {
+        return false;
+    }
+    if (item.Get(number)) {
+        return plain.number == static_cast<long double>(number);
+    }
+    if (item.Get(large)) {
+        return plain.number == static_cast<long double>(large);
+    }
+    if (item.GetTupleSize(count) || item.GetMapSize(count)) {
+        return plain.number == static_cast<long double>(count);
+    }
+    if (item.Get(flag)) {
+        return plain.number == (flag ? 1.0L : 0.0L);
+    }
+    if (item.Get(text)) {
+        return plain.text == text;
+    }
+    if (item.Get(real) && item.Get(single)) {
+        const auto bits = static_cast<std::uint32_t>(plain.bits);
+        return std::isnan(real) || (item.Kind() == core::BsonItem::kDouble
+                                        ? std::memcmp(&plain.bits, &real, sizeof real) == 0
+                                        : std::memcmp(&bits, &single, sizeof single) == 0);
+    }
+    return plain.kind <= core::BsonItem::kNil;
+}
 
 /// Reads items from the front of some bytes until one fails.
 class PlainReader {

@@ -109,8 +109,8 @@ public:
     /// Removes all elements.
     void Clear() noexcept;
 
-    /// As with `JsonValue`, but the text must be an array; on failure this is empty,
-    /// or as it was when no '[' was found and it held nothing.
+    /// As with `JsonValue`, but the text must be an array, and lie outside this one, which
+    /// is emptied first; on failure it stays empty.
     int Parse(const char* text, int depth = 0);
     /// As with `JsonValue`.
     void Dump(std::string& out) const;

@@ -135,8 +135,8 @@ public:
     /// Removes all members.
     void Clear() noexcept;
 
-    /// As with `JsonValue`, but the text must be an object; on failure this is empty,
-    /// or as it was when no '{' was found and it held nothing.
+    /// As with `JsonValue`, but the text must be an object, and lie outside this one,
+    /// which is emptied first; on failure it stays empty.
     int Parse(const char* text, int depth = 0);
     /// As with `JsonValue`.
     void Dump(std::string& out) const;

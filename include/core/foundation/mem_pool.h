@@ -54,6 +54,8 @@ private:
     struct Link {
         Link* next;
     };
+    /// How chunks lie in memory.
+    struct Batch;
 
     /// `Alloc` for a size that is below every threshold.
     template <std::size_t align>

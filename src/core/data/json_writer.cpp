@@ -313,7 +313,8 @@ int WriteFile(const char* path, const std::string& text) {
         return 0;
     }
     const int written = std::fputs(text.c_str(), file);
-    // What the C library held back is written here.
+    // Much of a text, or all of it, is written here only: a disk that is full now must not
+    // look like a success.
     const int closed = std::fclose(file);
     return written < 0 || closed == 0 ? written : closed;
 }

@@ -22,18 +22,13 @@ constexpr std::uint64_t kInfinity = 0x7FF0000000000000;
 constexpr std::uint64_t kSmallestNormal = 0x0010000000000000;
 constexpr std::uint64_t kMostSigned = 0x7FFFFFFFFFFFFFFF;
 
-struct Rounded {
-    std::uint64_t bits;
-    bool isExactlyRounded;
-};
-
 /// The double nearest to w 10^q.
-Rounded Nearest(std::uint64_t w, std::int64_t q) noexcept {
+inline std::uint64_t Nearest(std::uint64_t w, std::int64_t q) noexcept {
     if (w == 0 || q < kLeastPower) {
-        return {0, true};
+        return 0;
     }
     if (q > kGreatestPower) {
-        return {kInfinity, true};
+        return kInfinity;
     }
     const int leadingZeros = std::countl_zero(w);
     w <<= leadingZeros;
@@ -45,7 +40,7 @@ Rounded Nearest(std::uint64_t w, std::int64_t q) noexcept {
         product.low += second.high;
         product.high += product.low < second.high ? 1 : 0;
         if (product.low == ~std::uint64_t{0} && (q < -27 || q > 55)) {
-            return {0, false};
+            return kUndecided;
         }
     }
     const int upper = static_cast<int>(product.high >> 63);
@@ -55,11 +50,11 @@ Rounded Nearest(std::uint64_t w, std::int64_t q) noexcept {
     const int exponent = static_cast<int>((217'706 * q) >> 16) + 63 + upper - leadingZeros + 1023;
     if (exponent <= 0) {
         if (exponent <= -63) {
-            return {0, true};
+            return 0;
         }
         mantissa >>= 1 - exponent;
         // A number that rounds up to the smallest normal one gets its exponent.
-        return {(mantissa + (mantissa & 1)) >> 1, true};
+        return (mantissa + (mantissa & 1)) >> 1;
     }
     // Only with these powers may w 10^q lie in the middle of two doubles.
     if (product.low <= 1 && q >= -4 && q <= 23 && (mantissa & 3) == 1 &&
@@ -69,11 +64,15 @@ Rounded Nearest(std::uint64_t w, std::int64_t q) noexcept {
     mantissa = (mantissa + (mantissa & 1)) >> 1;
     // The carry of a mantissa that was rounded up goes into the exponent.
     const std::uint64_t bits = (static_cast<std::uint64_t>(exponent - 1) << 52) + mantissa;
-    return {std::min(bits, kInfinity), true};
+    return std::min(bits, kInfinity);
 }
 
-/// The double nearest to a number of more than 19 digits, or a hard one.
-std::uint64_t NearestOfMany(const Decimal& decimal) noexcept {
+bool IsZero(const Decimal& decimal) noexcept {
+    return std::all_of(decimal.digits, decimal.digitsEnd,
+                       [](char c) { return c == '0' || c == '.'; });
+}
+
+std::uint64_t NearestOfAll(const Decimal& decimal) noexcept {
     const char* at = decimal.digits;
     while (at != decimal.digitsEnd && (*at == '0' || *at == '.')) {
         ++at;
@@ -94,12 +93,9 @@ std::uint64_t NearestOfMany(const Decimal& decimal) noexcept {
             isMore = isMore || *at != '0';
         }
     }
-    const Rounded low = Nearest(w, power);
-    if (low.isExactlyRounded) {
-        const Rounded high = isMore ? Nearest(w + 1, power) : low;
-        if (high.isExactlyRounded && high.bits == low.bits) {
-            return low.bits;
-        }
+    const std::uint64_t low = Nearest(w, power);
+    if (low != kUndecided && (!isMore || Nearest(w + 1, power) == low)) {
+        return low;
     }
     double value = 0;
     const std::from_chars_result result = std::from_chars(decimal.digits, decimal.end, value);
@@ -109,44 +105,19 @@ std::uint64_t NearestOfMany(const Decimal& decimal) noexcept {
     return std::bit_cast<std::uint64_t>(value);
 }
 
-bool IsZero(const Decimal& decimal) noexcept {
-    return std::all_of(decimal.digits, decimal.digitsEnd,
-                       [](char c) { return c == '0' || c == '.'; });
-}
-
 }  // namespace
 
-std::uint64_t NearestDouble(const Decimal& decimal) noexcept {
-    Rounded rounded{0, false};
-    if (decimal.count <= kDigitsOfWord) {
-        rounded = Nearest(decimal.w, decimal.power);
-    }
-    if (!rounded.isExactlyRounded) {
-        rounded.bits = NearestOfMany(decimal);
-    }
-    if ((rounded.bits == kInfinity || rounded.bits < kSmallestNormal) && !IsZero(decimal)) {
-        errno = ERANGE;
-    }
-    return rounded.bits;
+std::uint64_t NearestNormal(std::uint64_t w, std::int64_t power) noexcept {
+    const std::uint64_t bits = Nearest(w, power);
+    return bits - kSmallestNormal < kInfinity - kSmallestNormal ? bits : kUndecided;
 }
 
-std::int64_t ReadExponent(const char*& at) noexcept {
-    // Far above what the digits of any text make up for.
-    constexpr std::int64_t kEnough = std::int64_t{1} << 52;
-    const char* digit = at + 1;
-    const bool isNegative = *digit == '-';
-    if (isNegative || *digit == '+') {
-        ++digit;
+std::uint64_t NearestDouble(const Decimal& decimal) noexcept {
+    const std::uint64_t bits = NearestOfAll(decimal);
+    if ((bits == kInfinity || bits < kSmallestNormal) && !IsZero(decimal)) {
+        errno = ERANGE;
     }
-    if (!IsDigit(*digit)) {
-        return 0;
-    }
-    std::int64_t exponent = 0;
-    for (; IsDigit(*digit); ++digit) {
-        exponent = std::min(exponent * 10 + static_cast<std::int64_t>(DigitValue(*digit)), kEnough);
-    }
-    at = digit;
-    return isNegative ? -exponent : exponent;
+    return bits;
 }
 
 Integer ReadLongInteger(bool isNegative, const char* digits, const char* end,

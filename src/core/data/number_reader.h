@@ -105,24 +105,45 @@ struct Integer {
 Integer ReadLongInteger(bool isNegative, const char* digits, const char* end,
                         std::uint64_t w) noexcept;
 
+/// The bits of the double nearest to `w` 10^`power`; `kUndecided` where that is hard to
+/// tell, and where it is zero, infinite or not normal.
+std::uint64_t NearestNormal(std::uint64_t w, std::int64_t power) noexcept;
+inline constexpr std::uint64_t kUndecided = ~std::uint64_t{0};
+
 /// A decimal fraction's text, cut in its parts.
 struct Decimal {
     /// From the first digit to behind the last one; a point may stand among them.
     const char* digits;
     const char* digitsEnd;
-    /// Of the first digits, modulo 2^64, and how many digits there are.
-    std::uint64_t w;
-    std::ptrdiff_t count;
     /// Of the last digit.
     std::int64_t power;
     /// Behind the exponent.
     const char* end;
 };
-/// The bits of the double nearest to it.
+/// The bits of the double nearest to it, weighed with all its digits.
 std::uint64_t NearestDouble(const Decimal& decimal) noexcept;
-/// The power of ten at `at`, where "e" or "E" stands, and `at` behind it; 0 where no
-/// digit follows.
-std::int64_t ReadExponent(const char*& at) noexcept;
+
+/// Adds to `power` what follows `at`, where "e" or "E" stands; answers where that ends,
+/// which is `at` itself where no digit follows.
+inline const char* ReadExponent(const char* at, std::int64_t& power) noexcept {
+    // Far above what the digits of any text make up for.
+    constexpr std::int64_t kEnough = std::int64_t{1} << 52;
+    const char* digit = at + 1;
+    const bool isNegative = *digit == '-';
+    if (isNegative || *digit == '+') {
+        ++digit;
+    }
+    if (!IsDigit(*digit)) {
+        return at;
+    }
+    std::int64_t exponent = 0;
+    for (; IsDigit(*digit); ++digit) {
+        exponent = exponent * 10 + static_cast<std::int64_t>(DigitValue(*digit));
+        exponent = exponent < kEnough ? exponent : kEnough;
+    }
+    power += isNegative ? -exponent : exponent;
+    return digit;
+}
 
 }  // namespace number
 
@@ -163,19 +184,24 @@ inline NumberReading ReadNumber(const char* text, const char* limit) noexcept {
     }
     const char* const digitsEnd = at;
     if ((*at | 0x20) == 'e') {
-        power += number::ReadExponent(at);
+        at = number::ReadExponent(at, power);
     }
 
-    // Where w and 10^-power are doubles, their quotient is rounded once (W. D. Clinger,
-    // "How to read floating point numbers accurately", PLDI 1990).
     constexpr std::uint64_t kAllDoublesUpTo = std::uint64_t{1} << 53;
     const auto places = static_cast<std::uint64_t>(-power);
-    std::uint64_t bits = 0;
-    if (count <= number::kDigitsOfWord && w <= kAllDoublesUpTo && places < number::kTenTo.size()) {
-        const auto integral = static_cast<double>(static_cast<std::int64_t>(w));
-        bits = std::bit_cast<std::uint64_t>(integral / number::kTenTo[places]);
-    } else {
-        bits = number::NearestDouble({digits, digitsEnd, w, count, power, at});
+    std::uint64_t bits = number::kUndecided;
+    if (count <= number::kDigitsOfWord) {
+        if (w <= kAllDoublesUpTo && places < number::kTenTo.size()) {
+            // Where w and 10^-power are doubles, their quotient is rounded once (W. D. Clinger,
+            // "How to read floating point numbers accurately", PLDI 1990).
+            const auto integral = static_cast<double>(static_cast<std::int64_t>(w));
+            bits = std::bit_cast<std::uint64_t>(integral / number::kTenTo[places]);
+        } else {
+            bits = number::NearestNormal(w, power);
+        }
+    }
+    if (bits == number::kUndecided) [[unlikely]] {
+        bits = number::NearestDouble({digits, digitsEnd, power, at});
     }
     return {at, NumberKind::Double, bits | (std::uint64_t{isNegative} << 63)};
 }

@@ -1,6 +1,8 @@
 #include <core/foundation/mem_pool.h>
 
 #include <algorithm>
+#include <cstring>
+#include <utility>
 
 namespace core::detail {
 
@@ -8,6 +10,8 @@ namespace {
 
 constexpr std::size_t kSmallestChunkBlock = 512;
 constexpr std::size_t kSmallestPoolBlock = 4096;
+/// In bytes: below the size from which heaps ask the system for each piece.
+constexpr std::size_t kLargestBatch = std::size_t{120} * 1024;
 /// More than this no heap gives; it keeps sums of sizes from wrapping round.
 constexpr std::size_t kMaxRequest = static_cast<std::size_t>(PTRDIFF_MAX) / 2;
 
@@ -43,9 +47,66 @@ void MemChunks::Init(std::size_t block, std::size_t threshold) {
     AddChunk();
 }
 
+// Chunks come in batches, so that the heap is asked for fewer and larger pieces: that
+// takes a good part of the time of a document of megabytes. A batch is of use to us
+// alone; whoever follows the links from chunk to chunk sees nothing of it.
+//
+// Invariants:
+// 1. the first chunk of all is alone, and so is each one that is too large for a batch;
+// 2. the chunks of a batch are a stride apart. Behind the one that was taken last, where
+//    the next one will begin or where the batch ends, stands how far it is used;
+// 3. a batch is begun when the one before is used up, and is up to twice as large.
+
+struct MemChunks::Batch {
+    std::uint32_t taken;
+    std::uint32_t count;
+
+    /// Each chunk of a batch is aligned like the first one.
+    static std::size_t Stride(std::size_t chunkSize) noexcept {
+        constexpr std::size_t kAlign = alignof(std::max_align_t);
+        return (chunkSize + kAlign - 1) / kAlign * kAlign;
+    }
+    static bool HasRoomForTwo(std::size_t stride) noexcept { return stride <= kLargestBatch / 2; }
+    /// The batch of the chunk that was taken last.
+    static Batch Of(const Link* chunk, std::size_t stride) noexcept {
+        Batch batch{1, 1};
+        if (chunk->next != nullptr && HasRoomForTwo(stride)) {
+            const char* const start = static_cast<const char*>(static_cast<const void*>(chunk));
+            std::memcpy(&batch, start + stride, sizeof batch);
+        }
+        return batch;
+    }
+    /// Memory for the batch behind this one, which this one becomes. It is of a lone
+    /// chunk where the heap has no more.
+    char* Next(std::size_t stride) {
+        taken = 1;
+        count = std::min(2 * count, static_cast<std::uint32_t>(kLargestBatch / stride));
+        void* place = ::operator new(count* stride + sizeof(Batch), std::nothrow);
+        if (place == nullptr) {
+            count = 1;
+            place = ::operator new(stride + sizeof(Batch));
+        }
+        return static_cast<char*>(place);
+    }
+};
+
 void MemChunks::AddChunk() {
-    chunk = new (::operator new(chunkSize)) Link{chunk};
-    cursor = ChunkStart() + sizeof(Link);
+    const std::size_t stride = Batch::Stride(chunkSize);
+    char* place = nullptr;
+    if (chunk == nullptr || !Batch::HasRoomForTwo(stride)) {
+        place = static_cast<char*>(::operator new(chunkSize));
+    } else {
+        Batch batch = Batch::Of(chunk, stride);
+        if (batch.taken < batch.count) {
+            place = ChunkStart() + stride;
+            ++batch.taken;
+        } else {
+            place = batch.Next(stride);
+        }
+        std::memcpy(place + stride, &batch, sizeof batch);
+    }
+    chunk = new (place) Link{chunk};
+    cursor = place + sizeof(Link);
 }
 
 void* MemChunks::AllocElsewhere(std::size_t size, std::size_t align) {
@@ -76,11 +137,14 @@ void MemChunks::Dealloc(void* pointer, std::size_t size) noexcept {
 }
 
 void MemChunks::Clear() noexcept {
-    for (Link** list : {&chunk, &bigRequests}) {
-        while (Link* const first = *list) {
-            *list = first->next;
-            ::operator delete(first);
-        }
+    const std::size_t stride = Batch::Stride(chunkSize);
+    while (chunk != nullptr) {
+        void* const first = ChunkStart() - (Batch::Of(chunk, stride).taken - 1) * stride;
+        chunk = static_cast<Link*>(first)->next;
+        ::operator delete(first);
+    }
+    while (bigRequests != nullptr) {
+        ::operator delete(std::exchange(bigRequests, bigRequests->next));
     }
     cursor = nullptr;
 }
