@@ -37,6 +37,10 @@ bool IsQuiet() {
     return CoreLogSetLogSink(0) >= 0;
 }
 
+bool IsSame(double a, double b) {
+    return a == b || (std::isnan(a) && std::isnan(b));
+}
+
 bool IsSame(const ValAny& a, const ValAny& b) {
     if (a.Kind() != b.Kind()) {
         return false;
@@ -45,11 +49,11 @@ bool IsSame(const ValAny& a, const ValAny& b) {
         case ValAny::kBool:
             return a.AsBool() == b.AsBool();
         case ValAny::kPoint:
-            return a.AsPoint() == b.AsPoint() || std::isnan(a.AsPoint().x);
+            return IsSame(a.AsPoint().x, b.AsPoint().x) && IsSame(a.AsPoint().y, b.AsPoint().y);
         case ValAny::kString:
             return a.AsString() == b.AsString();
         default:
-            return a.IsEmpty() || a.AsDouble() == b.AsDouble() || std::isnan(a.AsDouble());
+            return a.IsEmpty() || IsSame(a.AsDouble(), b.AsDouble());
     }
 }
 

@@ -37,7 +37,7 @@ public:
     ///
     /// After the stop the task is neither run nor destroyed. While a drain is under
     /// way, the worker takes what its own tasks post, and nothing else. Never waits
-    /// for a task.
+    /// for a task. Without memory std::bad_alloc, and the task stays the caller's.
     virtual void PostTask(Task* task) = 0;
 
     /// Tasks that wait for their turn; the one that is running does not count.

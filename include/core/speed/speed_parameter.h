@@ -109,7 +109,8 @@ public:
     bool AddFreezeFrame(double pointTime, double duration);
 
     /// The speed at a render time (not frames per second); in a freeze the speed at
-    /// its instant. The reverse flag plays no part.
+    /// its instant. The reverse flag plays no part. NaN only from keyframes with that
+    /// value.
     double GetCurrentFPS(double renderTime) const;
 
     /// The source time shown at a render time; from the end on, the last keyframe's

@@ -145,6 +145,9 @@ void BigParameterImpl::AddPointEx(double time, ValAny value, KeyframeInterpolati
         return;
     }
     const RecursiveLock lock(mutex);
+    // Before the marker is set: from here on nothing fails.
+    state.keyframes.Reserve(state.keyframes.Count() + 1);
+    prepared.ReserveOneMore();
     state.maintainsPathHandles = true;
     Insert(TimeValuePair(time, std::move(value), type), true);
 }

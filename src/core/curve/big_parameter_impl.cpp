@@ -71,11 +71,28 @@ BigParameterImpl& BigParameterImpl::operator=(const BigParameterImpl& other) {
     }
     State copy = other.Snapshot();
     const RecursiveLock lock(mutex);
-    std::swap(state, copy);
+    Take(copy);
+    return *this;
+}
+
+BigParameterImpl::BigParameterImpl(const BigParameterImpl& other,
+                                   SettingsOnly) CORE_NO_THREAD_SAFETY_ANALYSIS {
+    static_cast<ParameterSettings&>(state) = other.state;
+    state.constant = other.state.constant;
+    state.maintainsPathHandles = other.state.maintainsPathHandles;
+    UpdateSampling();
+}
+
+void BigParameterImpl::TakeCurve(BigParameterImpl& made) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    const RecursiveLock lock(mutex);
+    Take(made.state);
+}
+
+void BigParameterImpl::Take(State& made) noexcept {
+    std::swap(state, made);
     prepared = PreparedCurve();
     UpdateSampling();
     Edited(0, state.keyframes.Count());
-    return *this;
 }
 
 BigParameterImpl::~BigParameterImpl() = default;

@@ -112,10 +112,18 @@ public:
     /// The keyframe with this index; a default one outside the store.
     TimeValuePair KeyframeAt(std::size_t index) const;
 
+    /// Takes the keyframes and settings of a curve that no other thread knows, which gets
+    /// its own in return.
+    void TakeCurve(BigParameterImpl& made) noexcept;
+
     /// The curve as one dimension of a motion path: what it samples to, in numbers.
     MotionDimension AsMotionDimension() const;
 
 protected:
+    struct SettingsOnly {};
+    /// The settings of `other`, whose lock the caller holds, and no keyframes.
+    BigParameterImpl(const BigParameterImpl& other, SettingsOnly);
+
     /// Called under the lock after every change of keyframes or settings.
     virtual void OnEdited();
 
@@ -153,6 +161,7 @@ private:
 
     // Settings
     State Snapshot() const;
+    void Take(State& made) noexcept CORE_REQUIRES(mutex);
     void UpdateSampling() CORE_REQUIRES(mutex);
     bool IsValid(int index) const CORE_REQUIRES(mutex) {
         return index >= 0 && static_cast<std::size_t>(index) < state.keyframes.Count();

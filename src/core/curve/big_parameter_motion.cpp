@@ -49,6 +49,16 @@ Parameter MakePart(std::span<const TimeValuePair> path, const ValAny& constant,
         SplitPath(path, dimension)));
 }
 
+// Fails for nothing, so that not only one of two parts is there. Into the implementation
+// at hand where there is one: other threads may be in it.
+void Give(Parameter& made, Parameter& part) noexcept {
+    if (part.p_impl() != nullptr) {
+        part.p_impl()->TakeCurve(*made.p_impl());
+    } else {
+        part = std::move(made);
+    }
+}
+
 }  // namespace
 
 // False where no segment of numbers starts.
@@ -126,10 +136,10 @@ bool BigParameterImpl::SplitIntoTwoMotionDimension(Parameter& xPart, Parameter& 
     if (path.type != ParameterPoint) {
         return false;
     }
-    const Parameter x = MakePart(path.keyframes.All(), path.constant, &Pointd::x);
-    const Parameter y = MakePart(path.keyframes.All(), path.constant, &Pointd::y);
-    xPart = x;
-    yPart = y;
+    Parameter x = MakePart(path.keyframes.All(), path.constant, &Pointd::x);
+    Parameter y = MakePart(path.keyframes.All(), path.constant, &Pointd::y);
+    Give(x, xPart);
+    Give(y, yPart);
     return true;
 }
 

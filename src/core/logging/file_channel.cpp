@@ -59,6 +59,16 @@ std::int64_t Nanoseconds(Clock::time_point time) noexcept {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
 }
 
+// A task that throws is not destroyed, and its channel would never be closed.
+template <class Action>
+void Guarded(Action&& action) noexcept {
+    try {
+        action();
+    } catch (const std::exception&) {
+        // No memory. The lines wait for the next task, or for the end of the channel.
+    }
+}
+
 }  // namespace
 
 BsFileChannel::BsFileChannel(const std::string& directory, FileLimits limits,
@@ -175,13 +185,17 @@ void BsFileChannel::WriteAllAtTheEnd() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
 
 void FileChannelTask::Run() {
     channel->AwaitMore();
-    channel->WriteWaiting();
-    channel->TellNotice();
+    Guarded([this] {
+        channel->WriteWaiting();
+        channel->TellNotice();
+    });
 }
 
 void FlushTask::Run() {
-    channel->Flush();
-    channel->TellNotice();
+    Guarded([this] {
+        channel->Flush();
+        channel->TellNotice();
+    });
 }
 
 }  // namespace core

@@ -32,6 +32,8 @@ public:
 
     /// Queues a line; true when a task has to be posted for it. Callers take turns.
     bool Append(std::string_view line, bool isUrgent);
+    /// That task could not be posted.
+    void TaskIsLost() noexcept { isTaskPosted.store(false); }
     /// Holds a caller back while the file is far behind; a second at most.
     void WaitForRoom();
 

@@ -7,6 +7,7 @@
 
 #include <core/logging/log.h>
 
+#include <array>
 #include <charconv>
 #include <cstdarg>
 #include <filesystem>
@@ -38,11 +39,27 @@ void Log(int level, const char* function, int line, const char* message, const c
                     third);
 }
 
-/// A file opened for writing, empty.
-std::ofstream OpenEmpty(const std::string& path) {
-    const std::u8string utf8(path.begin(), path.end());
-    return std::ofstream(std::filesystem::path(utf8), std::ios::binary | std::ios::trunc);
-}
+/// A file opened for writing, empty. It has a buffer before it is opened: a stream that
+/// finds no memory for one afterwards has emptied the file by then.
+class EmptiedFile {
+public:
+    explicit EmptiedFile(const std::string& path) {
+        stream.rdbuf()->pubsetbuf(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+        const std::u8string utf8(path.begin(), path.end());
+        stream.open(std::filesystem::path(utf8), std::ios::binary | std::ios::trunc);
+    }
+    bool IsOpen() const { return stream.is_open(); }
+    /// Closes the file too. False when it can't take the whole text.
+    bool Write(const std::string& text) {
+        stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+        stream.close();
+        return stream.good();
+    }
+
+private:
+    std::array<char, 4096> buffer;
+    std::ofstream stream;
+};
 
 enum class FlushResult { Finished, NotOpened, NotWritten };
 
@@ -56,7 +73,7 @@ public:
 
     bool SetPath(std::string newPath) {
         Lock lock(mutex);
-        if (!OpenEmpty(newPath).is_open()) {
+        if (!EmptiedFile(newPath).IsOpen()) {
             return false;
         }
         path = std::move(newPath);
@@ -90,13 +107,11 @@ public:
         }
         // The text first: when there is no memory for it, the file keeps what it holds.
         const std::string text = records.Text();
-        std::ofstream file = OpenEmpty(path);
-        if (!file.is_open()) {
+        EmptiedFile file(path);
+        if (!file.IsOpen()) {
             return FlushResult::NotOpened;
         }
-        file.write(text.data(), static_cast<std::streamsize>(text.size()));
-        file.close();
-        return file.good() ? FlushResult::Finished : FlushResult::NotWritten;
+        return file.Write(text) ? FlushResult::Finished : FlushResult::NotWritten;
     }
 
 private:

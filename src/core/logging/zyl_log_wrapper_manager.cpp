@@ -147,17 +147,29 @@ bool ZylLogWrapperManager::IsForkedChild() const {
 }
 
 void ZylLogWrapperManager::Write(const std::shared_ptr<BsFileChannel>& file) {
-    if (worker != nullptr) {
-        worker->PostTask(new FileChannelTask(file));
-    } else {
+    if (worker == nullptr) {
         file->WriteWaiting();
+        return;
     }
+    try {
+        Post(std::make_unique<FileChannelTask>(file));
+    } catch (...) {
+        // The line is in the queue; the next one is to bring a task again.
+        file->TaskIsLost();
+        throw;
+    }
+}
+
+// A task that can't be queued stays ours.
+void ZylLogWrapperManager::Post(std::unique_ptr<Task> task) {
+    worker->PostTask(task.get());
+    static_cast<void>(task.release());
 }
 
 void ZylLogWrapperManager::FlushFiles() {
     for (ZylLogWrapper* const module : modules.All()) {
         if (module->File() && worker != nullptr) {
-            worker->PostTask(new FlushTask(module->File()));
+            Post(std::make_unique<FlushTask>(module->File()));
         } else if (module->File()) {
             module->File()->Flush();
         }

@@ -73,6 +73,7 @@ private:
     void StartWorker() CORE_REQUIRES(logMutex);
     /// Has the worker write what waits in a channel, or does it here when there is none.
     void Write(const std::shared_ptr<BsFileChannel>& file) CORE_REQUIRES(logMutex);
+    void Post(std::unique_ptr<Task> task) CORE_REQUIRES(logMutex);
     void FlushFiles() CORE_REQUIRES(logMutex);
     /// Ends the worker; file output then runs on the threads that log.
     void StopWorker();

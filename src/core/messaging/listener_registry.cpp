@@ -92,17 +92,21 @@ Listeners ListenerRegistry::RemoveAll(int token) {
         return listener->Token() == token;
     };
     Listeners removed;
-    for (const auto& [key, channel] : channels) {
+    // All that takes memory first: a removal without it has removed nothing.
+    for (auto& [key, channel] : channels) {
         const Listeners& all = channel.Get()->listeners;
-        std::copy_if(all.begin(), all.end(), std::back_inserter(removed), isOwned);
+        if (std::any_of(all.begin(), all.end(), isOwned)) {
+            const Listeners& writable = Writable(channel);
+            std::copy_if(writable.begin(), writable.end(), std::back_inserter(removed), isOwned);
+        }
     }
     for (const std::shared_ptr<detail::EventListener>& listener : removed) {
         listener->SwitchOff();
     }
-    for (auto& [key, channel] : channels) {
-        const Listeners& all = channel.Get()->listeners;
-        if (std::any_of(all.begin(), all.end(), isOwned)) {
-            Listeners& left = Writable(channel);
+    // Those that own nothing here may be in use; they have nothing to lose either.
+    for (const auto& [key, channel] : channels) {
+        Listeners& left = channel.Get()->listeners;
+        if (std::any_of(left.begin(), left.end(), isOwned)) {
             left.erase(std::remove_if(left.begin(), left.end(), isOwned), left.end());
         }
     }

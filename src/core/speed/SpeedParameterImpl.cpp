@@ -39,18 +39,26 @@ SpeedParameterImpl::SpeedParameterImpl(const SpeedParameterImpl& other,
     FreezeNearZeroSpeeds();
 }
 
+SpeedParameterImpl::SpeedParameterImpl(const SpeedParameterImpl& other,
+                                       SettingsOnly) CORE_NO_THREAD_SAFETY_ANALYSIS
+    : BigParameterImpl(other, SettingsOnly()),
+      sourceTotalTime(other.sourceTotalTime),
+      sourceFPS(other.sourceFPS),
+      reverse(other.reverse.load()),
+      reversed(other.reversed),
+      lastSourceTime(other.lastSourceTime) {}
+
 SpeedParameterImpl& SpeedParameterImpl::operator=(const SpeedParameterImpl& other) {
-    if (this == &other) {
-        return *this;
+    if (this != &other) {
+        SpeedParameterImpl copy(other);
+        const RecursiveLock lock(mutex);
+        TakeAll(copy);
     }
-    SpeedParameterImpl copy(other);
-    const RecursiveLock lock(mutex);
-    BigParameterImpl::operator=(copy);
-    TakeLayers(copy);
     return *this;
 }
 
-void SpeedParameterImpl::TakeLayers(SpeedParameterImpl& copy) CORE_NO_THREAD_SAFETY_ANALYSIS {
+void SpeedParameterImpl::TakeAll(SpeedParameterImpl& copy) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    TakeCurve(copy);
     sourceTotalTime = copy.sourceTotalTime;
     sourceFPS = copy.sourceFPS;
     reverse = copy.reverse.load();
@@ -152,8 +160,9 @@ void SpeedParameterImpl::SetSourceTotalTime(double totalTime) {
     if (std::fabs(sourceTotalTime) >= TimeMap::kZero) {
         RemovePoint(GetPointIndex(sourceTotalTime));
     }
-    sourceTotalTime = totalTime;
+    // After a removal there is room; without one, nothing has changed if this fails.
     AddPoint(totalTime, kNormalSpeed, KeyframeInterpolationType::Hold);
+    sourceTotalTime = totalTime;
 }
 
 double SpeedParameterImpl::GetSourceFPS() const {
@@ -202,6 +211,7 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
     if (sourceTime > sourceTotalTime) {
         return false;
     }
+    freeze.ReserveOneMore();
     if (!HasPoint(sourceTime)) {
         TimeValuePair before(0.0, kNormalSpeed, KeyframeInterpolationType::Hold);
         GetPreviousKeyframeTime(sourceTime, &before);

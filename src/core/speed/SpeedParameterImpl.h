@@ -74,8 +74,12 @@ private:
     // Copies under a lock of `other` that is held until the copy is complete.
     SpeedParameterImpl(const SpeedParameterImpl& other, const RecursiveLock& lock);
 
-    // From a copy that no other thread knows.
-    void TakeLayers(SpeedParameterImpl& copy) CORE_REQUIRES(mutex);
+    // The settings of `other`, under its lock; neither keyframes nor freezes.
+    SpeedParameterImpl(const SpeedParameterImpl& other, SettingsOnly);
+
+    // From a curve that no other thread knows.
+    void TakeAll(SpeedParameterImpl& copy) noexcept CORE_REQUIRES(mutex);
+    bool LoadSpeeds(const JsonObject& document, const SpeedSettings& settings) CORE_REQUIRES(mutex);
 
     void FreezeNearZeroSpeeds() CORE_REQUIRES(mutex);
     void FreezesChanged() CORE_REQUIRES(mutex);

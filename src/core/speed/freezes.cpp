@@ -16,7 +16,8 @@
 namespace core {
 
 // A freeze behind all others, as readers of texts add them, costs no walk over these.
-void SpeedParameterFreezeImpl::IndexAxes(std::size_t from) {
+// There is room for as many numbers as there are freezes.
+void SpeedParameterFreezeImpl::IndexAxes(std::size_t from) noexcept {
     keys.resize(from);
     renderStarts.resize(from);
     sourceTimes.resize(from);
@@ -96,7 +97,21 @@ double SpeedParameterFreezeImpl::SpeedAt(const TimeMap& map, double t) const noe
                                 : std::max(t - durationBefore[behind], last.mapTime));
 }
 
-void SpeedParameterFreezeImpl::Insert(double pointTime, double duration, double sourceTime) {
+void SpeedParameterFreezeImpl::ReserveOneMore() {
+    if (frames.size() < frames.capacity()) {
+        return;
+    }
+    // The frames last: as long as they are full, the others are looked at too.
+    const std::size_t grown = std::max<std::size_t>(4, 2 * frames.size());
+    keys.reserve(grown);
+    renderStarts.reserve(grown);
+    sourceTimes.reserve(grown);
+    durationBefore.reserve(grown + 1);
+    frames.reserve(grown);
+}
+
+void SpeedParameterFreezeImpl::Insert(double pointTime, double duration,
+                                      double sourceTime) noexcept {
     const std::size_t place = UpperBound(keys, pointTime);
     frames.insert(frames.begin() + static_cast<std::ptrdiff_t>(place),
                   FreezeFrame{pointTime, duration, 0.0, sourceTime, 0.0});
@@ -106,7 +121,7 @@ void SpeedParameterFreezeImpl::Insert(double pointTime, double duration, double 
     IndexAxes(place);
 }
 
-void SpeedParameterFreezeImpl::SetDuration(std::size_t index, double duration) {
+void SpeedParameterFreezeImpl::SetDuration(std::size_t index, double duration) noexcept {
     const double delta = duration - frames[index].duration;
     frames[index].duration = duration;
     for (std::size_t i = index + 1; i < frames.size(); ++i) {
@@ -115,7 +130,7 @@ void SpeedParameterFreezeImpl::SetDuration(std::size_t index, double duration) {
     IndexAxes(index);
 }
 
-void SpeedParameterFreezeImpl::PlaceOnRenderAxis(const TimeMap& map) {
+void SpeedParameterFreezeImpl::PlaceOnRenderAxis(const TimeMap& map) noexcept {
     double shift = 0.0;
     double earliest = -std::numeric_limits<double>::infinity();
     for (FreezeFrame& frame : frames) {

@@ -53,19 +53,22 @@ public:
     double RenderOfPoint(const TimeMap& map, double pointTime) const noexcept;
     double SpeedAt(const TimeMap& map, double renderTime) const noexcept;
 
+    /// Makes room for one more freeze; the next insertion does not throw.
+    void ReserveOneMore();
     /// Puts a freeze at a point that lies in none; those behind it move by
-    /// `duration` on the point axis. Then the render axis is out of date.
-    void Insert(double pointTime, double duration, double sourceTime);
+    /// `duration` on the point axis. Then the render axis is out of date. There must be
+    /// room.
+    void Insert(double pointTime, double duration, double sourceTime) noexcept;
     /// Changes the duration of the freeze with this index; those behind it move with
     /// its end on the point axis. Then the render axis is out of date.
-    void SetDuration(std::size_t index, double duration);
+    void SetDuration(std::size_t index, double duration) noexcept;
     /// Lets each freeze start when the map reaches its source time, but none before
     /// the one before it has ended. O(n log n).
-    void PlaceOnRenderAxis(const TimeMap& map);
+    void PlaceOnRenderAxis(const TimeMap& map) noexcept;
 
 private:
     Place Find(std::span<const double> starts, double x, bool hasLength) const noexcept;
-    void IndexAxes(std::size_t from);
+    void IndexAxes(std::size_t from) noexcept;
 
     std::vector<FreezeFrame> frames;
     // From the frames, close together for the searches.

@@ -30,8 +30,9 @@ std::string SpeedParameterImpl::Serialize() {
         document.Parse(Write().c_str());
         WriteSpeedMembers(document.Root().AsObject(), {sourceTotalTime, sourceFPS, flag},
                           freeze.Frames());
-        text.clear();
-        document.Root().DumpToTail(text);
+        std::string written;
+        document.Root().DumpToTail(written);
+        text = std::move(written);
         textReverse = flag;
     }
     return text;
@@ -58,24 +59,35 @@ int SpeedParameterImpl::Desialize(const char* json) {
     ReadSpeedSettings(*object, settings);
     std::vector<StoredFreeze> freezes;
     const bool hasFreezes = ReadFreezes(*object, freezes);
-    if (!Load(*object, &ReportSkippedKeyframe)) {
+    if (!hasFreezes) {
+        return LoadSpeeds(*object, settings) ? 0 : -1;
+    }
+    // Aside: when a freeze can't be added, the keyframes must not be there already.
+    SpeedParameterImpl loaded(*this, SettingsOnly());
+    const RecursiveLock loadedLock(loaded.mutex);
+    if (!loaded.LoadSpeeds(*object, settings)) {
         return -1;
+    }
+    // Instants are found by speeds, which only numbers are.
+    const ParameterTypeEnum type = loaded.GetParameterType();
+    if (type == ParameterDouble || type == ParameterInt) {
+        for (const StoredFreeze& stored : freezes) {
+            loaded.AddFreezeFrame(stored.pointTime, stored.duration);
+        }
+    }
+    TakeAll(loaded);
+    return 0;
+}
+
+// False, changing nothing, for a text that is no parameter's.
+bool SpeedParameterImpl::LoadSpeeds(const JsonObject& document, const SpeedSettings& settings) {
+    if (!Load(document, &ReportSkippedKeyframe)) {
+        return false;
     }
     sourceTotalTime = settings.totalTime;
     sourceFPS = settings.fps;
     reverse = settings.reverse;
-    if (hasFreezes) {
-        freeze = SpeedParameterFreezeImpl();
-        FreezesChanged();
-        // Instants are found by speeds, which only numbers are.
-        const ParameterTypeEnum type = GetParameterType();
-        if (type == ParameterDouble || type == ParameterInt) {
-            for (const StoredFreeze& stored : freezes) {
-                AddFreezeFrame(stored.pointTime, stored.duration);
-            }
-        }
-    }
-    return 0;
+    return true;
 }
 
 }  // namespace core
