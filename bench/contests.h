@@ -28,6 +28,14 @@ void AddEvents(Suite& suite);
 void AddStored(Suite& suite);
 /// Other libraries' curves, as far as they were found when this was built.
 void AddPeers(Suite& suite);
+/// Contests of several threads, medians of so many rounds; `self` is this program.
+void AddContests(Suite& suite, const std::string& self, int rounds);
+/// Instructions, where valgrind is; `self` is this program.
+void AddInstructions(Suite& suite, const std::string& self);
+
+/// For main: `--round KIND CONTESTANT THREADS FOLDER` runs one round, leaves its figure in
+/// the folder and answers true; false when the arguments ask for something else.
+bool RunContestRound(int argc, char** argv);
 
 /// Measures `answer(question)` on all questions of a pool, over and over; an item
 /// is one question.

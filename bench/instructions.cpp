@@ -1,5 +1,5 @@
 // core_bench_instructions: calls a function a known number of times, so that
-// callgrind can count what those calls execute. See instructions.sh.
+// callgrind can count what those calls execute. See counts.cpp.
 
 #include "inputs.h"
 

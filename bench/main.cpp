@@ -7,7 +7,6 @@
 
 #include <condition_variable>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <mutex>
 #include <stop_token>
@@ -19,38 +18,52 @@ namespace {
 
 void PrintUsage() {
     std::printf(
-        "usage: core_bench [--quick] [--json FILE] [--benchmark_...] [DOCUMENT...]\n"
+        "usage: core_bench [--quick] [--json FILE] [--threads] [--instructions]\n"
+        "                  [--benchmark_...] [DOCUMENT...]\n"
         "\n"
-        "Checks that all contestants agree, then prints medians and ratios.\n"
-        "  --quick      one short repetition of the smallest cases: shows that they run,\n"
-        "               its times mean nothing\n"
-        "  --json FILE  also writes every repetition to FILE\n"
-        "  DOCUMENT     JSON files to read and write, in place of ../shared/corpora\n"
-        "Options of Google Benchmark follow ours and override them, as in\n"
+        "Checks that all contestants agree, then prints a table of medians and ratios.\n"
+        "  --quick         one short repetition of the smallest cases: shows that they run,\n"
+        "                  its times mean nothing\n"
+        "  --json FILE     also writes the table to FILE\n"
+        "  --threads       the contests of several threads alone\n"
+        "  --instructions  the counts of instructions alone, by valgrind\n"
+        "  DOCUMENT        JSON files to read and write, in place of ../shared/corpora\n"
+        "Options of Google Benchmark follow ours and override them. A row is measured, with\n"
+        "all that it compares, when the filter takes the name of either side, as in\n"
         "  core_bench --benchmark_filter=Hermite --benchmark_repetitions=25\n");
 }
 
-/// Google Benchmark's arguments: what this program asks for, then the caller's; and the
-/// documents.
-std::vector<std::string> Arguments(int argc, char** argv, std::vector<std::string>& documents) {
-    std::vector<std::string> arguments = {argv[0], "--benchmark_repetitions=9",
-                                          "--benchmark_min_time=0.02",
-                                          "--benchmark_enable_random_interleaving=true"};
+struct Arguments {
+    /// What goes to Google Benchmark: what this program asks for, then the caller's.
+    std::vector<std::string> passedOn;
+    std::vector<std::string> documents;
+    std::string json;
+    bool isQuick = false;
+};
+
+Arguments Read(int argc, char** argv) {
+    Arguments read;
+    std::vector<std::string>& passedOn = read.passedOn;
+    passedOn = {argv[0], "--benchmark_repetitions=9", "--benchmark_min_time=0.02",
+                "--benchmark_enable_random_interleaving=true"};
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--quick") == 0) {
-            arguments.insert(arguments.end(),
-                             {"--benchmark_repetitions=1", "--benchmark_min_time=0.0001",
-                              "--benchmark_filter=/(10|alone)$"});
-        } else if (std::strcmp(argv[i], "--json") == 0 && i + 1 < argc) {
-            arguments.push_back(std::string("--benchmark_out=") + argv[++i]);
-            arguments.push_back("--benchmark_out_format=json");
+        const std::string argument = argv[i];
+        if (argument == "--quick") {
+            read.isQuick = true;
+            passedOn.insert(passedOn.end(),
+                            {"--benchmark_repetitions=1", "--benchmark_min_time=0.0001",
+                             "--benchmark_filter=(/(10|alone)$|^threads/)"});
+        } else if (argument == "--json" && i + 1 < argc) {
+            read.json = argv[++i];
+        } else if (argument == "--threads" || argument == "--instructions") {
+            passedOn.push_back("--benchmark_filter=^" + argument.substr(2) + "/");
         } else if (argv[i][0] != '-') {
-            documents.push_back(argv[i]);
+            read.documents.push_back(argument);
         } else {
-            arguments.push_back(argv[i]);
+            passedOn.push_back(argument);
         }
     }
-    return arguments;
+    return read;
 }
 
 /// With a single thread alive, the C library takes mutexes without atomics, and
@@ -70,13 +83,12 @@ private:
 };
 
 int Run(int argc, char** argv) {
-    if (bench::RunMemoryRound(argc, argv)) {
+    if (bench::RunMemoryRound(argc, argv) || bench::RunContestRound(argc, argv)) {
         return 0;
     }
-    std::vector<std::string> files;
-    std::vector<std::string> arguments = Arguments(argc, argv, files);
+    Arguments arguments = Read(argc, argv);
     std::vector<char*> pointers;
-    for (std::string& argument : arguments) {
+    for (std::string& argument : arguments.passedOn) {
         pointers.push_back(argument.data());
     }
     int count = static_cast<int>(pointers.size());
@@ -94,7 +106,7 @@ int Run(int argc, char** argv) {
     bench::AddAreas(suite);
     bench::AddSpeeds(suite);
     bench::AddIdentifiers(suite);
-    const std::vector<bench::Document> documents = bench::Documents(files);
+    const std::vector<bench::Document> documents = bench::Documents(arguments.documents);
     bench::AddJson(suite, documents, argv[0]);
     bench::AddPacked(suite, documents);
     bench::AddNumberText(suite);
@@ -103,10 +115,16 @@ int Run(int argc, char** argv) {
     bench::AddEvents(suite);
     bench::AddStored(suite);
     bench::AddPeers(suite);
+    bench::AddContests(suite, argv[0], arguments.isQuick ? 1 : 9);
+    bench::AddInstructions(suite, argv[0]);
     if (!suite.RunChecks()) {
         return 1;
     }
-    suite.RunBenchmarks();
+    const bench::Table table = suite.Run(arguments.isQuick);
+    table.Print();
+    if (!arguments.json.empty()) {
+        table.WriteJson(arguments.json);
+    }
     benchmark::Shutdown();
     return 0;
 }

@@ -1,5 +1,5 @@
 // core_bench_message_instructions: sends a known number of messages or events, so that
-// callgrind can count what they execute. See message_instructions.sh.
+// callgrind can count what they execute. See counts.cpp.
 
 #include <core/messaging/event_bus.h>
 #include <core/messaging/msg_bus.h>

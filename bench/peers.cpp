@@ -101,8 +101,7 @@ void AddShape(Suite& suite, PeerShape shape, int n) {
             });
             MeasurePeer(suite, ourName, ours, frames);
             MeasurePeer(suite, theirName, theirs, frames);
-            suite.Compare({std::string(library.name) + ", " + how, n, theirName, ourName,
-                           "this library", 0.0});
+            suite.Compare({how, n, ourName, theirName, library.name, 0.0});
         }
     }
 }

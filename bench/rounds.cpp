@@ -1,17 +1,19 @@
-// core_bench_threads [--quick]: the contests of several threads, as medians and ratios.
+// Contests of several threads, each round in a process of its own.
 
 #include "rounds.h"
 
-#include <cstdio>
+#include "contests.h"
+
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <map>
+#include <sstream>
+#include <stdexcept>
 
+#include "support/scratch_directory.h"
+
+namespace bench {
 namespace {
-
-using bench::RoundResult;
 
 struct Contest {
     const char* what;
@@ -43,66 +45,68 @@ constexpr Contest kContests[] = {
     {"message added and got", "queue", 4, "boost", 0.0},
 };
 
-RoundResult RunRound(const std::string& kind, const std::string& contestant, int threads) {
+RoundResult RunRound(const std::string& kind, const std::string& contestant, int threads,
+                     const std::string& folder) {
     if (kind == "worker") {
-        return bench::RunWorkerRound(contestant, threads);
+        return RunWorkerRound(contestant, threads);
     }
     if (kind == "queue") {
-        return bench::RunQueueRound(contestant, threads);
+        return RunQueueRound(contestant, threads);
     }
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / "core_bench_threads";
-    std::filesystem::remove_all(folder);
-    std::filesystem::create_directories(folder);
-    const RoundResult result =
-        bench::RunLogRound(contestant, threads, kind == "calls", folder.string());
-    std::filesystem::remove_all(folder);
-    return result;
+    return RunLogRound(contestant, threads, kind == "calls", folder);
 }
 
 /// The number that a round in a process of its own answers.
 double RunApart(const std::string& self, const std::string& kind, const std::string& contestant,
                 int threads) {
-    const std::string answer =
-        (std::filesystem::temp_directory_path() / "core_bench_threads.txt").string();
+    const support::ScratchDirectory scratch;
     const std::string command = "\"" + self + "\" --round " + kind + " " + contestant + " " +
-                                std::to_string(threads) + " \"" + answer + "\" >/dev/null";
+                                std::to_string(threads) + " \"" + scratch.Path() + "\" >/dev/null";
     double number = 0.0;
-    if (std::system(command.c_str()) != 0 || !(std::ifstream(answer) >> number)) {
-        std::fprintf(stderr, "failed: %s\n", command.c_str());
-        std::exit(1);
+    if (std::system(command.c_str()) != 0 ||
+        !(std::istringstream(scratch.Read("answer")) >> number)) {
+        throw std::runtime_error("failed: " + command);
     }
-    std::filesystem::remove(answer);
     return number;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    if (argc == 6 && std::strcmp(argv[1], "--round") == 0) {
-        const RoundResult result = RunRound(argv[2], argv[3], std::atoi(argv[4]));
-        const bool isCalls = std::strcmp(argv[2], "calls") == 0;
-        std::ofstream(argv[5]) << (isCalls ? result.callNanoseconds : result.nanosecondsPerItem);
-        return 0;
+bool RunContestRound(int argc, char** argv) {
+    if (argc != 6 || std::strcmp(argv[1], "--round") != 0) {
+        return false;
     }
-    const int rounds = argc > 1 && std::strcmp(argv[1], "--quick") == 0 ? 1 : 9;
-    std::printf("%-26s %7s %9s %9s %6s  %-13s %5s\n", "", "threads", "core ns", "peer ns", "ratio",
-                "of", "goal");
-    for (const Contest& contest : kContests) {
-        std::vector<double> ours;
-        std::vector<double> theirs;
-        for (int round = 0; round < rounds; ++round) {
-            ours.push_back(RunApart(argv[0], contest.kind, "core", contest.threads));
-            theirs.push_back(RunApart(argv[0], contest.kind, contest.peer, contest.threads));
-        }
-        const double ratio = bench::Quantile(ours, 0.5) / bench::Quantile(theirs, 0.5);
-        std::printf("%-26s %7d %9.0f %9.0f %6.2f  %-13s", contest.what, contest.threads,
-                    bench::Quantile(ours, 0.5), bench::Quantile(theirs, 0.5), ratio, contest.peer);
-        if (contest.goal > 0.0 && rounds > 1) {
-            std::printf(" %5.2f  %s", contest.goal, ratio <= contest.goal ? "ok" : "MISSED");
-        }
-        std::printf("\n");
-        std::fflush(stdout);
-    }
-    return 0;
+    const std::string folder = argv[5];
+    const RoundResult result = RunRound(argv[2], argv[3], std::atoi(argv[4]), folder);
+    const bool isCalls = std::strcmp(argv[2], "calls") == 0;
+    std::ofstream(support::PathOf(folder) / "answer")
+        << (isCalls ? result.callNanoseconds : result.nanosecondsPerItem);
+    return true;
 }
+
+void AddContests(Suite& suite, const std::string& self, int rounds) {
+    suite.Section("Contests of threads; n is how many beside the one that answers");
+    for (const Contest& contest : kContests) {
+        suite.Compare(
+            {.name =
+                 Name("threads", std::string(contest.what) + "/" + contest.peer, contest.threads),
+             .what = contest.what,
+             .n = contest.threads,
+             .unit = "ns",
+             .measure =
+                 [=] {
+                     std::vector<double> ours;
+                     std::vector<double> theirs;
+                     for (int round = 0; round < rounds; ++round) {
+                         ours.push_back(RunApart(self, contest.kind, "core", contest.threads));
+                         theirs.push_back(
+                             RunApart(self, contest.kind, contest.peer, contest.threads));
+                     }
+                     return Figures{Quantile(ours, 0.5), Quantile(theirs, 0.5)};
+                 },
+             .of = contest.peer,
+             .goal = contest.goal});
+    }
+}
+
+}  // namespace bench

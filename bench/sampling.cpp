@@ -82,15 +82,7 @@ auto Curves(Type type) {
 
 void AddHermiteAndLinear(Suite& suite) {
     const std::vector<Order> orders = {Order::Ascending, Order::Playback, Order::Random};
-    suite.Section("The floor: lock, binary search, one cubic by Horner");
-    for (const Order order : orders) {
-        for (const int n : kSizes) {
-            suite.Compare({std::string("floor, ") + NameOf(order), n,
-                           Name("floor", NameOf(order), n), "", "", 0.0});
-        }
-    }
-
-    suite.Section("GetValue: Hermite and Linear, handles automatic");
+    suite.Section("GetValue: Hermite and Linear, beside the floor: lock, binary search, one cubic");
     const auto goal = [](int n, Order order) {
         if (order != Order::Random) {
             return 1.2;

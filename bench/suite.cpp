@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <limits>
 #include <regex>
-#include <utility>
 
 namespace bench {
 namespace {
@@ -70,54 +69,6 @@ std::function<bool(const std::string&)> Selection() {
     return [=](const std::string& name) { return std::regex_search(name, regex) != isNegative; };
 }
 
-std::string TimeText(double nanoseconds) {
-    struct Unit {
-        double size;
-        const char* name;
-    };
-    constexpr Unit kUnits[] = {{1e9, "s"}, {1e6, "ms"}, {1e3, "us"}, {1.0, "ns"}};
-    char text[32];
-    for (const Unit& unit : kUnits) {
-        if (nanoseconds >= unit.size || unit.size == 1.0) {
-            std::snprintf(text, sizeof text, "%.1f %s", nanoseconds / unit.size, unit.name);
-            break;
-        }
-    }
-    return text;
-}
-
-std::string AmountText(double kilobytes) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f MB", kilobytes / 1024.0);
-    return text;
-}
-
-/// Counts the goals while the rows are printed.
-class Verdicts {
-public:
-    void Print(double ratio, double goal, double floor) {
-        if (goal <= 0.0) {
-            return;
-        }
-        ++goals;
-        met += ratio <= goal ? 1 : 0;
-        const char* const verdict = ratio <= goal ? "ok" : ratio <= floor ? "above" : "MISSED";
-        std::printf(goal < 0.1 ? " %5.3f  %s" : " %5.2f  %s", goal, verdict);
-        if (ratio > goal && floor > goal) {
-            std::printf(" (floor %.2f)", floor);
-        }
-    }
-    void PrintSum() const {
-        if (goals > 0) {
-            std::printf("; %d of %d goals met", met, goals);
-        }
-    }
-
-private:
-    int goals = 0;
-    int met = 0;
-};
-
 }  // namespace
 
 void Agreement::Compare(double a, double b) {
@@ -138,35 +89,48 @@ std::string Name(const std::string& what, const std::string& how, int n) {
 }
 
 void Suite::Section(const std::string& title) {
-    lines.push_back({title, {}, {}});
+    section = title;
 }
 
 void Suite::Measure(const std::string& name, std::function<void(benchmark::State&)> loop) {
-    const auto [at, isNew] = loops.emplace(name, std::move(loop));
-    if (isNew) {
-        benchmark::RegisterBenchmark(name.c_str(), at->second);
-    }
+    loops.emplace(name, std::move(loop));
 }
 
 void Suite::Compare(const Row& row) {
-    lines.push_back({{}, row, {}});
+    lines.push_back({section, row, {}});
 }
 
-void Suite::CompareAmounts(const AmountRow& row) {
-    lines.push_back({{}, {}, row});
+void Suite::Compare(const ApartRow& row) {
+    lines.push_back({section, {}, row});
 }
 
 void Suite::Check(const std::string& name, double tolerance, std::function<Agreement()> compare) {
     checks.push_back({name, tolerance, std::move(compare)});
 }
 
+bool Suite::Line::IsSelected() const {
+    static const std::function<bool(const std::string&)> isTaken = Selection();
+    return apart.measure != nullptr ? isTaken(apart.name)
+                                    : isTaken(row.measured) || isTaken(row.against);
+}
+
+std::set<std::string> Suite::SelectedNames() const {
+    std::set<std::string> names;
+    for (const Line& line : lines) {
+        if (line.apart.measure == nullptr && line.IsSelected()) {
+            names.insert({line.row.measured, line.row.against});
+        }
+    }
+    return names;
+}
+
 bool Suite::RunChecks() const {
-    const std::function<bool(const std::string&)> isSelected = Selection();
+    const std::set<std::string> names = SelectedNames();
     long long compared = 0;
     int contests = 0;
     int failed = 0;
     for (const Checked& check : checks) {
-        if (!isSelected(check.name)) {
+        if (names.count(check.name) == 0) {
             continue;
         }
         ++contests;
@@ -182,63 +146,55 @@ bool Suite::RunChecks() const {
     return failed == 0;
 }
 
-void Suite::RunBenchmarks() const {
+Table Suite::Run(bool isTrial) const {
     std::printf("measuring, repetitions interleaved: nothing is shown until all are done\n");
     Collector collector;
-    benchmark::RunSpecifiedBenchmarks(&collector);
-
-    const auto find = [&](const std::string& name) -> const Timing* {
-        const auto at = collector.timings.find(name);
-        return at == collector.timings.end() ? nullptr : &at->second;
-    };
-    const std::function<bool(const std::string&)> isSelected = Selection();
-    Verdicts verdicts;
-    std::string title;
-    std::printf("\n%-34s %7s %10s %5s %8s  %-24s %5s\n", "", "n", "median", "+-%", "ratio", "of",
-                "goal");
-    const auto begin = [&](const std::string& what, int n, const std::string& amount) {
-        if (!title.empty()) {
-            std::printf("\n%s\n", std::exchange(title, {}).c_str());
+    const std::set<std::string> names = SelectedNames();
+    for (const auto& [name, loop] : loops) {
+        if (names.count(name) > 0) {
+            benchmark::RegisterBenchmark(name.c_str(), loop);
         }
-        std::printf("  %-32s %7d %10s", what.c_str(), n, amount.c_str());
-    };
+    }
+    benchmark::RunSpecifiedBenchmarks(&collector, "all");
+
+    Table table;
     for (const Line& line : lines) {
-        if (!line.title.empty()) {
-            title = line.title;
+        if (!line.IsSelected()) {
             continue;
         }
-        if (line.amounts.has_value()) {
-            const AmountRow& row = *line.amounts;
-            if (isSelected("amounts/" + row.what + "/" + std::to_string(row.n))) {
-                const double amount = row.measure();
-                const double ratio = amount / row.measureOther();
-                begin(row.what, row.n, AmountText(amount));
-                std::printf("      %8.2f  %-24s", ratio, row.of.c_str());
-                verdicts.Print(ratio, row.goal, row.goal);
-                std::printf("\n");
-            }
+        TableRow shown;
+        shown.section = line.section;
+        shown.isTrial = isTrial;
+        if (line.apart.measure != nullptr) {
+            const ApartRow& row = line.apart;
+            const Figures figures = row.measure();
+            shown.what = row.what;
+            shown.n = row.n;
+            shown.unit = row.unit;
+            shown.core = figures.core;
+            shown.peer = figures.peer;
+            shown.of = row.of;
+            shown.goal = row.goal;
+            table.Add(shown);
             continue;
         }
         const Row& row = line.row;
-        const Timing* measured = find(row.measured);
-        if (measured == nullptr) {
+        const auto measured = collector.timings.find(row.measured);
+        if (measured == collector.timings.end()) {
             continue;
         }
-        begin(row.what, row.n, TimeText(measured->Median()));
-        std::printf(" %5.1f", measured->Spread());
-        if (const Timing* against = find(row.against); against != nullptr) {
-            const double ratio = measured->Median() / against->Median();
-            std::printf(ratio < 0.1 ? " %8.4f  %-24s" : " %8.2f  %-24s", ratio, row.of.c_str());
-            // A single repetition is no median.
-            if (measured->nanoseconds.size() > 1) {
-                verdicts.Print(ratio, row.goal, row.floor);
-            }
-        }
-        std::printf("\n");
+        shown.what = row.what;
+        shown.n = row.n;
+        shown.core = measured->second.Median();
+        shown.spread = measured->second.Spread();
+        const auto against = collector.timings.find(row.against);
+        shown.peer = against == collector.timings.end() ? 0.0 : against->second.Median();
+        shown.of = row.of;
+        shown.goal = row.goal;
+        shown.floor = row.floor;
+        table.Add(shown);
     }
-    std::printf("\nprocessor time per item or job");
-    verdicts.PrintSum();
-    std::printf("\n");
+    return table;
 }
 
 }  // namespace bench

@@ -3,11 +3,13 @@
 // The benchmarks of one run: what is measured, what it is compared with, which
 // answers have to agree, and the table that is printed.
 
+#include "table.h"
+
 #include <benchmark/benchmark.h>
 
 #include <functional>
 #include <map>
-#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,13 +30,21 @@ struct Row {
     double floor = 0.0;
 };
 
-/// A line that compares something else than times, in KB. What is compared is asked for
-/// once, when the table is printed.
-struct AmountRow {
+/// Two figures that belong together; `peer` is 0 where there is none.
+struct Figures {
+    double core = 0.0;
+    double peer = 0.0;
+};
+
+/// A line whose figures come from processes of their own: contests of threads, memory,
+/// instructions. They are asked for once, after the benchmarks.
+struct ApartRow {
+    /// For filters, which know the other rows by the names of their measurements.
+    std::string name;
     std::string what;
     int n;
-    std::function<double()> measure;
-    std::function<double()> measureOther;
+    std::string unit;
+    std::function<Figures()> measure;
     std::string of;
     double goal = 0.0;
 };
@@ -59,31 +69,38 @@ public:
     void Measure(const std::string& name, std::function<void(benchmark::State&)> loop);
 
     void Compare(const Row& row);
-    void CompareAmounts(const AmountRow& row);
+    void Compare(const ApartRow& row);
 
     /// Answers that must agree to `tolerance` before the measurement `name` is taken; 0
     /// asks for equality bit by bit.
     void Check(const std::string& name, double tolerance, std::function<Agreement()> compare);
 
-    /// Runs the checks of what the command line selects, and prints those that fail;
+    /// Runs the checks of what is measured for the filter, and prints those that fail;
     /// false if one did.
     bool RunChecks() const;
 
-    /// Runs the benchmarks that the command line selects, repetitions interleaved,
-    /// and prints the table of medians.
-    void RunBenchmarks() const;
+    /// Measures both sides of every row that has a name which the filter takes, the
+    /// repetitions of all of them interleaved, and answers the table of medians. A trial
+    /// shows that everything runs; nothing is held to its goal then.
+    Table Run(bool isTrial) const;
 
 private:
+    /// One of the two: a name without a measurement is a row apart.
     struct Line {
-        std::string title;
+        std::string section;
         Row row;
-        std::optional<AmountRow> amounts;
+        ApartRow apart;
+        bool IsSelected() const;
     };
     struct Checked {
         std::string name;
         double tolerance;
         std::function<Agreement()> compare;
     };
+    /// What is measured for the selected rows.
+    std::set<std::string> SelectedNames() const;
+
+    std::string section;
     std::vector<Line> lines;
     std::vector<Checked> checks;
     std::map<std::string, std::function<void(benchmark::State&)>> loops;

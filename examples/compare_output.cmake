@@ -4,12 +4,13 @@
 #         [-DLOG=<text file>] -P compare_output.cmake
 # Without EXPECTED it may print anything; without ERROR it must report none. LOG is
 # what it writes to a file in the folder "log", but for threads, times,
-# sizes and the folder of this file.
+# sizes and the folder of this file. CORE_RUN_UNDER in the environment is a command
+# that runs the program in its turn, a list like ARGS.
 if(STATUS STREQUAL "")
   set(STATUS 0)
 endif()
 file(REMOVE_RECURSE log)
-execute_process(COMMAND ${EMULATOR} ${PROGRAM} ${ARGS}
+execute_process(COMMAND ${EMULATOR} $ENV{CORE_RUN_UNDER} ${PROGRAM} ${ARGS}
   OUTPUT_VARIABLE printed ERROR_VARIABLE errors RESULT_VARIABLE status)
 string(REPLACE "\r\n" "\n" printed "${printed}")
 if(NOT status STREQUAL STATUS)

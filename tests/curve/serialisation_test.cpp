@@ -7,13 +7,13 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "support/curve_words.h"
+#include "support/long_run.h"
 
 namespace {
 
@@ -668,10 +668,10 @@ TEST(Serialisation, WhatNoFileCanHoldCostsNoOtherKeyframe) {
     ExpectSettles(text);
 }
 
-// Slow, and some 2 GB: only when asked for.
+// Slow, and some 2 GB.
 TEST(Deserialisation, AMillionKeyframesComeBack) {
-    if (std::getenv("CORE_TEST_LARGE") == nullptr) {
-        GTEST_SKIP() << "set CORE_TEST_LARGE to run it";
+    if (!support::IsLongRun()) {
+        GTEST_SKIP() << "only in a long run";
     }
     constexpr int kCount = 1000000;
     Parameter parameter;

@@ -13,7 +13,7 @@
 #include "support/dice.h"
 #include "support/json_grammar.h"
 #include "support/json_model.h"
-#include "support/rounds.h"
+#include "support/long_run.h"
 #include "support/scratch_directory.h"
 #include "support/small_stack.h"
 #include "support/tracked_allocator.h"
@@ -122,7 +122,7 @@ TEST(JsonParser, ReadsEveryShortTextLikeThePlainReader) {
 TEST(JsonParser, ReadsRandomTextLikeThePlainReader) {
     Dice dice(1);
     int successes = 0;
-    const int count = 20'000 * support::Rounds();
+    const int count = support::Rounds(20'000, 1'000'000);
     for (int i = 0; i < count; ++i) {
         std::string text = support::RandomJsonText(dice);
         const auto node = static_cast<JsonNode>(dice.Below(4));
@@ -335,7 +335,7 @@ TEST(JsonFiles, WritesThemOrSaysNothing) {
 
 TEST(JsonWriter, WritesRandomTreesLikeThePlainWriter) {
     Dice dice(2);
-    for (int i = 20'000 * support::Rounds(); i > 0; --i) {
+    for (int i = support::Rounds(20'000, 1'000'000); i > 0; --i) {
         JsonDoc doc;
         if (doc.Parse(support::RandomJsonText(dice).c_str()) < 0) {
             continue;

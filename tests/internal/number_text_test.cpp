@@ -1,5 +1,5 @@
-// Numbers in text, beside what the C library's formatter and conversions give. With
-// CORE_TEST_ROUNDS=50 in the environment, more than ten million of each are tried.
+// Numbers in text, beside what the C library's formatter and conversions give. A long
+// run tries ten million of them.
 
 #include "core/data/number_reader.h"
 #include "core/data/number_writer.h"
@@ -16,7 +16,7 @@
 
 #include "support/dice.h"
 #include "support/json_grammar.h"
-#include "support/rounds.h"
+#include "support/long_run.h"
 
 namespace core {
 namespace {
@@ -33,7 +33,7 @@ std::string Written(T number) {
 
 TEST(NumberText, WritesDoublesAsTheFormatterDoes) {
     Dice dice(1);
-    for (int i = 200'000 * support::Rounds(); i > 0; --i) {
+    for (int i = support::Rounds(200'000, 10'000'000); i > 0; --i) {
         const double number = support::RandomDouble(dice);
         // Whether "nan" has a sign depends on the C library.
         if (!std::isnan(number)) {
@@ -87,7 +87,7 @@ TEST(NumberText, WritesThese) {
 
 TEST(NumberText, WritesIntegersOfEveryLength) {
     Dice dice(2);
-    for (int i = 20'000 * support::Rounds(); i > 0; --i) {
+    for (int i = support::Rounds(20'000, 1'000'000); i > 0; --i) {
         const std::uint64_t number = dice.Bits() >> dice.Below(64);
         ASSERT_EQ(std::to_string(number), Written(number));
         const auto negative = static_cast<std::int64_t>(0 - (number >> 1));
@@ -131,7 +131,7 @@ void ExpectReadLikeTheLibrary(const std::string& text, int errorBefore) {
 
 TEST(NumberText, ReadsAsTheConversionsDo) {
     Dice dice(3);
-    for (int i = 200'000 * support::Rounds(); i > 0; --i) {
+    for (int i = support::Rounds(200'000, 10'000'000); i > 0; --i) {
         ExpectReadLikeTheLibrary(support::RandomNumberText(dice), dice.OneIn(2) ? ERANGE : 0);
     }
 }

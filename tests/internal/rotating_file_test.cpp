@@ -10,6 +10,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "support/scratch_directory.h"
@@ -49,14 +50,33 @@ public:
         file->Rotate(now);
     }
     void Wait(std::chrono::milliseconds time) { now += time; }
+    static std::chrono::seconds Second() {
+        return std::chrono::duration_cast<std::chrono::seconds>(
+            std::chrono::system_clock::now().time_since_epoch());
+    }
     /// Until names differ in their second.
     static void AwaitNextSecond() {
-        const auto second = [] {
-            return std::chrono::duration_cast<std::chrono::seconds>(
-                std::chrono::system_clock::now().time_since_epoch());
-        };
-        for (const auto begin = second(); second() == begin;) {
+        for (const auto begin = Second(); Second() == begin;) {
             std::this_thread::yield();
+        }
+    }
+    /// Two files opened within one second, the second one when the first holds `line`.
+    /// Where the machine took longer, the directory is emptied for another try.
+    static std::pair<std::unique_ptr<Given>, std::unique_ptr<Given>> TwoOfOneName(
+        const ScratchDirectory& scratch, FileLimits limits, const std::string& line) {
+        for (;;) {
+            const auto begin = Second();
+            auto first = std::make_unique<Given>(scratch.Path(), limits, "m");
+            first->Write(line);
+            auto second = std::make_unique<Given>(scratch.Path(), limits, "m");
+            if (Second() == begin) {
+                return {std::move(first), std::move(second)};
+            }
+            first.reset();
+            second.reset();
+            for (const std::string& name : NamesIn(scratch.Path())) {
+                std::filesystem::remove(PathOf(scratch.Path(name)));
+            }
         }
     }
 
@@ -79,12 +99,9 @@ TEST(RotatingFile, NamesItsFileAfterPrefixAndTime) {
 
 TEST(RotatingFile, AppendsToANameThatComesUpAgain) {
     const ScratchDirectory scratch;
-    Given::AwaitNextSecond();
-    Given one(scratch.Path(), {}, "m");
-    one.Write("1");
-    Given other(scratch.Path(), {}, "m");
-    other.Write("2");
-    one.Write("3");
+    const auto [one, other] = Given::TwoOfOneName(scratch, {}, "1");
+    other->Write("2");
+    one->Write("3");
     const auto names = NamesIn(scratch.Path());
     ASSERT_EQ(1u, names.size());
     EXPECT_EQ("1\n2\n3\n", scratch.Read(names.front()));
@@ -136,14 +153,11 @@ TEST(RotatingFile, BeginsANewFileFromTheLimitOn) {
 
 TEST(RotatingFile, CountsTheOldSizeOfAFileItFinds) {
     const ScratchDirectory scratch;
-    Given::AwaitNextSecond();
-    Given before(scratch.Path(), {0, 10}, "m");
-    before.Write(std::string(kMiB, 'x'));
-    Given given(scratch.Path(), {0, 10}, "m");
+    const auto [before, given] = Given::TwoOfOneName(scratch, {0, 10}, std::string(kMiB, 'x'));
     ASSERT_EQ(1u, NamesIn(scratch.Path()).size());
     Given::AwaitNextSecond();
-    given.Write("a short line");
-    given.Write("in a new file");
+    given->Write("a short line");
+    given->Write("in a new file");
     EXPECT_EQ(2u, NamesIn(scratch.Path()).size());
 }
 

@@ -250,15 +250,22 @@ TEST_F(Workers, ALentThreadTakesTasksUntilTheStop) {
     gate.Set();
 }
 
+// The best of several tries, as the machine may hold up any of them; a thread that waits
+// for its next look at the flag takes nearly its whole second every time.
 TEST_F(Workers, IdleOnesEndAtOnceEvenWhenStoppedBefore) {
+    using std::chrono::steady_clock;
     for (const bool isStopped : {false, true}) {
-        std::unique_ptr<IWorker> idle(CreateWorker());
-        if (isStopped) {
-            idle->StopAndDrain();
+        auto shortest = steady_clock::duration::max();
+        for (int attempt = 0; attempt < 5; ++attempt) {
+            std::unique_ptr<IWorker> idle(CreateWorker());
+            if (isStopped) {
+                idle->StopAndDrain();
+            }
+            const auto begin = steady_clock::now();
+            idle.reset();
+            shortest = std::min(shortest, steady_clock::now() - begin);
         }
-        const auto begin = std::chrono::steady_clock::now();
-        idle.reset();
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+        EXPECT_LT(shortest, std::chrono::milliseconds(900));
     }
     gate.Set();
 }

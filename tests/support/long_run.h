@@ -4,10 +4,16 @@
 
 namespace support {
 
-/// How often a stress test goes round: `few` times in every run, `many` times where the
-/// environment has CORE_LONG_TESTS.
+/// Whether the environment has CORE_LONG_TESTS, as `./dev test --long` sees to: time and
+/// memory for what is too slow or too big for every run.
+inline bool IsLongRun() {
+    return std::getenv("CORE_LONG_TESTS") != nullptr;
+}
+
+/// How often a stress test or a random test goes round: `few` times in every run, `many`
+/// times in a long one.
 inline int Rounds(int few, int many) {
-    return std::getenv("CORE_LONG_TESTS") != nullptr ? many : few;
+    return IsLongRun() ? many : few;
 }
 
 }  // namespace support

@@ -3,10 +3,9 @@
 // A directory for one test, with a name that no code page has: removed, with all
 // that is in it, at the end.
 
-#include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 
 namespace support {
@@ -23,12 +22,13 @@ inline std::string Utf8Of(const std::filesystem::path& path) {
 class ScratchDirectory {
 public:
     ScratchDirectory() {
-        static std::atomic<int> count{0};
-        const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-        const std::string name = "core \u0144 \U0001F40C " + std::to_string(now) + "-" +
-                                 std::to_string(count.fetch_add(1));
-        directory = std::filesystem::temp_directory_path() / PathOf(name);
-        std::filesystem::create_directories(directory);
+        // Nobody else's, whatever runs beside this process: creating says whether it is new.
+        std::random_device random;
+        do {
+            const std::string name =
+                "core \u0144 \U0001F40C " + std::to_string(random()) + std::to_string(random());
+            directory = std::filesystem::temp_directory_path() / PathOf(name);
+        } while (!std::filesystem::create_directory(directory));
     }
     ~ScratchDirectory() {
         std::error_code ignored;
