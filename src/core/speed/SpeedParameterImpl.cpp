@@ -64,6 +64,7 @@ SpeedParameterImpl::~SpeedParameterImpl() = default;
 
 void SpeedParameterImpl::OnEdited() {
     renderCurveValid = false;
+    instantsValid = false;
     FreezesChanged();
 }
 
@@ -89,8 +90,10 @@ void SpeedParameterImpl::RebuildMap() const {
         ReportUnsolved("core::SpeedParameterImpl::GetRenderTotalTime0", 511);
     }
     renderCurveValid = false;
+    instantsValid = false;
     map.Build(keys, sourceTotalTime);
     renderCurveValid = true;
+    instantsValid = true;
     freezesPlaced = false;
     renderCurvePublished = false;
     if (renderCurve.use_count() > 1) {
@@ -190,7 +193,9 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
         return false;
     }
     const RecursiveLock lock(mutex);
-    BringMapUpToDate();
+    if (!instantsValid) {
+        RebuildMap();
+    }
     const SpeedParameterFreezeImpl::Place place = freeze.AtPoint(pointTime);
     if (place.freeze != nullptr) {
         return false;
@@ -207,8 +212,10 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
         GetPreviousKeyframeTime(sourceTime, &before);
         // What the render curve has there, so that the two parts of a linear segment
         // take the time of the whole.
-        const double speed = map.SpeedAt(map.RenderOfInstant(sourceTime));
-        AddPoint(sourceTime, speed, before.GetInterpolation());
+        const double renderTime = map.RenderOfInstant(sourceTime);
+        const bool staysValid = map.StaysWithKeyframeAt(sourceTime, renderTime);
+        AddPoint(sourceTime, map.SpeedAt(renderTime), before.GetInterpolation());
+        instantsValid = staysValid;
     }
     freeze.Insert(pointTime, duration, sourceTime);
     FreezesChanged();

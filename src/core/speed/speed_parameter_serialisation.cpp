@@ -54,7 +54,8 @@ int SpeedParameterImpl::Desialize(const char* json) {
     }
     // Kept on purpose: a member that a text lacks leaves its field as it was, the freezes
     // included. Callers load partial texts over a curve.
-    SpeedSettings settings{sourceTotalTime, sourceFPS, reverse};
+    const int reverseBefore = reverse;
+    SpeedSettings settings{sourceTotalTime, sourceFPS, reverseBefore};
     ReadSpeedSettings(*object, settings);
     std::vector<StoredFreeze> freezes;
     const bool hasFreezes = ReadFreezes(*object, freezes);
@@ -63,7 +64,9 @@ int SpeedParameterImpl::Desialize(const char* json) {
     }
     sourceTotalTime = settings.totalTime;
     sourceFPS = settings.fps;
-    reverse = settings.reverse;
+    if (settings.reverse != reverseBefore) {  // else SetReverse may have set it meanwhile
+        reverse = settings.reverse;
+    }
     if (hasFreezes) {
         freeze = SpeedParameterFreezeImpl();
         FreezesChanged();
