@@ -28,6 +28,8 @@ void AddEvents(Suite& suite);
 void AddStored(Suite& suite);
 /// Other libraries' curves, as far as they were found when this was built.
 void AddPeers(Suite& suite);
+/// A clip's retiming in other libraries, likewise.
+void AddRetiming(Suite& suite);
 
 /// Measures `answer(question)` on all questions of a pool, over and over; an item
 /// is one question.

@@ -103,6 +103,7 @@ int Run(int argc, char** argv) {
     bench::AddEvents(suite);
     bench::AddStored(suite);
     bench::AddPeers(suite);
+    bench::AddRetiming(suite);
     if (!suite.RunChecks()) {
         return 1;
     }
