@@ -36,6 +36,8 @@ void AddInstructions(Suite& suite, const std::string& self);
 /// For main: `--round KIND CONTESTANT THREADS FOLDER` runs one round, leaves its figure in
 /// the folder and answers true; false when the arguments ask for something else.
 bool RunContestRound(int argc, char** argv);
+/// A clip's retiming in other libraries, likewise.
+void AddRetiming(Suite& suite);
 
 /// Measures `answer(question)` on all questions of a pool, over and over; an item
 /// is one question.

@@ -117,6 +117,7 @@ int Run(int argc, char** argv) {
     bench::AddPeers(suite);
     bench::AddContests(suite, argv[0], arguments.isQuick ? 1 : 9);
     bench::AddInstructions(suite, argv[0]);
+    bench::AddRetiming(suite);
     if (!suite.RunChecks()) {
         return 1;
     }

@@ -6,6 +6,7 @@
 #include "inputs.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 
 namespace bench {
@@ -58,20 +59,6 @@ private:
     core::Parameter curve;
 };
 
-void MeasurePeer(Suite& suite, const std::string& name, const std::shared_ptr<Peer>& peer,
-                 const std::shared_ptr<std::vector<int>>& frames) {
-    suite.Measure(name, [=](benchmark::State& state) {
-        constexpr std::size_t kRun = 100;
-        std::array<double, kRun> values;
-        std::size_t at = 0;
-        while (state.KeepRunningBatch(kRun)) {
-            peer->Sample(std::span(*frames).subspan(at, kRun), values.data());
-            benchmark::DoNotOptimize(values);
-            at = at + 2 * kRun <= frames->size() ? at + kRun : 0;
-        }
-    });
-}
-
 void AddShape(Suite& suite, PeerShape shape, int n) {
     const FrameCurve keys = MakeFrameCurve(n);
     const std::string shapeName = shape == PeerShape::Linear ? "linear" : "cubic";
@@ -107,6 +94,20 @@ void AddShape(Suite& suite, PeerShape shape, int n) {
 }
 
 }  // namespace
+
+void MeasurePeer(Suite& suite, const std::string& name, const std::shared_ptr<Peer>& peer,
+                 const std::shared_ptr<std::vector<int>>& frames) {
+    suite.Measure(name, [=](benchmark::State& state) {
+        constexpr std::size_t kRun = 100;
+        std::array<double, kRun> values;
+        std::size_t at = 0;
+        while (state.KeepRunningBatch(kRun)) {
+            peer->Sample(std::span(*frames).subspan(at, kRun), values.data());
+            benchmark::DoNotOptimize(values);
+            at = at + 2 * kRun <= frames->size() ? at + kRun : 0;
+        }
+    });
+}
 
 std::vector<PeerLibrary>& PeerLibraries() {
     static std::vector<PeerLibrary> libraries;

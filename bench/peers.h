@@ -4,9 +4,13 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
+
+class Suite;
 
 /// A curve of keyframes on whole frames, which every peer can express.
 struct FrameCurve {
@@ -23,6 +27,10 @@ public:
     virtual void Sample(std::span<const int> frames, double* values) = 0;
 };
 
+/// Measures a peer on a pool of frames, over and over; an item is one frame.
+void MeasurePeer(Suite& suite, const std::string& name, const std::shared_ptr<Peer>& peer,
+                 const std::shared_ptr<std::vector<int>>& frames);
+
 /// How a peer's curve runs between keyframes. Its cubic follows slopes or handles
 /// of its own choice: it does the same work as ours, but is another curve.
 enum class PeerShape { Linear, Cubic };
@@ -37,6 +45,28 @@ std::vector<PeerLibrary>& PeerLibraries();
 
 struct RegisterPeer {
     explicit RegisterPeer(PeerLibrary library) { PeerLibraries().push_back(std::move(library)); }
+};
+
+/// A clip whose speed changes steadily from key to key: frames of the timeline, the
+/// source frames that they show, not all of them whole, and the speeds there.
+struct RampClip {
+    FrameCurve shown;
+    std::vector<double> speeds;
+};
+
+/// Another library's retiming of that clip. `Sample` gives one of the source frames that each
+/// frame of the timeline covers.
+struct RetimingLibrary {
+    const char* name;
+    std::function<std::unique_ptr<Peer>(const RampClip&)> make;
+};
+
+std::vector<RetimingLibrary>& RetimingLibraries();
+
+struct RegisterRetiming {
+    explicit RegisterRetiming(RetimingLibrary library) {
+        RetimingLibraries().push_back(std::move(library));
+    }
 };
 
 }  // namespace bench

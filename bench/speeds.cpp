@@ -116,6 +116,37 @@ void AddAfterEdit(Suite& suite, int n) {
                    Name("source time", "no freezes", n), "query at rest", 0.0});
 }
 
+/// A text of a ramp with `n` freezes where it has no keyframes; an item is one freeze.
+std::string TextOfFreezes(int n) {
+    const std::string end = std::to_string(n);
+    std::string text = R"({"ParameterType": 0, "_totalTime": )" + end +
+                       R"(, "keyframeSets": [{"_time": 0, "_value": 1, "Interpolation": 1}, )" +
+                       R"({"_time": )" + end + R"(, "_value": 2, "Interpolation": 1}], )" +
+                       R"("_freeze": [)";
+    for (int i = 0; i < n; ++i) {
+        text += (i == 0 ? "\"" : ", \"") + std::to_string(i + 0.5 + kFreezeSeconds * i) + " " +
+                std::to_string(kFreezeSeconds) + "\"";
+    }
+    return text + "]}";
+}
+
+void AddLoading(Suite& suite, int n) {
+    const auto text = std::make_shared<const std::string>(TextOfFreezes(n));
+    suite.Check(Name("load", "freezes", n), 0.0, [=] {
+        core::SpeedParameter speed;
+        speed.Desialize(text->c_str());
+        Agreement agreement;
+        agreement.Compare(n + 2, speed.GetKeyFramesCount());
+        return agreement;
+    });
+    suite.Measure(Name("load", "freezes", n), [=](benchmark::State& state) {
+        while (state.KeepRunningBatch(n)) {
+            core::SpeedParameter speed;
+            benchmark::DoNotOptimize(speed.Desialize(text->c_str()));
+        }
+    });
+}
+
 }  // namespace
 
 void AddSpeeds(Suite& suite) {
@@ -143,6 +174,13 @@ void AddSpeeds(Suite& suite) {
     for (const int n : {10, 40, 4'000}) {
         AddAfterEdit(suite, n);
     }
+
+    for (const int n : {10, 1'000, 100'000}) {
+        AddLoading(suite, n);
+    }
+    suite.Compare({"load freezes without keyframes, each", 100'000,
+                   Name("load", "freezes", 100'000), Name("load", "freezes", 1'000),
+                   "itself at n = 1000", 4.0});
 
     suite.Section("A whole clip, in order");
     for (const int n : {10, 40, 4'000}) {

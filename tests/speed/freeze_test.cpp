@@ -142,6 +142,40 @@ TEST(Freeze, KeepsTheShapeOfARampAndItsLength) {
     }
 }
 
+// In a row, freezes may be placed by what the curve was before the first of them; a question
+// in between has it worked out anew.
+TEST(Freeze, ARowOfThemIsPlacedAsIfAskedInBetween) {
+    for (std::uint64_t seed = 0; seed < 1500; ++seed) {
+        Dice dice(seed);
+        const bool isPlain = dice.OneIn(2);
+        const std::vector<int> plainTypes = {kHold, kLine};
+        const std::vector<int> types = isPlain ? plainTypes : gallery::Types();
+        const std::vector<double> slow = {0.0, 0.00005, 9e-21, 0.3};
+        SpeedKeys keys;
+        for (int i = 0; i <= 6; ++i) {
+            const double value = dice.OneIn(8) ? dice.Pick(slow) : dice.Between(0.2, 4.0);
+            keys.push_back({i * 1.5, value, dice.Pick(types)});
+        }
+        auto row = Speeds(10, keys);
+        auto asked = Speeds(10, keys);
+        for (int i = 0; i < 6; ++i) {
+            const double point = dice.Between(0, 14);
+            const double duration = dice.Between(0.1, 2);
+            asked->GetRenderTotalTime();
+            ASSERT_EQ(asked->AddFreezeFrame(point, duration), row->AddFreezeFrame(point, duration));
+        }
+        const int count = row->GetKeyFramesCount();
+        ASSERT_EQ(asked->GetKeyFramesCount(), count);
+        for (int i = 0; i < count; ++i) {
+            const double speed = asked->GetPointValue(i).AsDouble();
+            EXPECT_NEAR(speed, row->GetPointValue(i).AsDouble(), 1e-9 * (1 + std::fabs(speed)))
+                << "seed " << seed << ", keyframe " << i;
+        }
+        const double length = asked->GetRenderTotalTime();
+        EXPECT_NEAR(length, row->GetRenderTotalTime(), 1e-9 * length) << "seed " << seed;
+    }
+}
+
 TEST(Freeze, HoldsItsInstantWhenKeyframesBeforeItChange) {
     auto speed = TwoSpeeds();
     speed->AddFreezeFrame(3.0, 2.0);

@@ -52,16 +52,17 @@ SpeedParameterImpl& SpeedParameterImpl::operator=(const SpeedParameterImpl& othe
     if (this != &other) {
         SpeedParameterImpl copy(other);
         const RecursiveLock lock(mutex);
-        TakeAll(copy);
+        TakeLayers(copy);
+        reverse = copy.reverse.load();
     }
     return *this;
 }
 
-void SpeedParameterImpl::TakeAll(SpeedParameterImpl& copy) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+void SpeedParameterImpl::TakeLayers(SpeedParameterImpl& copy) noexcept
+    CORE_NO_THREAD_SAFETY_ANALYSIS {
     TakeCurve(copy);
     sourceTotalTime = copy.sourceTotalTime;
     sourceFPS = copy.sourceFPS;
-    reverse = copy.reverse.load();
     freeze = std::move(copy.freeze);
     reversed = std::move(copy.reversed);
     reversedValid = copy.reversedValid;
@@ -72,6 +73,7 @@ SpeedParameterImpl::~SpeedParameterImpl() = default;
 
 void SpeedParameterImpl::OnEdited() {
     renderCurveValid = false;
+    instantsValid = false;
     FreezesChanged();
 }
 
@@ -97,8 +99,10 @@ void SpeedParameterImpl::RebuildMap() const {
         ReportUnsolved("core::SpeedParameterImpl::GetRenderTotalTime0", 511);
     }
     renderCurveValid = false;
+    instantsValid = false;
     map.Build(keys, sourceTotalTime);
     renderCurveValid = true;
+    instantsValid = true;
     freezesPlaced = false;
     renderCurvePublished = false;
     if (renderCurve.use_count() > 1) {
@@ -199,7 +203,9 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
         return false;
     }
     const RecursiveLock lock(mutex);
-    BringMapUpToDate();
+    if (!instantsValid) {
+        RebuildMap();
+    }
     const SpeedParameterFreezeImpl::Place place = freeze.AtPoint(pointTime);
     if (place.freeze != nullptr) {
         return false;
@@ -217,8 +223,10 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
         GetPreviousKeyframeTime(sourceTime, &before);
         // What the render curve has there, so that the two parts of a linear segment
         // take the time of the whole.
-        const double speed = map.SpeedAt(map.RenderOfInstant(sourceTime));
-        AddPoint(sourceTime, speed, before.GetInterpolation());
+        const double renderTime = map.RenderOfInstant(sourceTime);
+        const bool staysValid = map.StaysWithKeyframeAt(sourceTime, renderTime);
+        AddPoint(sourceTime, map.SpeedAt(renderTime), before.GetInterpolation());
+        instantsValid = staysValid;
     }
     freeze.Insert(pointTime, duration, sourceTime);
     FreezesChanged();

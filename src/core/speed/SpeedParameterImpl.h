@@ -23,7 +23,9 @@ namespace core {
 /// `freeze` puts the freezes around it, and `reverse` takes source times from the
 /// source length. The first two are pure; here is what keeps them up to date:
 ///  1. `map` follows from the keyframes and the source length; it is stale while
-///     `renderCurveValid` is false;
+///     `renderCurveValid` is false. While `instantsValid` is true, it lacks at most
+///     keyframes that change none of its speeds, so that a row of new freezes is placed
+///     by one map;
 ///  2. where the freezes start on the render axis follows from the map and the
 ///     freezes; it is stale while `freezesPlaced` is false;
 ///  3. `stretches` and `reversed` follow from both, and have flags of their own;
@@ -77,9 +79,13 @@ private:
     // The settings of `other`, under its lock; neither keyframes nor freezes.
     SpeedParameterImpl(const SpeedParameterImpl& other, SettingsOnly);
 
-    // From a curve that no other thread knows.
-    void TakeAll(SpeedParameterImpl& copy) noexcept CORE_REQUIRES(mutex);
+    // Keyframes, settings and freezes of a curve that no other thread knows; the reverse
+    // flag apart.
+    void TakeLayers(SpeedParameterImpl& copy) noexcept CORE_REQUIRES(mutex);
+    // False, changing nothing, for a text that is no parameter's.
     bool LoadSpeeds(const JsonObject& document, const SpeedSettings& settings) CORE_REQUIRES(mutex);
+    bool LoadWithFreezes(const JsonObject& document, const SpeedSettings& settings,
+                         const std::vector<StoredFreeze>& freezes) CORE_REQUIRES(mutex);
 
     void FreezeNearZeroSpeeds() CORE_REQUIRES(mutex);
     void FreezesChanged() CORE_REQUIRES(mutex);
@@ -95,6 +101,7 @@ private:
 
     mutable TimeMap map CORE_GUARDED_BY(mutex);
     mutable bool renderCurveValid CORE_GUARDED_BY(mutex) = false;
+    mutable bool instantsValid CORE_GUARDED_BY(mutex) = false;
     mutable SpeedParameterFreezeImpl freeze CORE_GUARDED_BY(mutex);
     mutable bool freezesPlaced CORE_GUARDED_BY(mutex) = false;
 

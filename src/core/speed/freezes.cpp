@@ -15,18 +15,9 @@
 
 namespace core {
 
-// A freeze behind all others, as readers of texts add them, costs no walk over these.
-// There is room for as many numbers as there are freezes.
-void SpeedParameterFreezeImpl::IndexAxes(std::size_t from) noexcept {
-    keys.resize(from);
-    renderStarts.resize(from);
-    sourceTimes.resize(from);
-    durationBefore.resize(from + 1);
-    for (const FreezeFrame& frame : std::span(frames).subspan(from)) {
-        keys.push_back(frame.key);
-        renderStarts.push_back(frame.renderStart);
-        sourceTimes.push_back(frame.sourceTime);
-        durationBefore.push_back(durationBefore.back() + frame.duration);
+void SpeedParameterFreezeImpl::SumDurations(std::size_t from) noexcept {
+    for (std::size_t i = from; i < frames.size(); ++i) {
+        durationBefore[i + 1] = durationBefore[i] + frames[i].duration;
     }
 }
 
@@ -110,36 +101,45 @@ void SpeedParameterFreezeImpl::ReserveOneMore() {
     frames.reserve(grown);
 }
 
+// A freeze behind all others, as readers of texts add them, costs no walk over these.
 void SpeedParameterFreezeImpl::Insert(double pointTime, double duration,
                                       double sourceTime) noexcept {
     const std::size_t place = UpperBound(keys, pointTime);
-    frames.insert(frames.begin() + static_cast<std::ptrdiff_t>(place),
-                  FreezeFrame{pointTime, duration, 0.0, sourceTime, 0.0});
-    for (std::size_t i = place + 1; i < frames.size(); ++i) {
-        frames[i].key += duration;
-    }
-    IndexAxes(place);
+    const auto offset = static_cast<std::ptrdiff_t>(place);
+    frames.insert(frames.begin() + offset, FreezeFrame{pointTime, duration, 0.0, sourceTime, 0.0});
+    keys.insert(keys.begin() + offset, pointTime);
+    renderStarts.insert(renderStarts.begin() + offset, 0.0);
+    sourceTimes.insert(sourceTimes.begin() + offset, sourceTime);
+    durationBefore.push_back(0.0);
+    ShiftKeys(place + 1, duration);
+    SumDurations(place);
 }
 
 void SpeedParameterFreezeImpl::SetDuration(std::size_t index, double duration) noexcept {
     const double delta = duration - frames[index].duration;
     frames[index].duration = duration;
-    for (std::size_t i = index + 1; i < frames.size(); ++i) {
+    ShiftKeys(index + 1, delta);
+    SumDurations(index);
+}
+
+void SpeedParameterFreezeImpl::ShiftKeys(std::size_t from, double delta) noexcept {
+    for (std::size_t i = from; i < frames.size(); ++i) {
         frames[i].key += delta;
+        keys[i] = frames[i].key;
     }
-    IndexAxes(index);
 }
 
 void SpeedParameterFreezeImpl::PlaceOnRenderAxis(const TimeMap& map) noexcept {
     double shift = 0.0;
     double earliest = -std::numeric_limits<double>::infinity();
-    for (FreezeFrame& frame : frames) {
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        FreezeFrame& frame = frames[i];
         frame.mapTime = std::max(map.RenderOfInstant(frame.sourceTime), earliest);
         frame.renderStart = frame.mapTime + shift;
+        renderStarts[i] = frame.renderStart;
         earliest = frame.mapTime;
         shift += frame.duration;
     }
-    IndexAxes(0);
 }
 
 }  // namespace core

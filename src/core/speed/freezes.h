@@ -68,7 +68,8 @@ public:
 
 private:
     Place Find(std::span<const double> starts, double x, bool hasLength) const noexcept;
-    void IndexAxes(std::size_t from) noexcept;
+    void ShiftKeys(std::size_t from, double delta) noexcept;
+    void SumDurations(std::size_t from) noexcept;
 
     std::vector<FreezeFrame> frames;
     // From the frames, close together for the searches.

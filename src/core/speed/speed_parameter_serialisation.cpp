@@ -55,18 +55,28 @@ int SpeedParameterImpl::Desialize(const char* json) {
     }
     // Kept on purpose: a member that a text lacks leaves its field as it was, the freezes
     // included. Callers load partial texts over a curve.
-    SpeedSettings settings{sourceTotalTime, sourceFPS, reverse};
+    const int reverseBefore = reverse;
+    SpeedSettings settings{sourceTotalTime, sourceFPS, reverseBefore};
     ReadSpeedSettings(*object, settings);
     std::vector<StoredFreeze> freezes;
     const bool hasFreezes = ReadFreezes(*object, freezes);
-    if (!hasFreezes) {
-        return LoadSpeeds(*object, settings) ? 0 : -1;
+    if (!(hasFreezes ? LoadWithFreezes(*object, settings, freezes)
+                     : LoadSpeeds(*object, settings))) {
+        return -1;
     }
-    // Aside: when a freeze can't be added, the keyframes must not be there already.
+    if (settings.reverse != reverseBefore) {  // else SetReverse may have set it meanwhile
+        reverse = settings.reverse;
+    }
+    return 0;
+}
+
+// Aside: when a freeze can't be added, the keyframes must not be there already.
+bool SpeedParameterImpl::LoadWithFreezes(const JsonObject& document, const SpeedSettings& settings,
+                                         const std::vector<StoredFreeze>& freezes) {
     SpeedParameterImpl loaded(*this, SettingsOnly());
     const RecursiveLock loadedLock(loaded.mutex);
-    if (!loaded.LoadSpeeds(*object, settings)) {
-        return -1;
+    if (!loaded.LoadSpeeds(document, settings)) {
+        return false;
     }
     // Instants are found by speeds, which only numbers are.
     const ParameterTypeEnum type = loaded.GetParameterType();
@@ -75,18 +85,16 @@ int SpeedParameterImpl::Desialize(const char* json) {
             loaded.AddFreezeFrame(stored.pointTime, stored.duration);
         }
     }
-    TakeAll(loaded);
-    return 0;
+    TakeLayers(loaded);
+    return true;
 }
 
-// False, changing nothing, for a text that is no parameter's.
 bool SpeedParameterImpl::LoadSpeeds(const JsonObject& document, const SpeedSettings& settings) {
     if (!Load(document, &ReportSkippedKeyframe)) {
         return false;
     }
     sourceTotalTime = settings.totalTime;
     sourceFPS = settings.fps;
-    reverse = settings.reverse;
     return true;
 }
 

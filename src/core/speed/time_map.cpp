@@ -26,6 +26,11 @@ namespace {
 
 constexpr std::size_t kNone = KeyframeStore::kNone;
 
+// By this part of the render time, and of a second before it, each part of a split segment
+// may differ from what it was. Rounding makes a tenth of it in curves of 10,000 keyframes;
+// ten times as much would show as a distance between keyframes from a day on.
+constexpr double kSplitRounding = 1e-12;
+
 // The render time that a segment takes. One whose speeds cancel never ends by the
 // formula; it takes what one that stands still takes.
 double RenderLengthOf(const SpeedKey& start, const SpeedKey& end, double reached) noexcept {
@@ -283,6 +288,33 @@ double TimeMap::RenderOfPoint(double p) const noexcept {
 double TimeMap::RenderOfInstant(double p) const noexcept {
     double render = p;
     return renderTimes.empty() || FindPoint(p, render) ? render : TimeOfArea(SourceOfPoint(p));
+}
+
+// The two parts of the segment take the time of the whole, and no slope of a neighbour
+// runs through the new keyframe.
+bool TimeMap::StaysWithKeyframeAt(double p, double t) const noexcept {
+    using Type = KeyframeInterpolationType;
+    const std::size_t next = UpperBound(sourceTimes, p);
+    if (!IsOneToOne() || next == 0 || next == sourceTimes.size()) {
+        return false;
+    }
+    const auto followsNoSlope = [this](std::size_t i) {
+        const Type type = renderKeys[i].type;
+        return type == Type::Hold || type == Type::Linear || type == Type::HermiteFlat;
+    };
+    const SpeedKey& start = renderKeys[next - 1];
+    const SpeedKey& end = renderKeys[next];
+    if (start.type == Type::HermiteFlat || !followsNoSlope(next - 1) || !followsNoSlope(next)) {
+        return false;
+    }
+    const double tolerance = kSplitRounding * (1.0 + std::fabs(t));
+    const auto takes = [=](const SpeedKey& from, const SpeedKey& to, double length) {
+        return std::fabs(RenderLengthOf(from, to, 0.0) - length) <= tolerance;
+    };
+    const SpeedKey added{p, SpeedAt(t), start.type};
+    return IsStill(start) == IsStill(added) &&
+           takes({sourceTimes[next - 1], start.speed, start.type}, added, t - start.time) &&
+           takes(added, {sourceTimes[next], end.speed, end.type}, end.time - t);
 }
 
 double TimeMap::SpeedAt(double t) const noexcept {
