@@ -24,6 +24,8 @@ constexpr Box kSpeedArea = {76.0, 352.0, 660.0, 120.0};
 struct Mark {
     double render;
     double source;
+    double speed;
+    KeyframeShape shape;
 };
 
 // Each keyframe where it is shown.
@@ -31,8 +33,11 @@ std::vector<Mark> MarksOf(core::SpeedParameter& speed) {
     std::vector<Mark> marks;
     for (int i = 0; i < speed.GetKeyFramesCount(); ++i) {
         const double time = speed.GetPointTime(i);
-        const double shown = speed.GetReverse() != 0 ? speed.GetSourceTotalTime() - time : time;
-        marks.push_back({speed.GetRenderTime(shown), shown});
+        const bool isReverse = speed.GetReverse() != 0;
+        const double shown = isReverse ? speed.GetSourceTotalTime() - time : time;
+        const double value = speed.GetPointValue(i).AsDouble();
+        marks.push_back({speed.GetRenderTime(shown), shown, isReverse ? -value : value,
+                         ShapeOf(speed.GetInterpolationType(i))});
     }
     return marks;
 }
@@ -45,15 +50,6 @@ void ShadeFreezes(SvgDocument& picture, const PlotAxes& axes,
                           {left, axes.Area().top, axes.X(freeze.start + freeze.duration) - left,
                            axes.Area().height});
     }
-}
-
-void DrawClipLegend(SvgDocument& picture, Pointd at) {
-    picture.Line("curve", at, {at.x + 26.0, at.y});
-    picture.Text("small", {at.x + 33.0, at.y + 4.0}, "curve");
-    DrawKeyframe(picture, {at.x + 92.0, at.y});
-    picture.Text("small", {at.x + 105.0, at.y + 4.0}, "keyframe");
-    picture.Rectangle("beyond", {at.x + 176.0, at.y - 6.0, 12.0, 12.0});
-    picture.Text("small", {at.x + 195.0, at.y + 4.0}, "freeze");
 }
 
 }  // namespace
@@ -89,6 +85,9 @@ std::string DrawClip(Clip& clip) {
         sources.Include(speed.GetSourceTime(time));
         speeds.Include(speedAt(time));
     }
+    for (std::size_t i = 0; i + 1 < marks.size(); ++i) {
+        speeds.Include(marks[i].speed);
+    }
     const PlotAxes sourceAxes(kSourceArea, times, Widened(sources, 0.06));
     const PlotAxes speedAxes(kSpeedArea, times, Widened(speeds, 0.1));
 
@@ -114,12 +113,17 @@ std::string DrawClip(Clip& clip) {
     draw(sourceAxes, "", "source time in seconds",
          [&](double time) { return speed.GetSourceTime(time); });
     draw(speedAxes, "render time in seconds", "speed", speedAt);
-    if (marks.size() <= kMostLeveredKeyframes) {
-        for (const Mark& mark : marks) {
-            DrawKeyframe(picture, sourceAxes.At({mark.render, mark.source}));
+    LegendParts legend;
+    legend.freezes = !freezes.empty();
+    for (std::size_t i = 0; i < marks.size() && marks.size() <= kMostLeveredKeyframes; ++i) {
+        const Mark& mark = marks[i];
+        DrawKeyframe(picture, sourceAxes.At({mark.render, mark.source}), mark.shape);
+        if (i + 1 < marks.size()) {  // the last one's speed is never seen
+            DrawKeyframe(picture, speedAxes.At({mark.render, mark.speed}), mark.shape);
         }
+        legend.keyframes.insert(mark.shape);
     }
-    DrawClipLegend(picture, {22.0, kHeight - 26.0});
+    DrawLegend(picture, {22.0, kHeight - 26.0}, legend);
     return picture.Finish();
 }
 

@@ -118,13 +118,16 @@ std::string DrawMotionPath(const KeyframeTable& table) {
         framePlaces.push_back(axes.At(frame));
     }
     picture.Dots(framePlaces);
+    LegendParts legend;
     const bool isCrowded = table.rows.size() > kMostLeveredKeyframes;
     if (!isCrowded) {
         DrawLevers(picture, axes, segments);
     }
     for (std::size_t i = 0; i < table.rows.size(); ++i) {
         const Pointd place = axes.At(table.rows[i].value.AsPoint());
-        DrawKeyframe(picture, place, isCrowded ? 3.0 : 6.0);
+        const KeyframeShape shape = ShapeOf(table.rows[i].interpolation);
+        DrawKeyframe(picture, place, shape, isCrowded ? 3.0 : 6.0);
+        legend.keyframes.insert(shape);
         if (isCrowded) {
             continue;
         }
@@ -133,7 +136,6 @@ std::string DrawMotionPath(const KeyframeTable& table) {
     }
     DrawSpeed(picture, table, frames, firstFrame);
 
-    LegendParts legend;
     legend.jump = strokes.size() > 1;
     legend.frames = true;
     legend.handles = !isCrowded && HasLevers(segments, false);

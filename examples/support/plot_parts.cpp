@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <string>
+#include <utility>
 
 namespace example {
 
@@ -12,6 +14,9 @@ namespace {
 using core::Pointd;
 
 constexpr double kControlRadius = 3.75;
+
+constexpr double kLegendRight = 744.0;
+constexpr double kLegendRow = 18.0;
 
 void DrawLever(SvgDocument& picture, Pointd anchor, Pointd control, bool isFixed) {
     picture.Line(isFixed ? "fixedlever" : "lever", anchor, control);
@@ -61,16 +66,52 @@ void DrawLevers(SvgDocument& picture, const PlotAxes& axes,
     }
 }
 
-void DrawKeyframe(SvgDocument& picture, Pointd place, double radius) {
-    picture.Diamond("key", place, radius);
+KeyframeShape ShapeOf(core::KeyframeInterpolationType type) {
+    const int number = static_cast<int>(type);
+    return number == 1                    ? KeyframeShape::Linear
+           : number == 6                  ? KeyframeShape::Hold
+           : number >= 16 && number <= 25 ? KeyframeShape::Easing
+           : number == 26                 ? KeyframeShape::Extrapolate
+                                          : KeyframeShape::Smooth;
+}
+
+void DrawKeyframe(SvgDocument& picture, Pointd place, KeyframeShape shape, double radius) {
+    const auto corner = [&](double x, double y) {
+        return Pointd{place.x + x * radius, place.y + y * radius};
+    };
+    switch (shape) {
+        case KeyframeShape::Linear:
+            picture.Polygon(
+                "key", {corner(-1.0, 0.0), corner(0.0, -1.0), corner(1.0, 0.0), corner(0.0, 1.0)});
+            break;
+        case KeyframeShape::Hold:
+            picture.Polygon("key", {corner(-0.8, -0.8), corner(0.8, -0.8), corner(0.8, 0.8),
+                                    corner(-0.8, 0.8)});
+            break;
+        case KeyframeShape::Smooth:
+            picture.Circle("key", place, 0.9 * radius);
+            break;
+        case KeyframeShape::Easing:  // an hourglass
+            picture.Polygon("key", {corner(-0.9, -1.0), corner(0.9, -1.0), corner(0.25, 0.0),
+                                    corner(0.9, 1.0), corner(-0.9, 1.0), corner(-0.25, 0.0)});
+            break;
+        case KeyframeShape::Extrapolate:  // an arrow back from the segment's end
+            picture.Polygon("key", {corner(-1.0, 0.0), corner(0.8, -0.95), corner(0.8, 0.95)});
+            break;
+    }
 }
 
 void DrawLegend(SvgDocument& picture, Pointd at, const LegendParts& parts, bool isColumn) {
     const double wide = 26.0;
     const double narrow = 12.0;
+    const double start = at.x;
     const auto entry = [&](bool isShown, std::string_view text, double width, auto&& drawSwatch) {
         if (!isShown) {
             return;
+        }
+        const double end = at.x + width + 7.0 + SmallTextWidth(text);
+        if (!isColumn && end > kLegendRight) {
+            at = {start, at.y + kLegendRow};
         }
         // In a column, the texts stand below each other.
         const double indent = isColumn ? wide : width;
@@ -78,7 +119,7 @@ void DrawLegend(SvgDocument& picture, Pointd at, const LegendParts& parts, bool 
         drawSwatch(Pointd{left, at.y}, Pointd{left + width, at.y});
         picture.Text("small", {at.x + indent + 7.0, at.y + 4.0}, text);
         if (isColumn) {
-            at.y += 20.0;
+            at.y += kLegendRow;
         } else {
             at.x += indent + 7.0 + SmallTextWidth(text) + 14.0;
         }
@@ -94,17 +135,25 @@ void DrawLegend(SvgDocument& picture, Pointd at, const LegendParts& parts, bool 
     entry(true, "curve", wide, line("curve"));
     entry(parts.outside, "outside", wide, line("outside"));
     entry(parts.jump, "jump", wide, line("jump"));
-    entry(true, "keyframe", narrow, [&picture](Pointd a, Pointd b) {
-        DrawKeyframe(picture, {(a.x + b.x) / 2.0, a.y});
-    });
+    for (const auto& [shape, name] :
+         {std::pair(KeyframeShape::Linear, "linear"), std::pair(KeyframeShape::Hold, "hold"),
+          std::pair(KeyframeShape::Smooth, "smooth"), std::pair(KeyframeShape::Easing, "easing"),
+          std::pair(KeyframeShape::Extrapolate, "extrapolated")}) {
+        entry(parts.keyframes.count(shape) > 0, name, narrow,
+              [&picture, drawn = shape](Pointd a, Pointd b) {
+                  DrawKeyframe(picture, {(a.x + b.x) / 2.0, a.y}, drawn);
+              });
+    }
     entry(parts.handles, "handle", wide, lever(false));
     entry(parts.fixedHandles, "set by the type", wide, lever(true));
     entry(parts.frames, "frame", narrow, [&picture](Pointd a, Pointd b) {
         picture.Dots({{(a.x + b.x) / 2.0, a.y}});
     });
-    entry(parts.limits, "beyond the range", narrow, [&picture](Pointd a, Pointd b) {
+    const auto shade = [&picture](Pointd a, Pointd b) {
         picture.Rectangle("beyond", {a.x, a.y - 6.0, b.x - a.x, 12.0});
-    });
+    };
+    entry(parts.limits, "beyond the range", narrow, shade);
+    entry(parts.freezes, "freeze", narrow, shade);
 }
 
 bool HasLevers(const std::vector<SegmentLevers>& segments, bool isFixed) {

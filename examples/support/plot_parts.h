@@ -10,6 +10,7 @@
 #include <core/core.h>
 
 #include <cstddef>
+#include <set>
 #include <string_view>
 #include <vector>
 
@@ -33,19 +34,26 @@ void DrawStrokes(SvgDocument& picture, std::string_view style, const Strokes& st
 void DrawLevers(SvgDocument& picture, const PlotAxes& axes,
                 const std::vector<SegmentLevers>& segments);
 
-void DrawKeyframe(SvgDocument& picture, core::Pointd place, double radius = 6.0);
+/// How keyframes are told apart: by what shapes the segment that they start.
+enum class KeyframeShape { Linear, Hold, Smooth, Easing, Extrapolate };
+KeyframeShape ShapeOf(core::KeyframeInterpolationType type);
 
-/// What a legend explains besides the curve and its keyframes.
+void DrawKeyframe(SvgDocument& picture, core::Pointd place, KeyframeShape shape,
+                  double radius = 6.0);
+
+/// What a legend explains besides the curve.
 struct LegendParts {
+    std::set<KeyframeShape> keyframes;
     bool outside = false;
     bool jump = false;
     bool frames = false;
     bool handles = false;
     bool fixedHandles = false;
     bool limits = false;
+    bool freezes = false;
 };
 
-/// Draws a legend: a row that starts at `at`, or a column when `isColumn`.
+/// Draws a legend: rows from `at` on, as wide as a plot, or a column when `isColumn`.
 void DrawLegend(SvgDocument& picture, core::Pointd at, const LegendParts& parts,
                 bool isColumn = false);
 

@@ -157,10 +157,12 @@ void SvgDocument::Dots(const std::vector<Pointd>& centers) {
     out += "\"/>\n";
 }
 
-void SvgDocument::Diamond(std::string_view style, Pointd center, double radius) {
-    out += "<path" + Attribute("class", style) + " d=\"M" + Place({center.x - radius, center.y}) +
-           "L" + Place({center.x, center.y - radius}) + "L" + Place({center.x + radius, center.y}) +
-           "L" + Place({center.x, center.y + radius}) + "Z\"/>\n";
+void SvgDocument::Polygon(std::string_view style, const std::vector<Pointd>& corners) {
+    out += "<path" + Attribute("class", style) + " d=\"";
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        out += (i == 0 ? "M" : "L") + Place(corners[i]);
+    }
+    out += "Z\"/>\n";
 }
 
 void SvgDocument::Polyline(std::string_view style, const std::vector<Pointd>& points) {

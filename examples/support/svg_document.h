@@ -38,7 +38,7 @@ public:
     void Circle(std::string_view style, core::Pointd center, double radius);
     /// Small dots; none for an empty list.
     void Dots(const std::vector<core::Pointd>& centers);
-    void Diamond(std::string_view style, core::Pointd center, double radius);
+    void Polygon(std::string_view style, const std::vector<core::Pointd>& corners);
     void Polyline(std::string_view style, const std::vector<core::Pointd>& points);
     /// A text on its baseline, turned by a quarter to the left if `upright`.
     void Text(std::string_view style, core::Pointd at, std::string_view text,

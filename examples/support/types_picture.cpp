@@ -48,7 +48,7 @@ constexpr double kPanelWidth = 156.0;
 constexpr double kPanelHeight = 168.0;
 constexpr double kTop = 66.0;
 constexpr double kWidth = 2 * 16.0 + kColumns * kPanelWidth;
-constexpr double kHeight = kTop + 3 * kPanelHeight + 8.0;
+constexpr double kHeight = kTop + 3 * kPanelHeight + 30.0;
 
 Box PanelBox(int index) {
     return {16.0 + (index % kColumns) * kPanelWidth + 8.0,
@@ -79,7 +79,7 @@ void DrawPanel(SvgDocument& picture, const Panel& panel, const Box& box) {
     DrawStrokes(picture, "curve", trace(0.0, 1.0));
     DrawLevers(picture, axes, Levers(parameter));
     for (const double value : {0.0, 1.0}) {
-        DrawKeyframe(picture, axes.At({value, value}));
+        DrawKeyframe(picture, axes.At({value, value}), ShapeOf(panel.type));
     }
 }
 
@@ -96,9 +96,11 @@ std::string DrawInterpolationTypes() {
         DrawPanel(picture, kPanels[i], PanelBox(static_cast<int>(i)));
     }
     LegendParts legend;
+    legend.keyframes = {KeyframeShape::Linear, KeyframeShape::Hold, KeyframeShape::Smooth,
+                        KeyframeShape::Easing, KeyframeShape::Extrapolate};
     legend.outside = legend.jump = legend.handles = legend.fixedHandles = true;
     const Box last = PanelBox(static_cast<int>(kPanels.size()));
-    DrawLegend(picture, {last.left + 8.0, last.top + 14.0}, legend, true);
+    DrawLegend(picture, {last.left + 8.0, last.top}, legend, true);
     return picture.Finish();
 }
 

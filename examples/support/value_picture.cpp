@@ -57,6 +57,12 @@ Span ValueSpan(core::Parameter& parameter, const std::vector<SegmentLevers>& seg
     return Widened(values, 0.08);
 }
 
+// Booleans are held, whatever the table says.
+core::KeyframeInterpolationType TypeOf(const KeyframeTable& table, std::size_t i) {
+    return table.type == core::ParameterBool ? core::KeyframeInterpolationType::Hold
+                                             : table.rows[i].interpolation;
+}
+
 // The type's name over each segment that has room for it, between guides at the
 // keyframes.
 void DrawSegmentNames(SvgDocument& picture, const PlotAxes& axes, const KeyframeTable& table) {
@@ -73,9 +79,7 @@ void DrawSegmentNames(SvgDocument& picture, const PlotAxes& axes, const Keyframe
             break;
         }
         const double next = axes.X(table.rows[i + 1].time);
-        const std::string name = table.type == core::ParameterBool
-                                     ? InterpolationName(core::KeyframeInterpolationType::Hold)
-                                     : InterpolationName(table.rows[i].interpolation);
+        const std::string name = InterpolationName(TypeOf(table, i));
         if (SmallTextWidth(name) + 6.0 < next - x) {
             picture.Text("small", {(x + next) / 2.0, area.top - 7.0}, name, TextAnchor::Middle);
         }
@@ -138,19 +142,21 @@ std::string DrawValueCurve(const KeyframeTable& table) {
         picture.Dots(frames);
     }
     DrawLevers(picture, axes, segments);
+    LegendParts legend;
     for (std::size_t i = 0; i < keyTimes.size(); ++i) {
-        DrawKeyframe(picture, axes.At({keyTimes[i], keyValues[i]}), isCrowded ? 3.0 : 6.0);
+        const KeyframeShape shape = ShapeOf(TypeOf(table, i));
+        DrawKeyframe(picture, axes.At({keyTimes[i], keyValues[i]}), shape, isCrowded ? 3.0 : 6.0);
+        legend.keyframes.insert(shape);
     }
     picture.EndClip();
 
-    LegendParts legend;
     legend.outside = true;
     legend.jump = strokes.size() > 1;
     legend.frames = showsFrames;
     legend.handles = HasLevers(segments, false);
     legend.fixedHandles = HasLevers(segments, true);
     legend.limits = table.range.has_value();
-    DrawLegend(picture, {22.0, kHeight - 26.0}, legend);
+    DrawLegend(picture, {22.0, kHeight - 34.0}, legend);
     return picture.Finish();
 }
 
