@@ -38,7 +38,9 @@ std::vector<double> Ticks(Span span, int count) {
     for (int i = 0; i < 4 * count && (first + i) * step <= span.high + 1e-9 * step; ++i) {
         ticks.push_back((first + i) * step);
     }
-    return ticks;
+    // One label tells no scale.
+    constexpr int kMostTries = 8;
+    return ticks.size() < 2 && count < kMostTries ? Ticks(span, count + 1) : ticks;
 }
 
 std::string TickText(double tick, const std::vector<double>& ticks) {
