@@ -328,11 +328,11 @@ int Check(const CheckRequest& request, const Console& console) {
             }
             RequireOutput(console);
         } catch (const Failure& failure) {
+            if (!console.out) {
+                throw;  // there is nobody to tell about the other files
+            }
             ReportError(console, failure.what());
             status = kTrouble;
-            if (!console.out) {
-                break;
-            }
         }
     }
     return status;
