@@ -22,7 +22,11 @@ with open(source) as lines:
 
 gdb.execute("set breakpoint pending off")
 gdb.execute("break Look")
-gdb.execute("run", to_string=True)
+try:
+    gdb.execute("run", to_string=True)
+except gdb.error as error:
+    print("gdb may not run programs here, its printers are not tried: %s" % error)
+    gdb.execute("quit 77")
 looked = failures = 0
 while gdb.selected_inferior().pid:
     gdb.execute("up", to_string=True)

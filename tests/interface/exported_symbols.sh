@@ -1,7 +1,8 @@
 #!/bin/bash
 # exported_symbols.sh LIBRARY [--update]: the names that the shared library
 # exports are those on record, no more and no fewer; callers link against them.
-# With --update, the record becomes what the library exports.
+# LIBRARY is libcore.so or, for Windows, the import library of core.dll. With --update,
+# the record becomes what libcore.so exports.
 #
 # Weak names are left out: inline functions and templates, which the compiler
 # emits or not as it optimises.
@@ -10,8 +11,15 @@ library=$1
 record=$(dirname "${BASH_SOURCE[0]}")/exported_symbols.txt
 
 exported() {
-    nm --dynamic --defined-only --demangle "$library" |
-        awk '$2 ~ /^[TDBR]$/ { sub(/^[^ ]+ [^ ]+ /, ""); print }' | LC_ALL=C sort -u
+    local from=(--dynamic --defined-only)
+    local same=()
+    if [[ $library == *.a ]]; then
+        from=()
+        same=(-e 's/long long/long/g')  # 64 bits, as long has them elsewhere
+    fi
+    nm "${from[@]}" --demangle "$library" |
+        awk '$2 ~ /^[TDBR]$/ { sub(/^[^ ]+ [^ ]+ /, ""); print }' |
+        sed -e '' "${same[@]}" | LC_ALL=C sort -u
 }
 
 if [[ ${2:-} == --update ]]; then
