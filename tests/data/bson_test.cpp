@@ -248,6 +248,13 @@ TEST(BsonItem, AnItemOfAnotherKindIsNotReadAndNothingIsStored) {
         EXPECT_EQ(item.IsString(), pointer != nullptr);
         EXPECT_EQ(item.IsInteger() ? 1 : 7, number);
     }
+    BsonItem item;
+    float single = 0.0F;
+    double real = 0.0;
+    item.Set(1e300);
+    EXPECT_TRUE(item.Get(single) && std::isinf(single));
+    item.Set(0.1F);
+    EXPECT_TRUE(item.Get(real) && real == static_cast<double>(0.1F));
 }
 
 /// A random item of any type, edges preferred.

@@ -54,7 +54,7 @@ private:
     struct Link {
         Link* next;
     };
-    /// How chunks lie in memory.
+    /// Chunks that were asked for at once: all but the first.
     struct Batch;
 
     /// `Alloc` for a size that is below every threshold.

@@ -137,11 +137,17 @@ void MemChunks::Dealloc(void* pointer, std::size_t size) noexcept {
 }
 
 void MemChunks::Clear() noexcept {
+    // The oldest first: a heap that gives its end back to the system does so once then.
     const std::size_t stride = Batch::Stride(chunkSize);
+    Link* oldest = nullptr;
     while (chunk != nullptr) {
-        void* const first = ChunkStart() - (Batch::Of(chunk, stride).taken - 1) * stride;
-        chunk = static_cast<Link*>(first)->next;
-        ::operator delete(first);
+        void* const start = ChunkStart() - (Batch::Of(chunk, stride).taken - 1) * stride;
+        Link* const first = static_cast<Link*>(start);
+        chunk = std::exchange(first->next, oldest);
+        oldest = first;
+    }
+    while (oldest != nullptr) {
+        ::operator delete(std::exchange(oldest, oldest->next));
     }
     while (bigRequests != nullptr) {
         ::operator delete(std::exchange(bigRequests, bigRequests->next));
