@@ -3,6 +3,8 @@
 # says how many lines it lost.
 # bad_disk.sh PROGRAM FOLDER readonly: a module whose folder can't be written takes no
 # line from another one.
+# bad_disk.sh PROGRAM FOLDER closed|broken: a console that takes nothing takes no line
+# from the files.
 # Status 77 where the system does not let us fill a disk or mount one.
 set -euo pipefail
 program=$1
@@ -24,6 +26,20 @@ case $3 in
         "$program" full "$folder/logs" \
             "mount -o remount,size=64m '$folder/logs' && rm '$folder/logs/filler'"
         ;;
+    closed)
+        "$program" console "$folder/logs" >&- 2>/dev/null
+        "$program" check "$folder/logs"
+        rm "$folder"/logs/*
+        "$program" console "$folder/logs" <&- >&- 2>&-
+        ;;
+    broken)
+        [[ -w /dev/full ]] || exit 77
+        "$program" console "$folder/logs" >/dev/full 2>/dev/full
+        "$program" check "$folder/logs"
+        rm "$folder"/logs/*
+        # A process that ignores this signal learns from its writes that nobody reads.
+        (trap '' PIPE && "$program" console "$folder/logs" 2>&1) | true
+        ;;
     readonly)
         mkdir -m 555 "$folder/logs/blocked"
         if [[ -w $folder/logs/blocked ]]; then
@@ -35,6 +51,6 @@ case $3 in
 esac
 "$program" check "$folder/logs" | tee "$folder/verdict"
 # A full disk is no case when nothing was lost.
-if [[ $3 != readonly ]]; then
+if [[ $3 = limit || $3 = disk ]]; then
     ! grep -q ' 0 lines missing' "$folder/verdict"
 fi
