@@ -254,7 +254,7 @@ TEST(SpeedWithoutMemory, EditsHappenAsAWholeOrNotAtAll) {
              s = *source;
          }},
     };
-    for (const int freezes : {0, 1, 2, 4}) {
+    for (const int freezes : {0, 4}) {
         for (const Row& row : rows) {
             TryEachFailure(
                 row.name, [=] { return Speeds(freezes); }, row.act, DescribeSpeed);

@@ -3,6 +3,8 @@
 # says how many lines it lost.
 # bad_disk.sh PROGRAM FOLDER readonly: a module whose folder can't be written takes no
 # line from another one.
+# bad_disk.sh PROGRAM FOLDER closed|broken: a console that takes nothing takes no line
+# from the files.
 # Status 77 where the system does not let us fill a disk or mount one.
 set -euo pipefail
 program=$1
@@ -29,6 +31,20 @@ try_it() {
             "$program" full "$folder/logs" \
                 "mount -o remount,size=64m '$folder/logs' && rm '$folder/logs/filler'"
             ;;
+        closed)
+            "$program" console "$folder/logs" >&- 2>/dev/null
+            "$program" check "$folder/logs"
+            rm "$folder"/logs/*
+            "$program" console "$folder/logs" <&- >&- 2>&-
+            ;;
+        broken)
+            [[ -w /dev/full ]] || exit 77
+            "$program" console "$folder/logs" >/dev/full 2>/dev/full
+            "$program" check "$folder/logs"
+            rm "$folder"/logs/*
+            # A process that ignores this signal learns from its writes that nobody reads.
+            (trap '' PIPE && "$program" console "$folder/logs" 2>&1) | true
+            ;;
         readonly)
             mkdir -m 555 "$folder/logs/blocked"
             if [[ -w $folder/logs/blocked ]]; then
@@ -49,7 +65,7 @@ try_it() {
 # made before the log met its end.
 for attempt in 1 2 3 4 5; do
     try_it
-    if [[ $what == readonly ]] || ! grep -q ' 0 lines missing' "$folder/verdict"; then
+    if [[ $what != limit && $what != disk ]] || ! grep -q ' 0 lines missing' "$folder/verdict"; then
         exit 0
     fi
     echo "nothing was lost in attempt $attempt"

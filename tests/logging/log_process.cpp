@@ -4,6 +4,7 @@
 //   log_process shutdown|return|exit|late DIRECTORY          writes
 //   log_process full DIRECTORY COMMAND                       writes, and makes room with COMMAND
 //   log_process beside DIRECTORY BLOCKED                     writes, and to BLOCKED in vain
+//   log_process console DIRECTORY                            writes, to the console too
 //   log_process check DIRECTORY                              reads; status 1 if a line is missing
 
 #include <core/logging/log.h>
@@ -128,6 +129,22 @@ int WriteBeside(const fs::path& directory, const char* blocked) {
     return CoreLogGetLogSinkByModule("blocked") == 0 ? 0 : 1;
 }
 
+/// Writes to the console too, whatever that is.
+int WriteToConsoleToo(const fs::path& directory) {
+    constexpr int kCount = 1000;
+    CoreLogSetLogSinkByModule(kModule, CORE_LOG_FILE | CORE_LOG_CONSOLE | CORE_LOG_DEBUGGER);
+    for (int index = 0; index < kCount; ++index) {
+        WriteLine(0, index);
+        if (index % 100 == 0) {
+            // So that some lines come while the file is open.
+            CoreLogFlush();
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+    WriteCounts(directory, {kCount});
+    return 0;
+}
+
 /// Logs when the process has left main.
 struct LateLogger {
     ~LateLogger() {
@@ -213,6 +230,9 @@ int main(int argc, char** argv) {
     }
     if (what == "beside") {
         return argc < 4 ? 2 : WriteBeside(directory, argv[3]);
+    }
+    if (what == "console") {
+        return WriteToConsoleToo(directory);
     }
     std::vector<int> counts = WriteFromThreads(directory);
     int& ofFirst = counts.front();

@@ -21,7 +21,16 @@ int Descriptor(std::intptr_t handle) noexcept {
 }
 
 SystemError OpenDescriptor(const std::string& path, int flags, std::intptr_t& handle) noexcept {
-    const int descriptor = open(path.c_str(), flags | O_CLOEXEC, 0666);
+    int descriptor = open(path.c_str(), flags | O_CLOEXEC, 0666);
+    if (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        // Of a process that was started without its standard streams: what it prints
+        // must not go into the file.
+        const int low = descriptor;
+        descriptor = fcntl(low, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        const int error = errno;
+        close(low);
+        errno = error;
+    }
     if (descriptor < 0) {
         return LastError();
     }
