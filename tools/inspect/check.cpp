@@ -42,7 +42,10 @@ public:
             return 0;
         }
         core::Parameter stored = document.StoredCurve();
-        const std::unique_ptr<core::Parameter> curve = document.Curve();
+        std::unique_ptr<core::Parameter> curve;
+        if (document.What() == Subject::SpeedCurve) {
+            curve = document.Curve();
+        }
         auto* const speed = dynamic_cast<core::SpeedParameter*>(curve.get());
         const std::string digest = DigestText(stored);
         console.out << document.Name() << ": " << Form()
@@ -200,11 +203,20 @@ private:
             skipped("its time is no finite number");
             return;
         }
-        if (hasLostSome && !IsTaken(*keyframe, type)) {
+        if (hasLostSome && !HasNumbersAlone(*keyframe, type) && !IsTaken(*keyframe, type)) {
             skipped("its value is not of the parameter's type, or one of its numbers is none");
             return;
         }
         times.push_back({time, index});
+    }
+
+    // What most keyframes are, and the library takes.
+    static bool HasNumbersAlone(const core::JsonObject& keyframe, core::ParameterTypeEnum type) {
+        return type == core::ParameterDouble &&
+               std::all_of(keyframe.begin(), keyframe.end(), [](const core::JsonMember& member) {
+                   double number = 0.0;
+                   return member.Get(number) && std::isfinite(number);
+               });
     }
 
     // Whether the library takes a keyframe, asked with a document of this one alone.

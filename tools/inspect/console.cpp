@@ -87,6 +87,17 @@ void Progress::Show(std::string_view text) {
         return;
     }
     lastShown = now;
+    Write(text);
+}
+
+void Progress::Announce(std::string_view text, std::size_t bytes) {
+    constexpr std::size_t kTakesLong = std::size_t{16} << 20U;
+    if (console.isTerminal && bytes >= kTakesLong) {
+        Write(text);
+    }
+}
+
+void Progress::Write(std::string_view text) {
     isShown = true;
     console.err << '\r' << text << "\x1B[K" << std::flush;
 }

@@ -38,8 +38,12 @@ public:
     /// Shows `text`, but not within a fifth of a second of what was shown last or of
     /// the start.
     void Show(std::string_view text);
+    /// Shows what is done with so many bytes in one go, if it takes that long.
+    void Announce(std::string_view text, std::size_t bytes);
 
 private:
+    void Write(std::string_view text);
+
     const Console& console;
     std::chrono::steady_clock::time_point lastShown;
     bool isShown = false;

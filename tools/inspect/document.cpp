@@ -39,25 +39,25 @@ Subject SubjectOf(const core::JsonValue& root) {
 
 }  // namespace
 
-Document::Document(const std::string& file, const Console& console)
-    : name(InputName(file)), text(ReadInput(file, console)) {
+Document::Document(const std::string& file, const Console& where)
+    : console(where), name(InputName(file)), text(ReadInput(file, where)) {
     if (StartsWith(text, "\xFF\xFE") || StartsWith(text, "\xFE\xFF")) {
         throw Failure(name, "text in UTF-16, where UTF-8 is wanted");
     }
     if (StartsWith(text, kUtf8Mark)) {
         text.erase(0, kUtf8Mark.size());
-        ReadJson(console);
+        ReadJson();
     } else if (LooksPacked(text)) {
         ReadPacked();
     } else {
-        ReadJson(console);
+        ReadJson();
     }
     subject = SubjectOf(document.Root());
 }
 
-void Document::ReadJson(const Console& console) {
+void Document::ReadJson() {
     Progress progress(console);
-    progress.Show("parsing " + name);
+    progress.Announce("parsing " + name, text.size());
     const int used = document.Parse(text.c_str());
     const std::size_t rest =
         used < 0 ? 0 : text.find_first_not_of(" \t\n\v\f\r", static_cast<std::size_t>(used));
@@ -87,6 +87,8 @@ void Document::Load(core::Parameter& curve) const {
     if (subject == Subject::OtherJson) {
         throw Failure(name, "neither a parameter nor a speed curve");
     }
+    Progress progress(console);
+    progress.Announce("loading " + name, text.size());
     if (curve.Desialize(text.c_str()) != 0) {
         throw Failure(name,
                       "a curve that the library does not take: an unknown type, or nested "

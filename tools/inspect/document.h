@@ -32,10 +32,11 @@ public:
     core::Parameter StoredCurve() const;
 
 private:
-    void ReadJson(const Console& console);
+    void ReadJson();
     void ReadPacked();
     void Load(core::Parameter& curve) const;
 
+    const Console& console;
     std::string name;
     std::string text;  // JSON without a byte order mark, also for packed data
     core::JsonDoc document;
