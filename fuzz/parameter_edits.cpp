@@ -74,12 +74,13 @@ public:
         for (int step = 0; step < 48 && !script.IsEmpty(); ++step) {
             Edit();
             CheckStore();
-            CheckSamples();
+            CheckSamples(script.Byte(), 8);
             CheckAreas();
             if (step % 8 == 0) {
                 CheckText();
             }
         }
+        CheckSamples(0, 4 * Count());
         CheckText();
     }
 
@@ -314,8 +315,8 @@ private:
         return keys[at].time + (next - keys[at].time) * (turn % 4) / 4.0;
     }
 
-    void CheckSamples() {
-        for (int turn = 0; turn <= 4 * Count(); ++turn) {
+    void CheckSamples(int firstTurn, int count) {
+        for (int turn = firstTurn; turn <= firstTurn + count; ++turn) {
             CheckSample(SomeTime(turn));
         }
         CheckSample(script.AnyDouble());

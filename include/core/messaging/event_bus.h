@@ -108,9 +108,11 @@ std::shared_ptr<EventListener> MakeListener(int token, std::function<void(const 
 /// has had its length.
 ///
 /// Listening, `unlistenAll` and posting are safe from any thread, listeners included, and
-/// never wait for a listener. Changes reach the listeners' thread through a queue: they
-/// apply to every event that their caller posts afterwards, and to waiting events at the
-/// earliest from the next pass over the queue on; never in the middle of an event.
+/// never wait for a listener; where memory is short, they throw `std::bad_alloc` and have
+/// done nothing. Changes reach the listeners' thread through a queue: they apply to every
+/// event that their caller posts afterwards, and to waiting events at the earliest from
+/// the next pass over the queue on; never in the middle of an event. A listener for which
+/// there is no memory then is reported to the log, and hears nothing.
 ///
 /// A module may be unloaded when its events are delivered and its listeners released.
 class CORE_API AsyncEventBus {

@@ -211,13 +211,18 @@ bool AsyncEventBusImpl::TakeCommand(Command& out) {
 }
 
 void AsyncEventBusImpl::Run(Command command) {
+    const bool isRemoval = command.listener == nullptr;
     try {
-        if (command.listener != nullptr) {
-            registry.Add(command.type, std::move(command.listener));
-        } else {
+        if (isRemoval) {
             registry.RemoveAll(command.token);
+        } else {
+            registry.Add(command.type, std::move(command.listener));
         }
     } catch (const std::exception& error) {
+        if (isRemoval) {
+            // Their owner may be gone. Their functions go with the bus.
+            registry.SwitchOff(command.token);
+        }
         Report(ReportLevel::Error, "core", error.what(), "AsyncEventBus");
     }
 }

@@ -113,6 +113,16 @@ Listeners ListenerRegistry::RemoveAll(int token) {
     return removed;
 }
 
+void ListenerRegistry::SwitchOff(int token) noexcept {
+    for (const auto& [key, channel] : channels) {
+        for (const std::shared_ptr<detail::EventListener>& listener : channel.Get()->listeners) {
+            if (listener->Token() == token) {
+                listener->SwitchOff();
+            }
+        }
+    }
+}
+
 ListenerRegistry ListenerRegistry::TakeAll() noexcept {
     for (const auto& [key, channel] : channels) {
         for (const std::shared_ptr<detail::EventListener>& listener : channel.Get()->listeners) {

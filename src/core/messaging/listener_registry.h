@@ -79,8 +79,10 @@ void Deliver(const ChannelHandle& channel, const detail::EventType& type, const 
 class ListenerRegistry {
 public:
     void Add(const detail::EventType& type, std::shared_ptr<detail::EventListener> listener);
-    /// The listeners that went, switched off. O(all listeners).
+    /// The listeners that went, switched off. All stay when it throws. O(all listeners).
     Listeners RemoveAll(int token);
+    /// They hear nothing more, and stay.
+    void SwitchOff(int token) noexcept;
     /// Leaves it empty and hands out what was in it, switched off.
     ListenerRegistry TakeAll() noexcept;
     /// Empty where nobody listens.
