@@ -290,17 +290,13 @@ void AddJson(Suite& suite, const std::vector<Document>& documents, const std::st
         Compare(suite, kCopy, RapidJson(), document, 1.0, 2.0);
         // Where a page is much, no process tells what a small document takes.
         if (document.text.size() > 100'000) {
-            suite.Compare({.name = "memory/" + document.name,
-                           .what = "peak memory " + document.name,
-                           .n = static_cast<int>(document.text.size()),
-                           .unit = "KB",
-                           .measure =
-                               [=] {
-                                   return Figures{PeakKilobytes(self, OurJson(), document),
-                                                  PeakKilobytes(self, NlohmannJson(), document)};
-                               },
-                           .of = "nlohmann",
-                           .goal = document.name == "canada" ? 0.0 : 1.0});
+            const auto peak = [=](const JsonLibrary& library) {
+                return [=] { return PeakKilobytes(self, library, document); };
+            };
+            suite.CompareAmounts({"peak memory " + document.name,
+                                  static_cast<int>(document.text.size()), peak(OurJson()),
+                                  peak(NlohmannJson()), "nlohmann",
+                                  document.name == "canada" ? 0.0 : 1.0});
         }
     }
     suite.Section("JSON documents, beside the other libraries");
