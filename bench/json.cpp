@@ -291,21 +291,14 @@ void AddJson(Suite& suite, const std::vector<Document>& documents, const std::st
         Compare(suite, kCopy, RapidJson(), document, 1.0, 2.0);
         // Where a page is much, no process tells what a small document takes.
         if (document.text.size() > 100'000) {
-            const auto memory = [&](const JsonLibrary& peer, double goal) {
-                suite.Compare({.name = "memory/" + peer.name + "/" + document.name,
-                               .what = "peak memory " + document.name,
-                               .n = static_cast<int>(document.text.size()),
-                               .unit = "KB",
-                               .measure =
-                                   [=] {
-                                       return Figures{PeakKilobytes(self, OurJson(), document),
-                                                      PeakKilobytes(self, peer, document)};
-                                   },
-                               .of = peer.name,
-                               .goal = goal});
+            const auto peak = [=](const JsonLibrary& library) {
+                return [=] { return PeakKilobytes(self, library, document); };
             };
-            memory(NlohmannJson(), document.name == "canada" ? 0.0 : 1.0);
-            memory(RapidJson(), 0.0);
+            const std::string name = "peak memory " + document.name;
+            const int size = static_cast<int>(document.text.size());
+            suite.CompareAmounts({name, size, peak(OurJson()), peak(NlohmannJson()), "nlohmann",
+                                  document.name == "canada" ? 0.0 : 1.0});
+            suite.CompareAmounts({name, size, peak(OurJson()), peak(RapidJson()), "RapidJSON"});
         }
     }
     suite.Section("JSON documents, beside the other libraries");

@@ -104,6 +104,19 @@ void Suite::Compare(const ApartRow& row) {
     lines.push_back({section, {}, row});
 }
 
+void Suite::CompareAmounts(const AmountRow& row) {
+    Compare({.name = Name("amounts", row.what, row.n),
+             .what = row.what,
+             .n = row.n,
+             .unit = "KB",
+             .measure =
+                 [=] {
+                     return Figures{row.measure(), row.measureOther()};
+                 },
+             .of = row.of,
+             .goal = row.goal});
+}
+
 void Suite::Check(const std::string& name, double tolerance, std::function<Agreement()> compare) {
     checks.push_back({name, tolerance, std::move(compare)});
 }

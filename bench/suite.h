@@ -49,6 +49,16 @@ struct ApartRow {
     double goal = 0.0;
 };
 
+/// Such a line of amounts of memory, in KB.
+struct AmountRow {
+    std::string what;
+    int n;
+    std::function<double()> measure;
+    std::function<double()> measureOther;
+    std::string of;
+    double goal = 0.0;
+};
+
 /// How far the answers of two contestants lie apart.
 struct Agreement {
     long long compared = 0;
@@ -70,6 +80,7 @@ public:
 
     void Compare(const Row& row);
     void Compare(const ApartRow& row);
+    void CompareAmounts(const AmountRow& row);
 
     /// Answers that must agree to `tolerance` before the measurement `name` is taken; 0
     /// asks for equality bit by bit.
