@@ -53,6 +53,7 @@ public:
 
 private:
     friend class Lock;
+    friend class Condition;
     std::mutex mutex;
 };
 
@@ -82,9 +83,6 @@ public:
             held.lock();
         }
     }
-    /// Takes over a mutex that is locked already.
-    Lock(Mutex& locked, std::adopt_lock_t adopt) CORE_REQUIRES(locked)
-        : held(locked.mutex, adopt) {}
     ~Lock() CORE_RELEASE() {}
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
@@ -106,6 +104,19 @@ public:
     /// False when the deadline has passed.
     bool WaitUntil(Lock& lock, std::chrono::steady_clock::time_point deadline) {
         return variable.wait_until(lock.held, deadline) == std::cv_status::no_timeout;
+    }
+    /// The same for a mutex that is locked already and stays so.
+    void Wait(Mutex& locked) CORE_REQUIRES(locked) {
+        std::unique_lock<std::mutex> lock(locked.mutex, std::adopt_lock);
+        variable.wait(lock);
+        lock.release();
+    }
+    bool WaitUntil(Mutex& locked, std::chrono::steady_clock::time_point deadline)
+        CORE_REQUIRES(locked) {
+        std::unique_lock<std::mutex> lock(locked.mutex, std::adopt_lock);
+        const std::cv_status status = variable.wait_until(lock, deadline);
+        lock.release();
+        return status == std::cv_status::no_timeout;
     }
     void NotifyOne() noexcept { variable.notify_one(); }
     void NotifyAll() noexcept { variable.notify_all(); }

@@ -78,9 +78,11 @@ public:
     }
 
 private:
-    static constexpr std::size_t kPerBlock = 32;
+    /// Some kilobytes a block, so that a queue that grows while its lock is held is seldom
+    /// kept waiting for memory.
+    static constexpr std::size_t kPerBlock = 64;
     /// A burst may keep some tens of kilobytes.
-    static constexpr std::size_t kKeptSpares = 16;
+    static constexpr std::size_t kKeptSpares = 8;
 
     struct Block {
         std::array<T, kPerBlock> elements{};
