@@ -194,7 +194,7 @@ TEST(MemChunks, LendsDisjointAlignedBlocks) {
 
 // Whoever looks at a chunk finds the one before it, however they were asked for.
 TEST(MemChunks, LinkEachChunkToTheOneBeforeAndAskTheHeapForSeveralAtOnce) {
-    for (const std::size_t block : {512, 3001, 4096, 16384, 1 << 20}) {
+    for (const std::size_t block : {512U, 3001U, 4096U, 16384U, 1U << 20}) {
         constexpr std::size_t kChunks = 100;
         std::vector<std::uint64_t> seen;
         seen.reserve(2 * kChunks);
@@ -218,6 +218,27 @@ TEST(MemChunks, LinkEachChunkToTheOneBeforeAndAskTheHeapForSeveralAtOnce) {
             EXPECT_EQ(chunk, Field(*reinterpret_cast<const std::uint64_t*>(next), 0));
             chunk = next;
         }
+    }
+}
+
+TEST(MemChunks, MakeDoWithOneChunkAtATimeWhereTheHeapIsShort) {
+    Dice dice(652);
+    MemChunks chunks(4096);
+    Lent lent;
+    for (int i = 0; i < 1000; ++i) {
+        // Memory for no chunk, for one, and for many.
+        const std::size_t most = dice.OneIn(2) ? SIZE_MAX : dice.OneIn(2) ? 5000 : 3000;
+        RefuseAllocationsAbove(most);
+        try {
+            lent.Add(chunks.Alloc(900, 8), 900);
+        } catch (const std::bad_alloc&) {
+            EXPECT_EQ(3000U, most);
+        }
+        RefuseAllocationsAbove(SIZE_MAX);
+    }
+    EXPECT_LT(700, lent.Count());
+    while (lent.Count() > 0) {
+        lent.Take(0);
     }
 }
 
