@@ -1,0 +1,95 @@
+// The plain functions, as a caller in C has them: each reaches the log of the process, and
+// each argument its place.
+
+#include <core/logging/log.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <regex>
+#include <string>
+
+#include "support/scratch_directory.h"
+
+namespace {
+
+using support::PathOf;
+using support::ScratchDirectory;
+
+/// What an action writes to the console, without colours, threads, times and line ends.
+std::string Logged(const std::function<void()>& action) {
+    testing::internal::CaptureStdout();
+    action();
+    const std::string output = testing::internal::GetCapturedStdout();
+    static const std::regex kVarying("\x1b\\[[0-9]*m|\\[\\d+\\]\\[[-0-9]+ [^\\]]*\\]|\\r");
+    return std::regex_replace(output, kVarying, "");
+}
+
+TEST(LogFunctions, EachWayToPrintPutsItsArgumentsInPlace) {
+    Logged([] {
+        CoreLogSetLogLevelByModule("ZYL", CORE_LOG_INFO);
+        CoreLogSetLogLevelByModule("printing", CORE_LOG_INFO);
+    });
+    const struct {
+        std::function<void()> print;
+        const char* expected;
+    } rows[] = {
+        {[] { CoreLogPrint("tag", CORE_LOG_WARN, "%d%% of %s", 5, "it"); },
+         "[Warn][tag]5% of it\n"},
+        {[] { CoreLogPrintWithSourceInfo("tag", CORE_LOG_INFO, "a.cpp", "Run", 7, "%c", 'x'); },
+         "[Info][tag]x[Run][7][a.cpp]\n"},
+        {[] { CoreLogPrintWithSourceInfo("tag", CORE_LOG_DEBUG, "a.cpp", "Run", 7, "below"); }, ""},
+        {[] { CoreLogPrintLog("printing", CORE_LOG_FATAL, "tag", "a.cpp", "Run", 7, "%.2f", 0.5); },
+         "[Fatal][tag]0.50[Run][7][a.cpp]\n"},
+        {[] { CoreLogPrint(nullptr, CORE_LOG_ERROR, nullptr); }, "[Error][]\n"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.expected, Logged(row.print));
+    }
+    CoreLogSetLogLevelByModule("ZYL", CORE_LOG_ERROR);
+}
+
+TEST(LogFunctions, SettingsReachTheirModuleOrThoseToCome) {
+    const int level = CoreLogGetLogLevel();
+    Logged([&] {
+        CoreLogSetLogLevelByModule("set", CORE_LOG_TRACKING);
+        EXPECT_EQ(CORE_LOG_TRACKING, CoreLogGetLogLevelByModule("set"));
+        EXPECT_EQ(level, CoreLogGetLogLevelByModule("not set"));
+        CoreLogSetLogSinkByModule("set", CORE_LOG_CONSOLE | CORE_LOG_DEBUGGER);
+        EXPECT_EQ(5U, CoreLogGetLogSinkByModule("set"));
+        EXPECT_EQ(1U, CoreLogGetLogSinkByModule("not set"));
+    });
+    const auto print = [](const char* tag) {
+        CoreLogPrintLog("set", CORE_LOG_INFO, tag, nullptr, nullptr, -1, "text");
+    };
+    EXPECT_EQ("[Info][a]text\n", Logged([&] { print("a"); }));
+    CoreLogAddFilterTag("b");
+    EXPECT_EQ("[Info][b]text\n", Logged([&] {
+                  print("a");
+                  print("b");
+              }));
+    CoreLogClearFilterTag();
+    EXPECT_EQ("[Info][a]text\n", Logged([&] { print("a"); }));
+}
+
+TEST(LogFunctions, ATaskIdNamesTheFile) {
+    const ScratchDirectory scratch;
+    Logged([&] {
+        CoreLogAutoFlush(true);
+        CoreLogSetTaskId("filed", "job 7");
+        CoreLogSetLogSinkByModule("filed", CORE_LOG_FILE);
+        CoreLogSetFilePath("filed", scratch.Path().c_str(), 0, 3);
+        CoreLogPrintLog("filed", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "text");
+        CoreLogFlush();
+        // Closes the file, so that the directory can go.
+        CoreLogSetLogSinkByModule("filed", 0);
+        CoreLogAutoFlush(false);
+    });
+    std::string name;
+    for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
+        name = support::Utf8Of(entry.path().filename());
+    }
+    EXPECT_EQ(0U, name.find("job 7_")) << name;
+}
+
+}  // namespace
