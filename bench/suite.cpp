@@ -163,12 +163,16 @@ Table Suite::Run(bool isTrial) const {
     std::printf("measuring, repetitions interleaved: nothing is shown until all are done\n");
     Collector collector;
     const std::set<std::string> names = SelectedNames();
+    bool hasAny = false;
     for (const auto& [name, loop] : loops) {
         if (names.count(name) > 0) {
             benchmark::RegisterBenchmark(name.c_str(), loop);
+            hasAny = true;
         }
     }
-    benchmark::RunSpecifiedBenchmarks(&collector, "all");
+    if (hasAny) {
+        benchmark::RunSpecifiedBenchmarks(&collector, "all");
+    }
 
     Table table;
     for (const Line& line : lines) {
