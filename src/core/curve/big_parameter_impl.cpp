@@ -83,12 +83,12 @@ BigParameterImpl::BigParameterImpl(const BigParameterImpl& other,
     UpdateSampling();
 }
 
-void BigParameterImpl::TakeCurve(BigParameterImpl& made) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+void BigParameterImpl::TakeCurve(BigParameterImpl& made) CORE_NO_THREAD_SAFETY_ANALYSIS {
     const RecursiveLock lock(mutex);
     Take(made.state);
 }
 
-void BigParameterImpl::Take(State& made) noexcept {
+void BigParameterImpl::Take(State& made) {
     std::swap(state, made);
     prepared = PreparedCurve();
     UpdateSampling();

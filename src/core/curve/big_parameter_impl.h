@@ -113,8 +113,8 @@ public:
     TimeValuePair KeyframeAt(std::size_t index) const;
 
     /// Takes the keyframes and settings of a curve that no other thread knows, which gets
-    /// its own in return.
-    void TakeCurve(BigParameterImpl& made) noexcept;
+    /// its own in return. Takes no memory, so that it can't fail.
+    void TakeCurve(BigParameterImpl& made);
 
     /// The curve as one dimension of a motion path: what it samples to, in numbers.
     MotionDimension AsMotionDimension() const;
@@ -161,7 +161,7 @@ private:
 
     // Settings
     State Snapshot() const;
-    void Take(State& made) noexcept CORE_REQUIRES(mutex);
+    void Take(State& made) CORE_REQUIRES(mutex);
     void UpdateSampling() CORE_REQUIRES(mutex);
     bool IsValid(int index) const CORE_REQUIRES(mutex) {
         return index >= 0 && static_cast<std::size_t>(index) < state.keyframes.Count();
