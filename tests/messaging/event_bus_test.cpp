@@ -312,8 +312,9 @@ TEST(AsyncEvents, AFloodOfChangesHoldsUpNoEvent) {
     AsyncEventBus bus;
     // Each change that is applied asks for the next one.
     struct Again {
-        const std::function<void()>& next;
+        explicit Again(const std::function<void()>& following) : next(following) {}
         ~Again() { next(); }
+        const std::function<void()>& next;
     };
     flood = [&] {
         if (!isOver) {
