@@ -45,9 +45,13 @@ and clocks.")
 
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libcore-dev)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+  # Its one program needs what the library needs. That can't be looked up, because the
+  # library is in a package that is only being made.
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-    "libcore${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+    "libcore${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}), libc6, libgcc-s1, libstdc++6")
+  set(CPACK_DEBIAN_DEVELOPMENT_DEBUGINFO_PACKAGE ON)
   set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
-    "${whatItIs}\n.\nThis package holds the headers, what CMake and pkg-config need to find\nthe library, and how debuggers show its objects.")
+    "${whatItIs}\n.\nThis package holds the headers, what CMake and pkg-config need to find\nthe library, how debuggers show its objects, and core-inspect, which looks\ninto stored documents.")
 endif()
 include(CPack)

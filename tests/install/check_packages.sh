@@ -46,9 +46,10 @@ field "$development" Depends "libcore$major (= $version)"
     "libcore $major libcore$major (>= $version)" ]] || fail "wrong shlibs"
 dpkg-deb --contents "$symbols" | grep -q '/usr/lib/debug/.*\.debug$' || fail "no debug information"
 # The packages stay within a company and have neither a licence nor Debian's changelog;
-# cpack's scripts call ldconfig, which the trigger does too.
+# cpack's scripts call ldconfig, which the trigger does too. The guide has a page on
+# core-inspect.
 lintian --allow-root --fail-on error,warning \
-    --suppress-tags no-copyright-file,no-changelog,bogus-mail-host,maintscript-calls-ldconfig \
+    --suppress-tags no-copyright-file,no-changelog,bogus-mail-host,maintscript-calls-ldconfig,no-manual-page \
     "$library" "$development"
 
 # Of what is installed here, the root's dpkg knows what the library depends on.
@@ -68,6 +69,7 @@ if in_root --install "$development" >"$work/refused" 2>&1; then
 fi
 in_root --install "$library" "$development"
 consumers "$root/usr" debian -DCOMPILER=g++
+"$root/usr/bin/core-inspect" --version | grep -qF "$version" || fail "no core-inspect"
 
 # gdb loads the printers by itself; it looks for them by the full name of the library.
 mkdir -p "$work/gdb$root"
