@@ -121,6 +121,10 @@ TEST(Freeze, ADurationIsRefusedLikewise) {
     EXPECT_FALSE(speed->SetFreezeFrameDuration(-1, 1.0));
     EXPECT_FALSE(speed->SetFreezeFrameDuration(1, 1.0));  // its end is no freeze
     EXPECT_EQ(9.0, speed->GetRenderTotalTime());
+    // As short as it likes, but then for good.
+    EXPECT_TRUE(speed->SetFreezeFrameDuration(0, 5e-8));
+    EXPECT_FALSE(speed->SetFreezeFrameDuration(0, 2.0));
+    EXPECT_NEAR(7.0, speed->GetRenderTotalTime(), 1e-7);
 }
 
 TEST(Freeze, KeepsTheShapeOfARampAndItsLength) {

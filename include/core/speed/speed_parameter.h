@@ -94,8 +94,9 @@ public:
     /// The number of keyframes.
     virtual int GetKeyFramesCountEx();
     /// Makes the freeze with this index, in order of time, last `duration` seconds;
-    /// later ones move with its end. False, changing nothing, for an index outside
-    /// and for a duration that is not finite or below 1e-7.
+    /// later ones move with its end. False, changing nothing, for an index outside,
+    /// for a duration that is not finite or not above 0, and for a freeze that lasts
+    /// less than 1e-7 now.
     virtual bool SetFreezeFrameDuration(int index, double duration);
 
     /// Shows the instant at `pointTime` for `duration` seconds; what follows comes

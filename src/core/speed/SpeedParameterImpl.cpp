@@ -234,14 +234,18 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
 }
 
 bool SpeedParameterImpl::SetFreezeFrameDuration(int index, double duration) {
-    if (!std::isfinite(duration) || duration < kTolerance) {
+    if (!std::isfinite(duration) || duration <= 0.0) {
         return false;
     }
     const RecursiveLock lock(mutex);
-    if (index < 0 || static_cast<std::size_t>(index) >= freeze.Frames().size()) {
+    const std::size_t place = static_cast<std::size_t>(index);
+    // Kept on purpose: a freeze may become shorter than any that can be added, and then
+    // stays as it is. Callers rely on the answers.
+    if (index < 0 || place >= freeze.Frames().size() ||
+        freeze.Frames()[place].duration < kTolerance) {
         return false;
     }
-    freeze.SetDuration(static_cast<std::size_t>(index), duration);
+    freeze.SetDuration(place, duration);
     FreezesChanged();
     return true;
 }
