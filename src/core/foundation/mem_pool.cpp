@@ -88,6 +88,20 @@ struct MemChunks::Batch {
         }
         return static_cast<char*>(place);
     }
+    /// The oldest first: a heap that gives its end back to the system does so once then.
+    static void FreeAll(Link* newest, std::size_t stride) noexcept {
+        Link* oldest = nullptr;
+        while (newest != nullptr) {
+            char* const start = static_cast<char*>(static_cast<void*>(newest));
+            void* const batch = start - (Of(newest, stride).taken - 1) * stride;
+            Link* const first = static_cast<Link*>(batch);
+            newest = std::exchange(first->next, oldest);
+            oldest = first;
+        }
+        while (oldest != nullptr) {
+            ::operator delete(std::exchange(oldest, oldest->next));
+        }
+    }
 };
 
 void MemChunks::AddChunk() {
@@ -137,22 +151,17 @@ void MemChunks::Dealloc(void* pointer, std::size_t size) noexcept {
 }
 
 void MemChunks::Clear() noexcept {
-    // The oldest first: a heap that gives its end back to the system does so once then.
-    const std::size_t stride = Batch::Stride(chunkSize);
-    Link* oldest = nullptr;
-    while (chunk != nullptr) {
-        void* const start = ChunkStart() - (Batch::Of(chunk, stride).taken - 1) * stride;
-        Link* const first = static_cast<Link*>(start);
-        chunk = std::exchange(first->next, oldest);
-        oldest = first;
+    // Most documents end with their first chunk.
+    if (chunk != nullptr && chunk->next == nullptr) {
+        ::operator delete(chunk);
+    } else {
+        Batch::FreeAll(chunk, Batch::Stride(chunkSize));
     }
-    while (oldest != nullptr) {
-        ::operator delete(std::exchange(oldest, oldest->next));
-    }
+    chunk = nullptr;
+    cursor = nullptr;
     while (bigRequests != nullptr) {
         ::operator delete(std::exchange(bigRequests, bigRequests->next));
     }
-    cursor = nullptr;
 }
 
 MemPool::MemPool() : MemPool(kSmallestPoolBlock) {}
