@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "fuzz/require.h"
+#include "support/utf8.h"
 
 namespace {
 
@@ -18,24 +19,6 @@ constexpr wchar_t kReplacement = 0xFFFD;
 
 bool IsScalar(std::uint32_t codePoint) {
     return codePoint < 0xD800 || (codePoint >= 0xE000 && codePoint < 0x110000);
-}
-
-// By arithmetic on the number.
-std::string Utf8Of(std::uint32_t codePoint) {
-    const auto byte = [](std::uint32_t value) { return static_cast<char>(value); };
-    const char last = byte(128 + codePoint % 64);
-    const char second = byte(128 + codePoint / 64 % 64);
-    const char third = byte(128 + codePoint / 4096 % 64);
-    if (codePoint < 128) {
-        return {byte(codePoint)};
-    }
-    if (codePoint < 2048) {
-        return {byte(192 + codePoint / 64), last};
-    }
-    if (codePoint < 65536) {
-        return {byte(224 + codePoint / 4096), second, last};
-    }
-    return {byte(240 + codePoint / 262144), third, second, last};
 }
 
 /// The code point whose UTF-8 `bytes` are, or -1: read without a question, then written.

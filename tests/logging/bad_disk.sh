@@ -51,7 +51,8 @@ try_it() {
                 mount -t tmpfs -o ro tmpfs "$folder/logs/blocked" 2>/dev/null || exit 77
                 mounted=$folder/logs/blocked
             fi
-            "$program" beside "$folder/logs" "$folder/logs/blocked"
+            # What finds no folder goes where the program stands.
+            (cd "$folder" && "$program" beside "$folder/logs" "$folder/logs/blocked")
             ;;
     esac
     "$program" check "$folder/logs" | tee "$folder/verdict"

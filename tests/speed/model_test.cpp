@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/dice.h"
+#include "support/speed_edits.h"
 #include "support/speed_words.h"
 
 namespace {
@@ -13,66 +14,14 @@ int RandomType(Dice& dice) {
     return dice.Pick(std::vector<int>{kHold, kLine, kEasedStep});
 }
 
-/// The same edit on both; sometimes to a copy that takes over. The keyframe at 0
-/// stays: on a curve that starts later the two mappings don't fit each other.
-void Edit(std::unique_ptr<SpeedParameter>& speed, SpeedModel& model, Dice& dice) {
-    const int count = static_cast<int>(model.keys.size());
-    const int index = dice.Below(count);
-    const double value = dice.OneIn(4) ? 1.0 : dice.Between(0.05, 4.0);
-    const int type = RandomType(dice);
-    const double pointTime = dice.Between(0, model.total + 3);
-    SpeedModel::Key& key = model.keys[static_cast<std::size_t>(index)];
-    switch (dice.Below(10)) {
-        case 0:
-        case 1: {
-            const double time = dice.Between(0, model.total);
-            speed->AddPoint(time, value, KeyframeInterpolationType(type));
-            model.Add(time, value, type);
-            break;
-        }
-        case 2:
-            if (index > 0 && count > 3) {
-                speed->RemovePoint(index);
-                model.Remove(index);
-            }
-            break;
-        case 3:
-            speed->SetPointValue(index, value);
-            key.speed = value;
-            break;
-        case 4:
-            speed->SetPointInterpolationType(index, KeyframeInterpolationType(type));
-            key.type = type;
-            break;
-        case 5: {
-            const double total = dice.Between(5, 15);
-            speed->SetSourceTotalTime(total);
-            model.SetTotal(total);
-            break;
-        }
-        case 6:
-        case 7: {
-            const double duration = dice.Between(0.1, 3);
-            ASSERT_EQ(model.AddFreeze(pointTime, duration),
-                      speed->AddFreezeFrame(pointTime, duration));
-            break;
-        }
-        case 8: {
-            const int freeze = dice.Below(3);
-            const double duration = dice.Between(-0.5, 3);
-            ASSERT_EQ(model.SetFreezeDuration(freeze, duration),
-                      speed->SetFreezeFrameDuration(freeze, duration));
-            break;
-        }
-        default:
-            model.reverse = dice.OneIn(2);
-            speed->SetReverse(model.reverse);
-            if (dice.OneIn(2)) {
-                speed = std::make_unique<SpeedParameter>(*speed);
-            }
-            break;
-    }
-}
+struct DiceChoices {
+    int Below(int count) { return dice.Below(count); }
+    bool Flag() { return dice.OneIn(2); }
+    double Between(double from, double to) { return dice.Between(from, to); }
+    double Speed() { return dice.OneIn(4) ? 1.0 : dice.Between(0.05, 4.0); }
+
+    Dice& dice;
+};
 
 void ExpectAgreement(SpeedParameter& speed, const SpeedModel& model, Dice& dice) {
     constexpr double kRounding = 1e-9;
@@ -104,7 +53,8 @@ TEST(SpeedModelTest, ThousandsOfScriptsAgree) {
         // Small scripts first.
         const int steps = 1 + static_cast<int>(seed / 100);
         for (int step = 0; step < steps; ++step) {
-            Edit(speed, model, dice);
+            DiceChoices choices{dice};
+            ASSERT_TRUE(plain::EditBoth(speed, model, choices)) << "seed " << seed;
             ExpectAgreement(*speed, model, dice);
             if (HasFailure()) {
                 FAIL() << "seed " << seed << ", step " << step << "\n" << model.Print();
