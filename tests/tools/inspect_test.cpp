@@ -211,6 +211,8 @@ TEST(InspectErrors, NameTheFileInOneLineAndEndWith2) {
         {{"convert", good, folder.Path()}, folder.Path() + ": is a directory"},
         {{"convert", folder.Write("nan", "\xCB\x7F\xF8\x01\x01\x01\x01\x01\x01"), "-"},
          folder.Path("nan") + ": holds a number that is not finite"},
+        {{"convert", folder.Write("deep", std::string(82, '\x91') + '\x05'), "-"},
+         folder.Path("deep") + ": its JSON could not be read again: nested deeper than 81 levels"},
     };
     for (const auto& c : cases) {
         const Outcome outcome = Inspect(c.arguments);

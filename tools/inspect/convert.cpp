@@ -1,5 +1,6 @@
 #include "inspect/describe.h"
 #include "inspect/document.h"
+#include "inspect/json_fault.h"
 #include "inspect/verbs.h"
 
 #include <cmath>
@@ -76,6 +77,10 @@ int Convert(const ConvertRequest& request, const Console& console) {
             document.Root().PrettyDump(bytes, 0);
         } else {
             document.Root().Dump(bytes);
+        }
+        // Packed data nests deeper than the reader of JSON goes, for one.
+        if (const auto fault = FindJsonFault(bytes)) {
+            throw Failure(document.Name(), "its JSON could not be read again: " + fault->what);
         }
         bytes += '\n';
     }
