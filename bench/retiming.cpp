@@ -94,8 +94,7 @@ void AddRamp(Suite& suite, int n) {
             suite.Check(theirName, 0.0, [=] { return FramesThatDiffer(*ours, *theirs, *frames); });
             MeasurePeer(suite, ourName, ours, frames);
             MeasurePeer(suite, theirName, theirs, frames);
-            suite.Compare({std::string(library.name) + ", " + how, n, theirName, ourName,
-                           "this library", 0.0});
+            suite.Compare({how, n, ourName, theirName, library.name, 0.0});
         }
     }
 }
