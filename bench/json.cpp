@@ -82,7 +82,7 @@ std::string NameOf(const char* what, const JsonLibrary& library, const Document&
 }
 
 /// Runs `action` on trees that `make` makes while the clock stands: on many small ones
-/// at once, since stopping it takes 2 us. They are destroyed while it stands, too.
+/// at once, since stopping it takes 1 us. They are destroyed while it stands, too.
 template <class Make, class Action>
 void RunOnTrees(benchmark::State& state, std::size_t textSize, Make&& make, Action&& action) {
     const std::size_t batch = 1 + 400'000 / textSize;
