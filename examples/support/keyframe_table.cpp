@@ -39,9 +39,6 @@ constexpr std::array<NamedType, 4> kParameterTypes = {{
     {"point", core::ParameterPoint},
 }};
 
-// Times closer than this are one keyframe to the library.
-constexpr double kTimeTolerance = 1e-7;
-
 constexpr std::string_view kBlanks = " \t";
 
 std::string Quoted(std::string_view text) {
@@ -297,7 +294,7 @@ private:
         });
         std::vector<KeyframeRow> sorted;
         for (std::size_t i = 0; i < order.size(); ++i) {
-            if (i > 0 && table.rows[order[i]].time - sorted.back().time < kTimeTolerance) {
+            if (i > 0 && table.rows[order[i]].time - sorted.back().time < core::kTimeTolerance) {
                 const auto [first, second] = std::minmax(lines[order[i - 1]], lines[order[i]]);
                 FailAt(second, "the keyframe in line " + std::to_string(first) +
                                    " has the same time, " + ShortText(sorted.back().time, 9));

@@ -24,10 +24,6 @@ namespace {
 using core::TimeValuePair;
 using Interpolation = core::KeyframeInterpolationType;
 
-// Times closer than this are one keyframe to the library.
-constexpr double kTimeTolerance = 1e-7;
-// Speeds below this count as none.
-constexpr double kNearZero = 0.0001;
 // Files keep eight decimals, which may round a fraction of 1 upwards.
 constexpr double kSavedDigit = 1e-8;
 
@@ -164,7 +160,7 @@ private:
             return a.time < b.time;
         };
         for (std::size_t i = 1; i < times.size(); ++i) {
-            if (times[i].time < times[i - 1].time - kTimeTolerance) {
+            if (times[i].time < times[i - 1].time - core::kTimeTolerance) {
                 Report("keyframe " + std::to_string(times[i].index) + " of the file (" +
                        TimeText(times[i].time) + ") stands behind one of a later time, " +
                        TimeText(times[i - 1].time));
@@ -172,7 +168,7 @@ private:
         }
         std::stable_sort(times.begin(), times.end(), isBefore);
         for (std::size_t i = 1; i < times.size(); ++i) {
-            if (times[i].time - times[i - 1].time < kTimeTolerance) {
+            if (times[i].time - times[i - 1].time < core::kTimeTolerance) {
                 const auto [first, last] = std::minmax(times[i - 1].index, times[i].index);
                 Report("keyframe " + std::to_string(last) + " of the file (" +
                        TimeText(times[i].time) + ") has the time of keyframe " +
@@ -282,14 +278,14 @@ private:
                 continue;
             }
             const double value = keyframe.GetValue().AsDouble();
-            if (std::fabs(value) < kNearZero && i + 1 < keyframes.size()) {
+            if (std::fabs(value) < core::kNearZeroSpeed && i + 1 < keyframes.size()) {
                 Report(keyframe, i,
                        "speed " + NumberText(value) + " turns into a freeze of " +
                            NumberText(keyframes[i + 1].GetTime() - keyframe.GetTime()) + " s");
-            } else if (value < 0.0 && std::fabs(value) >= kNearZero) {
+            } else if (value < 0.0 && std::fabs(value) >= core::kNearZeroSpeed) {
                 Report(keyframe, i, "speed " + NumberText(value) + " is negative");
             }
-            if (keyframe.GetTime() > length + kTimeTolerance) {
+            if (keyframe.GetTime() > length + core::kTimeTolerance) {
                 Report(keyframe, i,
                        "lies beyond the length of the source, " + NumberText(length) + " s");
             }
@@ -311,7 +307,7 @@ private:
         const bool hasOthers =
             std::any_of(keyframes.begin(), keyframes.end(), [](const TimeValuePair& keyframe) {
                 return keyframe.GetValue().IsNumber() &&
-                       std::fabs(keyframe.GetValue().AsDouble()) < kNearZero;
+                       std::fabs(keyframe.GetValue().AsDouble()) < core::kNearZeroSpeed;
             });
         const auto stored = static_cast<std::size_t>(freezes->Count());
         const std::size_t taken = example::FreezesOf(speed).size();

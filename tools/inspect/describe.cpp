@@ -31,7 +31,7 @@ std::string NumberText(double value) {
 }
 
 std::string TimeText(double time) {
-    return NumberText(time) + (time >= kLeastTicks ? " ticks" : " s");
+    return NumberText(time) + (time >= core::kFirstTickCount ? " ticks" : " s");
 }
 
 std::string ValueText(const core::ValAny& value) {

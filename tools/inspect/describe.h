@@ -6,10 +6,6 @@
 
 namespace inspect {
 
-/// Times of keyframes from here on are counts of ticks of 100 ns, not seconds.
-inline constexpr double kLeastTicks = 166666.66666666666;
-inline constexpr double kTicksPerSecond = 10000000.0;
-
 /// The shortest text that reads back as this number, whatever the locale is.
 std::string NumberText(double value);
 

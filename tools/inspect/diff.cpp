@@ -22,7 +22,6 @@ namespace {
 using core::TimeValuePair;
 
 // Times closer than this are one keyframe to the library.
-constexpr double kTimeTolerance = 1e-7;
 // How far ahead a moved keyframe is looked for, so that a pair of long curves that have
 // nothing in common takes no longer than others.
 constexpr std::size_t kLookAhead = 64;
@@ -165,12 +164,12 @@ private:
             return false;
         }
         const double shift = b.keyframes.front().GetTime() - a.keyframes.front().GetTime();
-        if (std::fabs(shift) < kTimeTolerance) {
+        if (std::fabs(shift) < core::kTimeTolerance) {
             return false;
         }
         for (std::size_t i = 0; i < count; ++i) {
             const double moved = b.keyframes[i].GetTime() - a.keyframes[i].GetTime();
-            if (std::fabs(moved - shift) >= kTimeTolerance ||
+            if (std::fabs(moved - shift) >= core::kTimeTolerance ||
                 !Changes(a.keyframes[i], b.keyframes[i]).empty()) {
                 return false;
             }
@@ -187,7 +186,7 @@ private:
             const bool hasBoth = i < a.keyframes.size() && j < b.keyframes.size();
             const double ahead =
                 hasBoth ? b.keyframes[j].GetTime() - a.keyframes[i].GetTime() : 0.0;
-            if (hasBoth && std::fabs(ahead) < kTimeTolerance) {
+            if (hasBoth && std::fabs(ahead) < core::kTimeTolerance) {
                 CompareGap(gone, added);
                 gone.clear();
                 added.clear();

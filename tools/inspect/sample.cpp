@@ -167,7 +167,7 @@ void SampleParameter(core::Parameter& parameter, const SampleRequest& request,
         throw Failure(name, "holds no keyframe; say --from and --to");
     }
     const double last = parameter.GetPointTime(count - 1);
-    const double unit = last >= kLeastTicks ? kTicksPerSecond : 1.0;
+    const double unit = last >= core::kFirstTickCount ? core::kTicksPerSecond : 1.0;
     const double fps = request.fps.value_or(kDefaultFps);
     const Frames frames = FramesBetween(request.from.value_or(parameter.GetPointTime(0) / unit),
                                         request.to.value_or(last / unit), fps, name);

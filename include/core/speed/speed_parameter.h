@@ -11,6 +11,10 @@ namespace core {
 
 class SpeedParameterImpl;
 
+/// Slower than this a segment shows next to one picture: copies, and readers of older
+/// texts, turn it into a freeze. Stored projects hold freezes made of such speeds.
+inline constexpr double kNearZeroSpeed = 0.0001;
+
 /// The speed of a clip, and what follows from it: which source time is shown at a
 /// render time, and when a source time is shown.
 ///

@@ -1,7 +1,9 @@
 #include "core/curve/area.h"
 
+#include "core/curve/easing.h"
 #include "core/curve/polynomial.h"
-#include "core/curve/time_unit.h"
+
+#include <core/curve/time_unit.h>
 
 #include <algorithm>
 #include <array>
@@ -79,7 +81,7 @@ struct Piece {
 //
 //     -e^(-k p) (k sin(theta) + m cos(theta)) / (k^2 + m^2)
 double ElasticAntiderivative(double p) noexcept {
-    constexpr double w = 2.0943951023931953;
+    constexpr double w = kElasticAngle;
     constexpr double k = 10.0 * std::numbers::ln2;
     constexpr double m = 10.0 * w;
     const double theta = (10.0 * p - 0.75) * w;
@@ -164,7 +166,7 @@ void AddRunningPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve
             piece.kind = Piece::Kind::Elastic;
             pieces.Add(piece);
             break;
-        case Segment::Shape::Bounce: {
+        default: {  // Bounce
             // y0 + dy (n (u - top)^2 + floor), multiplied out.
             constexpr double n = kBounceSteepness;
             double from = times.from;
@@ -182,9 +184,6 @@ void AddRunningPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve
             }
             break;
         }
-        default:  // Blend
-            pieces.Add(piece);
-            break;
     }
 }
 
@@ -275,7 +274,7 @@ Cuts TurningPoints(const Piece& piece, double u0, double u1) noexcept {
     }
     // The derivative of 2^(-10 p) sin(theta) vanishes where
     // tan(theta) = 2 pi / (3 ln 2); theta grows by pi every 0.15.
-    constexpr double w = 2.0943951023931953;
+    constexpr double w = kElasticAngle;
     const double first = (std::atan2(w, std::numbers::ln2) / w + 0.75) / 10.0;
     for (int half = -1; half < 7; ++half) {
         cuts.Add(first + 0.15 * half, u0, u1);

@@ -1,5 +1,6 @@
 #include "core/curve/area_index.h"
 
+#include "core/curve/numbers.h"
 #include "core/curve/sorted_times.h"
 
 #include <algorithm>
@@ -10,8 +11,6 @@
 
 namespace core {
 namespace {
-
-constexpr double kNoArea = 1e-20;
 
 // Sums of areas are rounded to about this part of all the area summed.
 constexpr double kSumRounding = 1e-15;
@@ -143,7 +142,7 @@ double AreaIndex::Area(const CurveView& curve, double from, double to) const noe
 
 bool AreaIndex::Solve(const CurveView& curve, double start, double area, double ratio,
                       double& time) const noexcept {
-    if (std::fabs(area) < kNoArea) {
+    if (std::fabs(area) < kNegligible) {
         time = start;
         return true;
     }

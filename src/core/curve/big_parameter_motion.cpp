@@ -1,10 +1,11 @@
 #include "core/curve/big_parameter_impl.h"
 
 #include "core/curve/numbers.h"
-#include "core/curve/time_unit.h"
 
 #include <core/curve/control_points.h>
 #include <core/curve/motion_path.h>
+
+#include <core/curve/time_unit.h>
 
 #include <utility>
 

@@ -14,8 +14,6 @@
 namespace core {
 namespace {
 
-constexpr double kNoArea = 1e-20;
-
 Segment UnreadableSegment() noexcept {
     Segment segment;
     segment.shape = Segment::Shape::NotNumeric;
@@ -202,7 +200,7 @@ double BigParameterImpl::SolveTimeBaseArea(double start, double area) const {
     const RecursiveLock lock(mutex);
     const std::size_t count = state.keyframes.Count();
     if (count == 0 || !std::isfinite(start) || !std::isfinite(area)) {
-        if (std::fabs(area) < kNoArea) {
+        if (std::fabs(area) < kNegligible) {
             return start;
         }
         ReportUnsolved(kFunction, 2228);

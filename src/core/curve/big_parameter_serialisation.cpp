@@ -14,6 +14,7 @@
 namespace core {
 namespace {
 
+// The line is this one.
 void ReportSkippedKeyframe() {
     char text[64];
     std::snprintf(text, sizeof text, "file[%s] line[%d]", "big_parameter_impl", __LINE__);

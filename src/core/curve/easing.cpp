@@ -115,8 +115,7 @@ const CubicEasing* FindCubicEasing(KeyframeInterpolationType type) noexcept {
 }
 
 double ElasticSwing(double p) noexcept {
-    constexpr double kPerTurn = 2.0943951023931953;  // 2 pi / 3
-    return std::exp2(-10.0 * p) * std::sin((10.0 * p - 0.75) * kPerTurn) + 1.0;
+    return std::exp2(-10.0 * p) * std::sin((10.0 * p - 0.75) * kElasticAngle) + 1.0;
 }
 
 double EaseOutElastic(double p) noexcept {

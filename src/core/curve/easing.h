@@ -62,6 +62,9 @@ private:
 /// Built once for the process on first use; read-only afterwards.
 const CubicEasing* FindCubicEasing(KeyframeInterpolationType type) noexcept;
 
+/// 2 pi / 3, the elastic easing's angle for a tenth of its progress.
+inline constexpr double kElasticAngle = 2.0943951023931953;
+
 /// 2^(-10 p) sin((10 p - 0.75) 2 pi / 3) + 1: how a spring comes to rest.
 double ElasticSwing(double p) noexcept;
 /// The same with exact ends; at the very end the swing is still 1/2048 above 1.

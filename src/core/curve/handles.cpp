@@ -1,7 +1,8 @@
 #include "core/curve/handles.h"
 
 #include "core/curve/segment.h"
-#include "core/curve/time_unit.h"
+
+#include <core/curve/time_unit.h>
 
 #include <cmath>
 

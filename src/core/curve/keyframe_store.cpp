@@ -8,7 +8,7 @@ namespace core {
 namespace {
 
 // Wider than the match itself, so that the rounding of a sum can't hide a match.
-constexpr double kSearchMargin = 2.0 * KeyframeStore::kTimeTolerance;
+constexpr double kSearchMargin = 2.0 * kTimeTolerance;
 
 }  // namespace
 

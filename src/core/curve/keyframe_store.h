@@ -4,6 +4,7 @@
 
 #include "core/curve/sorted_times.h"
 
+#include <core/curve/time_unit.h>
 #include <core/curve/time_value_pair.h>
 
 #include <cstddef>
@@ -17,10 +18,6 @@ class KeyframeStore {
 public:
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-    /// Two times closer than this are one keyframe, seconds and ticks alike. Stored
-    /// projects hold times with eight decimals: ten times larger merges keyframes
-    /// that a file keeps apart, ten times smaller splits one that went through it.
-    static constexpr double kTimeTolerance = 1e-7;
     static bool Matches(double a, double b) noexcept {
         const double difference = a - b;
         return difference > -kTimeTolerance && difference < kTimeTolerance;

@@ -33,7 +33,7 @@ using Type = KeyframeInterpolationType;
 
 // Between an added keyframe and the next one: twice what makes them match, so that
 // they stay two when a file rounds their times.
-constexpr double kNearestKeyframe = 2.0 * KeyframeStore::kTimeTolerance;
+constexpr double kNearestKeyframe = 2.0 * kTimeTolerance;
 
 constexpr std::size_t kMostPieces = 64;
 

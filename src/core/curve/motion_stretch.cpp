@@ -2,7 +2,8 @@
 
 #include "core/curve/numbers.h"
 #include "core/curve/sorted_times.h"
-#include "core/curve/time_unit.h"
+
+#include <core/curve/time_unit.h>
 
 #include <algorithm>
 #include <cmath>

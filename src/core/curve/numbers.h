@@ -10,6 +10,11 @@
 
 namespace core {
 
+/// Areas, totals, speeds and coefficients nearer to zero than this are taken for zero:
+/// those of real curves are many orders of magnitude larger, and dividing by one would
+/// overflow. Kept on purpose: what has no answer, and is reported, depends on it.
+inline constexpr double kNegligible = 1e-20;
+
 /// The value as a curve reads it: a number, or a boolean as 0 or 1. False, leaving
 /// `number` alone, for anything else.
 inline bool ReadNumber(const ValAny& value, double& number) {

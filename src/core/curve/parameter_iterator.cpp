@@ -11,11 +11,12 @@ namespace {
 BigParameterImpl* Walked(const KeyframeHandle* parameter, const char* nullParameterFunction,
                          const char* nullImplementationFunction) {
     if (parameter == nullptr) {
-        Report(ReportLevel::Error, "ZYL", "parameteter is nullptr", nullParameterFunction);
+        Report(ReportLevel::Error, kOwnModule, "parameteter is nullptr", nullParameterFunction);
         return nullptr;
     }
     if (parameter->p_impl() == nullptr) {
-        Report(ReportLevel::Error, "ZYL", "keyframes_impl is nullptr", nullImplementationFunction);
+        Report(ReportLevel::Error, kOwnModule, "keyframes_impl is nullptr",
+               nullImplementationFunction);
         return nullptr;
     }
     return parameter->p_impl();

@@ -53,14 +53,14 @@ public:
         // Rounding moves a time by far less than the tolerance; from many digits on, it
         // may do anything.
         double saved = std::fabs(time) < kFewDigits ? time : Saved(time);
-        if (saved - previous >= 2.0 * KeyframeStore::kTimeTolerance) {
+        if (saved - previous >= 2.0 * kTimeTolerance) {
             previous = saved;
             return time;
         }
         const double before = Saved(previous);
         saved = Saved(time);
         bool isMoved = false;
-        for (double step = 1.1 * KeyframeStore::kTimeTolerance;
+        for (double step = 1.1 * kTimeTolerance;
              !(saved > before) || KeyframeStore::Matches(saved, before); step *= 2.0) {
             saved = Saved(before + step);
             isMoved = true;

@@ -1,5 +1,7 @@
 #include "core/curve/polynomial.h"
 
+#include "core/curve/numbers.h"
+
 #include <algorithm>
 #include <numbers>
 
@@ -9,12 +11,8 @@
 namespace core {
 namespace {
 
-// Coefficients this small stem from rounding: values and times of a curve are
-// many orders of magnitude larger, and dividing by one would overflow.
-constexpr double kZero = 1e-20;
-
 bool IsZero(double x) noexcept {
-    return std::fabs(x) < kZero;
+    return std::fabs(x) < kNegligible;
 }
 
 RealRoots SolveLinear(double c0, double c1) noexcept {

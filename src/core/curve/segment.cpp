@@ -1,12 +1,11 @@
 #include "core/curve/segment.h"
 
 #include "core/curve/numbers.h"
-#include "core/curve/time_unit.h"
-#include "core/foundation/report.h"
+
+#include <core/curve/time_unit.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 // Letters of this file: (t0, y0) and (t1, y1) are the ends of the segment, dt and
 // dv the differences of time and value, d0 and d1 the end slopes times dt, u the
@@ -16,7 +15,7 @@ namespace core {
 namespace {
 
 // Offsets this small are rounding; see `BezierAnchors`.
-constexpr double kNoOffset = 1e-20;
+constexpr double kNoOffset = kNegligible;
 
 Segment CubicSegment(double start, double span, double c0, double c1, double c2,
                      double c3) noexcept {
@@ -115,14 +114,8 @@ Segment EaseSegment(const SegmentEnds& e) noexcept {
         s.shape = Segment::Shape::CubicEasing;
     } else if (e.type0 == KeyframeInterpolationType::EaseOutElastic) {
         s.shape = Segment::Shape::Elastic;
-    } else if (e.type0 == KeyframeInterpolationType::EaseOutBounce) {
-        s.shape = Segment::Shape::Bounce;
     } else {
-        char text[96];
-        std::snprintf(text, sizeof text, "easingFunc is empty set file[%s] line[%d]",
-                      "core::BigParameterImpl::GetValue", 530);
-        Report(ReportLevel::Warn, "core", text);
-        s.shape = Segment::Shape::Blend;
+        s.shape = Segment::Shape::Bounce;
     }
     return s;
 }
@@ -237,8 +230,6 @@ double SampleSegment(const Segment& segment, const SegmentCurve* curve, double t
             return c[0] + c[1] * EaseOutElastic(segment.EasedProgress(t));
         case Segment::Shape::Bounce:
             return c[0] + c[1] * EaseOutBounce(segment.EasedProgress(t));
-        case Segment::Shape::Blend:
-            return c[0] + c[1] * segment.EasedProgress(t);
         case Segment::Shape::Stale:
         case Segment::Shape::Stored:
         case Segment::Shape::Path:

@@ -94,7 +94,6 @@ struct alignas(64) Segment {
         CubicEasing,      ///< c[0] + c[1] e(u), `easing` is e
         Elastic,          ///< the same with `EaseOutElastic`
         Bounce,           ///< the same with `EaseOutBounce`
-        Blend,            ///< c[0] + c[1] u, u clamped to [0, 1]
         Stored,           ///< the start keyframe's value in its own kind
         Path,             ///< a point: X and Y of the curve at u
         NotNumeric,       ///< the values can't be read as the shape needs them

@@ -37,7 +37,7 @@ public:
     void* Alloc(std::size_t size) {
         return pool != nullptr ? pool->Alloc(size, 8) : allocator->Alloc(size, 8);
     }
-    /// The same for a size that the compiler knows, with its list picked ahead.
+    /// The same for a size that the compiler knows and can pick the list for.
     template <std::size_t size>
     void* AllocNode() {
         return pool != nullptr ? pool->Alloc(size, 8) : allocator->Alloc(size, 8);

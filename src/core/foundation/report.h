@@ -7,6 +7,9 @@
 
 namespace core {
 
+/// The module of the library's own lines, and the tag of those without a category.
+inline constexpr char kOwnModule[] = "ZYL";
+
 enum class ReportLevel : int { Warn = 5, Error = 6 };
 
 /// One report as the sink receives it. The pointers live as long as the call.
@@ -31,6 +34,9 @@ void Report(ReportLevel level, const char* tag, const char* text,
 
 /// "error. FUNCTION line[LINE]" at error level under the tag "core": how the
 /// curves report a question that has no answer.
+///
+/// Kept on purpose: functions and lines are names of these reports, which log filters
+/// look for; they follow no source.
 void ReportUnsolved(const char* function, int line) noexcept;
 
 }  // namespace core

@@ -4,12 +4,11 @@
 
 #include <core/version.h>
 
-#include <string_view>
-#include <utility>
+#include <string>
 
 namespace core {
 
-BsConsoleChannel::BsConsoleChannel(std::string channelName) : name(std::move(channelName)) {
+BsConsoleChannel::BsConsoleChannel() {
     platform::PrepareConsole();
     platform::WriteToStandardOutput("zyl_version:" CORE_VERSION_STRING "\n");
 }
@@ -20,8 +19,6 @@ void BsConsoleChannel::WriteLine(int /*level*/, const char* text, std::size_t le
     line.append(text, length).push_back('\n');
     platform::WriteToStandardOutput(line);
 }
-
-BsMSVCChannel::BsMSVCChannel() : BsConsoleChannel("MSVC") {}
 
 void BsMSVCChannel::WriteLine(int /*level*/, const char* text, std::size_t /*length*/) {
     // Kept on purpose: debuggers' filters are set up for the line and its end apart.

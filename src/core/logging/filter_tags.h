@@ -16,7 +16,6 @@ namespace core {
 /// who looks meets a filter that is half cleared.
 class FilterTags {
 public:
-    bool IsEmpty() const noexcept { return activeRound.load() == 0; }
     /// Whether lines with this tag pass: all do while the filter is empty.
     bool Passes(const char* tag) const noexcept;
     /// Change the filter; one thread at a time.

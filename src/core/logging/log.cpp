@@ -10,11 +10,10 @@
 
 namespace {
 
+using core::kOwnModule;
 using core::LineFields;
 using core::ZylLogWrapper;
 using core::ZylLogWrapperManager;
-
-constexpr char kOwnModule[] = "ZYL";
 
 const char* TextOf(const char* text) noexcept {
     return text != nullptr ? text : "";

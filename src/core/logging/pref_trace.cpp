@@ -2,6 +2,7 @@
 
 #include "core/foundation/mutex.h"
 #include "core/foundation/never_destroyed.h"
+#include "core/foundation/report.h"
 #include "core/logging/analytics.h"
 #include "core/logging/zyl_log_wrapper_manager.h"
 
@@ -24,7 +25,6 @@
 namespace core {
 namespace {
 
-constexpr char kModule[] = "ZYL";
 constexpr char kTag[] = "analytics";
 
 /// Whether lines of this level come out anywhere: texts that nobody reads are not made.
@@ -35,7 +35,7 @@ bool IsLogged(int level) noexcept {
 /// Logs one to three pieces of text as a message.
 void Log(int level, const char* function, int line, const char* message, const char* second = "",
          const char* third = "") noexcept {
-    CoreLogPrintLog(kModule, level, kTag, nullptr, function, line, "%s%s%s", message, second,
+    CoreLogPrintLog(kOwnModule, level, kTag, nullptr, function, line, "%s%s%s", message, second,
                     third);
 }
 

@@ -25,7 +25,7 @@ void ZylLogWrapper::ApplySinks(unsigned sinks) {
     if ((sinks & CORE_LOG_CONSOLE) == 0) {
         console.reset();
     } else if (!console) {
-        console = std::make_unique<BsConsoleChannel>(name);
+        console = std::make_unique<BsConsoleChannel>();
     }
     if ((sinks & CORE_LOG_DEBUGGER) == 0) {
         debugger.reset();

@@ -13,8 +13,6 @@
 namespace core {
 namespace {
 
-constexpr char kOwnModule[] = "ZYL";
-
 static_assert(std::is_trivially_destructible_v<ZylLogWrapperManager>,
               "lines are logged until the very end of a process");
 

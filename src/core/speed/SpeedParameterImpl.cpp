@@ -1,6 +1,9 @@
 #include "core/speed/SpeedParameterImpl.h"
 
+#include "core/curve/numbers.h"
 #include "core/foundation/report.h"
+
+#include <core/speed/speed_parameter.h>
 
 #include <cmath>
 #include <list>
@@ -161,7 +164,7 @@ void SpeedParameterImpl::SetSourceTotalTime(double totalTime) {
         return;
     }
     const RecursiveLock lock(mutex);
-    if (std::fabs(sourceTotalTime) >= TimeMap::kZero) {
+    if (std::fabs(sourceTotalTime) >= kNegligible) {
         RemovePoint(GetPointIndex(sourceTotalTime));
     }
     // After a removal there is room; without one, nothing has changed if this fails.
@@ -340,7 +343,7 @@ Velocity SpeedParameterImpl::VelocityAt(int index) {
         return {};
     }
     const int keyframe = stretches[static_cast<std::size_t>(index)].keyframe;
-    if (keyframe == Stretch::kFreeze) {
+    if (keyframe == VelocityStretch::kFreeze) {
         return {};
     }
     if (!HasVelocity(map, keyframe)) {

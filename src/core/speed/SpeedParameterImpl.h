@@ -21,7 +21,8 @@ namespace core {
 ///
 /// The layers, from the inside out: `map` maps times over the keyframes alone,
 /// `freeze` puts the freezes around it, and `reverse` takes source times from the
-/// source length. The first two are pure; here is what keeps them up to date:
+/// source length. The first two know only what they are given; here is what keeps them
+/// up to date:
 ///  1. `map` follows from the keyframes and the source length; it is stale while
 ///     `renderCurveValid` is false. While `instantsValid` is true, it lacks at most
 ///     keyframes that change none of its speeds, so that a row of new freezes is placed
@@ -105,7 +106,7 @@ private:
     mutable SpeedParameterFreezeImpl freeze CORE_GUARDED_BY(mutex);
     mutable bool freezesPlaced CORE_GUARDED_BY(mutex) = false;
 
-    std::vector<Stretch> stretches CORE_GUARDED_BY(mutex);
+    std::vector<VelocityStretch> stretches CORE_GUARDED_BY(mutex);
     bool stretchesValid CORE_GUARDED_BY(mutex) = false;
     // Empty until somebody asks for it; shared by copies.
     std::shared_ptr<const SpeedParameterEx> reversed CORE_GUARDED_BY(mutex);

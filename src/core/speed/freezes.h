@@ -4,6 +4,8 @@
 
 #include "core/speed/time_map.h"
 
+#include <core/curve/time_unit.h>
+
 #include <cstddef>
 #include <span>
 #include <vector>
@@ -29,7 +31,7 @@ public:
     /// Within this far of its edges a time belongs to a freeze; a duration below it
     /// makes none. The tolerance at which keyframes match, because a freeze begins
     /// at one.
-    static constexpr double kTolerance = 1e-7;
+    static constexpr double kTolerance = kTimeTolerance;
 
     /// In order of their keys.
     std::span<const FreezeFrame> Frames() const noexcept { return frames; }

@@ -5,15 +5,12 @@
 #include "core/speed/freezes.h"
 
 #include <core/data/json_object.h>
+#include <core/speed/speed_parameter.h>
 
 #include <span>
 #include <vector>
 
 namespace core {
-
-/// Slower than this a segment shows next to one picture: copies, and readers of older
-/// texts, turn it into a freeze. Stored projects hold freezes made of such speeds.
-inline constexpr double kNearZeroSpeed = 0.0001;
 
 /// The settings of a speed curve.
 struct SpeedSettings {

@@ -2,6 +2,7 @@
 
 #include "core/curve/handles.h"
 #include "core/curve/keyframe_store.h"
+#include "core/curve/numbers.h"
 #include "core/curve/sorted_times.h"
 #include "core/foundation/report.h"
 
@@ -60,7 +61,7 @@ std::size_t FindMatch(std::span<const double> times, double t) noexcept {
 }
 
 bool IsStill(const SpeedKey& key) noexcept {
-    return std::fabs(key.speed) < TimeMap::kZero;
+    return std::fabs(key.speed) < kNegligible;
 }
 
 // For each key the length of the still segments that start before it, from time 0 on.
@@ -221,7 +222,7 @@ double TimeMap::RenderOfSource(double s) const noexcept {
 // Source time is measured from 0 on a curve of speed 1 over the keyframes from there
 // on; without one it has no length.
 double TimeMap::TimeOfArea(double area) const noexcept {
-    if (sourceTimes.back() < 0.0 || std::fabs(area) < kZero) {
+    if (sourceTimes.back() < 0.0 || std::fabs(area) < kNegligible) {
         return 0.0;
     }
     double t = 0.0;

@@ -34,9 +34,6 @@ struct SpeedSegment {
 /// is finite or, where speeds and times overflow, infinite: never NaN.
 class TimeMap {
 public:
-    /// Speeds this small count as zero on the point axis.
-    static constexpr double kZero = 1e-20;
-
     /// From finite keyframes in ascending order, no two of them matching, and the
     /// length of the source. O(n).
     void Build(std::span<const SpeedKey> keys, double sourceLength);

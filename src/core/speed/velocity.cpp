@@ -1,5 +1,7 @@
 #include "core/speed/velocity.h"
 
+#include "core/curve/numbers.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -55,7 +57,7 @@ Velocity PowerForm(const HermiteForm& f) noexcept {
         return {f.p0, 0.0, 3.0 * dv / (D * D + 0.0001), -2.0 * dv / (D * D * D + 0.0001)};
     }
     // Kept on purpose: callers expect b per second, but c and d per segment.
-    const double b = std::fabs(D) >= TimeMap::kZero ? f.m0 / D : 0.0;
+    const double b = std::fabs(D) >= kNegligible ? f.m0 / D : 0.0;
     return {f.p0, b, 3.0 * dv - 2.0 * f.m0 - f.m1, f.m0 - 2.0 * dv + f.m1};
 }
 
@@ -67,27 +69,29 @@ bool IsNear(double a, double b) noexcept {
 
 // A frozen keyframe coincides with the start of its freeze and counts as that; its
 // speeds are played from the end of the freeze on.
-std::vector<Stretch> ListStretches(const TimeMap& map, const SpeedParameterFreezeImpl& freezes) {
-    std::vector<Stretch> all;
+std::vector<VelocityStretch> ListStretches(const TimeMap& map,
+                                           const SpeedParameterFreezeImpl& freezes) {
+    std::vector<VelocityStretch> all;
     const auto times = map.SourceTimes();
     for (std::size_t i = 0; i < times.size(); ++i) {
         all.push_back({times[i] + freezes.AtSource(times[i]).shift, static_cast<int>(i)});
     }
     for (const FreezeFrame& freeze : freezes.Frames()) {
         const int keyframe = map.KeyframeAt(freeze.sourceTime);
-        all.push_back({freeze.key, Stretch::kFreeze});
+        all.push_back({freeze.key, VelocityStretch::kFreeze});
         all.push_back(
-            {freeze.key + freeze.duration, keyframe < 0 ? Stretch::kNoKeyframe : keyframe});
+            {freeze.key + freeze.duration, keyframe < 0 ? VelocityStretch::kNoKeyframe : keyframe});
     }
-    std::sort(all.begin(), all.end(),
-              [](const Stretch& a, const Stretch& b) { return a.pointTime < b.pointTime; });
+    std::sort(all.begin(), all.end(), [](const VelocityStretch& a, const VelocityStretch& b) {
+        return a.pointTime < b.pointTime;
+    });
 
-    std::vector<Stretch> kept;
-    for (const Stretch& stretch : all) {
+    std::vector<VelocityStretch> kept;
+    for (const VelocityStretch& stretch : all) {
         if (kept.empty() || !IsNear(stretch.pointTime, kept.back().pointTime)) {
             kept.push_back(stretch);
-        } else if (stretch.keyframe == Stretch::kFreeze) {
-            kept.back().keyframe = Stretch::kFreeze;
+        } else if (stretch.keyframe == VelocityStretch::kFreeze) {
+            kept.back().keyframe = VelocityStretch::kFreeze;
         }
     }
     return kept;
@@ -104,7 +108,7 @@ Velocity VelocityFrom(const TimeMap& map, int keyframe, Direction direction) noe
 }
 
 SpeedParameterEx::SpeedParameterEx(const TimeMap& map, const SpeedParameterFreezeImpl& freezes) {
-    const std::vector<Stretch> stretches = ListStretches(map, freezes);
+    const std::vector<VelocityStretch> stretches = ListStretches(map, freezes);
     // The last one has no end, so that nothing of it is played.
     for (std::size_t i = stretches.size(); i-- > 1;) {
         const int keyframe = stretches[i - 1].keyframe;

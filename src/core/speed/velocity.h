@@ -19,7 +19,7 @@ struct Velocity {
 };
 
 /// One stretch on the point axis, to the next one's start.
-struct Stretch {
+struct VelocityStretch {
     static constexpr int kFreeze = -1;
     /// The start of the remaining part of a segment whose keyframe is gone.
     static constexpr int kNoKeyframe = -2;
@@ -31,7 +31,8 @@ struct Stretch {
 
 /// Keyframes and both ends of each freeze, in order; what lies within a freeze's
 /// tolerance of the one before is dropped. The last stretch has no end.
-std::vector<Stretch> ListStretches(const TimeMap& map, const SpeedParameterFreezeImpl& freezes);
+std::vector<VelocityStretch> ListStretches(const TimeMap& map,
+                                           const SpeedParameterFreezeImpl& freezes);
 
 /// Whether a segment leads from this keyframe to the next.
 bool HasVelocity(const TimeMap& map, int keyframe) noexcept;
