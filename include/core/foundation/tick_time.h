@@ -6,15 +6,19 @@
 
 namespace core {
 
-/// Ticks of the system's monotonic counter, for time-outs and short durations.
+/// Ticks of the system's monotonic counter, for short durations.
 ///
 /// The counter is multiplied before it is divided, so ticks start again from 0
 /// about every 30 minutes of the system's uptime: compare them only with ticks
-/// taken close by. Safe from any thread.
+/// taken close by, and never wait for one: a loop that runs until a tick is reached
+/// runs for hours when the ticks start again before that. Deadlines belong to
+/// `std::chrono::steady_clock`. Safe from any thread.
 ///
-///     const std::uint64_t deadline = TickTime::TimeAfter(200);
-///     while (!Ready() && TickTime::TimeUntil(deadline) > 0) {
-///         Step();
+///     const std::uint64_t start = TickTime::CurrentTick();
+///     Step();
+///     const std::int64_t tookMs = TickTime::TimeSince(start);
+///     if (tookMs >= 0) {  // else the ticks have started again meanwhile
+///         Report(tookMs);
 ///     }
 class CORE_API TickTime {
 public:
