@@ -14,10 +14,10 @@ int main() {
     core::JsonObject& clip = document.Root().AsObject();
     for (core::JsonElem& track : clip["tracks"].AsArray()) {
         core::JsonMember& gain = track.AsObject()["gain"];
-        gain.Set(gain.AsDouble() * 0.5);
+        gain = gain.AsDouble() * 0.5;
     }
-    clip["name"].Set("outro");
-    clip.AddArray("tags").Add(nullptr).Set("draft");
+    clip["name"] = "outro";
+    clip.AddArray("tags").Add("draft");
 
     std::string text;
     document.PrettyDump(text);

@@ -29,6 +29,7 @@
 #include <core/data/json_string.h>
 #include <core/data/json_value.h>
 #include <core/data/json_view.h>
+#include <core/data/value_types.h>
 #include <core/export.h>
 #include <core/foundation/file_helpers.h>
 #include <core/foundation/md5.h>

@@ -84,9 +84,9 @@ TEST(BsonPacker, WritesEachTypeInItsOwnForm) {
         {"D1 7F FF", Packed(32767)},
         {"D2 00 00 7F FE", Packed(32766)},
         {"D2 00 00 80 00", Packed(32768)},
-        {"D1 7F FF", Packed(std::int64_t{32767})},
+        {"D1 7F FF", Packed(32767L)},
         {"D2 7F FF FF FF", Packed(std::int64_t{2147483647})},
-        {"D3 00 00 00 00 80 00 00 00", Packed(std::int64_t{2147483648})},
+        {"D3 00 00 00 00 80 00 00 00", Packed(2147483648LL)},
         {"D2 80 00 00 00", Packed(std::int64_t{-2147483648LL})},
         {"D3 FF FF FF FF 7F FF FF FF", Packed(std::int64_t{-2147483649LL})},
         {"D3 80 00 00 00 00 00 00 00", Packed(Int64::min())},
@@ -160,8 +160,8 @@ bool Fits(long double number) {
 template <class Check>
 void ForEachIntegerType(Check&& check) {
     std::apply([&](auto... types) { (check(types), ...); },
-               std::tuple<signed char, unsigned char, short, unsigned short, int, unsigned,
-                          std::int64_t, std::uint64_t>());
+               std::tuple<signed char, unsigned char, short, unsigned short, int, unsigned, long,
+                          unsigned long, long long, unsigned long long>());
 }
 
 // An integer is what it was, through every type that it fits: not even the sign

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <core/data/value_types.h>
 #include <core/export.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 namespace core {
 
@@ -75,6 +77,11 @@ public:
     /// counts as empty.
     void Set(const char* value, int len = -1);
     void Set(const std::string& value);
+    /// The other integer types, as the one of the same size and sign.
+    template <class T, std::enable_if_t<detail::kIsLong<T>, int> = 0>
+    void Set(T value) noexcept {
+        Set(static_cast<detail::SameInteger<T>>(value));
+    }
     /// Any other pointer would be set as a boolean.
     void Set(const void*) = delete;
     /// The header of an array, of a map.
@@ -94,6 +101,15 @@ public:
     bool Get(unsigned& value) const noexcept;
     bool Get(std::int64_t& value) const noexcept;
     bool Get(std::uint64_t& value) const noexcept;
+    template <class T, std::enable_if_t<detail::kIsLong<T>, int> = 0>
+    bool Get(T& value) const noexcept {
+        detail::SameInteger<T> number = 0;
+        if (!Get(number)) {
+            return false;
+        }
+        value = static_cast<T>(number);
+        return true;
+    }
     /// Either kind of floating-point number. A double beyond a float's range becomes
     /// infinite.
     bool Get(float& value) const noexcept;

@@ -2,11 +2,13 @@
 
 #include <core/data/bson_box.h>
 #include <core/data/bson_sizes.h>
+#include <core/data/value_types.h>
 #include <core/export.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 namespace core {
 
@@ -44,6 +46,11 @@ public:
     BsonPacker& operator<<(std::int64_t value);
     /// Like an `unsigned` where it fits, else nine bytes.
     BsonPacker& operator<<(std::uint64_t value);
+    /// The other integer types, as the one of the same size and sign.
+    template <class T, std::enable_if_t<detail::kIsLong<T>, int> = 0>
+    BsonPacker& operator<<(T value) {
+        return *this << static_cast<detail::SameInteger<T>>(value);
+    }
     /// Five bytes for a float, nine for a double.
     BsonPacker& operator<<(float value);
     BsonPacker& operator<<(double value);

@@ -19,6 +19,10 @@ namespace core {
 ///         unpacker >> key >> value;
 ///     }
 ///
+/// The byte forms have the kinds that `BsonPacker` gives them, crossed: the negative
+/// numbers of one byte that other writers of MessagePack make come back as unsigned ones,
+/// -7 (F9) as 249, and so do the numbers behind D0, -100 as 156.
+///
 /// Any bytes are safe to read, and no length in them makes it allocate more than they
 /// hold. An item that is cut short, has no kind here or isn't what was asked for sets
 /// the failed flag; from then on nothing is decoded until `Open`. The bytes are not

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 namespace core {
 
@@ -90,6 +91,21 @@ public:
     /// element or container. Throws `std::length_error` at 2147483647 elements.
     JsonElem& Add(std::nullptr_t);
     JsonElem& Add(const JsonValue& value);
+    /// Appends a boolean, a number, a text, as `JsonValue::Set` has them.
+    template <class T, std::enable_if_t<detail::kIsJsonScalar<T>, int> = 0>
+    JsonElem& Add(T scalar) {
+        JsonElem& element = Add(nullptr);
+        element.Set(scalar);
+        return element;
+    }
+    template <class T, std::enable_if_t<detail::kIsJsonText<T>, int> = 0>
+    JsonElem& Add(const T& text) {
+        JsonValue value(allocator);
+        value.Set(text);
+        JsonElem& element = Add(nullptr);
+        element = static_cast<JsonValue&&>(value);
+        return element;
+    }
     JsonArray& AddArray();
     JsonObject& AddObject();
 

@@ -28,7 +28,9 @@ CORE_API void JsonToBson(const JsonArray& array, BsonBox& out);
 /// and the answer is still true: they keep what came before the fault, an element or a
 /// member whose value was faulty is null, and so is one more element of each array
 /// around it that had elements to come. Integers come back signed, but for those
-/// beyond 2^63 - 1, and floats as doubles. Any depth is fine, and memory grows with
+/// beyond 2^63 - 1, and floats as doubles. Of what other writers of MessagePack make,
+/// numbers from -128 to -1 in their shortest forms come back with 256 added, -7 as 249;
+/// `bin` and `ext` items are faults. Any depth is fine, and memory grows with
 /// what the bytes hold, not with what their headers promise. Throws `std::bad_alloc`.
 CORE_API bool BsonToJson(const BsonBox& box, JsonValue& out);
 

@@ -54,12 +54,13 @@ public:
 
     /// Replaces `out` by the root's text and answers its length; -1, leaving `out` as
     /// it is, when the root is empty. The pretty form is for arrays and objects; any
-    /// other root is written compactly.
+    /// other root is written compactly. What becomes of doubles, and of NaN and the
+    /// infinities, is said at `JsonValue::Dump`.
     int Dump(std::string& out) const;
     int PrettyDump(std::string& out) const;
-    /// Writes the text to a file, opened in text mode under the path as it is. -1 when
-    /// the root is empty, negative on a write error, not negative when written; 0 also
-    /// when the file can't be opened.
+    /// Writes the text to a file, opened in text mode under the path as it is, and emptied
+    /// first. -1 when the root is empty, negative on a write error, not negative when
+    /// written; 0 also when the file can't be opened.
     int DumpFile(const char* path) const;
     int PrettyDumpFile(const char* path) const;
 

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 namespace core {
 
@@ -32,6 +34,7 @@ public:
     /// As `JsonString::Assign`.
     void SetName(const char* text) { name->Assign(text); }
     void SetName(const std::string& text) { name->Assign(text); }
+    void SetName(std::string_view text) { name->Assign(text); }
 
     /// Null after the last one.
     JsonMember* NextSibling() noexcept { return next; }
@@ -65,7 +68,8 @@ private:
 /// Named values in the order in which they were added. Names may repeat; all are kept,
 /// and the first one is found. Appending is O(1), a name costs a walk from the first
 /// member (see `JsonObjectView`). Names and values given to its members may lie inside
-/// the object; a null name counts as the empty one.
+/// the object; a null name counts as the empty one, and a name ends at its first zero
+/// byte, also where it is looked for.
 ///
 /// Copying, moving, exceptions and threads are as with `JsonValue`: a call that
 /// throws changes nothing. Other modules rely on the fields' order.
@@ -105,32 +109,55 @@ public:
     const_iterator begin() const noexcept { return const_iterator(first); }
     const_iterator end() const noexcept { return const_iterator(); }
 
-    /// The first member with exactly this name, or null. O(n).
+    /// The first member with this name, or null. O(n).
     JsonMember* Find(const char* name) noexcept;
     JsonMember* Find(const std::string& name) noexcept;
+    JsonMember* Find(std::string_view name) noexcept;
     const JsonMember* Find(const char* name) const noexcept;
     const JsonMember* Find(const std::string& name) const noexcept;
+    const JsonMember* Find(std::string_view name) const noexcept;
 
     /// The first member with this name; where there is none, a new null one at the end.
     JsonMember& operator[](const char* name);
     JsonMember& operator[](const std::string& name);
+    JsonMember& operator[](std::string_view name);
 
     /// Appends a null, a copy of a value, or an empty container under `name`, next to
     /// any other of that name, and answers the new member or container. Throws
     /// `std::length_error` at 2147483647 members, or as `JsonString::Assign`.
     JsonMember& Add(const char* name, std::nullptr_t);
     JsonMember& Add(const std::string& name, std::nullptr_t);
+    JsonMember& Add(std::string_view name, std::nullptr_t);
     JsonMember& Add(const char* name, const JsonValue& value);
     JsonMember& Add(const std::string& name, const JsonValue& value);
+    JsonMember& Add(std::string_view name, const JsonValue& value);
+    /// The same for a boolean, a number, a text, as `JsonValue::Set` has them.
+    template <class Name, class T, std::enable_if_t<detail::kIsJsonScalar<T>, int> = 0>
+    JsonMember& Add(const Name& name, T scalar) {
+        JsonMember& member = Add(name, nullptr);
+        member.Set(scalar);
+        return member;
+    }
+    template <class Name, class T, std::enable_if_t<detail::kIsJsonText<T>, int> = 0>
+    JsonMember& Add(const Name& name, const T& text) {
+        JsonValue value(allocator);
+        value.Set(text);
+        JsonMember& member = Add(name, nullptr);
+        member = static_cast<JsonValue&&>(value);
+        return member;
+    }
     JsonArray& AddArray(const char* name);
     JsonArray& AddArray(const std::string& name);
+    JsonArray& AddArray(std::string_view name);
     JsonObject& AddObject(const char* name);
     JsonObject& AddObject(const std::string& name);
+    JsonObject& AddObject(std::string_view name);
 
     /// Removes the first member of that name, or this very member. False, changing
     /// nothing, when the object does not hold it.
     bool Erase(const char* name) noexcept;
     bool Erase(const std::string& name) noexcept;
+    bool Erase(std::string_view name) noexcept;
     bool Erase(JsonMember& member) noexcept;
     /// Removes all members.
     void Clear() noexcept;

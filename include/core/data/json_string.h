@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace core {
 
@@ -43,10 +44,11 @@ public:
 
     /// Replaces the text by `length` bytes, or by all up to the terminating zero
     /// when `length` is below 0. `text` may be part of this very string; null
-    /// counts as empty. Throws `std::length_error` from 2147483647 bytes on, the
-    /// text unchanged; when the allocator throws, the text is empty.
+    /// counts as empty. Throws `std::length_error` from 2147483647 bytes on; then, and
+    /// when the allocator throws, the text is unchanged.
     void Assign(const char* text, int length = -1);
     void Assign(const std::string& text);
+    void Assign(std::string_view text);
 
     /// Empties the text; the room stays.
     void Clear() noexcept { *MutableText() = '\0'; }

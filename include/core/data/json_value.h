@@ -3,11 +3,13 @@
 #include <core/data/json_allocator.h>
 #include <core/data/json_bad_access.h>
 #include <core/data/json_string.h>
+#include <core/data/value_types.h>
 #include <core/export.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 namespace core {
@@ -18,9 +20,10 @@ class JsonObject;
 /// A JSON value: nothing, null, a boolean, a number, a text, an array or an object.
 ///
 /// Scalars are held in place; texts, arrays and objects are nodes from the value's
-/// allocator, which it does not own and keeps for life. Assigning copies the content
-/// into the target's own allocator. A tree may be of any depth: copying, clearing
-/// and destroying need no stack for it.
+/// allocator, which it does not own and keeps for life. A copy that is made of a value
+/// has that value's allocator: one out of a `JsonDoc` dies with the document. Assigning
+/// copies the content into the target's own allocator, and so into safety. A tree may be
+/// of any depth: copying, clearing and destroying need no stack for it.
 ///
 /// One thread at a time; several may read. Exceptions of the allocator pass through,
 /// and an assignment that throws one leaves the target as it was, unless said
@@ -28,8 +31,8 @@ class JsonObject;
 ///
 ///     JsonDoc doc;
 ///     JsonObject& clip = doc.CreateRootObject();
-///     clip["speed"].Set(1.5);
-///     clip.AddArray("tags").Add(nullptr).Set("draft");
+///     clip["speed"] = 1.5;
+///     clip.AddArray("tags").Add("draft");
 class CORE_API JsonValue {
 public:
     /// The codes that `Kind()` answers. Values above 100 own a node.
@@ -52,7 +55,7 @@ public:
     /// means the default one.
     explicit JsonValue(JsonAllocator* ofNodes) noexcept : JsonValue(ofNodes, kEmpty) {}
     JsonValue(std::nullptr_t, JsonAllocator* ofNodes) noexcept : JsonValue(ofNodes, kNull) {}
-    /// A deep copy in the allocator of `other`.
+    /// A deep copy in the allocator of `other`, which must outlive it.
     JsonValue(const JsonValue& other);
     /// Takes allocator and content over and leaves `other` empty.
     JsonValue(JsonValue&& other) noexcept
@@ -66,6 +69,17 @@ public:
     /// but this value not inside `other`: that would close a circle.
     // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     JsonValue& operator=(JsonValue&& other);
+    /// As `Set`: a boolean, a number, a text.
+    template <class T, std::enable_if_t<detail::kIsJsonScalar<T>, int> = 0>
+    JsonValue& operator=(T scalar) noexcept {
+        Set(scalar);
+        return *this;
+    }
+    template <class T, std::enable_if_t<detail::kIsJsonText<T>, int> = 0>
+    JsonValue& operator=(const T& text) {
+        Set(text);
+        return *this;
+    }
     ~JsonValue() { Clear(); }
 
     /// Releases the content; the value is empty afterwards.
@@ -123,20 +137,16 @@ public:
         kind = kDouble;
     }
     /// The other 64-bit or 32-bit integer types, by their signedness.
-    template <class T, std::enable_if_t<std::is_same<T, long>::value ||
-                                            std::is_same<T, unsigned long>::value ||
-                                            std::is_same<T, long long>::value ||
-                                            std::is_same<T, unsigned long long>::value,
-                                        int> = 0>
+    template <class T, std::enable_if_t<detail::kIsLong<T>, int> = 0>
     void Set(T value) noexcept {
-        Set(static_cast<WidestLike<T>>(value));
+        Set(static_cast<detail::SameInteger<T>>(value));
     }
     /// A text of `length` bytes, or up to its terminating zero when `length` is below
     /// 0. It may lie inside this value; a null pointer sets null. Throws
-    /// `std::length_error` from 2147483647 bytes on. A value that is a string already
-    /// is empty text when the allocator throws.
+    /// `std::length_error` from 2147483647 bytes on.
     void Set(const char* text, int length = -1);
     void Set(const std::string& text);
+    void Set(std::string_view text);
     /// Deep copies of a container, which may lie inside this value; answers the
     /// contained node.
     JsonArray& Set(const JsonArray& array);
@@ -186,6 +196,15 @@ public:
     bool Get(std::uint64_t& out) const noexcept;
     bool Get(double& out) const noexcept;
     bool Get(float& out) const noexcept;
+    template <class T, std::enable_if_t<detail::kIsLong<T>, int> = 0>
+    bool Get(T& out) const noexcept {
+        detail::SameInteger<T> number = 0;
+        if (!Get(number)) {
+            return false;
+        }
+        out = static_cast<T>(number);
+        return true;
+    }
     bool Get(std::string& out) const;
     bool Get(JsonArray*& out) noexcept;
     bool Get(const JsonArray*& out) const noexcept;
@@ -208,6 +227,11 @@ public:
     /// JSON text: `Dump` replaces `out`, `DumpToTail` appends. The pretty forms break
     /// and indent lines; `indent` is the number of spaces at which the enclosing line
     /// stands, 0 at the top.
+    ///
+    /// Doubles keep 8 decimals, 15 from 1e8 on, and 63 characters: 1e-9 comes back as 0,
+    /// and 1e300 as another number. NaN and the infinities, which a number such as 1e400
+    /// is read as, are written as "nan" and "inf", which `Parse` refuses, and with them
+    /// the whole text.
     void Dump(std::string& out) const;
     void DumpToTail(std::string& out) const;
     void PrettyDump(std::string& out, int indent = 0) const;
@@ -215,9 +239,6 @@ public:
 
 private:
     friend struct detail::JsonNodes;
-
-    template <class T>
-    using WidestLike = std::conditional_t<std::is_signed<T>::value, std::int64_t, std::uint64_t>;
 
     JsonValue(JsonAllocator* ofNodes, std::int32_t scalar) noexcept
         : allocator(ofNodes != nullptr ? ofNodes : JsonDefaultAllocator::Instance()), kind(scalar) {

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace core {
 
@@ -76,6 +77,7 @@ public:
     /// Null when no member has this name.
     const JsonValue* Find(const char* name) const noexcept;
     const JsonValue* Find(const std::string& name) const noexcept;
+    const JsonValue* Find(std::string_view name) const noexcept;
 
 private:
     struct Record;
@@ -98,6 +100,7 @@ public:
     /// Null when no member has this name.
     JsonValue* Find(const char* name) const noexcept;
     JsonValue* Find(const std::string& name) const noexcept;
+    JsonValue* Find(std::string_view name) const noexcept;
 
 private:
     struct Record;

@@ -1,6 +1,7 @@
 #include <core/data/json_object.h>
 
 #include <cstring>
+#include <string_view>
 
 #include "core/data/json_nodes.h"
 
@@ -11,13 +12,15 @@ using detail::NodeMemory;
 
 namespace {
 
-// Names are compared as readers see them, up to the terminating zero: a wanted name
-// with a zero in it is nobody's.
+// Names are compared as readers see them, up to the first zero byte.
 bool IsName(const JsonMember& member, const char* name) noexcept {
     return std::strcmp(member.Name(), name) == 0;
 }
-bool IsName(const JsonMember& member, const std::string& name) noexcept {
-    return name.compare(member.Name()) == 0;
+bool IsName(const JsonMember& member, std::string_view upToZero) noexcept {
+    return upToZero == member.Name();
+}
+std::string_view UpToZero(std::string_view name) noexcept {
+    return name.substr(0, name.find('\0'));
 }
 
 template <class Name>
@@ -68,7 +71,11 @@ const JsonMember* JsonObject::Find(const char* name) const noexcept {
 }
 
 const JsonMember* JsonObject::Find(const std::string& name) const noexcept {
-    return FirstNamed(*this, name);
+    return FirstNamed(*this, name.c_str());
+}
+
+const JsonMember* JsonObject::Find(std::string_view name) const noexcept {
+    return FirstNamed(*this, UpToZero(name));
 }
 
 JsonMember* JsonObject::Find(const char* name) noexcept {
@@ -79,12 +86,21 @@ JsonMember* JsonObject::Find(const std::string& name) noexcept {
     return const_cast<JsonMember*>(static_cast<const JsonObject*>(this)->Find(name));
 }
 
+JsonMember* JsonObject::Find(std::string_view name) noexcept {
+    return const_cast<JsonMember*>(static_cast<const JsonObject*>(this)->Find(name));
+}
+
 JsonMember& JsonObject::operator[](const char* name) {
     JsonMember* const found = Find(name);
     return found != nullptr ? *found : Add(name, nullptr);
 }
 
 JsonMember& JsonObject::operator[](const std::string& name) {
+    JsonMember* const found = Find(name);
+    return found != nullptr ? *found : Add(name, nullptr);
+}
+
+JsonMember& JsonObject::operator[](std::string_view name) {
     JsonMember* const found = Find(name);
     return found != nullptr ? *found : Add(name, nullptr);
 }
@@ -113,11 +129,19 @@ JsonMember& JsonObject::Add(const std::string& name, std::nullptr_t) {
     return Append(name, [](JsonMember&) {});
 }
 
+JsonMember& JsonObject::Add(std::string_view name, std::nullptr_t) {
+    return Append(name, [](JsonMember&) {});
+}
+
 JsonMember& JsonObject::Add(const char* name, const JsonValue& value) {
     return Append(name, [&value](JsonMember& member) { member = value; });
 }
 
 JsonMember& JsonObject::Add(const std::string& name, const JsonValue& value) {
+    return Append(name, [&value](JsonMember& member) { member = value; });
+}
+
+JsonMember& JsonObject::Add(std::string_view name, const JsonValue& value) {
     return Append(name, [&value](JsonMember& member) { member = value; });
 }
 
@@ -129,11 +153,19 @@ JsonArray& JsonObject::AddArray(const std::string& name) {
     return Append(name, [](JsonMember& member) { member.MakeEmptyArray(); }).AsArray();
 }
 
+JsonArray& JsonObject::AddArray(std::string_view name) {
+    return Append(name, [](JsonMember& member) { member.MakeEmptyArray(); }).AsArray();
+}
+
 JsonObject& JsonObject::AddObject(const char* name) {
     return Append(name, [](JsonMember& member) { member.MakeEmptyObject(); }).AsObject();
 }
 
 JsonObject& JsonObject::AddObject(const std::string& name) {
+    return Append(name, [](JsonMember& member) { member.MakeEmptyObject(); }).AsObject();
+}
+
+JsonObject& JsonObject::AddObject(std::string_view name) {
     return Append(name, [](JsonMember& member) { member.MakeEmptyObject(); }).AsObject();
 }
 
@@ -163,7 +195,12 @@ bool JsonObject::Erase(const char* name) noexcept {
 }
 
 bool JsonObject::Erase(const std::string& name) noexcept {
-    return EraseFirst([&name](const JsonMember& member) { return IsName(member, name); });
+    return Erase(name.c_str());
+}
+
+bool JsonObject::Erase(std::string_view name) noexcept {
+    const std::string_view wanted = UpToZero(name);
+    return EraseFirst([wanted](const JsonMember& member) { return IsName(member, wanted); });
 }
 
 bool JsonObject::Erase(JsonMember& wanted) noexcept {

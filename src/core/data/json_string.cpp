@@ -42,14 +42,30 @@ void JsonString::Assign(const char* text, int length) {
     }
     const int count =
         CheckedLength(length < 0 ? std::strlen(text) : static_cast<std::size_t>(length));
-    // A part of this text fits where it is, so that new room means foreign text.
-    char* const target = Reserve(count + 1);
-    std::memmove(target, text, static_cast<std::size_t>(count));
-    target[count] = '\0';
+    const auto size = static_cast<std::size_t>(count);
+    if (count < capacity) {
+        char* const target = MutableText();
+        std::memmove(target, text, size);
+        target[size] = '\0';
+        return;
+    }
+    // The text stays until there is room for the new one.
+    auto* const target = static_cast<char*>(allocator->Alloc(size + 1, 8));
+    std::memcpy(target, text, size);
+    target[size] = '\0';
+    if (!IsInPlace()) {
+        allocator->Dealloc(storage.heap, static_cast<std::size_t>(capacity));
+    }
+    storage.heap = target;
+    capacity = count + 1;
 }
 
 void JsonString::Assign(const std::string& text) {
     Assign(text.c_str(), CheckedLength(text.size()));
+}
+
+void JsonString::Assign(std::string_view text) {
+    Assign(text.data(), CheckedLength(text.size()));
 }
 
 }  // namespace core

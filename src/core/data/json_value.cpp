@@ -1,6 +1,7 @@
 #include <core/data/json_value.h>
 
 #include <limits>
+#include <string_view>
 
 #include "core/data/json_nodes.h"
 
@@ -110,6 +111,10 @@ void JsonValue::Set(const char* text, int length) {
 }
 
 void JsonValue::Set(const std::string& text) {
+    Set(std::string_view(text));
+}
+
+void JsonValue::Set(std::string_view text) {
     if (kind == kString) {
         payload.string->Assign(text);
     } else {

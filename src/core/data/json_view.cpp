@@ -63,8 +63,15 @@ private:
     std::unordered_map<std::string, Value*, NameHash, std::equal_to<>> values;
 };
 
+/// Up to the first zero byte, as the members' own names.
 std::string_view NameOf(const char* name) noexcept {
     return name != nullptr ? name : "";
+}
+std::string_view NameOf(const std::string& name) noexcept {
+    return name.c_str();
+}
+std::string_view NameOf(std::string_view name) noexcept {
+    return name.substr(0, name.find('\0'));
 }
 
 }  // namespace
@@ -117,7 +124,10 @@ const JsonValue* JsonObjectView::Find(const char* name) const noexcept {
     return p_impl->Find(NameOf(name));
 }
 const JsonValue* JsonObjectView::Find(const std::string& name) const noexcept {
-    return p_impl->Find(name);
+    return p_impl->Find(NameOf(name));
+}
+const JsonValue* JsonObjectView::Find(std::string_view name) const noexcept {
+    return p_impl->Find(NameOf(name));
 }
 
 struct JsonObjectAccessor::Record : ObjectIndex<JsonValue> {
@@ -136,7 +146,10 @@ JsonValue* JsonObjectAccessor::Find(const char* name) const noexcept {
     return p_impl->Find(NameOf(name));
 }
 JsonValue* JsonObjectAccessor::Find(const std::string& name) const noexcept {
-    return p_impl->Find(name);
+    return p_impl->Find(NameOf(name));
+}
+JsonValue* JsonObjectAccessor::Find(std::string_view name) const noexcept {
+    return p_impl->Find(NameOf(name));
 }
 
 }  // namespace core
