@@ -168,8 +168,8 @@ Job MakeJob(std::string_view name) {
     if (name == "log/suppressed") {
         CoreLogSetLogLevelByModule("render", CORE_LOG_ERROR);
         return [](int item) {
-            return static_cast<double>(CoreLogPrintLog("render", CORE_LOG_INFO, "tag", nullptr,
-                                                       nullptr, -1, "%d", item));
+            return static_cast<double>(
+                CoreLogPrintLog("render", CORE_LOG_INFO, "tag", nullptr, nullptr, -1, "%d", item));
         };
     }
     return {};
