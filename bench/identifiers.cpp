@@ -13,7 +13,7 @@ namespace bench {
 namespace {
 
 /// The largest part of the time that libuuid takes.
-constexpr double kGoal = 1.0 / 50.0;
+constexpr double kGoal = 1.0 / 200.0;
 
 /// The version that the text of an identifier shows, its first groups in ours being
 /// little-endian.

@@ -7,7 +7,11 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <memory_resource>
+#include <numeric>
+#include <random>
 #include <stdexcept>
 
 namespace bench {
@@ -22,22 +26,27 @@ struct Mimalloc {
         }
         alloc = reinterpret_cast<void* (*)(std::size_t)>(dlsym(library, "mi_malloc"));
         free = reinterpret_cast<void (*)(void*)>(dlsym(library, "mi_free"));
-        if (alloc == nullptr || free == nullptr) {
-            throw std::runtime_error("mimalloc has no mi_malloc");
+        collect = reinterpret_cast<void (*)(bool)>(dlsym(library, "mi_collect"));
+        if (alloc == nullptr || free == nullptr || collect == nullptr) {
+            throw std::runtime_error("mimalloc lacks mi_malloc, mi_free or mi_collect");
         }
     }
     void* Alloc(std::size_t size) { return alloc(size); }
     void Free(void* block, std::size_t) { free(block); }
     void Rewind() {}
+    /// Gives what was freed back to the system.
+    void Forget() { collect(true); }
 
     void* (*alloc)(std::size_t);
     void (*free)(void*);
+    void (*collect)(bool);
 };
 
 struct Pool {
     void* Alloc(std::size_t size) { return pool.Alloc(size, 8); }
     void Free(void* block, std::size_t size) { pool.Dealloc(block, size); }
     void Rewind() {}
+    void Forget() { pool.Clear(); }
 
     core::detail::MemPool pool{16384};
 };
@@ -60,23 +69,35 @@ struct Monotonic {
     std::pmr::monotonic_buffer_resource memory{room.data(), room.size()};
 };
 
+/// In which order blocks are freed, so that they are handed out again in it.
+enum class Freed { InOrder, AtRandom };
+
+template <class Memory>
+void AllocAll(Memory& memory, std::vector<void*>& blocks, std::size_t size) {
+    for (void*& block : blocks) {
+        block = memory.Alloc(size);
+        // Whoever asks for memory writes to it.
+        *static_cast<volatile char*>(block) = 1;
+    }
+}
+
 /// Allocates some blocks, frees them and allocates them again: per block, two
 /// allocations and one release. The end, all blocks free, is not measured.
 template <class Memory>
-void Measure(Suite& suite, const std::string& name, std::size_t size, int count) {
+void Measure(Suite& suite, const std::string& name, std::size_t size, int count,
+             Freed order = Freed::InOrder) {
     suite.Measure(name, [=](benchmark::State& state) {
         Memory memory;
         std::vector<void*> blocks(static_cast<std::size_t>(count));
-        const auto allocAll = [&] {
-            for (void*& block : blocks) {
-                block = memory.Alloc(size);
-                // Whoever asks for memory writes to it.
-                *static_cast<volatile char*>(block) = 1;
-            }
-        };
+        std::vector<std::uint32_t> places(blocks.size());
+        std::iota(places.begin(), places.end(), 0U);
+        if (order == Freed::AtRandom) {
+            std::shuffle(places.begin(), places.end(), std::mt19937_64(1));
+        }
+        const auto allocAll = [&] { AllocAll(memory, blocks, size); };
         const auto freeAll = [&] {
-            for (void* const block : blocks) {
-                memory.Free(block, size);
+            for (const std::uint32_t place : places) {
+                memory.Free(blocks[place], size);
             }
         };
         while (state.KeepRunningBatch(count)) {
@@ -86,6 +107,24 @@ void Measure(Suite& suite, const std::string& name, std::size_t size, int count)
             state.PauseTiming();
             freeAll();
             memory.Rewind();
+            state.ResumeTiming();
+        }
+    });
+}
+
+/// Allocates some blocks after all memory was given back.
+template <class Memory>
+void MeasureCold(Suite& suite, const std::string& name, std::size_t size, int count) {
+    suite.Measure(name, [=](benchmark::State& state) {
+        Memory memory;
+        std::vector<void*> blocks(static_cast<std::size_t>(count));
+        while (state.KeepRunningBatch(count)) {
+            AllocAll(memory, blocks, size);
+            state.PauseTiming();
+            for (void* const block : blocks) {
+                memory.Free(block, size);
+            }
+            memory.Forget();
             state.ResumeTiming();
         }
     });
@@ -109,6 +148,24 @@ void AddMemory(Suite& suite) {
         suite.Compare({bytes, kCount, ours, mimalloc, "mimalloc", size == 32 ? 0.6 : 0.75, 1.0});
         suite.Compare({bytes, kCount, ours, standard, "std::pmr pool", 0.0});
         suite.Compare({bytes, kCount, ours, monotonic, "std::pmr monotonic", 0.0});
+    }
+
+    suite.Section("64 bytes, where less is in the cache");
+    constexpr int kMany = 1'000'000;
+    for (const int count : {kCount, kMany}) {
+        const std::string ours = Name("blocks", "freed at random/MemPool", count);
+        const std::string mimalloc = Name("blocks", "freed at random/mimalloc", count);
+        Measure<Pool>(suite, ours, 64, count, Freed::AtRandom);
+        Measure<Mimalloc>(suite, mimalloc, 64, count, Freed::AtRandom);
+        suite.Compare({"freed at random", count, ours, mimalloc, "mimalloc", 0.0});
+    }
+    for (const int count : {kCount, kMany}) {
+        const std::string ours = Name("blocks", "all given back before/MemPool", count);
+        const std::string mimalloc = Name("blocks", "all given back before/mimalloc", count);
+        MeasureCold<Pool>(suite, ours, 64, count);
+        MeasureCold<Mimalloc>(suite, mimalloc, 64, count);
+        suite.Compare({"all given back before", count, ours, mimalloc, "mimalloc",
+                       count == kMany ? 0.9 : 0.7});
     }
 }
 

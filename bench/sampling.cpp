@@ -141,7 +141,7 @@ void AddSampling(Suite& suite) {
 
     suite.Section("GetValue: time-value Bezier, any handles, bit for bit");
     Add<Yardstick<BisectedBezier>>(
-        suite, {.what = "Bezier", .plain = "bisection", .goal = [](int, Order) { return 0.6; }},
+        suite, {.what = "Bezier", .plain = "bisection", .goal = [](int, Order) { return 0.5; }},
         Curves(Type::Bezier));
 
     AddEasings(suite);

@@ -289,18 +289,31 @@ public:
         return areas[i] + Quartic(segments[i], t - times[i]);
     }
 
-    /// The time where `AreaTo` reaches `area`: bisection as far as a double goes.
+    /// The time where `AreaTo` reaches `area`: Newton's method on the segment, held
+    /// within a bracket that each step narrows.
     double TimeOf(double area) {
         const std::lock_guard<std::recursive_mutex> lock(mutex);
         const auto next = std::upper_bound(areas.begin(), areas.end(), area);
         const auto i = static_cast<std::size_t>(next - areas.begin()) - 1;
+        const HermiteCubic& s = segments[i];
+        const double wanted = area - areas[i];
         double lo = 0.0;
         double hi = times[i + 1] - times[i];
+        double x = hi * wanted / Quartic(s, hi);
         for (int round = 0; round < 53; ++round) {
-            const double x = (lo + hi) / 2.0;
-            (areas[i] + Quartic(segments[i], x) < area ? lo : hi) = x;
+            const double missing = wanted - Quartic(s, x);
+            (missing > 0.0 ? lo : hi) = x;
+            const double slope = ((s.c3 * x + s.c2) * x + s.c1) * x + s.c0;
+            double next = x + missing / slope;
+            if (!(next > lo && next < hi)) {
+                next = (lo + hi) / 2.0;
+            }
+            if (std::fabs(next - x) <= 1e-15 * hi) {
+                break;
+            }
+            x = next;
         }
-        return times[i] + (lo + hi) / 2.0;
+        return times[i] + x;
     }
 
 private:
