@@ -43,8 +43,13 @@ bool AreSame(const core::ValAny& a, const core::ValAny& b) {
     return ValueText(a) == ValueText(b);
 }
 
+// As the file has it: a loaded handle may have more digits.
+double Saved(double number) {
+    return std::fabs(number) < 1e8 ? std::nearbyint(number * 1e8) / 1e8 : number;
+}
+
 std::string Handle(double x, double y) {
-    return ValueText(core::Pointd{x, y});
+    return ValueText(core::Pointd{Saved(x), Saved(y)});
 }
 
 std::string LeftHandle(const TimeValuePair& keyframe) {

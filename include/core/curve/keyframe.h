@@ -85,12 +85,13 @@ public:
     virtual bool SetPointTime(int index, double time) = 0;
 
     /// Changes the type, and with it the meaning of the keyframe's handles, which
-    /// are set automatically again (point parameters keep theirs). False for an
-    /// index outside the store.
+    /// are automatic again (those of point parameters keep their numbers until they
+    /// follow an edit). False for an index outside the store.
     virtual bool SetPointInterpolationType(int index, KeyframeInterpolationType type) = 0;
 
-    /// Sets X of the left handle to `x` and X of the right handle to `y`; false for
-    /// an index outside the store.
+    /// Sets X of the left handle to `x` and X of the right handle to `y`. A handle is
+    /// set by hand from then on, unless it gets exactly its automatic numbers. False,
+    /// changing nothing, for an index outside the store or a number that is not finite.
     virtual bool SetPointControlParam(int index, double x, double y) = 0;
 
     /// The number of keyframes.
@@ -123,7 +124,9 @@ public:
     /// Every "Version" is accepted and written back; the "MD5" is not checked.
     /// Keyframes are sorted, and of those that match the last in the text stays.
     /// A keyframe without "_time" or "_value", with a value of another type or with a
-    /// number that is not finite is reported and left out. Absent handles are 0.
+    /// number that is not finite is reported and left out. Absent handles are 0. A
+    /// handle whose digits are those of its automatic one is automatic, at full
+    /// precision, and follows edits as that of the saved curve would.
     /// O(n) for keyframes in order, else O(n log n).
     ///
     /// Kept on purpose: callers link against this spelling.
@@ -175,7 +178,8 @@ public:
     virtual const char* SerializeEx() const = 0;
 
     /// As `AddPoint`, and on point parameters too the handles are set and followed
-    /// from now on: they lie at the thirds of the straight path.
+    /// from now on: they lie at the thirds of the straight path. Zero handles that
+    /// `AddPoint` has left count as nobody's.
     virtual void AddPointEx(double time, ValAny value, KeyframeInterpolationType type) = 0;
 
     /// 32 hexadecimal digits that identify the keyframes: times, types, values and
@@ -186,16 +190,16 @@ public:
     /// call after an edit, then O(1).
     virtual const char* GetHashString() const = 0;
 
-    /// Sets all four handle numbers; false for an index outside the store.
+    /// Sets all four handle numbers, as `SetPointControlParam` does.
     virtual bool SetPointControlParamEx(int index, double leftX, double leftY, double rightX,
                                         double rightY) = 0;
     /// All four handle numbers; false, leaving the outputs untouched, for an index
     /// outside the store.
     virtual bool GetPointControlParamEx(int index, double& leftX, double& leftY, double& rightX,
                                         double& rightY) const = 0;
-    /// Sets the incoming handle; false for an index outside the store.
+    /// Sets the incoming handle alone, as `SetPointControlParam` does.
     virtual bool SetPointControlLeftParam(int index, double x, double y) = 0;
-    /// Sets the outgoing handle; false for an index outside the store.
+    /// Sets the outgoing handle alone, as `SetPointControlParam` does.
     virtual bool SetPointControlRightParam(int index, double x, double y) = 0;
     /// The incoming handle; false, leaving the outputs untouched, for an index
     /// outside the store.

@@ -1,5 +1,6 @@
 #include "core/curve/big_parameter_impl.h"
 
+#include "core/curve/loaded_handles.h"
 #include "core/curve/numbers.h"
 
 #include <algorithm>
@@ -56,7 +57,8 @@ BigParameterImpl::BigParameterImpl(ParameterTypeEnum type, ValAny constant,
                                    std::vector<TimeValuePair> keyframes) {
     state.type = type;
     state.constant = std::move(constant);
-    state.keyframes.Assign(std::move(keyframes));
+    LoadedHandles handles = RecogniseHandles(keyframes, type);
+    state.keyframes.Assign(std::move(keyframes), std::move(handles.sides));
     state.ResetRange();
     UpdateSampling();
 }

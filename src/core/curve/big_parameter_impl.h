@@ -142,6 +142,8 @@ private:
         ValAny constant;
         // Set by AddPointEx: handles of a point parameter are maintained too.
         bool maintainsPathHandles = false;
+
+        bool IsPath() const noexcept { return type == ParameterPoint; }
     };
     // The settings as sampling wants them; follows from the state.
     struct Sampling {
@@ -153,12 +155,6 @@ private:
         double min = 0.0;
         double max = 0.0;
     };
-    // Which of a keyframe's handles follow its neighbours.
-    struct Sides {
-        bool left = false;
-        bool right = false;
-    };
-
     // Settings
     State Snapshot() const;
     void Take(State& made) CORE_REQUIRES(mutex);
@@ -191,11 +187,12 @@ private:
     // Editing
     int Insert(TimeValuePair keyframe, bool refreshesHandles) CORE_REQUIRES(mutex);
     bool MaintainsHandles() const CORE_REQUIRES(mutex) {
-        return state.type != ParameterPoint || state.maintainsPathHandles;
+        return !state.IsPath() || state.maintainsPathHandles;
     }
-    AutomaticHandle AutomaticHandleOf(std::size_t index, bool left) const CORE_REQUIRES(mutex);
-    Sides FollowingSides(std::size_t index) const CORE_REQUIRES(mutex);
-    void RefreshHandles(std::size_t index, Sides sides) CORE_REQUIRES(mutex);
+    void RefreshHandle(std::size_t index, Side side) CORE_REQUIRES(mutex);
+    void RefreshAutomatic(std::size_t index) CORE_REQUIRES(mutex);
+    void GiveHandle(std::size_t index, Side side, Pointd handle) CORE_REQUIRES(mutex);
+    bool GiveOneHandle(int index, Side side, Pointd handle);
     void Edited(std::size_t first, std::size_t last) CORE_REQUIRES(mutex);
 
     State state CORE_GUARDED_BY(mutex);

@@ -1,5 +1,6 @@
 #include "core/curve/big_parameter_impl.h"
 
+#include "core/curve/loaded_handles.h"
 #include "core/foundation/report.h"
 
 #include <core/data/json_doc.h>
@@ -69,8 +70,10 @@ bool BigParameterImpl::Load(const JsonObject& document, void (*skipped)()) {
     if (!ReadParameter(document, settings, keyframes, skipped)) {
         return false;
     }
+    LoadedHandles handles = RecogniseHandles(keyframes, settings.type);
     // From here on nothing can fail but the first step, which changes nothing then.
-    state.keyframes.Assign(std::move(keyframes));
+    state.keyframes.Assign(std::move(keyframes), std::move(handles.sides));
+    state.maintainsPathHandles = handles.keepsThirds;
     static_cast<ParameterSettings&>(state) = std::move(settings);
     prepared = PreparedCurve();
     UpdateSampling();

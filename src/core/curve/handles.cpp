@@ -1,5 +1,6 @@
 #include "core/curve/handles.h"
 
+#include "core/curve/numbers.h"
 #include "core/curve/segment.h"
 
 #include <core/curve/time_unit.h>
@@ -8,15 +9,6 @@
 
 namespace core {
 namespace {
-
-// Half a unit of the eighth decimal, the last one of a saved number, on each of
-// two numbers that are subtracted. Ten times larger, and a handle that a caller
-// set by hand could pass for an automatic one.
-constexpr double kSavedDifference = 1e-8;
-
-// Numbers of 1e8 and more are saved with all their digits; what is left is the
-// rounding of the arithmetic.
-constexpr double kRelativeRounding = 1e-14;
 
 enum class Unit { AsStored, Seconds };
 
@@ -28,16 +20,6 @@ double TimeBetween(const HandleKey& a, const HandleKey& b, Unit unit) noexcept {
 // finite would spoil every sample of its segment.
 double FiniteOrZero(double x) noexcept {
     return std::isfinite(x) ? x : 0.0;
-}
-
-AutomaticHandle SlopeHandle(double x, double slope, const HandleKey& a, const HandleKey& b,
-                            Unit unit, bool slopeIsX) noexcept {
-    const double dt = TimeBetween(a, b, unit);
-    const double fromTime = kSavedDifference * (1.0 + std::fabs(slope));
-    const double fromValue = kRelativeRounding * (std::fabs(a.value) + std::fabs(b.value));
-    const double tolerance = kSavedDifference + (dt > 0.0 ? (fromTime + fromValue) / dt : 0.0);
-    return slopeIsX ? AutomaticHandle{slope, 0.0, tolerance, kSavedDifference}
-                    : AutomaticHandle{x, slope, kSavedDifference, tolerance};
 }
 
 // The slope from a to b; 0 where the time does not advance or it overflows.
@@ -60,12 +42,11 @@ SlopeSource SlopeSourceOf(KeyframeInterpolationType type) noexcept {
     return IsHermite(type) || IsBezier(type) ? SlopeSource::Neighbours : SlopeSource::Segment;
 }
 
-constexpr AutomaticHandle kZeroHandle{0.0, 0.0, kSavedDifference, kSavedDifference};
+constexpr Pointd kZeroHandle{0.0, 0.0};
 
 // A handle made of a slope: as X alone, or as the Y that goes with `fraction`.
-AutomaticHandle FromSlope(const HandleKeys& keys, SlopeSource source, const HandleKey* other,
-                          Unit unit, double fraction) noexcept {
-    const bool slopeIsX = unit == Unit::AsStored;
+Pointd FromSlope(const HandleKeys& keys, SlopeSource source, const HandleKey* other, Unit unit,
+                 double fraction) noexcept {
     const HandleKey* from = &keys.key;
     const HandleKey* to = &keys.key;
     if (source == SlopeSource::Neighbours) {
@@ -74,25 +55,18 @@ AutomaticHandle FromSlope(const HandleKeys& keys, SlopeSource source, const Hand
     } else if (source == SlopeSource::Segment && other != nullptr) {
         (other == keys.previous ? from : to) = other;
     }
-    if (from == to) {
-        return slopeIsX ? kZeroHandle
-                        : AutomaticHandle{fraction, 0.0, kSavedDifference, kSavedDifference};
-    }
-    return SlopeHandle(fraction, SlopeBetween(*from, *to, unit), *from, *to, unit, slopeIsX);
+    const double slope = from != to ? SlopeBetween(*from, *to, unit) : 0.0;
+    return unit == Unit::AsStored ? Pointd{slope, 0.0} : Pointd{fraction, slope};
 }
 
-// The inner control value that lies a third of the straight way from `key`.
-AutomaticHandle InnerControlValue(const HandleKey& key, const HandleKey& other) noexcept {
-    const double value = FiniteOrZero(key.value + (other.value - key.value) / 3.0);
-    return {value, 0.0,
-            2.0 * kSavedDifference +
-                kRelativeRounding * (std::fabs(key.value) + std::fabs(other.value)),
-            kSavedDifference};
+// The inner control value that lies a third of the straight way from `value`.
+double InnerControlValue(double value, double other) noexcept {
+    return FiniteOrZero(value + (other - value) / 3.0);
 }
 
 // A handle that its segment does not read, or that has no segment, follows the
 // keyframe's own type.
-AutomaticHandle HandleOfOwnType(const HandleKeys& keys, double fraction) noexcept {
+Pointd HandleOfOwnType(const HandleKeys& keys, double fraction) noexcept {
     const KeyframeInterpolationType type = keys.key.type;
     if (IsBezier(type)) {
         return FromSlope(keys, SlopeSource::Neighbours, nullptr, Unit::Seconds, fraction);
@@ -108,11 +82,7 @@ constexpr double kRightFraction = 1.0 / 3.0;
 
 }  // namespace
 
-bool AutomaticHandle::Matches(double otherX, double otherY) const noexcept {
-    return std::fabs(x - otherX) <= toleranceX && std::fabs(y - otherY) <= toleranceY;
-}
-
-AutomaticHandle AutomaticLeftHandle(const HandleKeys& keys) noexcept {
+Pointd AutomaticLeftHandle(const HandleKeys& keys) noexcept {
     using Type = KeyframeInterpolationType;
     const HandleKey* start = keys.previous;
     const Type endType = keys.key.type;
@@ -121,10 +91,10 @@ AutomaticHandle AutomaticLeftHandle(const HandleKeys& keys) noexcept {
     }
     switch (RuleOf(start->type, endType)) {
         case SegmentRule::ValueBezier:
-            return InnerControlValue(keys.key, *start);
+            return {InnerControlValue(keys.key.value, start->value), 0.0};
         case SegmentRule::TimeValueBezier:
             if (endType == Type::Linear) {
-                return {1.0, 0.0, kSavedDifference, kSavedDifference};
+                return {1.0, 0.0};
             }
             return FromSlope(keys, SlopeSourceOf(endType), start, Unit::Seconds, kLeftFraction);
         case SegmentRule::Hermite:
@@ -145,7 +115,7 @@ AutomaticHandle AutomaticLeftHandle(const HandleKeys& keys) noexcept {
     return HandleOfOwnType(keys, kLeftFraction);
 }
 
-AutomaticHandle AutomaticRightHandle(const HandleKeys& keys) noexcept {
+Pointd AutomaticRightHandle(const HandleKeys& keys) noexcept {
     using Type = KeyframeInterpolationType;
     const HandleKey* end = keys.next;
     const Type startType = keys.key.type;
@@ -154,21 +124,18 @@ AutomaticHandle AutomaticRightHandle(const HandleKeys& keys) noexcept {
     }
     switch (RuleOf(startType, end->type)) {
         case SegmentRule::ValueBezier:
-            return InnerControlValue(keys.key, *end);
+            return {InnerControlValue(keys.key.value, end->value), 0.0};
         case SegmentRule::TimeValueBezier:
             if (startType == Type::Linear) {
                 return kZeroHandle;
             }
             return FromSlope(keys, SlopeSourceOf(startType), end, Unit::Seconds, kRightFraction);
         case SegmentRule::Hermite: {
-            AutomaticHandle handle =
-                FromSlope(keys, SlopeSourceOf(startType), end, Unit::AsStored, 0.0);
+            Pointd handle = FromSlope(keys, SlopeSourceOf(startType), end, Unit::AsStored, 0.0);
             if (startType == Type::Linear && end->type == Type::Extrapolate) {
                 // Towards an end of type 26 the handle counts once per duration and
                 // once per time unit, so that this one alone meets the end.
-                const double dt = end->time - keys.key.time;
-                handle.x = FiniteOrZero(handle.x / dt);
-                handle.toleranceX *= 2.0 / dt;
+                handle.x = FiniteOrZero(handle.x / (end->time - keys.key.time));
             }
             return handle;
         }
@@ -180,15 +147,56 @@ AutomaticHandle AutomaticRightHandle(const HandleKeys& keys) noexcept {
     return HandleOfOwnType(keys, kRightFraction);
 }
 
-AutomaticHandle AutomaticPathHandle(Pointd point, const Pointd* neighbour) noexcept {
+Pointd AutomaticPathHandle(Pointd point, const Pointd* neighbour) noexcept {
     const Pointd end = neighbour != nullptr ? *neighbour : point;
-    const HandleKey fromX{0.0, point.x};
-    const HandleKey toX{0.0, end.x};
-    const HandleKey fromY{0.0, point.y};
-    const HandleKey toY{0.0, end.y};
-    const AutomaticHandle x = InnerControlValue(fromX, toX);
-    const AutomaticHandle y = InnerControlValue(fromY, toY);
-    return {x.x, y.x, x.toleranceX, y.toleranceX};
+    return {InnerControlValue(point.x, end.x), InnerControlValue(point.y, end.y)};
+}
+
+namespace {
+
+Pointd PathHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side) {
+    const auto readPoint = [keyframes](std::size_t i, Pointd& point) {
+        if (i >= keyframes.size() || keyframes[i].PeekValue().Kind() != ValAny::kPoint) {
+            return false;
+        }
+        point = keyframes[i].PeekValue().AsPoint();
+        return true;
+    };
+    Pointd own;
+    Pointd other;
+    if (!readPoint(index, own)) {
+        return {};
+    }
+    // Before the first keyframe the index wraps and lies outside.
+    const bool hasOther = readPoint(side == Side::Left ? index - 1 : index + 1, other);
+    return AutomaticPathHandle(own, hasOther ? &other : nullptr);
+}
+
+Pointd ValueHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side) {
+    const auto readKey = [keyframes](std::size_t i, HandleKey& key) {
+        if (i >= keyframes.size()) {
+            return false;
+        }
+        key.time = keyframes[i].GetTime();
+        key.type = keyframes[i].GetInterpolation();
+        return ReadNumber(keyframes[i].PeekValue(), key.value);
+    };
+    HandleKeys keys{};
+    HandleKey previous;
+    HandleKey next;
+    if (!readKey(index, keys.key)) {
+        return {};
+    }
+    keys.previous = readKey(index - 1, previous) ? &previous : nullptr;
+    keys.next = readKey(index + 1, next) ? &next : nullptr;
+    return side == Side::Left ? AutomaticLeftHandle(keys) : AutomaticRightHandle(keys);
+}
+
+}  // namespace
+
+Pointd AutomaticHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side,
+                         bool isPath) {
+    return isPath ? PathHandleAt(keyframes, index, side) : ValueHandleAt(keyframes, index, side);
 }
 
 }  // namespace core

@@ -5,8 +5,21 @@
 
 #include <core/curve/interpolation.h>
 #include <core/curve/pointd.h>
+#include <core/curve/time_value_pair.h>
+
+#include <cstddef>
+#include <span>
 
 namespace core {
+
+/// The two handles of a keyframe: of the segment that arrives, and of the one that leaves.
+enum class Side { Left, Right };
+
+/// Which handles of a keyframe a caller has set; the others are automatic.
+struct HandSet {
+    bool left = false;
+    bool right = false;
+};
 
 /// A keyframe as the automatic handles see it.
 struct HandleKey {
@@ -23,18 +36,6 @@ struct HandleKeys {
     const HandleKey* next;
 };
 
-/// A handle, and how far a copy of it that went through a file may be off. Times
-/// and values are saved with eight decimals, which shifts slopes between close
-/// keyframes by much more than that.
-struct AutomaticHandle {
-    double x = 0.0;
-    double y = 0.0;
-    double toleranceX = 0.0;
-    double toleranceY = 0.0;
-
-    bool Matches(double otherX, double otherY) const noexcept;
-};
-
 /// The incoming handle of `keys.key`. Always finite.
 ///
 /// The handle suits the rule by which the segment before the keyframe is
@@ -42,13 +43,19 @@ struct AutomaticHandle {
 /// flat, the smooth types have the slope through both neighbours (of the one
 /// neighbour at an end of the curve), and after a `Linear` keyframe the segment is
 /// a straight line.
-AutomaticHandle AutomaticLeftHandle(const HandleKeys& keys) noexcept;
+Pointd AutomaticLeftHandle(const HandleKeys& keys) noexcept;
 
 /// The outgoing handle of `keys.key`, by the same rules. Always finite.
-AutomaticHandle AutomaticRightHandle(const HandleKeys& keys) noexcept;
+Pointd AutomaticRightHandle(const HandleKeys& keys) noexcept;
 
 /// The handle of `point` towards `neighbour` on a motion path: the third of the
 /// straight way, or `point` itself without a neighbour.
-AutomaticHandle AutomaticPathHandle(Pointd point, const Pointd* neighbour) noexcept;
+Pointd AutomaticPathHandle(Pointd point, const Pointd* neighbour) noexcept;
+
+/// The handle of the keyframe with this index as it follows from its neighbours, which
+/// may be missing; on a motion path the one towards the neighbour. Zero where the values
+/// have none. Always finite.
+Pointd AutomaticHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side,
+                         bool isPath);
 
 }  // namespace core

@@ -37,7 +37,7 @@ std::size_t KeyframeStore::Find(double t) const noexcept {
     return nearest;
 }
 
-void KeyframeStore::Assign(std::vector<TimeValuePair> sorted) {
+void KeyframeStore::Assign(std::vector<TimeValuePair> sorted, std::vector<HandSet> sides) {
     std::vector<double> times;
     times.reserve(sorted.size() + 2);
     times.push_back(keyTimes.front());
@@ -47,20 +47,24 @@ void KeyframeStore::Assign(std::vector<TimeValuePair> sorted) {
     times.push_back(keyTimes.back());
     keyTimes = std::move(times);
     keyframes = std::move(sorted);
+    handSets = std::move(sides);
 }
 
 void KeyframeStore::Reserve(std::size_t count) {
-    if (count > keyframes.capacity() || count + 2 > keyTimes.capacity()) {
+    if (count > keyframes.capacity() || count > handSets.capacity() ||
+        count + 2 > keyTimes.capacity()) {
         const std::size_t grown = std::max(count, 2 * keyframes.size());
         keyframes.reserve(grown);
+        handSets.reserve(grown);
         keyTimes.reserve(grown + 2);
     }
 }
 
-void KeyframeStore::Insert(std::size_t index, TimeValuePair keyframe) {
+void KeyframeStore::Insert(std::size_t index, TimeValuePair keyframe, HandSet sides) {
     Reserve(Count() + 1);
     const auto offset = static_cast<std::ptrdiff_t>(index);
     keyTimes.insert(keyTimes.begin() + offset + 1, keyframe.GetTime());
+    handSets.insert(handSets.begin() + offset, sides);
     keyframes.insert(keyframes.begin() + offset, std::move(keyframe));
 }
 
@@ -68,12 +72,25 @@ void KeyframeStore::Erase(std::size_t first, std::size_t last) noexcept {
     const auto from = static_cast<std::ptrdiff_t>(first);
     const auto to = static_cast<std::ptrdiff_t>(last);
     keyTimes.erase(keyTimes.begin() + from + 1, keyTimes.begin() + to + 1);
+    handSets.erase(handSets.begin() + from, handSets.begin() + to);
     keyframes.erase(keyframes.begin() + from, keyframes.begin() + to);
 }
 
-void KeyframeStore::Replace(std::size_t index, TimeValuePair keyframe) noexcept {
+void KeyframeStore::Replace(std::size_t index, TimeValuePair keyframe, HandSet sides) noexcept {
     keyTimes[index + 1] = keyframe.GetTime();
+    handSets[index] = sides;
     keyframes[index] = std::move(keyframe);
+}
+
+void KeyframeStore::SetHandle(std::size_t index, Side side, Pointd handle,
+                              bool isHandSet) noexcept {
+    if (side == Side::Left) {
+        keyframes[index].SetLeftDerivativeEx(handle.x, handle.y);
+        handSets[index].left = isHandSet;
+    } else {
+        keyframes[index].SetRightDerivativeEx(handle.x, handle.y);
+        handSets[index].right = isHandSet;
+    }
 }
 
 }  // namespace core

@@ -1,7 +1,9 @@
 #pragma once
 
-// The keyframes of a curve, sorted by time, no two of them matching.
+// The keyframes of a curve, sorted by time, no two of them matching, and which of their
+// handles a caller has set.
 
+#include "core/curve/handles.h"
 #include "core/curve/sorted_times.h"
 
 #include <core/curve/time_unit.h>
@@ -50,30 +52,27 @@ public:
     Range MatchesOf(double t) const noexcept;
 
     std::span<const TimeValuePair> All() const noexcept { return keyframes; }
+    HandSet HandSetOf(std::size_t index) const noexcept { return handSets[index]; }
     /// Takes keyframes that are in time order, no two of them matching, in place of
-    /// those that it has.
-    void Assign(std::vector<TimeValuePair> sorted);
+    /// those that it has, and as many `sides`.
+    void Assign(std::vector<TimeValuePair> sorted, std::vector<HandSet> sides);
 
     /// Makes room for `count` keyframes; the next insertions up to it don't throw.
     void Reserve(std::size_t count);
     /// The place must keep the order. Throws nothing when there is room.
-    void Insert(std::size_t index, TimeValuePair keyframe);
+    void Insert(std::size_t index, TimeValuePair keyframe, HandSet sides);
     void Erase(std::size_t first, std::size_t last) noexcept;
     /// Replaces a keyframe by one whose time keeps the order.
-    void Replace(std::size_t index, TimeValuePair keyframe) noexcept;
+    void Replace(std::size_t index, TimeValuePair keyframe, HandSet sides) noexcept;
 
     void SetValue(std::size_t index, ValAny value) noexcept {
         keyframes[index].SetValue(std::move(value));
     }
-    void SetLeftHandle(std::size_t index, double x, double y) noexcept {
-        keyframes[index].SetLeftDerivativeEx(x, y);
-    }
-    void SetRightHandle(std::size_t index, double x, double y) noexcept {
-        keyframes[index].SetRightDerivativeEx(x, y);
-    }
+    void SetHandle(std::size_t index, Side side, Pointd handle, bool isHandSet) noexcept;
 
 private:
     std::vector<TimeValuePair> keyframes;
+    std::vector<HandSet> handSets;
     // The times once more, close together for the search, between two sentinels.
     std::vector<double> keyTimes = {-std::numeric_limits<double>::infinity(),
                                     std::numeric_limits<double>::infinity()};

@@ -41,6 +41,9 @@ struct ParameterSettings {
     bool HasNoRange() const;
 };
 
+/// What a reader gets for a number that is written.
+double AfterSaving(double number) noexcept;
+
 /// Writes the whole text to `text` and answers the digest that ends it. `keyframes`
 /// are in time order, no two of them matching. O(n).
 std::string WriteParameter(const ParameterSettings& settings,

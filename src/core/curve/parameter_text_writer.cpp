@@ -22,12 +22,8 @@
 // a reader gets.
 
 namespace core {
-namespace {
 
-constexpr double kFewDigits = 1e8;
-
-/// What a reader gets for a number that is written.
-double Saved(double number) noexcept {
+double AfterSaving(double number) noexcept {
     std::array<char, kNumberRoom> text{};
     *WriteNumber(number, text.data()) = '\0';
     // Reading may say that the number is too large; callers did not ask.
@@ -44,6 +40,10 @@ double Saved(double number) noexcept {
     }
 }
 
+namespace {
+
+constexpr double kFewDigits = 1e8;
+
 /// The times of a row of keyframes as they are written. Rounding must not make two of
 /// them match, or a reader would drop one: then the later one moves on by the least
 /// that keeps them apart.
@@ -52,17 +52,17 @@ public:
     double Next(double time) noexcept {
         // Rounding moves a time by far less than the tolerance; from many digits on, it
         // may do anything.
-        double saved = std::fabs(time) < kFewDigits ? time : Saved(time);
+        double saved = std::fabs(time) < kFewDigits ? time : AfterSaving(time);
         if (saved - previous >= 2.0 * kTimeTolerance) {
             previous = saved;
             return time;
         }
-        const double before = Saved(previous);
-        saved = Saved(time);
+        const double before = AfterSaving(previous);
+        saved = AfterSaving(time);
         bool isMoved = false;
         for (double step = 1.1 * kTimeTolerance;
              !(saved > before) || KeyframeStore::Matches(saved, before); step *= 2.0) {
-            saved = Saved(before + step);
+            saved = AfterSaving(before + step);
             isMoved = true;
         }
         previous = saved;
@@ -170,7 +170,7 @@ private:
             Digits(start, at);
         } else {
             std::array<char, kNumberRoom> digits;
-            Digits(digits.data(), WriteNumber(Saved(number), digits.data()));
+            Digits(digits.data(), WriteNumber(AfterSaving(number), digits.data()));
         }
     }
     void Digits(const char* start, const char* end) noexcept {

@@ -157,9 +157,8 @@ SpeedSegment TimeMap::SegmentFrom(std::size_t index) const noexcept {
     const HandleKey start = handleKey(index);
     const HandleKey end = handleKey(index + 1);
     const HandleKey after = handleKey(index + 2);
-    const AutomaticHandle right =
-        AutomaticRightHandle({index > 0 ? &before : nullptr, start, &end});
-    const AutomaticHandle left =
+    const Pointd right = AutomaticRightHandle({index > 0 ? &before : nullptr, start, &end});
+    const Pointd left =
         AutomaticLeftHandle({&start, end, index + 2 < renderKeys.size() ? &after : nullptr});
     return {start.time, start.value, right.x, right.y,    end.time,
             end.value,  left.x,      left.y,  start.type, end.type};

@@ -1,0 +1,220 @@
+#include "core/curve/loaded_handles.h"
+
+#include "core/curve/numbers.h"
+#include "core/curve/parameter_text.h"
+
+#include <core/curve/time_unit.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+// A text does not say who has set a handle. Its numbers do:
+//  1. where the automatic handle would be written with the digits that are there, the
+//     handle is the automatic one, at full precision;
+//  2. where times and values were cut when they were written, the automatic handle is
+//     not known to all its digits. One that lies where the cut numbers allow is automatic
+//     too, and stays as it is until an edit makes it anew;
+//  3. a zero handle on a motion path is what AddPoint leaves there, and nobody's;
+//  4. any other was set by hand.
+
+namespace core {
+namespace {
+
+// The last one of a saved number below 1e8.
+constexpr double kLastDigit = 1e-8;
+
+Pointd HandleOf(const TimeValuePair& keyframe, Side side) noexcept {
+    Pointd handle;
+    if (side == Side::Left) {
+        keyframe.GetLeftDerivativeEx(handle.x, handle.y);
+    } else {
+        keyframe.GetRightDerivativeEx(handle.x, handle.y);
+    }
+    return handle;
+}
+
+bool IsWrittenAs(double exact, double stored) noexcept {
+    if (exact == stored) {
+        return true;
+    }
+    if (std::fabs(exact) < 1e5 && std::fabs(exact - stored) > 0.6 * kLastDigit) {
+        return false;
+    }
+    // A number that is not halfway between two is rounded as it looks.
+    const double units = exact / kLastDigit;
+    const double nearest = std::nearbyint(units);
+    const bool isPlain = std::fabs(exact) < 1e4 && std::fabs(units - nearest) < 0.499;
+    const double saved = isPlain ? nearest / 1e8 : AfterSaving(exact);
+    return saved == stored && std::signbit(saved) == std::signbit(stored);
+}
+
+// Where the digits are those of the automatic handle, gives it the others back.
+bool TakeDigits(TimeValuePair& keyframe, Side side, Pointd automatic) noexcept {
+    const Pointd stored = HandleOf(keyframe, side);
+    if (!IsWrittenAs(automatic.x, stored.x) || !IsWrittenAs(automatic.y, stored.y)) {
+        return false;
+    }
+    if (automatic != stored) {
+        if (side == Side::Left) {
+            keyframe.SetLeftDerivativeEx(automatic.x, automatic.y);
+        } else {
+            keyframe.SetRightDerivativeEx(automatic.x, automatic.y);
+        }
+    }
+    return true;
+}
+
+// By how much a number may have been cut when it was written.
+double CutOf(double saved) noexcept {
+    // One of at most four decimals was probably not: of ten thousand that were, one looks
+    // like that. From 1e8 on all digits are written, and the last one may be off.
+    const double tenThousandths = saved * 1e4;
+    if (std::fabs(tenThousandths - std::nearbyint(tenThousandths)) < 1e-5) {
+        return 0.0;
+    }
+    return std::fabs(saved) < 1e8 ? kLastDigit / 2.0
+                                  : std::numeric_limits<double>::epsilon() * std::fabs(saved);
+}
+
+bool IsNear(Pointd stored, Pointd automatic, Pointd reach) noexcept {
+    const auto isNear = [](double a, double b, double most) {
+        return std::fabs(a - b) <= most + kLastDigit / 2.0 + 1e-15 * std::fabs(b);
+    };
+    return isNear(stored.x, automatic.x, reach.x) && isNear(stored.y, automatic.y, reach.y);
+}
+
+// A keyframe of a curve of numbers between its neighbours, on its way from the first to
+// the last.
+class KeyWalk {
+public:
+    explicit KeyWalk(std::span<const TimeValuePair> all) : keyframes(all) {
+        Read(0, 1);
+        Read(1, 2);
+    }
+    void Advance() {
+        keys[0] = keys[1];
+        keys[1] = keys[2];
+        isNumber[0] = isNumber[1];
+        isNumber[1] = isNumber[2];
+        gapBefore = gapBehind;
+        Read(++index + 1, 2);
+    }
+
+    Pointd Automatic(Side side) const noexcept {
+        if (!isNumber[1]) {
+            return {};
+        }
+        const HandleKeys around = {isNumber[0] ? &keys[0] : nullptr, keys[1],
+                                   isNumber[2] ? &keys[2] : nullptr};
+        return side == Side::Left ? AutomaticLeftHandle(around) : AutomaticRightHandle(around);
+    }
+
+    // Whether this could be the automatic handle of keyframes that are written as these.
+    bool Allows(Side side, Pointd stored, Pointd automatic) noexcept {
+        if (!IsNear(stored, automatic, MostReach(automatic))) {
+            return false;
+        }
+        // Each number of each keyframe moves the handle for itself; near each other more
+        // than evenly.
+        constexpr double kUneven = 1.25;
+        Pointd reach;
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            for (double HandleKey::*const number : {&HandleKey::time, &HandleKey::value}) {
+                const double saved = keys[i].*number;
+                const double cut = isNumber[i] ? CutOf(saved) : 0.0;
+                if (cut == 0.0) {
+                    continue;
+                }
+                keys[i].*number = saved + cut;
+                const Pointd moved = Automatic(side);
+                keys[i].*number = saved;
+                reach.x += kUneven * std::fabs(moved.x - automatic.x);
+                reach.y += kUneven * std::fabs(moved.y - automatic.y);
+                if (IsNear(stored, automatic, reach)) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    }
+
+private:
+    void Read(std::size_t i, std::size_t place) {
+        isNumber[place] =
+            i < keyframes.size() && ReadNumber(keyframes[i].PeekValue(), keys[place].value);
+        if (isNumber[place]) {
+            keys[place].time = keyframes[i].GetTime();
+            keys[place].type = keyframes[i].GetInterpolation();
+            gapBehind = InSeconds(keys[place].time) - InSeconds(keys[place - 1].time);
+        }
+    }
+
+    // More than cuts can move the handle. Most that were set by hand lie beyond it.
+    Pointd MostReach(Pointd automatic) const noexcept {
+        const double nearest = std::min({1.0, gapBefore, gapBehind});
+        const double size = 1.0 + std::fabs(automatic.x) + std::fabs(automatic.y);
+        const double most = 8.0 * kLastDigit * size / (nearest * nearest);
+        return {most, most};
+    }
+
+    std::span<const TimeValuePair> keyframes;
+    std::size_t index = 0;
+    // The one before, itself, the one behind; only numbers count.
+    std::array<HandleKey, 3> keys;
+    std::array<bool, 3> isNumber{};
+    // In seconds; of no meaning where a neighbour is no number.
+    double gapBefore = 1.0;
+    double gapBehind = 1.0;
+};
+
+LoadedHandles RecogniseOnCurve(std::span<TimeValuePair> keyframes) {
+    LoadedHandles loaded;
+    loaded.sides.resize(keyframes.size());
+    KeyWalk walk(keyframes);
+    for (std::size_t i = 0; i < keyframes.size(); ++i, walk.Advance()) {
+        const auto isHandSet = [&](Side side) {
+            const Pointd automatic = walk.Automatic(side);
+            return !TakeDigits(keyframes[i], side, automatic) &&
+                   !walk.Allows(side, HandleOf(keyframes[i], side), automatic);
+        };
+        loaded.sides[i] = {isHandSet(Side::Left), isHandSet(Side::Right)};
+    }
+    return loaded;
+}
+
+LoadedHandles RecogniseOnPath(std::span<TimeValuePair> keyframes) {
+    LoadedHandles loaded;
+    loaded.sides.resize(keyframes.size());
+    // The handles are kept at the thirds if one is there that would be elsewhere by
+    // itself, or if none is elsewhere.
+    bool hasThird = false;
+    bool hasOther = keyframes.empty();
+    for (std::size_t i = 0; i < keyframes.size(); ++i) {
+        const ValAny& value = keyframes[i].PeekValue();
+        const auto isHandSet = [&](Side side) {
+            const Pointd automatic = AutomaticHandleAt(keyframes, i, side, true);
+            const bool isThird =
+                TakeDigits(keyframes[i], side, automatic) ||
+                IsNear(HandleOf(keyframes[i], side), automatic, {kLastDigit, kLastDigit});
+            const bool isZero = HandleOf(keyframes[i], side) == Pointd{};
+            hasThird = hasThird || (isThird && !isZero && value.Kind() == ValAny::kPoint &&
+                                    value.AsPoint() != automatic);
+            hasOther = hasOther || !isThird;
+            return !isThird && !isZero;
+        };
+        loaded.sides[i] = {isHandSet(Side::Left), isHandSet(Side::Right)};
+    }
+    loaded.keepsThirds = hasThird || !hasOther;
+    return loaded;
+}
+
+}  // namespace
+
+LoadedHandles RecogniseHandles(std::span<TimeValuePair> keyframes, ParameterTypeEnum type) {
+    return type == ParameterPoint ? RecogniseOnPath(keyframes) : RecogniseOnCurve(keyframes);
+}
+
+}  // namespace core
