@@ -2,10 +2,12 @@
 // and read again.
 
 #include <core/data/json_doc.h>
+#include <core/data/json_parse.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "fuzz/require.h"
@@ -21,6 +23,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     errno = 0;
     const support::JsonReading expected =
         support::ReadPlainly({text.begin(), text.end() - 1}, support::JsonNode::Value, 0);
+    // The reader that tells why takes the same texts, if they end with the document, and
+    // the standard takes no others.
+    const std::string_view whole(text.data(), size);
+    core::JsonValue told;
+    const core::JsonParseResult result = core::ParseJson(
+        whole, told,
+        {core::JsonGrammar::Wide, core::JsonOverflow::Saturate, core::JsonEncoding::AnyBytes});
+    FUZZ_REQUIRE(result || (told.IsEmpty() && result.offset <= size));
+    FUZZ_REQUIRE(!result || expected.consumed >= 0);
+    FUZZ_REQUIRE(result || !core::ParseJson(whole, told));
+
     errno = 0;
     core::JsonDoc document;
     FUZZ_REQUIRE(document.Parse(text.data()) == expected.consumed);

@@ -26,6 +26,7 @@
 #include <core/data/json_doc.h>
 #include <core/data/json_iterator.h>
 #include <core/data/json_object.h>
+#include <core/data/json_parse.h>
 #include <core/data/json_string.h>
 #include <core/data/json_value.h>
 #include <core/data/json_view.h>

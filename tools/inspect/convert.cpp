@@ -1,6 +1,5 @@
 #include "inspect/describe.h"
 #include "inspect/document.h"
-#include "inspect/json_fault.h"
 #include "inspect/verbs.h"
 
 #include <cmath>
@@ -79,8 +78,12 @@ int Convert(const ConvertRequest& request, const Console& console) {
             document.Root().Dump(bytes);
         }
         // Packed data nests deeper than the reader of JSON goes, for one.
-        if (const auto fault = FindJsonFault(bytes)) {
-            throw Failure(document.Name(), "its JSON could not be read again: " + fault->what);
+        core::JsonDoc again;
+        const core::JsonParseOptions asWritten = {core::JsonGrammar::Standard,
+                                                  core::JsonOverflow::Saturate,
+                                                  core::JsonEncoding::AnyBytes};
+        if (const auto result = core::ParseJson(bytes, again.Root(), asWritten); !result) {
+            throw Failure(document.Name(), "its JSON could not be read again: " + result.reason);
         }
         bytes += '\n';
     }

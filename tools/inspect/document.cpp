@@ -1,9 +1,7 @@
 #include "inspect/document.h"
 
-#include "inspect/json_fault.h"
 #include "inspect/packed_fault.h"
 
-#include <optional>
 #include <string_view>
 
 namespace inspect {
@@ -58,19 +56,12 @@ Document::Document(const std::string& file, const Console& where)
 void Document::ReadJson() {
     Progress progress(console);
     progress.Announce("parsing " + name, text.size());
-    const int used = document.Parse(text.c_str());
-    const std::size_t rest =
-        used < 0 ? 0 : text.find_first_not_of(" \t\n\v\f\r", static_cast<std::size_t>(used));
-    if (used >= 0 && rest == std::string::npos) {
-        return;
+    // Whatever the library reads, told where it does not.
+    const core::JsonParseOptions asTheLibrary = {
+        core::JsonGrammar::Wide, core::JsonOverflow::Saturate, core::JsonEncoding::AnyBytes};
+    if (const auto result = core::ParseJson(text, document.Root(), asTheLibrary); !result) {
+        throw Failure(name, result.Message());
     }
-    const std::optional<JsonFault> fault = FindJsonFault(text);
-    if (!fault) {
-        throw Failure(name, "does not parse");
-    }
-    const TextPlace place = PlaceOf(text, fault->offset);
-    throw Failure(name, "line " + std::to_string(place.line) + ", column " +
-                            std::to_string(place.column) + ": " + fault->what);
 }
 
 void Document::ReadPacked() {

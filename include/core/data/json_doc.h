@@ -45,7 +45,8 @@ public:
     JsonArray& CreateRootArray() { return root.MakeEmptyArray(); }
 
     /// Reads the root from zero-terminated text. Answers how many bytes it takes; what
-    /// follows is not looked at. On failure -1, and the root is empty.
+    /// follows is not looked at. On failure -1, and the root is empty. `ParseJson` says
+    /// where and why, and looks at the whole.
     int Parse(const char* text);
     /// The same for a file with a UTF-8 path, of at most 64 MiB; the bytes of a UTF-8
     /// mark at its start count. -1 also when the file can't be read, is larger or has a

@@ -39,7 +39,7 @@ public:
     }
     /// The same for a size that the compiler knows and can pick the list for.
     template <std::size_t size>
-    void* AllocNode() {
+    [[gnu::always_inline]] void* AllocNode() {
         return pool != nullptr ? pool->Alloc(size, 8) : allocator->Alloc(size, 8);
     }
     void Dealloc(void* pointer, std::size_t size) noexcept {
@@ -68,25 +68,25 @@ struct JsonNodes {
     /// Appends a null element, or a null member with an empty name. Throws like the
     /// allocator, or `std::length_error` when the container is full; it is then as
     /// before.
-    static JsonElem& AddNull(JsonArray& array, NodeMemory& memory) {
+    [[gnu::always_inline]] static JsonElem& AddNull(JsonArray& array, NodeMemory& memory) {
         return Append(array, NewElem(array, memory));
     }
-    static JsonMember& AddNull(JsonObject& object, NodeMemory& memory) {
+    [[gnu::always_inline]] static JsonMember& AddNull(JsonObject& object, NodeMemory& memory) {
         return Append(object, NewMember(object, memory));
     }
 
     /// Gives an empty container or text to a value that owns no node.
-    static JsonArray& MakeArray(JsonValue& value, NodeMemory& memory) {
+    [[gnu::always_inline]] static JsonArray& MakeArray(JsonValue& value, NodeMemory& memory) {
         value.payload.array = New<JsonArray>(memory);
         value.kind = JsonValue::kArray;
         return *value.payload.array;
     }
-    static JsonObject& MakeObject(JsonValue& value, NodeMemory& memory) {
+    [[gnu::always_inline]] static JsonObject& MakeObject(JsonValue& value, NodeMemory& memory) {
         value.payload.object = New<JsonObject>(memory);
         value.kind = JsonValue::kObject;
         return *value.payload.object;
     }
-    static JsonString& MakeString(JsonValue& value, NodeMemory& memory) {
+    [[gnu::always_inline]] static JsonString& MakeString(JsonValue& value, NodeMemory& memory) {
         value.payload.string = New<JsonString>(memory);
         value.kind = JsonValue::kString;
         return *value.payload.string;
@@ -153,13 +153,13 @@ struct JsonNodes {
     }
 
     /// An element or member that is in no list yet.
-    static JsonElem* NewElem(JsonArray& parent, NodeMemory& memory) {
+    [[gnu::always_inline]] static JsonElem* NewElem(JsonArray& parent, NodeMemory& memory) {
         if (parent.count == kMaxCount) {
             ThrowFull();
         }
         return new (memory.AllocNode<sizeof(JsonElem)>()) JsonElem(memory.Allocator(), &parent);
     }
-    static JsonMember* NewMember(JsonObject& parent, NodeMemory& memory) {
+    [[gnu::always_inline]] static JsonMember* NewMember(JsonObject& parent, NodeMemory& memory) {
         if (parent.count == kMaxCount) {
             ThrowFull();
         }
@@ -195,7 +195,7 @@ struct JsonNodes {
 
 private:
     template <class Node>
-    static Node* New(NodeMemory& memory) {
+    [[gnu::always_inline]] static Node* New(NodeMemory& memory) {
         return new (memory.template AllocNode<sizeof(Node)>()) Node(memory.Allocator());
     }
     static void FreeText(JsonString& string, NodeMemory& memory) noexcept {

@@ -8,46 +8,61 @@
 //    than its own length.
 // 2. Every element and member is in its container before its value is read, so that
 //    clearing the outermost node clears all.
+// 3. A failure is noted where it is met; the words for it are found by those who tell.
+
+#include "core/data/json_parser.h"
 
 #include "core/data/deep_stack.h"
 #include "core/data/escapes.h"
 #include "core/data/json_nodes.h"
 #include "core/data/number_reader.h"
+#include "core/data/text_file.h"
 #include "core/data/text_scan.h"
-#include "core/platform/platform.h"
+#include "core/data/utf8.h"
 
 #include <core/data/json_doc.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <limits>
-#include <memory>
 #include <string>
-#include <string_view>
+#include <system_error>
 #include <type_traits>
 
 namespace core {
 namespace {
 
 using detail::DeepStack;
+using detail::IsSpace;
+using detail::JsonFault;
 using detail::JsonNodes;
+using detail::kDeepestLevel;
+using detail::kMaxJsonLength;
 using detail::NodeMemory;
+using detail::Space;
 using detail::TextBlock;
 
-/// Containers at deeper levels must be empty.
-constexpr int kDeepestLevel = 80;
-constexpr std::ptrdiff_t kMaxLength = std::numeric_limits<std::int32_t>::max();
+/// Which texts are taken.
+enum class Dialect : std::uint8_t {
+    Trusting,  // numbers and white space as the C library has them, any bytes in texts
+    Wide,      // the same, but UTF-8 and what numbers hold are looked at when asked for
+    Standard,  // RFC 8259 instead of the C library
+};
 
-bool IsSpace(char c) noexcept {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
+/// Reads nodes. One text per object.
+template <Dialect kDialect>
 class Parser {
 public:
-    Parser(const char* text, JsonAllocator* allocator, int depth) noexcept
-        : memory(allocator), limit(text), level(depth) {}
+    Parser(const char* text, JsonAllocator* allocator, int depth,
+           const JsonParseOptions& asked = {}) noexcept
+        : memory(allocator), limit(text), options(asked), level(depth) {}
+
+    /// Why and where reading has failed.
+    JsonFault Fault() const noexcept { return fault; }
+    const char* FaultPlace() const noexcept { return faultPlace; }
 
     // Where the node ends that starts at `at`, or behind white space there; null when there
     // is none.
@@ -68,11 +83,11 @@ public:
     }
     const char* ReadArray(JsonArray& array, const char* at) {
         at = SkipSpace(at);
-        return *at == '[' ? Run(Open(array, at)) : nullptr;
+        return *at == '[' ? Run(Open(array, at)) : Fail(JsonFault::NoValue, at);
     }
     const char* ReadObject(JsonObject& object, const char* at) {
         at = SkipSpace(at);
-        return *at == '{' ? Run(Open(object, at)) : nullptr;
+        return *at == '{' ? Run(Open(object, at)) : Fail(JsonFault::NoValue, at);
     }
     const char* ReadMember(JsonMember& member, const char* at) {
         at = ReadName(member, SkipSpace(at));
@@ -87,6 +102,12 @@ private:
     };
     /// What became of the innermost open container.
     enum class Change : std::uint8_t { None, Entered, Closed };
+
+    [[gnu::cold, gnu::noinline]] const char* Fail(JsonFault why, const char* at) noexcept {
+        fault = why;
+        faultPlace = at;
+        return nullptr;
+    }
 
     // Reading goes on at `at`, which is passed on and answered: as a value of its own, which
     // no byte that is written can change, it stays in a register. Null means a failure.
@@ -107,14 +128,15 @@ private:
 
     /// Enters a container at its bracket, unless it is empty.
     template <class Node>
-    const char* Open(Node& node, const char* at) {
+    [[gnu::always_inline]] const char* Open(Node& node, const char* at) {
         constexpr bool kIsArray = std::is_same_v<Node, JsonArray>;
+        const char* const bracket = at;
         at = SkipSpace(at + 1);
         if (*at == (kIsArray ? ']' : '}')) {
             return at + 1;
         }
         if (level > kDeepestLevel) {
-            return nullptr;
+            return Fail(JsonFault::TooDeep, bracket);
         }
         Container& inside = open.Push();
         if constexpr (kIsArray) {
@@ -130,13 +152,14 @@ private:
     }
 
     /// Behind a child: behind the comma, or behind the container, which is closed then.
-    const char* GoOnBehind(const char* at, char closing) noexcept {
+    [[gnu::always_inline]] const char* GoOnBehind(const char* at, char closing) noexcept {
         if (*at == ',') {
             change = Change::None;
             return at + 1;
         }
         if (*at != closing) {
-            return nullptr;
+            return Fail(closing == ']' ? JsonFault::NoCommaOrBracket : JsonFault::NoCommaOrBrace,
+                        at);
         }
         open.Drop();
         --level;
@@ -147,7 +170,7 @@ private:
     // The following two go on to the end of a container, or to the first child of one
     // within.
 
-    const char* ReadElements(JsonArray& array, const char* at) {
+    [[gnu::always_inline]] const char* ReadElements(JsonArray& array, const char* at) {
         do {
             at = ReadChild(JsonNodes::AddNull(array, memory), SkipSpace(at));
             if (at == nullptr || change != Change::None) {
@@ -158,7 +181,7 @@ private:
         return at;
     }
 
-    const char* ReadMembers(JsonObject& object, const char* at) {
+    [[gnu::always_inline]] const char* ReadMembers(JsonObject& object, const char* at) {
         do {
             JsonMember& member = JsonNodes::AddNull(object, memory);
             at = ReadName(member, SkipSpace(at));
@@ -175,7 +198,7 @@ private:
     }
 
     /// `child` is a null.
-    const char* ReadChild(JsonValue& child, const char* at) {
+    [[gnu::always_inline]] const char* ReadChild(JsonValue& child, const char* at) {
         switch (*at) {
             case '"':
                 return ReadString(JsonNodes::MakeString(child, memory), at);
@@ -189,14 +212,25 @@ private:
     }
 
     /// `value` owns no node.
-    const char* ReadScalar(JsonValue& value, const char* at) noexcept {
+    [[gnu::always_inline]] const char* ReadScalar(JsonValue& value, const char* at) noexcept {
         if (number::IsDigit(*at) || *at == '-') {
             if (limit - at < kAhead) {
                 MoveLimit();
             }
-            const NumberReading read = ReadNumber(at, limit);
+            NumberReading read = ReadNumber<kDialect == Dialect::Standard>(at, limit);
+            if constexpr (kDialect != Dialect::Trusting) {
+                if (!IsHeld(read) && !Settle(at, read)) [[unlikely]] {
+                    return nullptr;
+                }
+            }
             JsonNodes::SetScalar(value, static_cast<std::int32_t>(read.kind), read.bits);
-            return read.kind != NumberKind::None ? read.end : nullptr;
+            if constexpr (kDialect == Dialect::Standard) {
+                const char* const digits = at + (*at == '-' ? 1 : 0);
+                if (*digits == '0' && number::IsDigit(digits[1])) [[unlikely]] {
+                    return Fail(JsonFault::LeadingZero, at);
+                }
+            }
+            return read.kind != NumberKind::None ? read.end : Fail(JsonFault::BadNumber, at);
         }
         switch (*at) {
             case 't':
@@ -206,41 +240,81 @@ private:
             case 'n':
                 return SetWord(value, JsonValue::kNull, 0, at, "null");
             default:
-                return nullptr;
+                return Fail(JsonFault::NoValue, at);
         }
     }
 
-    static const char* SetWord(JsonValue& value, std::int32_t kind, std::uint64_t bits,
-                               const char* at, const char* word) noexcept {
+    /// Whether a number is certain to be what its text says.
+    static bool IsHeld(const NumberReading& read) noexcept {
+        constexpr std::uint64_t kInfinity = 0x7FF0'0000'0000'0000;
+        return read.kind == NumberKind::Signed   ? read.bits != std::uint64_t{1} << 63
+               : read.kind == NumberKind::Double ? (read.bits & kInfinity) != kInfinity
+                                                 : false;
+    }
+    /// Makes of another number what was asked for; false where that is a failure.
+    [[gnu::cold, gnu::noinline]] bool Settle(const char* at, NumberReading& read) noexcept {
+        std::uint64_t whole = 0;
+        const bool isNegative = *at == '-';
+        const char* const digits = at + (isNegative ? 1 : 0);
+        if (read.kind == NumberKind::None) {
+            return true;
+        }
+        if (read.kind != NumberKind::Double) {
+            const bool fits = std::from_chars(digits, read.end, whole).ec == std::errc();
+            if (fits && (!isNegative || whole <= std::uint64_t{1} << 63)) {
+                // Not what errno has made of it.
+                read.kind =
+                    whole >> 63 == 0 || isNegative ? NumberKind::Signed : NumberKind::Unsigned;
+                return true;
+            }
+            if (options.overflow == JsonOverflow::Refuse) {
+                return Fail(JsonFault::LargeInteger, at) != nullptr;
+            }
+            if (options.overflow == JsonOverflow::ToDouble) {
+                read.kind = NumberKind::Double;
+                read.bits = number::NearestDouble({digits, read.end, 0, read.end}) |
+                            std::uint64_t{isNegative} << 63;
+            }
+        }
+        return options.overflow == JsonOverflow::Saturate || IsHeld(read) ||
+               Fail(JsonFault::LargeNumber, at) != nullptr;
+    }
+
+    const char* SetWord(JsonValue& value, std::int32_t kind, std::uint64_t bits, const char* at,
+                        const char* word) noexcept {
         JsonNodes::SetScalar(value, kind, bits);
+        const char* const first = at;
         for (; *word != '\0'; ++word, ++at) {
             if (*at != *word) {
-                return nullptr;
+                return Fail(JsonFault::NoValue, first);
             }
         }
         return at;
     }
 
     /// Up to behind the colon.
-    const char* ReadName(JsonMember& member, const char* at) {
+    [[gnu::always_inline]] const char* ReadName(JsonMember& member, const char* at) {
         if (*at != '"') {
-            return nullptr;
+            return Fail(JsonFault::NoName, at);
         }
         at = ReadString(JsonNodes::Name(member), at);
         if (at == nullptr) {
             return nullptr;
         }
         at = SkipSpace(at);
-        return *at == ':' ? at + 1 : nullptr;
+        return *at == ':' ? at + 1 : Fail(JsonFault::NoColon, at);
     }
 
     /// Reads a string from its opening quote on.
-    const char* ReadString(JsonString& string, const char* at) {
+    [[gnu::noinline]] const char* ReadString(JsonString& string, const char* at) {
         const char* const first = at + 1;
         if (limit - first >= TextBlock::kSize) {
             const TextBlock block(first);
             const int plain = block.CountPlain();
             if (plain < TextBlock::kSize && first[plain] == '"') {
+                if (kDialect != Dialect::Trusting && block.Others() != 0) {
+                    return ReadLongString(string, first);
+                }
                 // Whatever is behind the end, there is room for a block.
                 char* const to = JsonNodes::Storage(string);
                 block.CopyTo(to);
@@ -252,12 +326,17 @@ private:
     }
 
     const char* ReadLongString(JsonString& string, const char* first) {
-        const char* const end = PlainEnd(first);
+        unsigned others = 0;
+        const char* const end = PlainEnd(first, others);
         if (*end != '"') {
-            return *end == '\\' ? ReadEscapedString(string, first, end) : nullptr;
+            return *end == '\\' ? ReadEscapedString(string, first, end, others)
+                                : FailInText(JsonFault::BadText, first, end);
         }
         const std::ptrdiff_t length = end - first;
-        if (length >= kMaxLength) {
+        if (length >= kMaxJsonLength) {
+            return Fail(JsonFault::LongText, first);
+        }
+        if (others != 0 && !IsGoodText(first, end)) {
             return nullptr;
         }
         char* const to = JsonNodes::Reserve(string, static_cast<std::int32_t>(length + 1), memory);
@@ -266,26 +345,34 @@ private:
         return end + 1;
     }
 
-    /// The same where the first backslash is at `escape`.
-    const char* ReadEscapedString(JsonString& string, const char* first, const char* escape) {
+    /// The same where the first backslash is at `escape`, and `others` is not 0 where bytes
+    /// above ASCII may stand before it.
+    const char* ReadEscapedString(JsonString& string, const char* first, const char* escape,
+                                  unsigned others) {
         std::ptrdiff_t size = escape - first;
         const char* end = escape;
         while (*end != '"') {
             if (*end != '\\') {
-                return nullptr;
+                return FailInText(JsonFault::BadText, first, end);
             }
             const Escape found = EscapeAt(end);
             if (found.length == 0) {
-                return nullptr;
+                return FailInText(JsonFault::BadEscape, first, end);
+            }
+            if (kDialect == Dialect::Standard && found.codePoint == 0) {
+                return FailInText(JsonFault::ZeroEscape, first, end);
             }
             // Kept on purpose: room for four bytes per \uXXXX, also where two of them are one
             // character; allocators of callers count on these sizes.
             size += found.length == 2 ? 1 : 4 * (found.length / 6);
             const char* const plain = end + found.length;
-            end = PlainEnd(plain);
+            end = PlainEnd(plain, others);
             size += end - plain;
         }
-        if (size >= kMaxLength) {
+        if (size >= kMaxJsonLength) {
+            return Fail(JsonFault::LongText, first);
+        }
+        if (others != 0 && !IsGoodText(first, end)) {
             return nullptr;
         }
         char* const to = JsonNodes::Reserve(string, static_cast<std::int32_t>(size + 1), memory);
@@ -293,23 +380,46 @@ private:
         return end + 1;
     }
 
-    /// The first byte from `from` on that does not stand for itself in a string.
-    const char* PlainEnd(const char* from) noexcept {
+    /// The first byte from `from` on that does not stand for itself in a string. `others`
+    /// gets a bit where bytes above ASCII may stand before it, if that is of interest.
+    const char* PlainEnd(const char* from, unsigned& others) noexcept {
         do {
             while (limit - from >= TextBlock::kSize) {
-                const int plain = TextBlock(from).CountPlain();
+                const TextBlock block(from);
+                if constexpr (kDialect != Dialect::Trusting) {
+                    others |= block.Others();
+                }
+                const int plain = block.CountPlain();
                 from += plain;
                 if (plain != TextBlock::kSize) {
                     return from;
                 }
             }
         } while (MoveLimit());
-        while (static_cast<unsigned char>(*from) >= ' ' && *from != '"' && *from != '\\') {
-            ++from;
+        for (; static_cast<unsigned char>(*from) >= ' ' && *from != '"' && *from != '\\'; ++from) {
+            if constexpr (kDialect != Dialect::Trusting) {
+                others |= static_cast<unsigned char>(*from) & 0x80U;
+            }
         }
         return from;
     }
 
+    /// Whether bytes of a string are UTF-8 where they must be.
+    bool IsGoodText(const char* first, const char* end) noexcept {
+        if (options.encoding != JsonEncoding::Utf8) {
+            return true;
+        }
+        const char* const valid = detail::ValidUtf8End(first, end, std::max(end, limit));
+        return valid == end || Fail(JsonFault::BadText, valid) != nullptr;
+    }
+    [[gnu::cold, gnu::noinline]] const char* FailInText(JsonFault why, const char* first,
+                                                        const char* at) noexcept {
+        // What comes first is to blame.
+        return kDialect == Dialect::Trusting || IsGoodText(first, at) ? Fail(why, at) : nullptr;
+    }
+
+public:
+    /// The first byte from `at` on that is not white space.
     const char* SkipSpace(const char* at) noexcept {
         if (static_cast<unsigned char>(*at) > ' ') {
             return at;
@@ -317,11 +427,16 @@ private:
         const char next = *at == ' ' ? at[1] : '\0';
         return static_cast<unsigned char>(next) > ' ' ? at + 1 : SkipMuchSpace(at);
     }
+
+private:
+    static constexpr Space kSpace =
+        kDialect == Dialect::Standard ? Space::OfJson : Space::OfTheCLibrary;
+
     const char* SkipMuchSpace(const char* at) noexcept {
-        while (IsSpace(*at)) {
+        while (IsSpace<kSpace>(*at)) {
             ++at;
             if (limit - at >= TextBlock::kSize) {
-                at += TextBlock(at).CountSpace();
+                at += TextBlock(at).CountSpace<kSpace>();
             } else {
                 MoveLimit();
             }
@@ -330,7 +445,7 @@ private:
     }
 
     /// Finds out about more text; false when the limit is its end.
-    bool MoveLimit() noexcept {
+    [[gnu::noinline]] bool MoveLimit() noexcept {
         if (*limit == '\0') {
             return false;
         }
@@ -347,17 +462,22 @@ private:
     NodeMemory memory;
     const char* limit;
     std::size_t step = 256;
+    const char* faultPlace = nullptr;
+    const JsonParseOptions options;
     int level;
+    JsonFault fault = JsonFault::None;
     Change change = Change::None;
     DeepStack<Container, kDeepestLevel + 1> open;
 };
 
+using TrustingParser = Parser<Dialect::Trusting>;
+
 /// Reads a node and answers the bytes that it takes; clears it when that fails or throws.
 template <class Node, class Clear>
 int ParseNode(Node& node, const char* text, int depth,
-              const char* (Parser::*read)(Node&, const char*), Clear clear) {
+              const char* (TrustingParser::*read)(Node&, const char*), Clear clear) {
     text = text != nullptr ? text : "";
-    Parser parser(text, node.Allocator(), depth);
+    TrustingParser parser(text, node.Allocator(), depth);
     const char* end = nullptr;
     try {
         end = (parser.*read)(node, text);
@@ -365,7 +485,7 @@ int ParseNode(Node& node, const char* text, int depth,
         clear();
         throw;
     }
-    if (end == nullptr || end - text > kMaxLength) {
+    if (end == nullptr || end - text > kMaxJsonLength) {
         clear();
         return -1;
     }
@@ -378,50 +498,47 @@ bool IsOwnText(const JsonString& string, const char* text) noexcept {
     return !before(text, string.Text()) && before(text, string.Text() + string.Capacity());
 }
 
-/// Reads a file of at most 64 MiB; a zero byte stands behind its `size` bytes.
-bool ReadWholeFile(const char* path, std::unique_ptr<char[]>& text, std::size_t& size) {
-    constexpr std::uint64_t kMaxSize = std::uint64_t{64} << 20;
-    platform::ReadFile file;
-    std::uint64_t sizeNow = 0;
-    if (file.Open(path) != 0 || file.Size(sizeNow) != 0 || sizeNow > kMaxSize) {
-        return false;
-    }
-    const auto wanted = static_cast<std::size_t>(sizeNow);
-    text = std::make_unique_for_overwrite<char[]>(wanted + 1);
-    std::size_t count = 1;
-    for (size = 0; size < wanted && count != 0; size += count) {
-        if (file.Read(size, text.get() + size, wanted - size, count) != 0) {
-            return false;
-        }
-    }
-    text[size] = '\0';
-    return true;
+template <Dialect kDialect>
+detail::JsonReading ReadJson(const char* text, JsonValue& empty, const JsonParseOptions& options) {
+    Parser<kDialect> parser(text, empty.Allocator(), 0, options);
+    const char* const end = parser.ReadValue(empty, text);
+    return {end != nullptr ? parser.SkipSpace(end) : nullptr, parser.Fault(), parser.FaultPlace()};
 }
 
 }  // namespace
+
+detail::JsonReading detail::ReadJson(const char* text, JsonValue& empty,
+                                     const JsonParseOptions& options) {
+    const int errorBefore = errno;
+    const JsonReading reading = options.grammar == JsonGrammar::Standard
+                                    ? core::ReadJson<Dialect::Standard>(text, empty, options)
+                                    : core::ReadJson<Dialect::Wide>(text, empty, options);
+    errno = errorBefore;
+    return reading;
+}
 
 int JsonValue::Parse(const char* text, int depth) {
     if (IsString() && IsOwnText(JsonNodes::String(*this), text)) {
         return Parse(std::string(text).c_str(), depth);
     }
-    return ParseNode(*this, text, depth, &Parser::ReadValue, [this] { Clear(); });
+    return ParseNode(*this, text, depth, &TrustingParser::ReadValue, [this] { Clear(); });
 }
 
 int JsonArray::Parse(const char* text, int depth) {
     Clear();
-    return ParseNode(*this, text, depth, &Parser::ReadArray, [this] { Clear(); });
+    return ParseNode(*this, text, depth, &TrustingParser::ReadArray, [this] { Clear(); });
 }
 
 int JsonObject::Parse(const char* text, int depth) {
     Clear();
-    return ParseNode(*this, text, depth, &Parser::ReadObject, [this] { Clear(); });
+    return ParseNode(*this, text, depth, &TrustingParser::ReadObject, [this] { Clear(); });
 }
 
 int JsonMember::Parse(const char* text, int depth) {
     if (IsOwnText(*name, text) || (IsString() && IsOwnText(JsonNodes::String(*this), text))) {
         return Parse(std::string(text).c_str(), depth);
     }
-    return ParseNode(*this, text, depth, &Parser::ReadMember, [this] {
+    return ParseNode(*this, text, depth, &TrustingParser::ReadMember, [this] {
         Clear();
         name->Clear();
     });
@@ -432,18 +549,16 @@ int JsonDoc::Parse(const char* text) {
 }
 
 int JsonDoc::ParseFile(const char* path) {
-    std::unique_ptr<char[]> text;
-    std::size_t size = 0;
-    if (path == nullptr || !ReadWholeFile(path, text, size)) {
+    constexpr std::uint64_t kMaxSize = std::uint64_t{64} << 20;
+    detail::FileText text;
+    platform::SystemError error = 0;
+    if (path == nullptr ||
+        detail::ReadTextFile(path, kMaxSize, text, error) != detail::FileFault::None ||
+        detail::HasUtf16Mark(text.View())) {
         return -1;
     }
-    const std::string_view bytes(text.get(), size);
-    if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
-        return -1;
-    }
-    constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
-    const std::size_t mark = bytes.starts_with(kUtf8Mark) ? kUtf8Mark.size() : 0;
-    const int consumed = Parse(text.get() + mark);
+    const std::size_t mark = detail::Utf8MarkSize(text.View());
+    const int consumed = Parse(text.bytes.get() + mark);
     return consumed < 0 ? -1 : consumed + static_cast<int>(mark);
 }
 

@@ -159,7 +159,9 @@ inline const char* ReadExponent(const char* at, std::int64_t& power) noexcept {
 /// follows, where a double becomes infinite, and where a number other than zero
 /// comes out below the smallest normal double. Otherwise it is left alone.
 ///
-/// Doubles are correctly rounded, half to even, whatever the number of digits.
+/// Doubles are correctly rounded, half to even, whatever the number of digits. A point
+/// without a digit behind it ends a number, or is none where `kNeedsFraction`.
+template <bool kNeedsFraction = false>
 inline NumberReading ReadNumber(const char* text, const char* limit) noexcept {
     const bool isNegative = *text == '-';
     const char* const digits = text + (isNegative ? 1 : 0);
@@ -178,6 +180,9 @@ inline NumberReading ReadNumber(const char* text, const char* limit) noexcept {
         const char* const fraction = at + 1;
         at = number::ReadDigits(fraction, limit, w);
         power = fraction - at;
+        if (kNeedsFraction && power == 0) {
+            return {fraction, NumberKind::None, 0};
+        }
         count -= power;
     } else if (*at != 'e' && *at != 'E') {
         return {at, integer.kind, integer.bits};

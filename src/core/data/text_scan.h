@@ -6,9 +6,19 @@
 
 #include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace core::detail {
+
+/// What counts as white space: tab, line feed, carriage return and space; the C library
+/// adds vertical tab and form feed.
+enum class Space : std::uint8_t { OfJson, OfTheCLibrary };
+template <Space kSpace>
+bool IsSpace(char c) noexcept {
+    return c == ' ' ||
+           (c >= '\t' && c <= '\r' && (kSpace == Space::OfTheCLibrary || (c != '\v' && c != '\f')));
+}
 
 /// Sixteen bytes of text.
 class TextBlock {
@@ -26,11 +36,15 @@ public:
         const __m128i backslash = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'));
         return CountBefore(_mm_or_si128(control, _mm_or_si128(quote, backslash)));
     }
-    /// How many bytes from the first on are white space.
+    /// A bit for each byte above ASCII.
+    unsigned Others() const noexcept { return static_cast<unsigned>(_mm_movemask_epi8(bytes)); }
+    /// How many bytes from the first on are white space; of JSON's, up to a carriage return.
+    template <Space kSpace>
     int CountSpace() const noexcept {
         const __m128i space = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(' '));
-        const __m128i tabToReturn = IsUpTo(_mm_sub_epi8(bytes, _mm_set1_epi8('\t')), '\r' - '\t');
-        const __m128i other = _mm_cmpeq_epi8(_mm_or_si128(space, tabToReturn), _mm_setzero_si128());
+        constexpr char kLast = kSpace == Space::OfJson ? '\n' : '\r';
+        const __m128i fromTab = IsUpTo(_mm_sub_epi8(bytes, _mm_set1_epi8('\t')), kLast - '\t');
+        const __m128i other = _mm_cmpeq_epi8(_mm_or_si128(space, fromTab), _mm_setzero_si128());
         return CountBefore(other);
     }
 

@@ -1,0 +1,232 @@
+#include <core/data/json_doc.h>
+#include <core/data/json_parse.h>
+#include <core/foundation/text_encoding.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/dice.h"
+#include "support/json_grammar.h"
+#include "support/json_model.h"
+#include "support/scratch_directory.h"
+#include "support/utf8.h"
+
+namespace {
+
+using core::JsonDoc;
+using core::JsonEncoding;
+using core::JsonGrammar;
+using core::JsonOverflow;
+using core::JsonParseOptions;
+using core::JsonParseResult;
+using core::JsonValue;
+using core::ParseJson;
+using support::ModelOf;
+
+constexpr JsonParseOptions kAsParse = {JsonGrammar::Wide, JsonOverflow::Saturate,
+                                       JsonEncoding::AnyBytes};
+
+TEST(ParseJson, ReadsWhatTheOtherReaderReadsToTheEnd) {
+    Dice dice(20240521);
+    int good = 0;
+    const int rounds = 60000;
+    for (int round = 0; round < rounds; ++round) {
+        const std::string text = support::RandomJsonText(dice);
+        SCOPED_TRACE(text);
+        JsonDoc expected;
+        errno = 0;
+        const int used = expected.Parse(text.c_str());
+        const bool isWhole =
+            used >= 0 && text.find_first_not_of(" \t\n\v\f\r", static_cast<std::size_t>(used)) ==
+                             std::string::npos;
+        JsonValue value;
+        value = "as it was";
+        errno = ERANGE;  // which changes what the other reader makes of 9223372036854775807
+        const JsonParseResult result = ParseJson(text, value, kAsParse);
+        ASSERT_EQ(ERANGE, errno);
+        ASSERT_EQ(isWhole, static_cast<bool>(result)) << result.Message();
+        good += result ? 1 : 0;
+        if (result) {
+            // Where errno made an unsigned number of it, the text says what it is.
+            if (text.find("9223372036854775807") == std::string::npos) {
+                ASSERT_EQ(ModelOf(expected.Root()), ModelOf(value));
+            }
+            continue;
+        }
+        ASSERT_STREQ("as it was", value.AsString());
+        ASSERT_LE(result.offset, text.size());
+        // What lies before the fault is not to blame: something could follow it.
+        if (const JsonParseResult before =
+                ParseJson(text.substr(0, result.offset), value, kAsParse);
+            !before) {
+            ASSERT_TRUE(before.offset == result.offset ||
+                        before.reason.find("without") != std::string::npos)
+                << result.reason << "\n"
+                << before.reason;
+        }
+        // The standard takes less, never more.
+        ASSERT_FALSE(ParseJson(text, value));
+    }
+    EXPECT_GT(good, rounds / 20) << "hardly any text is JSON";
+    EXPECT_LT(good, rounds - rounds / 20) << "hardly any text is not";
+}
+
+TEST(ParseJson, TellsPlaceAndReason) {
+    const std::string deep = std::string(82, '[') + "1" + std::string(82, ']');
+    const struct {
+        const char* name;
+        std::string text;
+        std::size_t line, column;
+        const char* what;
+    } cases[] = {
+        {"nothing", "", 1, 1, "the text ends where a value was expected"},
+        {"cut short", "{\"a\": [1,\n 2", 2, 3, "the text ends where ',' or ']' was expected"},
+        {"trailing comma", "[1,\n]", 2, 1, "expected a value, not ']'"},
+        {"two values", "{} {}", 1, 4, "nothing may follow the document, but there is '{'"},
+        {"letters count, not bytes", "[\"\xC3\xA9\xE2\x82\xAC\" x]", 1, 7,
+         "expected ',' or ']', not 'x'"},
+        {"lines of Windows", "{\r\n\"a\" 1}", 2, 5, "expected ':', not '1'"},
+        {"name without quotes", "{a: 1}", 1, 2, "expected a member's name in quotes, not 'a'"},
+        {"open text", "[\"abc\\\"", 1, 2, "a text without a closing quote"},
+        {"line end in a text", "[\"ab\ncd\"]", 1, 5,
+         "a text holds byte 0x0a, which must be escaped"},
+        {"odd escape", "\"\\q\"", 1, 2, "an escape that does not exist"},
+        {"short \\u", "\"\\u12g4\"", 1, 2, "\\u needs four hexadecimal digits"},
+        {"half a pair", "\"x\\ud83d\"", 1, 3, "half of a surrogate pair stands alone"},
+        {"zero", "[\"\\u0000\"]", 1, 3, "a text holds \\u0000, at which it would end"},
+        {"minus", "[-]", 1, 2, "a number without a digit"},
+        {"point", "[1.]", 1, 2, "a number without a digit behind its point"},
+        {"exponent", "[1e+]", 1, 3, "a number without a digit in its exponent"},
+        {"alone, too", "1e", 1, 2, "a number without a digit in its exponent"},
+        {"leading zero", "[-01]", 1, 2, "a number with a leading zero"},
+        {"vertical tab", "[\v1]", 1, 2, "expected a value, not byte 0x0b"},
+        {"large integer", "[-9223372036854775809]", 1, 2, "an integer of more than 64 bits"},
+        {"large number", "[1e400]", 1, 2, "a number beyond the range of a double"},
+        {"zero byte", std::string("[1\0]", 4), 1, 3, "expected ',' or ']', not byte 0x00"},
+        {"zero byte in a text", std::string("\"\0\"", 3), 1, 2,
+         "a text holds byte 0x00, which must be escaped"},
+        {"too deep", deep, 1, 82, "nested deeper than 81 levels"},
+        {"no UTF-8", "[\xFF]", 1, 2, "expected a value, not byte 0xff"},
+        {"no UTF-8 in a name", "{\"\xC3\xA9\xC3\": 1}", 1, 4,
+         "a text holds byte 0xc3, which is no UTF-8"},
+        {"no UTF-8 before another fault", "[\"\xC3 long enough for a block \\q\"]", 1, 3,
+         "a text holds byte 0xc3, which is no UTF-8"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        JsonValue value;
+        const JsonParseResult result = ParseJson(c.text, value);
+        EXPECT_EQ(c.what, result.reason);
+        EXPECT_EQ(c.line, result.line);
+        EXPECT_EQ(c.column, result.column);
+        EXPECT_TRUE(value.IsEmpty());
+    }
+    JsonValue value;
+    EXPECT_FALSE(ParseJson(std::string(100000, '['), value));
+    EXPECT_TRUE(ParseJson(deep.substr(1, 163), value));
+    EXPECT_EQ("line 1, column 2: expected a value, not 'x'", ParseJson("[x]", value).Message());
+    // Its own text, and a view that no zero follows.
+    value = " [1, 2] ";
+    EXPECT_TRUE(ParseJson(value.AsString(), value));
+    EXPECT_TRUE(ParseJson(std::string_view("[1]]", 3), value));
+    EXPECT_EQ(1, value.AsArray().Count());
+    EXPECT_FALSE(ParseJson(static_cast<const char*>(nullptr), value));
+}
+
+TEST(ParseJson, KeepsRefusesOrWidensNumbersThatDoNotFit) {
+    const auto read = [](const char* text, JsonOverflow overflow) {
+        JsonValue value;
+        errno = ERANGE;
+        const JsonParseResult result =
+            ParseJson(text, value, {JsonGrammar::Standard, overflow, JsonEncoding::Utf8});
+        std::string written = "refused";
+        if (result) {
+            value.Dump(written);
+        }
+        return std::to_string(value.Kind()) + " " + written;
+    };
+    const struct {
+        const char *text, *refused, *toDouble, *saturated;
+    } rows[] = {
+        {"9223372036854775807", "3 9223372036854775807", "3 9223372036854775807",
+         "3 9223372036854775807"},
+        {"-9223372036854775808", "3 -9223372036854775808", "3 -9223372036854775808",
+         "3 -9223372036854775808"},
+        {"18446744073709551615", "4 18446744073709551615", "4 18446744073709551615",
+         "4 18446744073709551615"},
+        {"18446744073709551616", "0 refused", "5 18446744073709551616.0", "4 18446744073709551615"},
+        {"-9223372036854775809", "0 refused", "5 -9223372036854775808.0", "3 -9223372036854775808"},
+        {"-1e999", "0 refused", "0 refused", "5 -inf"},
+        {"1e-999", "5 0.0", "5 0.0", "5 0.0"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.refused, read(row.text, JsonOverflow::Refuse));
+        EXPECT_EQ(row.toDouble, read(row.text, JsonOverflow::ToDouble));
+        EXPECT_EQ(row.saturated, read(row.text, JsonOverflow::Saturate));
+    }
+}
+
+// The conversion to wide text puts U+FFFD where bytes are no UTF-8.
+bool IsUtf8(const std::string& text) {
+    std::wstring wide;
+    core::ZYLCore_UTF8_Unicode(text.c_str(), wide);
+    return wide.find(static_cast<wchar_t>(0xFFFD)) == std::wstring::npos;
+}
+
+TEST(ParseJson, TakesUtf8Alone) {
+    Dice dice(7);
+    const std::vector<std::uint32_t> points = {0x24,   0x7F,   0x80,    0x7FF,   0x800,   0xFFF,
+                                               0x1000, 0xD7FF, 0xE000,  0xFFFC,  0x10000, 0x3FFFF,
+                                               0x65E5, 0x672C, 0x40000, 0xFFFFF, 0x10FFFF};
+    int good = 0;
+    for (int round = 0; round < 60000; ++round) {
+        std::string content;
+        for (int i = dice.Below(40); i > 0; --i) {
+            content += dice.OneIn(3) ? "ascii" : Utf8Of(dice.Pick(points));
+        }
+        if (!content.empty() && !dice.OneIn(4)) {
+            static const std::string kBytes =
+                "\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xED\xEF\xF0\xF4\xF5\xFF";
+            const auto at = static_cast<std::size_t>(dice.Below(static_cast<int>(content.size())));
+            dice.OneIn(3)
+                ? void(content.erase(at, 1))
+                : void(content[at] = dice.Pick(std::vector<char>(kBytes.begin(), kBytes.end())));
+        }
+        const std::string escape = dice.OneIn(3) ? "\\n" : "";
+        const std::string text = "[\"" + content + escape + "\"]";
+        JsonValue value;
+        const JsonParseResult result = ParseJson(text, value);
+        ASSERT_EQ(IsUtf8(content), static_cast<bool>(result)) << testing::PrintToString(content);
+        good += result ? 1 : 0;
+        if (!result) {
+            const std::string before = text.substr(2, result.offset - 2);
+            ASSERT_TRUE(IsUtf8(before)) << testing::PrintToString(content);
+            ASSERT_NE(0, text[result.offset] & 0x80);
+        }
+        ASSERT_TRUE(ParseJson(text, value, kAsParse));
+    }
+    EXPECT_GT(good, 10000);
+    EXPECT_LT(good, 50000);
+}
+
+TEST(ParseJsonFile, SkipsItsMarkAndTellsWhyItCannot) {
+    const support::ScratchDirectory directory;
+    const std::string path = directory.Path("document.json");
+    const auto holds = [&](const char* bytes) { directory.Write("document.json", bytes); };
+    JsonDoc document;
+    EXPECT_EQ(0U, ParseJsonFile(path, document.Root()).line);
+    holds("\xEF\xBB\xBF[1]\n");
+    EXPECT_TRUE(ParseJsonFile(path, document.Root()));
+    holds("\xEF\xBB\xBF[1}");
+    const JsonParseResult result = ParseJsonFile(path, document.Root());
+    EXPECT_EQ("line 1, column 3: expected ',' or ']', not '}'", result.Message());
+    EXPECT_EQ(5U, result.offset);
+    holds("\xFF\xFE[");
+    EXPECT_EQ("text in UTF-16, where UTF-8 is wanted", ParseJsonFile(path, document.Root()).reason);
+    EXPECT_EQ(1, document.Root().AsArray().Count());
+}
+
+}  // namespace
