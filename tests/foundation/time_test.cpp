@@ -102,7 +102,9 @@ TEST(Time, TheWallClockIsThatOfTheStandardLibrary) {
 
 TEST(Time, TheTextIsTheCurrentLocalTime) {
     const auto expected = [] {
-        const std::time_t second = std::time(nullptr);
+        // std::time may lag some milliseconds behind the clock.
+        const std::time_t second =
+            std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
         char text[64];
         std::strftime(text, sizeof text, "%Y_%m_%d_%H_%M_%S", std::localtime(&second));
         return std::string(text);
