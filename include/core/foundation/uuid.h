@@ -52,7 +52,8 @@ public:
     bool FromString(const std::string& text) noexcept;
     bool FromString(const UuidString& text) noexcept;
 
-    /// 64-bit FNV-1a over the two halves, exclusive-or.
+    /// 64-bit FNV-1a over the two halves, exclusive-or. Identifiers that one process draws
+    /// within a day have distinct hashes.
     std::uint64_t Hash() const noexcept;
 
     /// The 16 bytes; valid as long as this object.

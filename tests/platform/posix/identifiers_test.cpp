@@ -8,11 +8,7 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstdint>
-#include <set>
-#include <thread>
-#include <vector>
 
 namespace core::platform {
 namespace {
@@ -41,8 +37,7 @@ TEST(PosixIdentifiers, FollowTheClockInOneThread) {
         ASSERT_EQ(2, next[8] >> 6) << "the variant of RFC 9562";
         ASSERT_EQ(1, next[10] & 1) << "a node that is no network card";
         ASSERT_TRUE(std::equal(next.begin() + 10, next.end(), last.begin() + 10));
-        // 16 fit into a tick, and then the tick goes on.
-        ASSERT_GE(TicksOf(next), TicksOf(last));
+        ASSERT_GT(TicksOf(next), TicksOf(last));
         last = next;
     }
     constexpr std::int64_t kFrom1582To1970 = 122'192'928'000'000'000;
@@ -51,35 +46,6 @@ TEST(PosixIdentifiers, FollowTheClockInOneThread) {
     // Behind by the time since it was made, ahead by no more than a burst takes.
     EXPECT_LT(ahead, 10'000'000);
     EXPECT_GT(ahead, -600'000'000);
-}
-
-TEST(PosixIdentifiers, ThreadsNeverShareOne) {
-    for (const int threadCount : {1, 2, 8}) {
-        constexpr int kEach = 20'000;
-        std::vector<std::vector<Identifier>> made(static_cast<std::size_t>(threadCount));
-        std::atomic<int> waiting{threadCount};
-        std::vector<std::thread> threads;
-        for (std::vector<Identifier>& mine : made) {
-            threads.emplace_back([&] {
-                mine.reserve(kEach);
-                --waiting;
-                while (waiting > 0) {
-                    std::this_thread::yield();
-                }
-                for (int i = 0; i < kEach; ++i) {
-                    mine.push_back(Make());
-                }
-            });
-        }
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
-        std::set<Identifier> all;
-        for (const std::vector<Identifier>& mine : made) {
-            all.insert(mine.begin(), mine.end());
-        }
-        EXPECT_EQ(static_cast<std::size_t>(threadCount * kEach), all.size());
-    }
 }
 
 // A forked process starts with its parent's memory, and must not go on from there.
