@@ -21,6 +21,11 @@
 #include "support/event.h"
 #include "support/long_run.h"
 
+/// Another module was built from a later version.
+struct __attribute__((visibility("hidden"))) Versioned {
+    char letter;
+};
+
 namespace {
 
 using core::AsyncEventBus;
@@ -231,10 +236,12 @@ TEST(EventTypes, AreTheSameInAnotherModuleByTheirNames) {
     ListenInPeer(bus, &there);
     bus.listen<Greeting>([&](const Greeting& greeting) { here += greeting.text; });
     bus.listen<Local>([&](const Local&) { here += "?"; });
+    bus.listen<Versioned>([&](const Versioned& event) { here += event.letter; });
     PostFromPeer(bus, "x");
     bus.post(Greeting{"y"});
     bus.post(Local{});
-    EXPECT_EQ("xy?", here);
+    bus.post(Versioned{'z'});
+    EXPECT_EQ("xy?z", here);
     EXPECT_EQ("xy", there);
 }
 

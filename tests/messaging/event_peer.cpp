@@ -1,5 +1,10 @@
 #include "messaging/event_peer.h"
 
+/// Larger than the tests' version of it.
+struct __attribute__((visibility("hidden"))) Versioned {
+    std::string texts[3];
+};
+
 namespace {
 
 /// Larger than the tests' type of this name.
@@ -12,10 +17,12 @@ struct Local {
 void PostFromPeer(core::EventBus& bus, const std::string& text) {
     bus.post(Greeting{text});
     bus.post(Local());
+    bus.post(Versioned());
 }
 
 int ListenInPeer(core::EventBus& bus, std::string* heard) {
     const int token =
         bus.listen<Greeting>([=](const Greeting& greeting) { *heard += greeting.text; });
+    bus.listen<Versioned>(token, [=](const Versioned& event) { *heard += event.texts[2]; });
     return bus.listen<Local>(token, [=](const Local& local) { *heard += local.texts[7]; });
 }

@@ -11,8 +11,8 @@ struct __attribute__((visibility("hidden"))) Greeting {
     std::string text;
 };
 
-/// Posts a Greeting and, from an unnamed namespace, its own kind of Local, which is not
-/// the caller's.
+/// Posts a Greeting, and its own kinds of Local, from an unnamed namespace, and of
+/// Versioned, which are not the caller's.
 void PostFromPeer(core::EventBus& bus, const std::string& text);
-/// Answers the bytes of a Local to whoever asks.
+/// Listens to the same.
 int ListenInPeer(core::EventBus& bus, std::string* heard);

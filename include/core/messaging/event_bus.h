@@ -20,7 +20,8 @@ namespace detail {
 
 /// What the buses know of a type of events. Types are told apart by their names, so
 /// that two modules that both know a type reach each other, whether or not their
-/// loaders see one type in both. A type that is local to one source file has no name
+/// loaders see one type in both; and by size and alignment, so that modules built from
+/// different versions of a type do not. A type that is local to one source file has no name
 /// for others and is told apart by its description's address.
 struct EventType {
     const std::type_info* description;

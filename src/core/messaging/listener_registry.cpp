@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <functional>
 #include <iterator>
 #include <utility>
 
@@ -51,22 +50,36 @@ void Deliver(const ChannelHandle& channel, const detail::EventType& type, const 
     }
 }
 
-bool ListenerRegistry::InOrder::operator()(const Key& a, const Key& b) const noexcept {
-    const int order = a.name.compare(b.name);
-    return order != 0 ? order < 0 : std::less<>()(a.place, b.place);
+// Stepwise, the cheap parts first: every event is looked up.
+std::strong_ordering ListenerRegistry::Key::operator<=>(
+    const detail::EventType& type) const noexcept {
+    if (size != type.size) {
+        return size <=> type.size;
+    }
+    if (alignment != type.alignment) {
+        return alignment <=> type.alignment;
+    }
+    if (const int order = std::strcmp(name.c_str(), type.description->name()); order != 0) {
+        return order <=> 0;
+    }
+    // Equal names are both local or both not.
+    const void* const description = type.description;
+    return place != nullptr ? std::compare_three_way()(place, description)
+                            : std::strong_ordering::equal;
 }
 
-// Equal names are both local or both not.
-bool ListenerRegistry::InOrder::operator()(const Key& a, const std::type_info& b) const noexcept {
-    const int order = std::strcmp(a.name.c_str(), b.name());
-    return order != 0 ? order < 0
-                      : a.place != nullptr && std::less<>()(a.place, static_cast<const void*>(&b));
-}
-
-bool ListenerRegistry::InOrder::operator()(const std::type_info& a, const Key& b) const noexcept {
-    const int order = std::strcmp(a.name(), b.name.c_str());
-    return order != 0 ? order < 0
-                      : b.place != nullptr && std::less<>()(static_cast<const void*>(&a), b.place);
+ListenerRegistry::Place ListenerRegistry::PlaceOf(const detail::EventType& type) const noexcept {
+    std::size_t begin = 0;
+    std::size_t end = entries.size();
+    while (begin < end) {
+        const std::size_t middle = begin + (end - begin) / 2;
+        const std::strong_ordering order = entries[middle].key <=> type;
+        if (order == 0) {
+            return {middle, true};
+        }
+        (order < 0 ? begin : end) = order < 0 ? middle + 1 : middle;
+    }
+    return {begin, false};
 }
 
 Listeners& ListenerRegistry::Writable(ChannelHandle& channel) {
@@ -78,13 +91,14 @@ Listeners& ListenerRegistry::Writable(ChannelHandle& channel) {
 
 void ListenerRegistry::Add(const detail::EventType& type,
                            std::shared_ptr<detail::EventListener> listener) {
-    auto at = channels.find(*type.description);
-    if (at == channels.end()) {
+    const Place at = PlaceOf(type);
+    if (!at.isTaken) {
         const char* const name = type.description->name();
         const void* const place = IsLocal(name) ? type.description : nullptr;
-        at = channels.emplace(Key{name, place}, ChannelHandle(new Channel)).first;
+        entries.insert(entries.begin() + static_cast<std::ptrdiff_t>(at.index),
+                       Entry{{type.size, type.alignment, name, place}, ChannelHandle(new Channel)});
     }
-    Writable(at->second).push_back(std::move(listener));
+    Writable(entries[at.index].channel).push_back(std::move(listener));
 }
 
 Listeners ListenerRegistry::RemoveAll(int token) {
@@ -93,7 +107,7 @@ Listeners ListenerRegistry::RemoveAll(int token) {
     };
     Listeners removed;
     // All that takes memory first: a removal without it has removed nothing.
-    for (auto& [key, channel] : channels) {
+    for (auto& [key, channel] : entries) {
         const Listeners& all = channel.Get()->listeners;
         if (std::any_of(all.begin(), all.end(), isOwned)) {
             const Listeners& writable = Writable(channel);
@@ -104,7 +118,7 @@ Listeners ListenerRegistry::RemoveAll(int token) {
         listener->SwitchOff();
     }
     // Those that own nothing here may be in use; they have nothing to lose either.
-    for (const auto& [key, channel] : channels) {
+    for (const auto& [key, channel] : entries) {
         Listeners& left = channel.Get()->listeners;
         if (std::any_of(left.begin(), left.end(), isOwned)) {
             left.erase(std::remove_if(left.begin(), left.end(), isOwned), left.end());
@@ -114,7 +128,7 @@ Listeners ListenerRegistry::RemoveAll(int token) {
 }
 
 void ListenerRegistry::SwitchOff(int token) noexcept {
-    for (const auto& [key, channel] : channels) {
+    for (const auto& [key, channel] : entries) {
         for (const std::shared_ptr<detail::EventListener>& listener : channel.Get()->listeners) {
             if (listener->Token() == token) {
                 listener->SwitchOff();
@@ -124,7 +138,7 @@ void ListenerRegistry::SwitchOff(int token) noexcept {
 }
 
 ListenerRegistry ListenerRegistry::TakeAll() noexcept {
-    for (const auto& [key, channel] : channels) {
+    for (const auto& [key, channel] : entries) {
         for (const std::shared_ptr<detail::EventListener>& listener : channel.Get()->listeners) {
             listener->SwitchOff();
         }
@@ -133,8 +147,8 @@ ListenerRegistry ListenerRegistry::TakeAll() noexcept {
 }
 
 ChannelHandle ListenerRegistry::Find(const detail::EventType& type) const {
-    const auto at = channels.find(*type.description);
-    return at != channels.end() ? at->second : ChannelHandle();
+    const Place at = PlaceOf(type);
+    return at.isTaken ? entries[at.index].channel : ChannelHandle();
 }
 
 }  // namespace core

@@ -3,10 +3,10 @@
 #include <core/messaging/event_bus.h>
 
 #include <atomic>
-#include <map>
+#include <compare>
+#include <cstddef>
 #include <memory>
 #include <string>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -89,20 +89,31 @@ public:
     ChannelHandle Find(const detail::EventType& type) const;
 
 private:
+    /// Name, size and alignment: modules that were built from different versions of a
+    /// type's source must not read each other's events.
     struct Key {
+        std::size_t size;
+        std::size_t alignment;
         std::string name;   // its own: a module may be gone, and its texts with it
         const void* place;  // the description of a type that is local to a file, or null
-    };
-    struct InOrder {
-        using is_transparent = void;
-        bool operator()(const Key& a, const Key& b) const noexcept;
-        bool operator()(const Key& a, const std::type_info& b) const noexcept;
-        bool operator()(const std::type_info& a, const Key& b) const noexcept;
+
+        std::strong_ordering operator<=>(const detail::EventType& type) const noexcept;
     };
 
+    struct Entry {
+        Key key;
+        ChannelHandle channel;
+    };
+    /// Where an entry stands or belongs.
+    struct Place {
+        std::size_t index;
+        bool isTaken;
+    };
+
+    Place PlaceOf(const detail::EventType& type) const noexcept;
     static Listeners& Writable(ChannelHandle& channel);
 
-    std::map<Key, ChannelHandle, InOrder> channels;
+    std::vector<Entry> entries;  // in the order of their keys
 };
 
 }  // namespace core
