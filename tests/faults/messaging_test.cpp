@@ -1,10 +1,12 @@
 // Buses, loops and workers where memory runs out: what could not be queued is not there,
 // and everything else is, in order.
 
+#include <core/data/json_doc.h>
 #include <core/messaging/event_bus.h>
 #include <core/messaging/message_loop.h>
 #include <core/messaging/msg_bus.h>
 #include <core/messaging/worker.h>
+#include <core/speed/speed_parameter.h>
 
 #include <gtest/gtest.h>
 
@@ -13,6 +15,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "faults/failing_memory.h"
@@ -282,6 +285,44 @@ TEST(WorkersWithoutMemory, ALoopThatWasNotLaunchedCanBeLaunchedLater) {
         EXPECT_EQ(5, loop.sum);
         return hasFailed;
     });
+}
+
+// A container that is filled in a destructor would end the process.
+TEST(MessagesWithoutMemory, NothingIsAllocatedToDestroy) {
+    core::SimpleMsgBus ofLoop;
+    std::vector<std::pair<const char*, std::shared_ptr<void>>> objects;
+    const auto listening = [](auto bus) {
+        bus->unlistenAll(bus->template listen<int>([](const int&) {}));
+        bus->template listen<int>([](const int&) {});
+        bus->post(1);
+        return bus;
+    };
+    objects.emplace_back("async", listening(std::make_shared<core::AsyncEventBus>()));
+    objects.emplace_back("sync", listening(std::make_shared<core::EventBus>()));
+    auto queue = std::make_shared<core::SimpleMsgBus>();
+    queue->AddMsg({1});
+    objects.emplace_back("queue", std::move(queue));
+    auto loop = std::make_shared<Collector>();
+    loop->SetMsgBus(&ofLoop);
+    loop->Launch();
+    ofLoop.Close();
+    objects.emplace_back("loop", std::move(loop));
+    std::string done;
+    std::shared_ptr<core::IWorker> worker(CreateWorker());
+    worker->PostTask(new Counted(done, 'a'));
+    objects.emplace_back("worker", std::move(worker));
+    auto document = std::make_shared<core::JsonDoc>();
+    document->CreateRootObject()["name"].Set("a text that needs memory of its own");
+    objects.emplace_back("document", std::move(document));
+    auto curve = std::make_shared<core::SpeedParameter>();
+    curve->AddPoint(0.0, 1.0, core::KeyframeInterpolationType::Linear);
+    objects.emplace_back("curve", curve->RevertSpeedParameter());
+    objects.emplace_back("source", std::move(curve));
+    for (auto& [name, object] : objects) {
+        const FailingMemory failing(1, Shortage::FromThenOn);
+        object.reset();
+        EXPECT_FALSE(failing.HasFailed()) << name;
+    }
 }
 
 }  // namespace

@@ -2,12 +2,12 @@
 
 #include "core/foundation/mutex.h"
 #include "core/foundation/report.h"
+#include "core/messaging/block_deque.h"
 #include "core/messaging/event_queue.h"
 #include "core/messaging/listener_registry.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <deque>
 #include <exception>
 #include <limits>
 #include <thread>
@@ -50,7 +50,7 @@ private:
         detail::EventType type;
         std::shared_ptr<detail::EventListener> listener;
     };
-    using Commands = std::deque<Command>;
+    using Commands = BlockDeque<Command>;
 
     bool WaitForWork();
     void Wake() CORE_REQUIRES(queueMutex);
@@ -98,7 +98,7 @@ void AsyncEventBusImpl::AddCommand(int token, const detail::EventType& type,
                                    std::shared_ptr<detail::EventListener> listener) {
     const Lock lock(commandMutex);
     if (takesCommands) {
-        commands.push_back({token, type, std::move(listener)});
+        commands.PushBack(Command{token, type, std::move(listener)});
     }
 }
 
@@ -196,17 +196,16 @@ int AsyncEventBusImpl::ProcessCommandsAndGetQueuedEventsCount() {
 
 std::size_t AsyncEventBusImpl::CountCommands() {
     const Lock lock(commandMutex);
-    return commands.size();
+    return commands.Size();
 }
 
 bool AsyncEventBusImpl::TakeCommand(Command& out) {
     const Lock lock(commandMutex);
-    if (commands.empty()) {
+    if (commands.IsEmpty()) {
         // The bus was destroyed by a function that went.
         return false;
     }
-    out = std::move(commands.front());
-    commands.pop_front();
+    out = commands.PopFront();
     return true;
 }
 
@@ -286,7 +285,7 @@ void AsyncEventBusImpl::Stop() {
     {
         const Lock lock(commandMutex);
         takesCommands = false;
-        leftCommands.swap(commands);
+        leftCommands.Swap(commands);
     }
     const ListenerRegistry leftListeners = registry.TakeAll();
     for (;;) {
