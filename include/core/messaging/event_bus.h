@@ -127,6 +127,9 @@ public:
     ///
     /// From one of its own listeners: that listener is the last one to run, and the
     /// thread ends by itself once it returns.
+    ///
+    /// Where the thread is gone without having ended, at the end of a process on Windows
+    /// or in a forked process, nothing is waited for, run or released.
     ~AsyncEventBus();
     AsyncEventBus(const AsyncEventBus&) = delete;
     AsyncEventBus& operator=(const AsyncEventBus&) = delete;

@@ -45,6 +45,9 @@ public:
     /// one waits at most for a handler in progress; if it is the one that was launched,
     /// its thread handles no further message and leaves them in the bus.
     ///
+    /// Threads that are gone without having ended, at the end of a process on Windows or
+    /// in a forked process, are not waited for; by WaitExit neither.
+    ///
     /// A handler may destroy its own loop, if that has no destructor that calls WaitExit:
     /// the message counts as handled, and the thread ends without OnLoopExit.
     virtual ~MessageLoop();

@@ -28,6 +28,10 @@ public:
     /// thread and in order, with whatever those tasks post. Waits for the task that
     /// the thread is in.
     ///
+    /// Where the system has ended the thread with the process, as Windows does before it
+    /// unloads libraries, nothing is joined, and what is queued runs unless the thread died
+    /// while it changed the queue. A forked process runs none of its parent's tasks.
+    ///
     /// Inside a task of this worker it can't join: std::system_error with
     /// std::errc::resource_deadlock_would_occur leaves the destructor. The worker is
     /// gone then, and its thread ends by itself once it has run what was queued.

@@ -2,6 +2,13 @@
 
 // Mutexes that the compiler can check: Clang's -Wthread-safety reads the
 // attributes, other compilers see the standard types alone.
+//
+// At the end of a process, some systems end its other threads wherever they are, and
+// only then have the static objects of libraries destroyed. A thread that ended so holds
+// its locks for ever, and what they guard may stand in the middle of a change. Locks that
+// are made with an owner have this owner abandon it and never wait: see Mutex::LockOrRenew.
+
+#include "core/platform/platform.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -51,9 +58,25 @@ public:
     void lock() CORE_ACQUIRE() { mutex.lock(); }
     void unlock() CORE_RELEASE() { mutex.unlock(); }
 
+    /// As `lock`, but true where the thread that holds it is gone with the end of the
+    /// process. The mutex is made anew then: what it guards is to be abandoned.
+    bool LockOrRenew() CORE_ACQUIRE() {
+        if constexpr (platform::kEndsThreadsFirst) {
+            return !mutex.try_lock() && WaitOrRenew();
+        }
+        mutex.lock();
+        return false;
+    }
+
+    /// Whether somebody unlocks it who is still there. For forked processes, where the
+    /// threads that held locks are not.
+    bool IsFreeSoon();
+
 private:
     friend class Lock;
     friend class Condition;
+    bool WaitOrRenew();
+
     std::mutex mutex;
 };
 
@@ -61,6 +84,13 @@ private:
 class CORE_SCOPED_CAPABILITY ScopedLock {
 public:
     explicit ScopedLock(Mutex& toLock) CORE_ACQUIRE(toLock) : mutex(toLock) { mutex.lock(); }
+    /// Has `owner` abandon what is guarded where the lock's holder is gone.
+    template <class Owner>
+    ScopedLock(Mutex& toLock, Owner& owner) CORE_ACQUIRE(toLock) : mutex(toLock) {
+        if (mutex.LockOrRenew()) {
+            owner.Abandon();
+        }
+    }
     ~ScopedLock() CORE_RELEASE() { mutex.unlock(); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
@@ -72,54 +102,77 @@ private:
 /// Holds a Mutex; unlocked and locked again, it takes a break.
 class CORE_SCOPED_CAPABILITY Lock {
 public:
-    explicit Lock(Mutex& toLock) CORE_ACQUIRE(toLock) : held(toLock.mutex, std::try_to_lock) {
-        // What is done under our mutexes is short: going to sleep takes longer.
-        for (int i = 0; i < kTriesBeforeWait && !held.owns_lock(); ++i) {
-            if (!held.try_lock()) {
-                std::this_thread::yield();
-            }
-        }
-        if (!held.owns_lock()) {
-            held.lock();
+    explicit Lock(Mutex& toLock) CORE_ACQUIRE(toLock) : mutex(toLock) {
+        if (!mutex.mutex.try_lock()) {
+            Wait();
         }
     }
-    ~Lock() CORE_RELEASE() {}
+    /// Has `owner` abandon what is guarded where the lock's holder is gone.
+    template <class Owner>
+    Lock(Mutex& toLock, Owner& owner) CORE_ACQUIRE(toLock) : mutex(toLock) {
+        if (!mutex.mutex.try_lock() && Wait()) {
+            owner.Abandon();
+        }
+    }
+    ~Lock() CORE_RELEASE() {
+        if (isHeld) {
+            mutex.unlock();
+        }
+    }
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
-    void unlock() CORE_RELEASE() { held.unlock(); }
-    void lock() CORE_ACQUIRE() { held.lock(); }
+    void unlock() CORE_RELEASE() {
+        mutex.unlock();
+        isHeld = false;
+    }
+    void lock() CORE_ACQUIRE() {
+        mutex.lock();
+        isHeld = true;
+    }
 
 private:
-    static constexpr int kTriesBeforeWait = 20;
-
     friend class Condition;
-    std::unique_lock<std::mutex> held;
+    /// Answers like Mutex::LockOrRenew.
+    bool Wait();
+
+    Mutex& mutex;
+    bool isHeld = true;
 };
 
-/// A condition variable that goes with Mutex. Wait in a loop with a predicate.
+/// A condition variable that goes with Mutex. Wait in a loop with a predicate, which asks
+/// whether the other threads are gone: nobody ends the wait then.
 class Condition {
 public:
-    void Wait(Lock& lock) { variable.wait(lock.held); }
+    void Wait(Lock& lock) { Wait(lock.mutex); }
     /// False when the deadline has passed.
     bool WaitUntil(Lock& lock, std::chrono::steady_clock::time_point deadline) {
-        return variable.wait_until(lock.held, deadline) == std::cv_status::no_timeout;
+        return WaitUntil(lock.mutex, deadline);
     }
     /// The same for a mutex that is locked already and stays so.
-    void Wait(Mutex& locked) CORE_REQUIRES(locked) {
+    void Wait(Mutex& locked) CORE_NO_THREAD_SAFETY_ANALYSIS {
         std::unique_lock<std::mutex> lock(locked.mutex, std::adopt_lock);
         variable.wait(lock);
         lock.release();
     }
-    bool WaitUntil(Mutex& locked, std::chrono::steady_clock::time_point deadline)
-        CORE_REQUIRES(locked) {
+    bool WaitUntil(Mutex& locked,
+                   std::chrono::steady_clock::time_point deadline) CORE_NO_THREAD_SAFETY_ANALYSIS {
         std::unique_lock<std::mutex> lock(locked.mutex, std::adopt_lock);
         const std::cv_status status = variable.wait_until(lock, deadline);
         lock.release();
         return status == std::cv_status::no_timeout;
     }
-    void NotifyOne() noexcept { variable.notify_one(); }
-    void NotifyAll() noexcept { variable.notify_all(); }
+    // Some systems' conditions wait for those that they woke.
+    void NotifyOne() noexcept {
+        if (!platform::OtherThreadsAreGone()) {
+            variable.notify_one();
+        }
+    }
+    void NotifyAll() noexcept {
+        if (!platform::OtherThreadsAreGone()) {
+            variable.notify_all();
+        }
+    }
 
 private:
     std::condition_variable variable;

@@ -1,5 +1,6 @@
 #include <core/messaging/event_bus.h>
 
+#include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
 #include "core/foundation/report.h"
 #include "core/messaging/block_deque.h"
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <exception>
 #include <limits>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -24,6 +26,8 @@
 //     destructors, destructors of listeners. The consumer never holds both mutexes.
 //  4. A stop empties the queues, which ends the pass of a listener that destroys its own
 //     bus. What the consumer still needs is shared with it.
+//  5. Where the thread is gone without having ended, it may stand anywhere in here: then
+//     nothing is waited for, run or released.
 
 namespace core {
 
@@ -42,6 +46,10 @@ public:
     int CountEvents();
     void Consume();
     void Stop();
+    /// Whether Stop could wait for a thread that is gone.
+    bool HasLostThreads() const noexcept { return home.HasLostThreads(); }
+    /// For locks whose holder is gone.
+    void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS;
 
 private:
     /// A change to the listeners: one more, or, without any, a token's removal.
@@ -83,6 +91,7 @@ private:
 
     // The constructor's and the destructor's.
     std::thread thread;
+    HomeProcess home;
 };
 
 void AsyncEventBusImpl::Start(const std::shared_ptr<AsyncEventBusImpl>& impl) {
@@ -90,13 +99,13 @@ void AsyncEventBusImpl::Start(const std::shared_ptr<AsyncEventBusImpl>& impl) {
 }
 
 int AsyncEventBusImpl::NewToken() {
-    const Lock lock(queueMutex);
+    const Lock lock(queueMutex, *this);
     return static_cast<int>(++lastToken);
 }
 
 void AsyncEventBusImpl::AddCommand(int token, const detail::EventType& type,
                                    std::shared_ptr<detail::EventListener> listener) {
-    const Lock lock(commandMutex);
+    const Lock lock(commandMutex, *this);
     if (takesCommands) {
         commands.PushBack(Command{token, type, std::move(listener)});
     }
@@ -104,7 +113,7 @@ void AsyncEventBusImpl::AddCommand(int token, const detail::EventType& type,
 
 void AsyncEventBusImpl::RemoveListeners(int token) {
     AddCommand(token, {}, nullptr);
-    const Lock lock(queueMutex);
+    const Lock lock(queueMutex, *this);
     hasNewCommands = true;
     Wake();
 }
@@ -121,18 +130,18 @@ void* AsyncEventBusImpl::Reserve(const detail::EventType& type) {
     if (node != nullptr) {
         return node->Event();
     }
-    const Lock lock(queueMutex);
+    const Lock lock(queueMutex, *this);
     return events.NewNode(type)->Event();
 }
 
 void AsyncEventBusImpl::Free(EventNode* node) {
-    const Lock lock(queueMutex);
+    const Lock lock(queueMutex, *this);
     events.FreeNode(node);
 }
 
 void AsyncEventBusImpl::Post(EventNode* node) {
     {
-        const Lock lock(queueMutex);
+        const Lock lock(queueMutex, *this);
         if (!isStopped) {
             events.Push(node);
             Wake();
@@ -145,21 +154,22 @@ void AsyncEventBusImpl::Post(EventNode* node) {
 
 int AsyncEventBusImpl::CountEvents() {
     constexpr std::size_t kMost = std::numeric_limits<int>::max();
-    const Lock lock(queueMutex);
+    const Lock lock(queueMutex, *this);
     return static_cast<int>(std::min(events.Size(), kMost));
 }
 
 void AsyncEventBusImpl::Consume() {
     const std::thread::id self = std::this_thread::get_id();
     {
-        Lock lock(queueMutex);
+        Lock lock(queueMutex, *this);
         if (consumer == self) {
             return;
         }
-        while (!isStopped && consumer != std::thread::id()) {
+        const bool isAlone = platform::OtherThreadsAreGone();
+        while (!isStopped && !isAlone && consumer != std::thread::id()) {
             roleIsFree.Wait(lock);
         }
-        if (isStopped) {
+        if (isStopped || isAlone) {
             return;
         }
         consumer = self;
@@ -167,13 +177,13 @@ void AsyncEventBusImpl::Consume() {
     while (WaitForWork()) {
         Deliver(ProcessCommandsAndGetQueuedEventsCount());
     }
-    const Lock lock(queueMutex);
+    const Lock lock(queueMutex, *this);
     consumer = std::thread::id();
     roleIsFree.NotifyAll();
 }
 
 bool AsyncEventBusImpl::WaitForWork() {
-    Lock lock(queueMutex);
+    Lock lock(queueMutex, *this);
     while (!isStopped && events.Size() == 0 && !hasNewCommands) {
         isAsleep = true;
         wake.Wait(lock);
@@ -195,12 +205,12 @@ int AsyncEventBusImpl::ProcessCommandsAndGetQueuedEventsCount() {
 }
 
 std::size_t AsyncEventBusImpl::CountCommands() {
-    const Lock lock(commandMutex);
+    const Lock lock(commandMutex, *this);
     return commands.Size();
 }
 
 bool AsyncEventBusImpl::TakeCommand(Command& out) {
-    const Lock lock(commandMutex);
+    const Lock lock(commandMutex, *this);
     if (commands.IsEmpty()) {
         // The bus was destroyed by a function that went.
         return false;
@@ -236,7 +246,7 @@ void AsyncEventBusImpl::Deliver(int count) {
     for (int i = 0;; ++i) {
         EventNode* next = nullptr;
         {
-            const Lock lock(queueMutex);
+            const Lock lock(queueMutex, *this);
             if (done != nullptr) {
                 events.FreeNode(done);
             }
@@ -263,7 +273,7 @@ void AsyncEventBusImpl::Deliver(int count) {
 void AsyncEventBusImpl::Stop() {
     const std::thread::id self = std::this_thread::get_id();
     {
-        Lock lock(queueMutex);
+        Lock lock(queueMutex, *this);
         isStopped = true;
         wake.NotifyAll();
         roleIsFree.NotifyAll();
@@ -275,7 +285,7 @@ void AsyncEventBusImpl::Stop() {
     }
     {
         // A thread that a caller has lent.
-        Lock lock(queueMutex);
+        Lock lock(queueMutex, *this);
         while (consumer != std::thread::id() && consumer != self) {
             roleIsFree.Wait(lock);
         }
@@ -283,7 +293,7 @@ void AsyncEventBusImpl::Stop() {
     // From here on, nobody else is in the registry.
     Commands leftCommands;
     {
-        const Lock lock(commandMutex);
+        const Lock lock(commandMutex, *this);
         takesCommands = false;
         leftCommands.Swap(commands);
     }
@@ -291,7 +301,7 @@ void AsyncEventBusImpl::Stop() {
     for (;;) {
         EventNode* node = nullptr;
         {
-            const Lock lock(queueMutex);
+            const Lock lock(queueMutex, *this);
             node = events.Pop();
         }
         if (node == nullptr) {
@@ -300,6 +310,13 @@ void AsyncEventBusImpl::Stop() {
         Destroy(node);
         Free(node);
     }
+}
+
+void AsyncEventBusImpl::Abandon() noexcept {
+    new (&events) EventQueue;
+    new (&commands) Commands;
+    isStopped = true;
+    takesCommands = false;
 }
 
 AsyncEventBus::AsyncEventBus() : p_impl(std::make_shared<AsyncEventBusImpl>()) {
@@ -312,6 +329,10 @@ AsyncEventBus::AsyncEventBus() : p_impl(std::make_shared<AsyncEventBusImpl>()) {
 }
 
 AsyncEventBus::~AsyncEventBus() {
+    if (p_impl->HasLostThreads()) {
+        Forget(std::move(p_impl));
+        return;
+    }
     p_impl->Stop();
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace core {
@@ -12,25 +13,27 @@ namespace core {
 class EventBusImpl {
 public:
     int NewToken() {
-        const Lock lock(mutex);
+        const Lock lock(mutex, *this);
         return static_cast<int>(++lastToken);
     }
     void Add(const detail::EventType& type, std::shared_ptr<detail::EventListener> listener) {
-        const Lock lock(mutex);
+        const Lock lock(mutex, *this);
         registry.Add(type, std::move(listener));
     }
     Listeners RemoveAll(int token) {
-        const Lock lock(mutex);
+        const Lock lock(mutex, *this);
         return registry.RemoveAll(token);
     }
     ListenerRegistry TakeAll() {
-        const Lock lock(mutex);
+        const Lock lock(mutex, *this);
         return registry.TakeAll();
     }
     ChannelHandle Find(const detail::EventType& type) {
-        const Lock lock(mutex);
+        const Lock lock(mutex, *this);
         return registry.Find(type);
     }
+    /// The lock's holder is gone: those that listen stay behind unheard.
+    void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS { new (&registry) ListenerRegistry; }
 
 private:
     Mutex mutex;

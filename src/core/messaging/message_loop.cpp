@@ -1,7 +1,7 @@
 #include <core/messaging/message_loop.h>
 
+#include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
-#include "core/foundation/never_destroyed.h"
 #include "core/foundation/report.h"
 #include "core/messaging/message_queue.h"
 
@@ -22,6 +22,8 @@
 //     its own thread, which finds out when it leaves.
 //  3. `LoopThreads` belongs to all copies. It counts them itself, so that of two that go
 //     at once exactly one is the last.
+//  4. A thread that is gone without having ended is forgotten, with its run: it may have
+//     held the run's mutex, and nobody is to wait for it.
 
 namespace core {
 
@@ -42,7 +44,9 @@ public:
     bool Leave() {
         const Lock lock(mutex);
         isInside = false;
-        outside.NotifyAll();
+        if (loop == nullptr) {
+            outside.NotifyAll();
+        }
         return loop != nullptr;
     }
     bool IsOf(const MessageLoop* other) {
@@ -114,7 +118,7 @@ bool Consume(MessageLoop& loop, LoopRun& run, MessageQueue<Message>& queue) {
 class LoopThreads {
 public:
     void AddCopy() {
-        const Lock lock(mutex);
+        const Lock lock(mutex, *this);
         ++copies;
     }
     /// Starts `body` on a thread of its own, or throws.
@@ -124,12 +128,15 @@ public:
     std::shared_ptr<LoopRun> RunOfThisThread();
     void Join();
     void RemoveCopy(const MessageLoop* loop) noexcept;
+    /// For locks whose holder is gone.
+    void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS { new (&entries) Entries; }
 
 private:
     struct Entry {
         std::thread::id id;
         std::thread thread;  // not joinable any more once somebody joins it
         std::shared_ptr<LoopRun> run;
+        HomeProcess home;
     };
     using Entries = std::vector<Entry>;
 
@@ -137,6 +144,7 @@ private:
         return std::find_if(entries.begin(), entries.end(),
                             [=](const Entry& entry) { return entry.id == id; });
     }
+    void ForgetLostThreads() CORE_REQUIRES(mutex);
     void CutFrom(const MessageLoop* loop);
 
     Mutex mutex;
@@ -147,22 +155,35 @@ private:
 
 template <class Body>
 void LoopThreads::Start(std::shared_ptr<LoopRun> run, Body body) {
-    const Lock lock(mutex);
+    const Lock lock(mutex, *this);
     // First, so that nothing fails once the thread is there.
     entries.reserve(entries.size() + 1);
     std::thread thread(std::move(body));
     const std::thread::id id = thread.get_id();
-    entries.push_back({id, std::move(thread), std::move(run)});
+    entries.push_back({id, std::move(thread), std::move(run), {}});
 }
 
 std::shared_ptr<LoopRun> LoopThreads::RunOfThisThread() {
-    const Lock lock(mutex);
+    const Lock lock(mutex, *this);
     const auto own = Find(std::this_thread::get_id());
     return own != entries.end() ? own->run : nullptr;
 }
 
+void LoopThreads::ForgetLostThreads() {
+    for (Entry& entry : entries) {
+        if (entry.home.HasLostThreads()) {
+            Forget(std::move(entry.thread));
+            Forget(std::move(entry.run));
+        }
+    }
+    entries.erase(std::remove_if(entries.begin(), entries.end(),
+                                 [](const Entry& entry) { return entry.run == nullptr; }),
+                  entries.end());
+}
+
 void LoopThreads::Join() {
-    Lock lock(mutex);
+    Lock lock(mutex, *this);
+    ForgetLostThreads();
     if (Find(std::this_thread::get_id()) != entries.end()) {
         throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur),
                                 "a message loop waits for its own end");
@@ -197,7 +218,7 @@ void LoopThreads::Join() {
 }
 
 void LoopThreads::CutFrom(const MessageLoop* loop) {
-    Lock lock(mutex);
+    Lock lock(mutex, *this);
     for (;;) {
         const auto next = std::find_if(entries.begin(), entries.end(),
                                        [=](const Entry& entry) { return entry.run->IsOf(loop); });
@@ -214,7 +235,8 @@ void LoopThreads::CutFrom(const MessageLoop* loop) {
 }
 
 void LoopThreads::RemoveCopy(const MessageLoop* loop) noexcept {
-    Lock lock(mutex);
+    Lock lock(mutex, *this);
+    ForgetLostThreads();
     const bool isLast = --copies == 0;
     const bool isOwnThread = Find(std::this_thread::get_id()) != entries.end();
     lock.unlock();

@@ -2,6 +2,7 @@
 
 #include <core/messaging/message.h>
 
+#include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
 #include "core/messaging/block_deque.h"
 
@@ -25,7 +26,9 @@
 //  3. A sleeper that wakes and leaves the element in the queue tells another one.
 //  4. The mutex is locked and unlocked by hand where a message is taken, the way that each
 //     runs most often: nothing there throws once it is locked.
-//  5. Elements leave the queue under the mutex and are destroyed outside: a payload's
+//  5. Where the system has ended the other threads, one may have held the mutex: then the
+//     elements are left where they are, and the queue is closed and empty.
+//  6. Elements leave the queue under the mutex and are destroyed outside: a payload's
 //     destructor may call the queue.
 
 namespace core {
@@ -54,6 +57,8 @@ public:
     void Close();
     /// Threads that wait and have gone to sleep.
     int Sleepers();
+    /// Closes it without a look at the elements. For locks whose holder is gone.
+    void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -71,6 +76,7 @@ private:
 
     template <bool isUrgent, class Source>
     bool Put(Source&& message);
+    void Acquire() CORE_ACQUIRE(mutex);
     Message TakeFront() CORE_REQUIRES(mutex);
     void LookAwake() const;
     void Sleep() CORE_REQUIRES(mutex);
@@ -82,7 +88,7 @@ private:
     BlockDeque<Message> elements CORE_GUARDED_BY(mutex);
     int sleepers CORE_GUARDED_BY(mutex) = 0;
     int wakeUps CORE_GUARDED_BY(mutex) = 0;
-    bool isClosed CORE_GUARDED_BY(mutex) = false;
+    bool isClosed CORE_GUARDED_BY(mutex) = false;  // and empty, for good
     /// Closed or not empty: a guess, for those who look without the mutex.
     std::atomic<bool> isWorthALook = false;
 };
@@ -102,8 +108,17 @@ std::shared_ptr<MessageQueue<Message>> MessageQueue<Message>::Make() {
         Owner() = default;
         Owner(const Owner&) = delete;
         Owner& operator=(const Owner&) = delete;
-        ~Owner() { queue->Close(); }
+        ~Owner() {
+            if (!home.IsElsewhere() || queue->mutex.IsFreeSoon()) {
+                queue->Close();
+            }
+            if (home.HasLostThreads()) {
+                // Some systems' conditions wait, when destroyed, for those that wait.
+                Forget(std::move(queue));
+            }
+        }
 
+        HomeProcess home;
         std::shared_ptr<MessageQueue> queue = std::make_shared<MessageQueue>();
     };
     const auto owner = std::make_shared<Owner>();
@@ -111,9 +126,23 @@ std::shared_ptr<MessageQueue<Message>> MessageQueue<Message>::Make() {
 }
 
 template <class Message>
+[[gnu::always_inline]] inline void MessageQueue<Message>::Acquire() {
+    if (mutex.LockOrRenew()) {
+        Abandon();
+    }
+}
+
+template <class Message>
+void MessageQueue<Message>::Abandon() noexcept {
+    new (&elements) BlockDeque<Message>;
+    isClosed = true;
+    isWorthALook.store(true, std::memory_order_relaxed);
+}
+
+template <class Message>
 template <bool isUrgent, class Source>
 bool MessageQueue<Message>::Put(Source&& message) {
-    const ScopedLock lock(mutex);
+    const ScopedLock lock(mutex, *this);
     if (isClosed) {
         return false;
     }
@@ -150,6 +179,10 @@ template <class Message>
 
 template <class Message>
 void MessageQueue<Message>::Sleep() {
+    if (platform::OtherThreadsAreGone()) {
+        Abandon();
+        return;
+    }
     ++sleepers;
     wake.Wait(mutex);
     --sleepers;
@@ -159,7 +192,7 @@ void MessageQueue<Message>::Sleep() {
 template <class Message>
 bool MessageQueue<Message>::SleepUntil(Clock::time_point deadline) {
     const Clock::time_point now = Clock::now();
-    if (now >= deadline) {
+    if (now >= deadline || platform::OtherThreadsAreGone()) {
         return false;
     }
     ++sleepers;
@@ -180,13 +213,13 @@ void MessageQueue<Message>::WakeOne() {
 template <class Message>
 MsgBusWaitRet MessageQueue<Message>::Get(Message& out) {
     LookAwake();
-    mutex.lock();
-    while (!isClosed && elements.IsEmpty()) {
+    Acquire();
+    while (elements.IsEmpty()) {
+        if (isClosed) {
+            mutex.unlock();
+            return MsgBusWaitRet::Closed;
+        }
         Sleep();
-    }
-    if (isClosed) {
-        mutex.unlock();
-        return MsgBusWaitRet::Closed;
     }
     Message taken = TakeFront();
     mutex.unlock();
@@ -201,7 +234,7 @@ MsgBusWaitRet MessageQueue<Message>::GetFor(Message& out, std::int64_t ms) {
     if (mayWait) {
         LookAwake();
     }
-    mutex.lock();
+    Acquire();
     while (!isClosed && elements.IsEmpty() && mayWait && SleepUntil(deadline)) {
     }
     if (isClosed) {
@@ -221,15 +254,15 @@ MsgBusWaitRet MessageQueue<Message>::GetFor(Message& out, std::int64_t ms) {
 template <class Message>
 MsgBusWaitRet MessageQueue<Message>::PeekWait(Message& out) {
     LookAwake();
-    mutex.lock();
+    Acquire();
     bool hasSlept = false;
-    while (!isClosed && elements.IsEmpty()) {
+    while (elements.IsEmpty()) {
+        if (isClosed) {
+            mutex.unlock();
+            return MsgBusWaitRet::Closed;
+        }
         Sleep();
         hasSlept = true;
-    }
-    if (isClosed) {
-        mutex.unlock();
-        return MsgBusWaitRet::Closed;
     }
     Message seen = elements.Front();
     if (hasSlept) {
@@ -242,7 +275,7 @@ MsgBusWaitRet MessageQueue<Message>::PeekWait(Message& out) {
 
 template <class Message>
 bool MessageQueue<Message>::TryGet(Message& out) {
-    mutex.lock();
+    Acquire();
     if (elements.IsEmpty()) {
         mutex.unlock();
         return false;
@@ -255,7 +288,7 @@ bool MessageQueue<Message>::TryGet(Message& out) {
 
 template <class Message>
 bool MessageQueue<Message>::Peek(Message& out) {
-    mutex.lock();
+    Acquire();
     if (elements.IsEmpty()) {
         mutex.unlock();
         return false;
@@ -274,21 +307,21 @@ bool MessageQueue<Message>::Pop() {
 
 template <class Message>
 std::int32_t MessageQueue<Message>::Count() {
-    const ScopedLock lock(mutex);
+    const ScopedLock lock(mutex, *this);
     // Kept on purpose: callers know the count as the low 32 bits.
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(elements.Size()));
 }
 
 template <class Message>
 int MessageQueue<Message>::Sleepers() {
-    const ScopedLock lock(mutex);
+    const ScopedLock lock(mutex, *this);
     return sleepers;
 }
 
 template <class Message>
 void MessageQueue<Message>::Close() {
     BlockDeque<Message> discarded;
-    const ScopedLock lock(mutex);
+    const ScopedLock lock(mutex, *this);
     isClosed = true;
     isWorthALook.store(true, std::memory_order_relaxed);
     elements.Swap(discarded);

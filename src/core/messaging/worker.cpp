@@ -1,5 +1,6 @@
 #include <core/messaging/worker.h>
 
+#include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
 
 #include <algorithm>
@@ -25,6 +26,8 @@
 //     those who hold the mutex read a batch that stays.
 //  4. The flags that end a wait are set under the mutex and announced before it is
 //     released: set outside, they could fall between the look and the wait.
+//  5. Where the system has ended the other threads, what is queued runs on the one that
+//     is left, unless a thread that is gone held the mutex.
 
 namespace core {
 
@@ -89,10 +92,12 @@ public:
     void Serve(bool isOwnThread);
     /// Sets the exit flag.
     void Exit();
-    /// Leaves the rest to the own thread, which calls this and has no worker any more.
-    void Abandon() { isAbandoned = true; }
+    /// The own thread calls this, which has no worker any more and runs the rest.
+    void LeaveRest() { isLeft = true; }
     /// Runs what is left, on this thread.
     void RunRest();
+    /// Stops it without a look at the tasks. For locks whose holder is gone.
+    void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS;
 
 private:
     enum class Phase { Running, Draining, Stopped };
@@ -119,11 +124,11 @@ private:
     std::atomic<std::size_t> nextInBatch = 0;
     std::atomic<bool> hasExit = false;
     // The own thread's alone.
-    bool isAbandoned = false;
+    bool isLeft = false;
 };
 
 void TaskQueue::Post(Task* task) {
-    const Lock lock(mutex);
+    const Lock lock(mutex, *this);
     if (phase == Phase::Stopped || (phase == Phase::Draining && !Inside::Is(this))) {
         return;
     }
@@ -137,7 +142,7 @@ void TaskQueue::Post(Task* task) {
 }
 
 int TaskQueue::Count() {
-    const Lock lock(mutex);
+    const Lock lock(mutex, *this);
     const std::size_t claimed = std::min(nextInBatch.load(), batch.size());
     const std::size_t count = batch.size() - claimed + incoming.size() - takenOfIncoming;
     return static_cast<int>(
@@ -189,9 +194,13 @@ Task* TaskQueue::WaitForTask(bool isOwnThread) {
          ++i) {
         std::this_thread::yield();
     }
-    Lock lock(mutex);
+    Lock lock(mutex, *this);
     const auto deadline = std::chrono::steady_clock::now() + kLongestWait;
     while (!hasExit.load() && IsEmpty()) {
+        if (platform::OtherThreadsAreGone()) {
+            hasExit.store(true);
+            break;
+        }
         ++sleepers;
         const bool isInTime = wake.WaitUntil(lock, deadline);
         --sleepers;
@@ -219,7 +228,7 @@ void TaskQueue::Serve(bool isOwnThread) {
             RunAndDestroy(task);
         }
     }
-    if (isOwnThread && isAbandoned) {
+    if (isOwnThread && isLeft) {
         RunRest();
     }
 }
@@ -227,10 +236,11 @@ void TaskQueue::Serve(bool isOwnThread) {
 void TaskQueue::StopAndDrain() {
     const bool isInside = Inside::Is(this);
     const Inside inside(this);
-    Lock lock(mutex);
+    Lock lock(mutex, *this);
     hasExit.store(true);
     wake.NotifyAll();
-    while (phase == Phase::Draining) {
+    // A drain that is under way on a thread that is gone goes on here.
+    while (phase == Phase::Draining && !platform::OtherThreadsAreGone()) {
         if (isInside) {
             // The drain may be waiting for this very task.
             return;
@@ -251,15 +261,24 @@ void TaskQueue::StopAndDrain() {
     drained.NotifyAll();
 }
 
+void TaskQueue::Abandon() noexcept {
+    new (&incoming) std::vector<Task*>;
+    new (&batch) std::vector<Task*>;
+    takenOfIncoming = 0;
+    nextInBatch.store(0);
+    phase = Phase::Stopped;
+    hasExit.store(true);
+}
+
 void TaskQueue::Exit() {
-    const Lock lock(mutex);
+    const Lock lock(mutex, *this);
     hasExit.store(true);
     wake.NotifyAll();
 }
 
 void TaskQueue::RunRest() {
     const Inside inside(this);
-    Lock lock(mutex);
+    Lock lock(mutex, *this);
     while (Task* const task = Take()) {
         lock.unlock();
         RunAndDestroy(task);
@@ -284,6 +303,7 @@ private:
     // Shared with the threads that serve it: a task may delete its own worker.
     std::shared_ptr<TaskQueue> queue;
     std::thread thread;
+    HomeProcess home;
 };
 
 Worker::Worker() : queue(std::make_shared<TaskQueue>()) {
@@ -292,9 +312,18 @@ Worker::Worker() : queue(std::make_shared<TaskQueue>()) {
 
 // It is declared to throw: a task that deletes its own worker is told so.
 Worker::~Worker() noexcept(false) {  // NOLINT(bugprone-exception-escape)
+    if (home.HasLostThreads()) {
+        if (!home.IsElsewhere()) {
+            queue->Exit();
+            queue->RunRest();
+        }
+        Forget(std::move(thread));
+        Forget(std::move(queue));
+        return;
+    }
     queue->Exit();
     if (thread.get_id() == std::this_thread::get_id()) {
-        queue->Abandon();
+        queue->LeaveRest();
         thread.detach();
         throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur),
                                 "a task deletes its own worker");
@@ -314,7 +343,10 @@ int Worker::GetTaskCount() {
 }
 
 void Worker::StopAndDrain() {
-    queue->StopAndDrain();
+    // A forked process has copies of tasks that the other one runs.
+    if (!home.IsElsewhere()) {
+        queue->StopAndDrain();
+    }
 }
 
 void Worker::ThreadLoop() {

@@ -76,7 +76,6 @@ void PrepareConsole() noexcept;
 /// Writes to standard output behind what the C library holds back for it, and
 /// through to the system.
 void WriteToStandardOutput(std::string_view text) noexcept;
-void WriteToStandardError(std::string_view text) noexcept;
 /// Hands a text to the debugger; where the system has no such place, to standard
 /// error.
 void WriteToDebugger(const char* text) noexcept;
@@ -93,9 +92,8 @@ public:
     ~AppendFile();
 
     /// Opens `path`, creating the file when it is missing and keeping what it
-    /// holds. Others may read, rename and remove it meanwhile, but
-    /// `RemoveFileUnlessOpen` of any process leaves it alone. Closes the file that was
-    /// open before, if any, even when the new one can't be opened.
+    /// holds. Others may read, rename and remove it meanwhile. Closes the file that
+    /// was open before, if any, even when the new one can't be opened.
     SystemError Open(const std::string& path) noexcept;
     bool IsOpen() const noexcept { return handle != kClosed; }
     /// Appends in one call of the system. `written` may be less than `size`, with
@@ -103,8 +101,6 @@ public:
     SystemError Write(const void* data, std::size_t size, std::size_t& written) noexcept;
     /// The file's size in bytes, as it is now.
     SystemError Size(std::uint64_t& size) const noexcept;
-    /// Whether the file was removed: it has no name any more, and goes with its last user.
-    bool IsRemoved() const noexcept;
     /// Waits until the device has what was written.
     SystemError Flush() noexcept;
     void Close() noexcept;
@@ -140,11 +136,8 @@ struct DirectoryEntry {
     bool isDirectory;
 };
 /// Whether the call that answered `error` may succeed later as it is: there was no
-/// room, there were too many open files, or the file is busy.
+/// room, or there were too many open files.
 bool MayPass(SystemError error) noexcept;
-/// Whether `AppendFile::Open` failed because somebody is about to remove the file: a
-/// matter of microseconds.
-bool IsBusy(SystemError error) noexcept;
 /// Has the calling thread's writes beyond a limit on file sizes fail, where they would
 /// end the process otherwise.
 void MakeFileSizeLimitAnError() noexcept;
@@ -154,8 +147,8 @@ void MakeFileSizeLimitAnError() noexcept;
 SystemError ListDirectory(const std::string& path, std::vector<DirectoryEntry>& entries);
 /// Makes one directory. An existing object under that name is an error.
 SystemError MakeDirectory(const std::string& path) noexcept;
-/// Removes a file, not a directory, unless an `AppendFile` of any process has it open.
-SystemError RemoveFileUnlessOpen(const std::string& path) noexcept;
+/// Removes a file, not a directory.
+SystemError RemoveFile(const std::string& path) noexcept;
 /// Whether the file system has an object of any kind at `path`; false when it
 /// can't be asked.
 bool Exists(const std::string& path) noexcept;
@@ -186,9 +179,16 @@ bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept;
 /// stack, the later ones take less than 1 KB. False when there is no thread to be
 /// had.
 bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept;
+/// Whether this system ends a process's other threads before it has the static objects
+/// of libraries destroyed.
+inline constexpr bool kEndsThreadsFirst = CORE_ENDS_THREADS_FIRST != 0;
 /// Whether the process is ending in such a way that its other threads are gone,
 /// possibly with locks still held.
-bool OtherThreadsAreGone() noexcept;
+bool AskWhetherOtherThreadsAreGone() noexcept;
+/// The same, without a call where it is never so.
+inline bool OtherThreadsAreGone() noexcept {
+    return kEndsThreadsFirst && AskWhetherOtherThreadsAreGone();
+}
 
 /// Has the library that this code is in stay loaded to the end of the process, where
 /// unloading could not wait for its threads.

@@ -80,7 +80,7 @@ bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept {
     return true;
 }
 
-bool OtherThreadsAreGone() noexcept {
+bool AskWhetherOtherThreadsAreGone() noexcept {
     // Functions registered for the end of a process run beside its other threads.
     return false;
 }

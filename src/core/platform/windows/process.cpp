@@ -2,6 +2,7 @@
 #include "core/platform/windows/windows_headers.h"
 
 #include <process.h>
+#include <atomic>
 
 namespace core::platform {
 namespace {
@@ -53,10 +54,16 @@ bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept {
     return true;
 }
 
-bool OtherThreadsAreGone() noexcept {
+bool AskWhetherOtherThreadsAreGone() noexcept {
     using ShutdownInProgress = BOOLEAN NTAPI();
-    auto* const shutdownInProgress =
-        FindFunction<ShutdownInProgress>("ntdll.dll", "RtlDllShutdownInProgress");
+    // Asked before each wake-up. No static object with a guard: that is a lock, too.
+    static std::atomic<ShutdownInProgress*> known{nullptr};
+    ShutdownInProgress* shutdownInProgress = known.load(std::memory_order_relaxed);
+    if (shutdownInProgress == nullptr) {
+        shutdownInProgress =
+            FindFunction<ShutdownInProgress>("ntdll.dll", "RtlDllShutdownInProgress");
+        known.store(shutdownInProgress, std::memory_order_relaxed);
+    }
     return shutdownInProgress != nullptr && shutdownInProgress() != 0;
 }
 

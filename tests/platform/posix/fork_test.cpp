@@ -1,0 +1,98 @@
+// What a forked process does with the objects that it inherits.
+
+#include <core/messaging/event_bus.h>
+#include <core/messaging/message_loop.h>
+#include <core/messaging/msg_bus.h>
+#include <core/messaging/worker.h>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+#include <memory>
+#include <thread>
+
+#include "support/event.h"
+
+namespace {
+
+struct Loop final : core::MessageLoop {
+    ~Loop() override { WaitExit(); }
+};
+
+struct Counting final : core::Task {
+    explicit Counting(int& toCount) : count(toCount) {}
+    void Run() override { ++count; }
+    int& count;
+};
+
+struct Gate final : core::Task {
+    explicit Gate(support::Event& toWait) : event(toWait) {}
+    void Run() override { event.Wait(); }
+    support::Event& event;
+};
+
+/// Whether a forked process ends in time after `action`.
+bool EndsInChild(const std::function<bool()>& action) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        _exit(action() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status == 0;
+}
+
+// Their threads are the parent's alone, and may have been asleep in them.
+TEST(PosixFork, InheritedObjectsAreDestroyedWithoutTheirThreads) {
+    auto bus = std::make_unique<core::AsyncEventBus>();
+    support::Event isHeard;
+    bus->listen<int>([&](const int&) { isHeard.Set(); });
+    auto queue = std::make_unique<core::SimpleMsgBus>();
+    core::SimpleMsgBus reading = *queue;
+    std::thread reader([&reading] {
+        core::SimpleMessage message;
+        reading.GetMsg(message);
+    });
+    auto loopsQueue = std::make_unique<core::SimpleMsgBus>();
+    auto loop = std::make_unique<Loop>();
+    loop->SetMsgBus(loopsQueue.get());
+    loop->Launch();
+    std::unique_ptr<core::IWorker> worker(CreateWorker());
+    support::Event gate;
+    int count = 0;
+    worker->PostTask(new Gate(gate));
+    worker->PostTask(new Counting(count));
+
+    EXPECT_TRUE(EndsInChild([&] {
+        reading = core::SimpleMsgBus();
+        queue.reset();
+        loop.reset();
+        loopsQueue.reset();
+        worker->StopAndDrain();
+        worker.reset();
+        bus.reset();
+        return count == 0;
+    }));
+    // A queue has no thread of its own, and serves the child's.
+    EXPECT_TRUE(EndsInChild([&] {
+        std::thread other([&] { queue->AddMsg({7}); });
+        core::SimpleMessage message;
+        const bool isRead = queue->GetMsg(message) == core::MsgBusWaitRet::Ok;
+        other.join();
+        return isRead && message.code == 7;
+    }));
+
+    bus->post(1);
+    isHeard.Wait();
+    queue->Close();
+    reader.join();
+    loopsQueue->Close();
+    gate.Set();
+    worker.reset();
+    EXPECT_EQ(1, count);
+}
+
+}  // namespace
