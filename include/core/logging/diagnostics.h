@@ -20,10 +20,11 @@ extern "C" {
 /// `total_out` stays as it is.
 ///
 /// Fewer than 2048 bytes are also logged, at level 5: "stack is running out.
-/// (remained / total: 2047 / 65536)". The line is there when the call returns, but
-/// another thread writes it, for that takes more stack than is left; where no
-/// thread can be had, it is not written. The call itself takes 1 KB of stack, and
-/// at a thread's first use 4 KB: call it once before the stack runs low.
+/// (remained / total: 2047 / 65536)". The line is written before the call returns, on
+/// another stack, for that takes more than is left; where there is no memory for one,
+/// it is not written. No thread is started: a module may call this while it is loaded.
+/// The call itself takes 1 KB of stack, and at a thread's first use 4 KB: call it once
+/// before the stack runs low.
 CORE_API int32_t ZYLCoreGetStackRemainedBytes(const void* address, uint32_t* total_out);
 
 /// Logs, at level 6, every library that the 64-bit Windows image at `path` imports

@@ -27,14 +27,12 @@ void PrintWarning(void* reading) noexcept {
 }
 
 // The loader binds a function at its first call, on the stack of the caller: 3 KB,
-// more than is left when it counts. So what the warning needs is called once
-// before; twice, for a second thread takes over what the first left behind.
+// more than is left when it counts. So what the warning needs is called once before.
+// No thread: none can start where the loader's lock is held.
 void PrepareWarning() noexcept {
     static std::atomic<bool> isPrepared{false};
     if (!isPrepared.load(std::memory_order_relaxed) && !isPrepared.exchange(true)) {
-        const auto doNothing = [](void*) {};
-        platform::RunOnNewStack(doNothing, nullptr);
-        platform::RunOnNewStack(doNothing, nullptr);
+        platform::RunOnNewStack([](void*) {}, nullptr);
     }
 }
 

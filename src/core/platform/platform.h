@@ -174,10 +174,9 @@ std::uint64_t CurrentProcessId() noexcept;
 /// system can't say. A thread's first call may take several KB of that stack; the
 /// later ones take little and answer the same.
 bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept;
-/// Runs `function` on a new thread, with a stack of its own, and waits for its end.
-/// The first two calls of a process may take several KB of the calling thread's
-/// stack, the later ones take less than 1 KB. False when there is no thread to be
-/// had.
+/// Runs `function` on the calling thread, with a stack of its own of 1 MB. It must not
+/// throw. The first call of a process may take several KB of the caller's stack, the
+/// later ones take less than 1 KB. False when there is no memory for it.
 bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept;
 /// Whether this system ends a process's other threads before it has the static objects
 /// of libraries destroyed.

@@ -2,8 +2,11 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/mman.h>
+#include <ucontext.h>
 #include <unistd.h>
 #include <cerrno>
+#include <new>
 
 namespace core::platform {
 namespace {
@@ -16,15 +19,19 @@ void ForgetThreadId() noexcept {
     knownThreadId = 0;
 }
 
+/// A call on another stack, kept above that: the caller's may have no room for it.
 struct Call {
+    ucontext_t caller;
+    ucontext_t called;
     void (*function)(void*);
     void* argument;
 };
 
-void* RunCall(void* call) {
-    const auto* const toRun = static_cast<const Call*>(call);
-    toRun->function(toRun->argument);
-    return nullptr;
+// A context's arguments are ints.
+void RunCall(unsigned upperHalf, unsigned lowerHalf) noexcept {
+    const std::uint64_t address = std::uint64_t{upperHalf} << 32 | lowerHalf;
+    const auto* const call = reinterpret_cast<const Call*>(address);
+    call->function(call->argument);
 }
 
 }  // namespace
@@ -71,13 +78,31 @@ bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept {
 }
 
 bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept {
-    Call call{function, argument};
-    pthread_t thread;
-    if (pthread_create(&thread, nullptr, RunCall, &call) != 0) {
+    constexpr std::size_t kSize = std::size_t{1} << 20;  // taken as it is used
+    constexpr std::size_t kAlignment = 64;
+    constexpr std::size_t kForCall = (sizeof(Call) + kAlignment - 1) / kAlignment * kAlignment;
+    void* const memory = mmap(nullptr, kSize, PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
+    if (memory == MAP_FAILED) {
         return false;
     }
-    pthread_join(thread, nullptr);
-    return true;
+    // Ends at a page that ends the process, and not in what lies below.
+    mprotect(memory, static_cast<std::size_t>(sysconf(_SC_PAGESIZE)), PROT_NONE);
+    auto* const call = new (static_cast<char*>(memory) + kSize - kForCall) Call;
+    call->function = function;
+    call->argument = argument;
+    bool isRun = getcontext(&call->called) == 0;
+    if (isRun) {
+        call->called.uc_stack.ss_sp = memory;
+        call->called.uc_stack.ss_size = kSize - kForCall;
+        call->called.uc_link = &call->caller;
+        const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(call));
+        makecontext(&call->called, reinterpret_cast<void (*)()>(&RunCall), 2,
+                    static_cast<unsigned>(address >> 32), static_cast<unsigned>(address));
+        isRun = swapcontext(&call->caller, &call->called) == 0;
+    }
+    munmap(memory, kSize);
+    return isRun;
 }
 
 bool AskWhetherOtherThreadsAreGone() noexcept {

@@ -1,7 +1,6 @@
 #include "core/platform/platform.h"
 #include "core/platform/windows/windows_headers.h"
 
-#include <process.h>
 #include <atomic>
 
 namespace core::platform {
@@ -10,12 +9,14 @@ namespace {
 struct Call {
     void (*function)(void*);
     void* argument;
+    void* caller;
 };
 
-unsigned __stdcall RunCall(void* call) {
+void WINAPI RunCall(void* call) {
     const auto* const toRun = static_cast<const Call*>(call);
     toRun->function(toRun->argument);
-    return 0;
+    // A fiber that returns ends its thread.
+    SwitchToFiber(toRun->caller);
 }
 
 }  // namespace
@@ -43,15 +44,23 @@ bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept {
 }
 
 bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept {
-    Call call{function, argument};
-    const std::uintptr_t thread = _beginthreadex(nullptr, 0, RunCall, &call, 0, nullptr);
-    if (thread == 0) {
+    constexpr std::size_t kSize = std::size_t{1} << 20;  // taken as it is used
+    const bool isFiber = IsThreadAFiber() != 0;
+    void* const caller =
+        isFiber ? GetCurrentFiber() : ConvertThreadToFiberEx(nullptr, FIBER_FLAG_FLOAT_SWITCH);
+    if (caller == nullptr) {
         return false;
     }
-    const auto handle = reinterpret_cast<HANDLE>(thread);
-    WaitForSingleObject(handle, INFINITE);
-    CloseHandle(handle);
-    return true;
+    Call call{function, argument, caller};
+    void* const fiber = CreateFiberEx(0, kSize, FIBER_FLAG_FLOAT_SWITCH, RunCall, &call);
+    if (fiber != nullptr) {
+        SwitchToFiber(fiber);
+        DeleteFiber(fiber);
+    }
+    if (!isFiber) {
+        ConvertFiberToThread();
+    }
+    return fiber != nullptr;
 }
 
 bool AskWhetherOtherThreadsAreGone() noexcept {
