@@ -246,7 +246,12 @@ public:
                                                  double& endX, double& endY) = 0;
 
     /// The constant that the parameter was made with; the integer 0 by default.
-    virtual ValAny GetValue() = 0;
+    virtual ValAny CORE_SLOT_NAME(GetValue)() = 0;
+#if defined(CORE_LAYS_OVERLOADS_TOGETHER)
+    ValAny GetValue() {
+        return CORE_SLOT_NAME(GetValue)();
+    }
+#endif
 
     /// A new iterator over the keyframes, forwards or in reverse; the caller owns
     /// it. It must not outlive the parameter.

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+CORE_HIDES_STD_BEGIN
 namespace core {
 
 class BigParameterImpl;
@@ -63,7 +64,8 @@ public:
                                          double& endY) override;
     bool TransferRelativeParamToAbsolute(int index, double& startX, double& startY, double& endX,
                                          double& endY) override;
-    ValAny GetValue() override;
+    ValAny CORE_SLOT_NAME(GetValue)() override;
+    using IKeyFrame::GetValue;
     ParameterIterator* GetParameterIterator(bool reverse) override;
     void SetBaseRatio(ValAny ratio) override;
     ValAny GetBaseRatio() override;
@@ -89,3 +91,4 @@ private:
 };
 
 }  // namespace core
+CORE_HIDES_STD_END

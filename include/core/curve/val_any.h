@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <utility>
 
+CORE_HIDES_STD_BEGIN
 namespace core {
 
 /// Thrown when a `ValAny` is read as a kind that it does not hold.
@@ -207,3 +208,4 @@ private:
 };
 
 }  // namespace core
+CORE_HIDES_STD_END

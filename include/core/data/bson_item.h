@@ -8,6 +8,7 @@
 #include <string>
 #include <type_traits>
 
+CORE_HIDES_STD_BEGIN
 namespace core {
 
 /// One decoded item of packed data: nothing, nil, a boolean, a number, a text, or the
@@ -138,3 +139,4 @@ private:
 };
 
 }  // namespace core
+CORE_HIDES_STD_END

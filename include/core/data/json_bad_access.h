@@ -4,6 +4,7 @@
 
 #include <exception>
 
+CORE_HIDES_STD_BEGIN
 namespace core {
 
 /// Thrown when a `JsonValue` is read as a kind that it does not convert to.
@@ -19,3 +20,4 @@ public:
 };
 
 }  // namespace core
+CORE_HIDES_STD_END

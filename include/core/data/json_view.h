@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+CORE_HIDES_STD_BEGIN
 namespace core {
 
 /// Index over the elements of an array, for random access in O(1).
@@ -108,3 +109,4 @@ private:
 };
 
 }  // namespace core
+CORE_HIDES_STD_END

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <new>
 
+CORE_HIDES_STD_BEGIN
 namespace core::detail {
 
 /// Bump allocator over chunks of one size; what is too big for a chunk gets memory
@@ -196,3 +197,4 @@ private:
 };
 
 }  // namespace core::detail
+CORE_HIDES_STD_END

@@ -11,6 +11,7 @@
 #include <typeinfo>
 #include <utility>
 
+CORE_HIDES_STD_BEGIN
 namespace core {
 
 class AsyncEventBusImpl;
@@ -248,3 +249,4 @@ CORE_API EventBus& GetGlobalSyncEventBus();
 CORE_API void ReleaseGlobalSyncEventBus();
 
 }  // namespace core
+CORE_HIDES_STD_END

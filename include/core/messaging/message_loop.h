@@ -5,6 +5,7 @@
 
 #include <memory>
 
+CORE_HIDES_STD_BEGIN
 namespace core {
 
 class LoopRun;
@@ -60,8 +61,13 @@ public:
     /// Handles one message. It stays first in the bus meanwhile, and is discarded
     /// afterwards. An urgent message that comes meanwhile is first then, and discarded
     /// instead; the handled one is handled once more.
+#if defined(CORE_LAYS_OVERLOADS_TOGETHER)
+    virtual void OnMessage(const SimpleMessage& message);
+    virtual void OnMessage(const std::shared_ptr<VersatileMessage>& message);
+#else
     virtual void OnMessage(const std::shared_ptr<VersatileMessage>& message);
     virtual void OnMessage(const SimpleMessage& message);
+#endif
 
     /// The bus to take messages from, before Launch. Of two, the SimpleMsgBus is used;
     /// without any, a launched loop ends at once.
@@ -95,3 +101,4 @@ private:
 };
 
 }  // namespace core
+CORE_HIDES_STD_END

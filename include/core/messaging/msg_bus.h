@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <utility>
 
+CORE_HIDES_STD_BEGIN
 namespace core {
 
 template <class Message>
@@ -133,3 +134,4 @@ private:
 };
 
 }  // namespace core
+CORE_HIDES_STD_END

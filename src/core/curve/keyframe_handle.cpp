@@ -232,7 +232,7 @@ bool KeyframeHandle::TransferRelativeParamToAbsolute(int index, double& startX, 
                : false;
 }
 
-ValAny KeyframeHandle::GetValue() {
+ValAny KeyframeHandle::CORE_SLOT_NAME(GetValue)() {
     return impl != nullptr ? impl->GetValue() : ValAny();
 }
 
