@@ -1,6 +1,7 @@
 // core-inspect as a user sees it: arguments in; exit status, output and errors out.
 
 #include "inspect/program.h"
+#include "inspect/time_text.h"
 
 #include "examples/well_formed.h"
 #include "support/curve_words.h"
@@ -12,7 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <sstream>
 #include <streambuf>
 #include <string>
@@ -204,6 +207,11 @@ TEST(InspectErrors, NameTheFileInOneLineAndEndWith2) {
         {{"plot", other}, other + ": neither a parameter nor a speed curve"},
         {{"plot", empty}, empty + ": holds no keyframe"},
         {{"sample", empty}, empty + ": holds no keyframe; say --from and --to"},
+        {{"sample", good, "--from", "2", "--to", "1"}, good + ": --from 2 lies behind --to 1"},
+        {{"sample", good, "--at", "x"}, good + ": --at x: neither seconds nor a timecode"},
+        {{"page", good, other}, other + ": neither a parameter nor a speed curve"},
+        {{"page", good, empty}, empty + ": holds no keyframe"},
+        {{"page", "--diff", good}, "page --diff: two files are wanted, not 1"},
         {{"sample", good, "--to", "1e300"}, good + ": too long to be counted in frames"},
         {{"diff", good, other}, other + ": neither a parameter nor a speed curve"},
         {{"convert", good, folder.Path("no/such")},
@@ -311,7 +319,19 @@ TEST(InspectSample, WritesWhatTheCurveAnswersInEveryFormat) {
                    R"({"_time": 10000000, "_value": 2, "Interpolation": 1})"),
          {"--format", "csv", "--fps", "2"},
          "frame,time,value\n0,0,1\n1,0.5,1.5\n2,1,2\n"},
-        {"none", fade.Serialize(), {"--from", "2", "--to", "1", "--format", "json"}, "[\n]\n"},
+        {"none",
+         fade.Serialize(),
+         {"--from", "1.01", "--to", "1.02", "--format", "json"},
+         "[\n]\n"},
+        {"times of one's own",
+         fade.Serialize(),
+         {"--at", "2", "--at", "0:01", "--at", "00:00:02:00", "--format", "csv"},
+         "time,value\n2,0.9\n1,0.9\n2,0.9\n"},
+        {"timecode",
+         fade.Serialize(),
+         {"--fps", "30000/1001", "--from", "1", "--to", "1.02", "--timecode"},
+         "  frame        timecode            time           value\n"
+         "     30     00:00:01;00           1.001             0.9\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -320,6 +340,28 @@ TEST(InspectSample, WritesWhatTheCurveAnswersInEveryFormat) {
         const Outcome outcome = Inspect(arguments, c.document);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_EQ(outcome.out, c.out);
+    }
+}
+
+// Landmarks of the drop-frame count, and that each frame's timecode leads back to it.
+TEST(InspectTimecode, NamesEachFrame) {
+    const double ntsc = 30000.0 / 1001.0;
+    EXPECT_EQ(inspect::Timecode(1799, ntsc), "00:00:59;29");
+    EXPECT_EQ(inspect::Timecode(1800, ntsc), "00:01:00;02");
+    EXPECT_EQ(inspect::Timecode(17982, ntsc), "00:10:00;00");
+    EXPECT_EQ(inspect::Timecode(2 * 107892, 2.0 * ntsc), "01:00:00;00");
+    EXPECT_EQ(inspect::Timecode(86400, 24000.0 / 1001.0), "01:00:00:00");
+    for (const double fps : {ntsc, 2.0 * ntsc, 29.97, 25.0, 24000.0 / 1001.0, 12.5}) {
+        for (std::int64_t frame = -70'000; frame < 70'000; frame += 7) {
+            ASSERT_EQ(inspect::ParseTime(inspect::Timecode(frame, fps), fps),
+                      static_cast<double>(frame) / fps)
+                << inspect::Timecode(frame, fps);
+        }
+    }
+    EXPECT_EQ(inspect::ParseTime("-1:02:03.5", 25.0), -3723.5);
+    for (const char* const wrong : {"", ":", "1:", "1:60", "1:2:3:25", "1;2", "00:01:00;00", "1:-2",
+                                    "00:00:00:0x", "1:2:3:4:5", "1.5:00", "nan"}) {
+        EXPECT_EQ(inspect::ParseTime(wrong, wrong[0] == '0' ? ntsc : 25.0), std::nullopt) << wrong;
     }
 }
 
@@ -464,6 +506,28 @@ TEST(InspectPlot, DrawsEveryCurveThatCanBeDrawn) {
     EXPECT_THAT(picture, HasSubstr(">a &amp; b</text>"));
     EXPECT_THAT(picture, HasSubstr(">freeze</text>"));
     EXPECT_THAT(picture, HasSubstr("prefers-color-scheme:dark"));
+}
+
+// What the page shows is held against the library by browser.sh; here, what goes into it.
+TEST(InspectPage, TakesEveryCurveAndAnyText) {
+    for (const gallery::Exhibit& exhibit : gallery::Curves()) {
+        SCOPED_TRACE(exhibit.name);
+        const Outcome outcome = Inspect({"page", "-"}, gallery::Build(exhibit).Serialize());
+        EXPECT_EQ(outcome.out.find("NaN,"), std::string::npos);
+        if (outcome.status != 0) {
+            EXPECT_THAT(outcome.err, HasSubstr("holds no keyframe"));
+        }
+    }
+    const std::string text =
+        R"({"ParameterType": 3, "keyframeSets": [{"_time": 0, "_value": "</script><!--"}]})";
+    const Outcome page = Inspect({"page", "-", "--title", "</title>&"}, text);
+    EXPECT_EQ(page.status, 0) << page.err;
+    EXPECT_THAT(page.out, HasSubstr("<title>&lt;/title>&amp;</title>"));
+    EXPECT_EQ(page.out.find("</script><!--"), std::string::npos);
+    EXPECT_THAT(page.out, testing::Not(HasSubstr("http")));  // nothing is fetched
+    const std::string trace = R"({"Events": [{"EventName": "frame", "EventProperties":
+        {"ms_min": 16.0, "ms_max": 20.0, "ms_avg": 18.0, "ms_cnt": 3}}]})";
+    EXPECT_THAT(Inspect({"page", "-"}, trace).out, HasSubstr("[[\"frame\",\"ms\",16,20,18,3]"));
 }
 
 TEST(InspectVerbs, TakeLargeFilesAndDeepOnes) {

@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstddef>
 #include <ostream>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -325,6 +326,19 @@ private:
 };
 
 }  // namespace
+
+std::vector<std::string> Describe(const Document& document) {
+    std::istringstream in;
+    std::ostringstream out;
+    Checker(document, {in, out, out}).Check();
+    std::vector<std::string> lines;
+    std::istringstream text(out.str());
+    const std::size_t start = document.Name().size() + 2;  // "name: "
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(line.substr(start));
+    }
+    return lines;
+}
 
 int Check(const CheckRequest& request, const Console& console) {
     int status = 0;

@@ -12,7 +12,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <memory>
 #include <ostream>
+#include <utility>
 #include <vector>
 
 namespace inspect {
@@ -21,19 +23,18 @@ namespace {
 
 using core::TimeValuePair;
 
-// Times closer than this are one keyframe to the library.
 // How far ahead a moved keyframe is looked for, so that a pair of long curves that have
 // nothing in common takes no longer than others.
 constexpr std::size_t kLookAhead = 64;
 
 struct Side {
-    Side(const std::string& file, const Console& console)
-        : document(file, console),
+    explicit Side(const Document& what)
+        : document(what),
           curve(document.Curve()),
           speed(dynamic_cast<core::SpeedParameter*>(curve.get())),
           keyframes(example::Keyframes(*curve)) {}
 
-    Document document;
+    const Document& document;
     std::unique_ptr<core::Parameter> curve;
     core::SpeedParameter* speed;  // null for a parameter
     std::vector<TimeValuePair> keyframes;
@@ -85,9 +86,9 @@ std::string Changes(const TimeValuePair& a, const TimeValuePair& b) {
 
 class Differ {
 public:
-    Differ(Side& before, Side& after, const Console& where) : a(before), b(after), console(where) {}
+    Differ(Side& before, Side& after) : a(before), b(after) {}
 
-    bool FindsAny() {
+    std::vector<std::string> Differences() {
         CompareSettings();
         if (HaveShifted()) {
             Report("all " + std::to_string(a.keyframes.size()) + " keyframes: moved by " +
@@ -95,19 +96,13 @@ public:
         } else {
             CompareKeyframes();
         }
-        return hasFound;
+        return std::move(differences);
     }
 
 private:
     using Indices = std::vector<std::size_t>;
 
-    void Report(const std::string& line) {
-        if (!hasFound) {
-            console.out << "--- " << a.document.Name() << "\n+++ " << b.document.Name() << '\n';
-        }
-        hasFound = true;
-        console.out << line << '\n';
-    }
+    void Report(std::string line) { differences.push_back(std::move(line)); }
 
     template <class TextOf>
     void CompareSetting(const char* what, TextOf textOf) {
@@ -255,16 +250,29 @@ private:
 
     Side& a;
     Side& b;
-    const Console& console;
-    bool hasFound = false;
+    std::vector<std::string> differences;
 };
 
 }  // namespace
 
+std::vector<std::string> Differences(const Document& before, const Document& after) {
+    Side a(before);
+    Side b(after);
+    return Differ(a, b).Differences();
+}
+
 int Diff(const DiffRequest& request, const Console& console) {
-    Side before(request.before, console);
-    Side after(request.after, console);
-    return Differ(before, after, console).FindsAny() ? kFound : 0;
+    const Document before(request.before, console);
+    const Document after(request.after, console);
+    const std::vector<std::string> differences = Differences(before, after);
+    if (differences.empty()) {
+        return 0;
+    }
+    console.out << "--- " << before.Name() << "\n+++ " << after.Name() << '\n';
+    for (const std::string& difference : differences) {
+        console.out << difference << '\n';
+    }
+    return kFound;
 }
 
 }  // namespace inspect

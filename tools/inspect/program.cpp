@@ -1,5 +1,7 @@
 #include "inspect/program.h"
 
+#include "inspect/describe.h"
+#include "inspect/time_text.h"
 #include "inspect/verbs.h"
 
 #include <core/logging/log.h>
@@ -38,6 +40,7 @@ public:
         AddSample();
         AddPlot();
         AddDiff();
+        AddPage();
         AddConvert();
     }
 
@@ -62,6 +65,22 @@ private:
         return verb;
     }
 
+    // A frame rate, also as a fraction: 30000/1001.
+    template <class Rate>
+    static CLI::Option* AddRate(CLI::App* verb, Rate& rate, const char* what) {
+        const auto change = [](std::string& text) -> std::string {
+            const std::optional<double> number = ParseRate(text);
+            if (!number || !(*number >= kLeastFps && *number <= kMostFps)) {
+                return text + " is no frame rate from 0.1 to 1000";
+            }
+            text = NumberText(*number);
+            return {};
+        };
+        return verb->add_option("--fps", rate, what)
+            ->type_name("RATE")
+            ->transform(CLI::Validator(change, ""));
+    }
+
     void AddCheck() {
         CLI::App* const verb =
             AddVerb("check", "say what files are, and what is suspicious about them",
@@ -76,11 +95,17 @@ private:
                     "core-inspect sample fade.json --fps 50 --format csv",
                     [this](const Console& console) { return Sample(sample, console); });
         verb->add_option("FILE", sample.file, "a parameter or a speed curve")->required();
-        verb->add_option("--fps", sample.fps,
-                         "frames per second; without it the source's for a speed curve, else 25")
-            ->check(CLI::Range(kLeastFps, kMostFps));
-        verb->add_option("--from", sample.from, "seconds; without it where the curve starts");
-        verb->add_option("--to", sample.to, "seconds; without it where the curve ends");
+        AddRate(verb, sample.fps,
+                "frames per second; without it the source's for a speed curve, else 25");
+        CLI::Option* const from = verb->add_option(
+            "--from", sample.from, "seconds or a timecode; without it where the curve starts");
+        CLI::Option* const to =
+            verb->add_option("--to", sample.to, "the same; without it where the curve ends");
+        verb->add_option("--at", sample.at, "a time, once or more, in place of frames")
+            ->allow_extra_args(false)
+            ->excludes(from)
+            ->excludes(to);
+        verb->add_flag("--timecode", sample.hasTimecode, "with a column of it");
         verb->add_option("--format", sample.format, "table, csv or json")
             ->transform(CLI::CheckedTransformer(
                 std::map<std::string, SampleFormat>{{"table", SampleFormat::Table},
@@ -95,8 +120,7 @@ private:
         verb->add_option("FILE", plot.file, "a parameter or a speed curve")->required();
         verb->add_option("-o,--out", plot.picture, "where the picture goes")->capture_default_str();
         verb->add_option("--title", plot.title, "its title; without it the file's name");
-        verb->add_option("--fps", plot.fps, "frames per second, for the dots on the curve")
-            ->check(CLI::Range(kLeastFps, kMostFps))
+        AddRate(verb, plot.fps, "frames per second, for the dots on the curve")
             ->capture_default_str();
     }
 
@@ -107,6 +131,22 @@ private:
                     [this](const Console& console) { return Diff(diff, console); });
         verb->add_option("BEFORE", diff.before, "a parameter or a speed curve")->required();
         verb->add_option("AFTER", diff.after, "what it is compared with")->required();
+    }
+
+    void AddPage() {
+        CLI::App* const verb =
+            AddVerb("page", "write a page for a browser: curves, clips and traces",
+                    "core-inspect page project/*.json -o page.html",
+                    [this](const Console& console) { return Page(page, console); });
+        verb->add_option("FILE", page.files, "parameters, speed curves, performance traces")
+            ->required();
+        verb->add_option("-o,--out", page.page, "where the page goes")->capture_default_str();
+        verb->add_option("--title", page.title, "its title; without it the files' names");
+        AddRate(verb, page.fps,
+                "frames per second, where the cursor stops; without it those of the first clip, "
+                "else 25");
+        verb->add_flag("--diff", page.isDiff,
+                       "two files are versions of one curve, before and after");
     }
 
     void AddConvert() {
@@ -130,6 +170,7 @@ private:
     SampleRequest sample;
     PlotRequest plot;
     DiffRequest diff;
+    PageRequest page;
     ConvertRequest convert;
     std::vector<Verb> verbs;
 };

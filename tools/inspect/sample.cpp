@@ -1,5 +1,6 @@
 #include "inspect/describe.h"
 #include "inspect/document.h"
+#include "inspect/time_text.h"
 #include "inspect/verbs.h"
 
 #include "support/clip.h"
@@ -45,10 +46,11 @@ public:
         for (std::size_t i = 0; i < row.size(); ++i) {
             switch (format) {
                 case SampleFormat::Table:
-                    line += Cell(i, TableText(row[i]));
+                    line +=
+                        Cell(i, columns[i] == "timecode" ? row[i].AsString() : TableText(row[i]));
                     break;
                 case SampleFormat::Csv:
-                    line += Cell(i, CsvText(row[i]));
+                    line += Cell(i, columns[i] == "timecode" ? row[i].AsString() : CsvText(row[i]));
                     break;
                 case SampleFormat::Json:
                     line += std::string(i == 0 ? "" : ", ") + '"' + columns[i] +
@@ -76,7 +78,7 @@ private:
             return (column == 0 ? "" : ",") + text;
         }
         // Frame numbers are short; what is too wide moves the rest of its line.
-        const std::size_t width = column == 0 ? 7 : 16;
+        const std::size_t width = columns[column] == "frame" ? 7 : 16;
         const auto length = static_cast<std::size_t>(example::CharacterCount(text));
         return std::string(length < width ? width - length : 1, ' ') + text;
     }
@@ -135,57 +137,112 @@ Frames FramesBetween(double from, double to, double fps, const std::string& name
     return {static_cast<std::int64_t>(first), static_cast<std::int64_t>(last)};
 }
 
-void WriteFrames(const Frames& frames, RowWriter& rows, const Console& console,
-                 const std::function<Row(std::int64_t)>& rowAt) {
-    rows.Begin();
-    for (std::int64_t frame = frames.first; frame <= frames.last && console.out; ++frame) {
-        rows.Write(rowAt(frame));
+// Which times are asked for, and how they are written.
+class Stops {
+public:
+    Stops(const SampleRequest& what, double rate, std::string file)
+        : request(what), fps(rate), name(std::move(file)) {
+        if (!(fps >= kLeastFps && fps <= kMostFps)) {
+            throw Failure(name, "a frame rate of " + NumberText(fps) + "; say another with --fps");
+        }
     }
-    rows.End();
-}
 
-void SampleSpeed(core::SpeedParameter& speed, const SampleRequest& request, const std::string& name,
-                 const Console& console) {
-    const double fps = request.fps.value_or(speed.GetSourceFPS());
-    if (!(fps >= kLeastFps && fps <= kMostFps)) {
-        throw Failure(name, "a frame rate of " + NumberText(fps) + "; say another with --fps");
+    /// `answerAt` gives what stands behind the time, in `columns`. Without --from and --to
+    /// the rows go from `first` to `last`.
+    void Write(double first, double last, std::vector<std::string> columns,
+               const std::function<Row(double)>& answerAt, const Console& console) const {
+        columns.insert(columns.begin(), "time");
+        if (!request.at.empty()) {
+            std::vector<double> times;
+            for (const std::string& text : request.at) {
+                times.push_back(TimeOf(text, "--at"));
+            }
+            RowWriter rows(request.format, std::move(columns), console.out);
+            rows.Begin();
+            for (const double time : times) {
+                rows.Write(Joined({time}, answerAt(time)));
+            }
+            rows.End();
+            return;
+        }
+        const double from = request.from.empty() ? first : TimeOf(request.from, "--from");
+        const double to = request.to.empty() ? last : TimeOf(request.to, "--to");
+        if (from > to && !(request.from.empty() && request.to.empty())) {
+            throw Failure(name,
+                          "--from " + NumberText(from) + " lies behind --to " + NumberText(to));
+        }
+        const Frames frames = FramesBetween(from, to, fps, name);
+        if (request.hasTimecode) {
+            columns.insert(columns.begin(), "timecode");
+        }
+        columns.insert(columns.begin(), "frame");
+        RowWriter rows(request.format, std::move(columns), console.out);
+        rows.Begin();
+        for (std::int64_t frame = frames.first; frame <= frames.last && console.out; ++frame) {
+            const double time = static_cast<double>(frame) / fps;
+            Row start = {frame};
+            if (request.hasTimecode) {
+                start.emplace_back(Timecode(frame, fps));
+            }
+            start.emplace_back(time);
+            rows.Write(Joined(std::move(start), answerAt(time)));
+        }
+        rows.End();
     }
+
+private:
+    static Row Joined(Row start, const Row& rest) {
+        start.insert(start.end(), rest.begin(), rest.end());
+        return start;
+    }
+
+    double TimeOf(const std::string& text, const char* option) const {
+        const std::optional<double> time = ParseTime(text, fps);
+        if (!time) {
+            throw Failure(name, std::string(option) + " " + text +
+                                    ": neither seconds nor a timecode at " + NumberText(fps) +
+                                    " frames per second");
+        }
+        return *time;
+    }
+
+    const SampleRequest& request;
+    double fps;
+    std::string name;
+};
+
+void SampleSpeed(core::SpeedParameter& speed, const Stops& stops, const Console& console) {
     const example::SeenSpeed seen(speed);
-    const Frames frames = FramesBetween(request.from.value_or(0.0),
-                                        request.to.value_or(speed.GetRenderTotalTime()), fps, name);
-    RowWriter rows(request.format, {"frame", "time", "source", "speed", "freeze"}, console.out);
-    WriteFrames(frames, rows, console, [&](std::int64_t frame) {
-        const double time = static_cast<double>(frame) / fps;
-        return Row{frame, time, speed.GetSourceTime(time), seen.At(time), seen.IsFrozen(time)};
-    });
+    stops.Write(
+        0.0, speed.GetRenderTotalTime(), {"source", "speed", "freeze"},
+        [&](double time) {
+            return Row{speed.GetSourceTime(time), seen.At(time), seen.IsFrozen(time)};
+        },
+        console);
 }
 
-void SampleParameter(core::Parameter& parameter, const SampleRequest& request,
+void SampleParameter(core::Parameter& parameter, const SampleRequest& request, const Stops& stops,
                      const std::string& name, const Console& console) {
     const int count = parameter.GetKeyFramesCount();
-    if (count == 0 && !(request.from && request.to)) {
-        throw Failure(name, "holds no keyframe; say --from and --to");
+    const bool hasTimes = !request.at.empty() || (!request.from.empty() && !request.to.empty());
+    if (count == 0 && !hasTimes) {
+        throw Failure(name, "holds no keyframe; say --from and --to, or --at");
     }
     const double last = parameter.GetPointTime(count - 1);
     const double unit = last >= core::kFirstTickCount ? core::kTicksPerSecond : 1.0;
-    const double fps = request.fps.value_or(kDefaultFps);
-    const Frames frames = FramesBetween(request.from.value_or(parameter.GetPointTime(0) / unit),
-                                        request.to.value_or(last / unit), fps, name);
     const bool isPoint = parameter.GetParameterType() == core::ParameterPoint;
-    RowWriter rows(request.format,
-                   isPoint ? std::vector<std::string>{"frame", "time", "x", "y"}
-                           : std::vector<std::string>{"frame", "time", "value"},
-                   console.out);
-    WriteFrames(frames, rows, console, [&](std::int64_t frame) {
-        const double time = static_cast<double>(frame) / fps;
-        const ValAny value = parameter.GetValue(time * unit, true);
-        if (!isPoint) {
-            return Row{frame, time, value};
-        }
-        const bool hasPoint = value.Kind() == ValAny::kPoint;
-        return hasPoint ? Row{frame, time, value.AsPoint().x, value.AsPoint().y}
-                        : Row{frame, time, nullptr, nullptr};
-    });
+    stops.Write(
+        parameter.GetPointTime(0) / unit, last / unit,
+        isPoint ? std::vector<std::string>{"x", "y"} : std::vector<std::string>{"value"},
+        [&](double time) {
+            const ValAny value = parameter.GetValue(time * unit, true);
+            if (!isPoint) {
+                return Row{value};
+            }
+            const bool hasPoint = value.Kind() == ValAny::kPoint;
+            return hasPoint ? Row{value.AsPoint().x, value.AsPoint().y} : Row{nullptr, nullptr};
+        },
+        console);
 }
 
 }  // namespace
@@ -195,9 +252,12 @@ int Sample(const SampleRequest& request, const Console& console) {
     const std::unique_ptr<core::Parameter> curve = document.Curve();
     try {
         if (auto* const speed = dynamic_cast<core::SpeedParameter*>(curve.get())) {
-            SampleSpeed(*speed, request, document.Name(), console);
+            const Stops stops(request, request.fps.value_or(speed->GetSourceFPS()),
+                              document.Name());
+            SampleSpeed(*speed, stops, console);
         } else {
-            SampleParameter(*curve, request, document.Name(), console);
+            const Stops stops(request, request.fps.value_or(kDefaultFps), document.Name());
+            SampleParameter(*curve, request, stops, document.Name(), console);
         }
     } catch (const core::AnyBadAccess&) {
         throw Failure(document.Name(), "a keyframe whose value is no number");

@@ -4,6 +4,7 @@
 // ends it.
 
 #include "inspect/console.h"
+#include "inspect/document.h"
 
 #include <optional>
 #include <string>
@@ -25,14 +26,18 @@ struct CheckRequest {
 /// Says what each file is, and what is suspicious about it. Goes on behind a file that
 /// fails.
 int Check(const CheckRequest& request, const Console& console);
+/// The same for one document: the first line is what it is, the others what is suspicious.
+std::vector<std::string> Describe(const Document& document);
 
 enum class SampleFormat { Table, Csv, Json };
 struct SampleRequest {
     std::string file;
     SampleFormat format = SampleFormat::Table;
-    std::optional<double> fps;   // none: the source's, or the default
-    std::optional<double> from;  // seconds; none: where the curve starts and ends
-    std::optional<double> to;
+    std::optional<double> fps;  // none: the source's, or the default
+    std::string from;           // times; empty: where the curve starts and ends
+    std::string to;
+    std::vector<std::string> at;  // these times in place of frames
+    bool hasTimecode = false;     // a column of it
 };
 /// Writes what a curve answers at each frame.
 int Sample(const SampleRequest& request, const Console& console);
@@ -51,6 +56,18 @@ struct DiffRequest {
 };
 /// Writes what differs between two curves, keyframe by keyframe.
 int Diff(const DiffRequest& request, const Console& console);
+/// The same, a line each.
+std::vector<std::string> Differences(const Document& before, const Document& after);
+
+struct PageRequest {
+    std::vector<std::string> files;
+    std::string page = "-";
+    std::string title;          // empty for the files' names
+    std::optional<double> fps;  // none: that of the first clip, or the default
+    bool isDiff = false;        // two files: before and after
+};
+/// Writes a page for a browser: curves, clips and traces, and what is suspicious about them.
+int Page(const PageRequest& request, const Console& console);
 
 enum class TextForm { Compact, Pretty, Packed };
 struct ConvertRequest {
