@@ -18,6 +18,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <optional>
 
 namespace example {
@@ -162,6 +163,13 @@ void SetControls(SegmentLevers& segment, Interpolation type0, Interpolation type
     }
 }
 
+// The bounds that stand for no range.
+bool IsNoBound(double bound) {
+    return std::fabs(bound) == std::numeric_limits<double>::max();
+}
+
+constexpr double kNoIntBound = 2147483647.0;
+
 }  // namespace
 
 bool IsTimeValueBezier(Interpolation start, Interpolation end) {
@@ -196,6 +204,17 @@ double ShownValue(core::Parameter& parameter, const core::ValAny& value) {
     return value.AsDouble() * (parameter.GetParameterType() == core::ParameterInt
                                    ? static_cast<double>(ratio.AsInt())
                                    : ratio.AsDouble());
+}
+
+bool HasRange(const core::Parameter& parameter, core::ValAny& low, core::ValAny& high) {
+    parameter.GetValueRange(low, high);
+    if (!low.IsNumber() || !high.IsNumber()) {
+        return false;
+    }
+    const bool isNone = (IsNoBound(low.AsDouble()) && IsNoBound(high.AsDouble())) ||
+                        (low.Kind() == core::ValAny::kInt && high.Kind() == core::ValAny::kInt &&
+                         low.AsDouble() == -kNoIntBound && high.AsDouble() == kNoIntBound);
+    return !isNone;
 }
 
 std::vector<SegmentLevers> Levers(core::Parameter& parameter) {

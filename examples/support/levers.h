@@ -34,6 +34,9 @@ std::vector<core::TimeValuePair> Keyframes(core::Parameter& parameter);
 /// type reads it; a boolean is 0 or 1.
 double ShownValue(core::Parameter& parameter, const core::ValAny& value);
 
+/// Whether a parameter has a value range that limits anything.
+bool HasRange(const core::Parameter& parameter, core::ValAny& low, core::ValAny& high);
+
 /// The levers of each segment between two keyframes. Times are in seconds, below
 /// 166666; values are numbers, or points when the parameter is of type point.
 std::vector<SegmentLevers> Levers(core::Parameter& parameter);

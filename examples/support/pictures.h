@@ -1,15 +1,33 @@
 #pragma once
 
 #include "support/clip.h"
+#include "support/curve_view.h"
 #include "support/keyframe_table.h"
 
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace example {
 
-/// An SVG plot of an animation as it is sampled: a curve over time, with its
-/// keyframes, handles and frames.
-std::string DrawValueCurve(const KeyframeTable& table);
+/// How a picture of curves looks.
+struct PictureStyle {
+    std::string title;
+    std::string valueLabel = "value";
+    double fps = 25.0;           // for the dots on a single curve
+    std::optional<double> from;  // seconds; none: all of the curves
+    std::optional<double> to;
+    double width = 760.0;  // pixels
+    double height = 0.0;   // 0: what suits
+};
+
+/// An SVG plot of curves as they are sampled, over one time axis: values; of clips the source
+/// time that is shown, and below it the speed; texts as steps. One curve alone comes with its
+/// handles, frames, range and freezes. Where keyframes lie closer than pixels, the curve is
+/// the band between its least and its greatest values.
+///
+/// Throws `TableError` for a size or a stretch of time in which nothing can be drawn.
+std::string DrawCurves(const std::vector<CurveView>& curves, const PictureStyle& style);
 
 /// An SVG picture of a motion path in the plane, y downwards as on a screen: a dot
 /// for each frame shows how fast it moves, a chart below says it in numbers.
@@ -18,9 +36,8 @@ std::string DrawMotionPath(const KeyframeTable& table);
 /// The one of the two that suits the table.
 std::string DrawAnimation(const KeyframeTable& table);
 
-/// An SVG plot of a clip: the source time that is shown over the timeline, its freezes
-/// shaded, and below it the speed.
-std::string DrawClip(Clip& clip);
+/// An SVG plot of a clip.
+std::string DrawClip(const Clip& clip);
 
 /// An SVG picture of one segment of every interpolation type, side by side.
 std::string DrawInterpolationTypes();

@@ -1,9 +1,11 @@
 #include "support/plot_axes.h"
 
 #include "support/number_text.h"
+#include "support/utf8.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 namespace example {
 
@@ -55,6 +57,25 @@ std::string TickText(double tick, const std::vector<double>& ticks) {
     return FixedText(tick, std::clamp(decimals, 0, 12));
 }
 
+namespace {
+
+// What of a name stands beside an axis: a short line of UTF-8 text.
+std::string NameText(const std::string& name) {
+    constexpr std::size_t kRoom = 9;
+    if (!IsUtf8Text(name)) {
+        return "?";
+    }
+    std::size_t end = 0;
+    for (std::size_t count = 0; end < name.size() && count < kRoom; ++count) {
+        do {
+            ++end;
+        } while (end < name.size() && (static_cast<unsigned char>(name[end]) & 0xC0U) == 0x80U);
+    }
+    return name.substr(0, end);
+}
+
+}  // namespace
+
 PlotAxes::PlotAxes(const Box& plotArea, Span horizontal, Span vertical, bool yDown)
     : area(plotArea), xs(horizontal), ys(vertical), down(yDown) {}
 
@@ -67,12 +88,22 @@ double PlotAxes::Y(double value) const {
     return area.top + area.height * (down ? share : 1.0 - share);
 }
 
-void PlotAxes::Draw(SvgDocument& picture, std::string_view xTitle, std::string_view yTitle) const {
+void PlotAxes::Draw(SvgDocument& picture, std::string_view xTitle, std::string_view yTitle,
+                    const std::vector<std::string>* names) const {
     const std::vector<double> xTicks = Ticks(xs, std::max(2, static_cast<int>(area.width / 80.0)));
-    const std::vector<double> yTicks = Ticks(ys, std::max(2, static_cast<int>(area.height / 45.0)));
+    std::vector<double> yTicks = Ticks(ys, std::max(2, static_cast<int>(area.height / 45.0)));
+    if (names != nullptr) {
+        yTicks.clear();
+        const double every = std::ceil(16.0 * ys.Length() / area.height);
+        for (double tick = 0.0; tick < static_cast<double>(names->size()); tick += every) {
+            yTicks.push_back(tick);
+        }
+    }
     double labelWidth = 0.0;
     for (const double tick : yTicks) {
-        const std::string text = TickText(tick, yTicks);
+        const std::string text = names == nullptr
+                                     ? TickText(tick, yTicks)
+                                     : NameText((*names)[static_cast<std::size_t>(tick)]);
         labelWidth = std::max(labelWidth, SmallTextWidth(text));
         picture.Line("grid", {area.left, Y(tick)}, {area.Right(), Y(tick)});
         picture.Text("tick", {area.left - 8.0, Y(tick) + 4.0}, text, TextAnchor::End);

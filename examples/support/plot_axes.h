@@ -43,8 +43,10 @@ public:
     double Y(double value) const;
     core::Pointd At(core::Pointd value) const { return {X(value.x), Y(value.y)}; }
 
-    /// Grid, tick labels and axis titles.
-    void Draw(SvgDocument& picture, std::string_view xTitle, std::string_view yTitle) const;
+    /// Grid, tick labels and axis titles. With `names` the ticks are the numbers 0, 1, ...
+    /// and read as these.
+    void Draw(SvgDocument& picture, std::string_view xTitle, std::string_view yTitle,
+              const std::vector<std::string>* names = nullptr) const;
 
 private:
     Box area;

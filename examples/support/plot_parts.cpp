@@ -15,7 +15,6 @@ using core::Pointd;
 
 constexpr double kControlRadius = 3.75;
 
-constexpr double kLegendRight = 744.0;
 constexpr double kLegendRow = 18.0;
 
 void DrawLever(SvgDocument& picture, Pointd anchor, Pointd control, bool isFixed) {
@@ -101,7 +100,8 @@ void DrawKeyframe(SvgDocument& picture, Pointd place, KeyframeShape shape, doubl
     }
 }
 
-void DrawLegend(SvgDocument& picture, Pointd at, const LegendParts& parts, bool isColumn) {
+void DrawLegend(SvgDocument& picture, Pointd at, const LegendParts& parts, bool isColumn,
+                double right) {
     const double wide = 26.0;
     const double narrow = 12.0;
     const double start = at.x;
@@ -110,7 +110,7 @@ void DrawLegend(SvgDocument& picture, Pointd at, const LegendParts& parts, bool 
             return;
         }
         const double end = at.x + width + 7.0 + SmallTextWidth(text);
-        if (!isColumn && end > kLegendRight) {
+        if (!isColumn && end > right) {
             at = {start, at.y + kLegendRow};
         }
         // In a column, the texts stand below each other.

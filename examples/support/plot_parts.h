@@ -53,9 +53,9 @@ struct LegendParts {
     bool freezes = false;
 };
 
-/// Draws a legend: rows from `at` on, as wide as a plot, or a column when `isColumn`.
+/// Draws a legend: rows from `at` up to `right`, or a column when `isColumn`.
 void DrawLegend(SvgDocument& picture, core::Pointd at, const LegendParts& parts,
-                bool isColumn = false);
+                bool isColumn = false, double right = 744.0);
 
 /// Whether any segment shows levers, of the draggable or of the fixed sort.
 bool HasLevers(const std::vector<SegmentLevers>& segments, bool isFixed);

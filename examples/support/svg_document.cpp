@@ -16,11 +16,30 @@ using core::Pointd;
 // that know no media query show the light one.
 struct Face {
     std::string_view paper, ink, muted, grid, axis, curve, frame, key, lever, band;
+    std::array<std::string_view, 5> more;  // of a second curve and so on
 };
-constexpr Face kLight = {"#ffffff", "#1f2328", "#59636e", "#e7eaee", "#8c959f",
-                         "#0969da", "#0a2f66", "#d4700a", "#7a54c7", "#f6f8fa"};
-constexpr Face kDark = {"#0d1117", "#e6edf3", "#9198a1", "#2b323b", "#656c76",
-                        "#3d8bea", "#cfe6ff", "#f0a14a", "#b59af2", "#151b23"};
+constexpr Face kLight = {"#ffffff",
+                         "#1f2328",
+                         "#59636e",
+                         "#e7eaee",
+                         "#8c959f",
+                         "#0969da",
+                         "#0a2f66",
+                         "#d4700a",
+                         "#7a54c7",
+                         "#f6f8fa",
+                         {"#1a7f37", "#bf3989", "#9a6700", "#0a7d91", "#cf222e"}};
+constexpr Face kDark = {"#0d1117",
+                        "#e6edf3",
+                        "#9198a1",
+                        "#2b323b",
+                        "#656c76",
+                        "#3d8bea",
+                        "#cfe6ff",
+                        "#f0a14a",
+                        "#b59af2",
+                        "#151b23",
+                        {"#3fb950", "#f778ba", "#d29922", "#39c5cf", "#ff7b72"}};
 
 std::string Rules(const Face& face) {
     struct Rule {
@@ -53,6 +72,9 @@ std::string Rules(const Face& face) {
         css += std::string(rule.selector) + "{" + std::string(rule.property) + ":" +
                std::string(rule.value) + "}\n";
     }
+    for (std::size_t i = 0; i < face.more.size(); ++i) {
+        css += ".curve" + std::to_string(i + 2) + "{stroke:" + std::string(face.more[i]) + "}\n";
+    }
     return css;
 }
 
@@ -67,6 +89,7 @@ constexpr std::string_view kShapes =
     ".guide{stroke-dasharray:1 4}\n"
     ".beyond{opacity:.16}\n"
     ".curve,.outside{fill:none;stroke-width:2.25;stroke-linejoin:round;stroke-linecap:round}\n"
+    ".curve2,.curve3,.curve4,.curve5,.curve6{fill:none;stroke-width:2;stroke-linejoin:round}\n"
     ".outside{stroke-width:1.5;stroke-dasharray:1 4}\n"
     ".jump{stroke-width:1.25;opacity:.65}\n"
     ".bar{opacity:.55}\n"

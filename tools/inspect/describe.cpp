@@ -3,20 +3,8 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <limits>
 
 namespace inspect {
-
-namespace {
-
-// The bounds that stand for no range.
-bool IsNoBound(double bound) {
-    return std::fabs(bound) == std::numeric_limits<double>::max();
-}
-
-constexpr double kNoIntBound = 2147483647.0;
-
-}  // namespace
 
 std::string NumberText(double value) {
     std::array<char, 64> buffer;
@@ -61,17 +49,6 @@ std::string QuotedText(const std::string& text) {
 
 std::string CountText(std::size_t count, const std::string& thing) {
     return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
-bool HasRange(const core::Parameter& parameter, core::ValAny& low, core::ValAny& high) {
-    parameter.GetValueRange(low, high);
-    if (!low.IsNumber() || !high.IsNumber()) {
-        return false;
-    }
-    const bool isNone = (IsNoBound(low.AsDouble()) && IsNoBound(high.AsDouble())) ||
-                        (low.Kind() == core::ValAny::kInt && high.Kind() == core::ValAny::kInt &&
-                         low.AsDouble() == -kNoIntBound && high.AsDouble() == kNoIntBound);
-    return !isNone;
 }
 
 }  // namespace inspect

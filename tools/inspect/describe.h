@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/levers.h"
+
 #include <core/core.h>
 
 #include <string>
@@ -21,7 +23,6 @@ std::string QuotedText(const std::string& text);
 /// "1 keyframe", "2 keyframes".
 std::string CountText(std::size_t count, const std::string& thing);
 
-/// Whether a parameter has a value range that limits anything.
-bool HasRange(const core::Parameter& parameter, core::ValAny& low, core::ValAny& high);
+using example::HasRange;
 
 }  // namespace inspect

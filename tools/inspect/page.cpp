@@ -2,13 +2,13 @@
 // the cursor are arrays of doubles in base64, which keeps every bit of them; the page looks
 // answers up and never works one out.
 
-#include "inspect/curve_view.h"
 #include "inspect/describe.h"
 #include "inspect/document.h"
 #include "inspect/page_html.h"
 #include "inspect/trace_view.h"
 #include "inspect/verbs.h"
 
+#include "support/curve_view.h"
 #include "support/keyframe_table.h"
 #include "support/plot_parts.h"
 
@@ -24,6 +24,11 @@
 namespace inspect {
 
 namespace {
+
+using example::Answer;
+using example::CurveTrace;
+using example::CurveView;
+using example::SeenKeyframe;
 
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
 
@@ -362,8 +367,8 @@ Panel Compared(const PageRequest& request, const Console& console) {
     const Document before(request.files.front(), console);
     const Document after(request.files.back(), console);
     Panel panel;
-    panel.versions.emplace_back(after);
-    panel.versions.emplace_back(before);
+    panel.versions.emplace_back(after.Name(), after.Curve());
+    panel.versions.emplace_back(before.Name(), before.Curve());
     if (panel.versions.front().Channels() != panel.versions.back().Channels() ||
         panel.versions.front().Texts() != panel.versions.back().Texts()) {
         throw Failure(after.Name(),
@@ -395,7 +400,7 @@ int Page(const PageRequest& request, const Console& console) {
                 }
                 Panel panel;
                 panel.name = document.Name();
-                panel.versions.emplace_back(document);
+                panel.versions.emplace_back(document.Name(), document.Curve());
                 panel.description = Describe(document);
                 page.Add(std::move(panel));
             }

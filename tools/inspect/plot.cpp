@@ -1,13 +1,18 @@
 #include "inspect/document.h"
+#include "inspect/time_text.h"
 #include "inspect/verbs.h"
 
-#include "support/clip.h"
+#include "support/curve_view.h"
+#include "support/number_text.h"
 #include "support/parameter_document.h"
 #include "support/pictures.h"
 #include "support/utf8.h"
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <utility>
+#include <vector>
 
 namespace inspect {
 
@@ -15,50 +20,101 @@ namespace {
 
 // The file's name without folders and extension.
 std::string TitleOf(const PlotRequest& request) {
-    if (!request.title.empty() || request.file == "-") {
-        return request.title.empty() ? InputName(request.file) : request.title;
+    const std::string& file = request.files.front();
+    if (!request.title.empty() || file == "-") {
+        return request.title.empty() ? InputName(file) : request.title;
     }
     const std::u8string stem =
-        std::filesystem::path(std::u8string(request.file.begin(), request.file.end()))
-            .stem()
-            .u8string();
+        std::filesystem::path(std::u8string(file.begin(), file.end())).stem().u8string();
     return {stem.begin(), stem.end()};
 }
 
-std::string DrawSpeedCurve(core::SpeedParameter& speed, std::string title,
-                           const std::string& name) {
-    const core::ParameterTypeEnum type = speed.GetParameterType();
-    if (type != core::ParameterDouble && type != core::ParameterInt) {
-        throw Failure(name, "speeds that are no numbers cannot be drawn");
+// Pictures are SVG; a name that promises something else would hide that.
+void RequireSvgName(const std::string& picture) {
+    const std::size_t dot = picture.find_last_of("./\\");
+    if (dot == std::string::npos || picture[dot] != '.') {
+        return;
     }
-    if (!example::CanBeShown(speed)) {
-        throw Failure(name, "a clip too long to be drawn, or without a length");
+    std::string ending = picture.substr(dot + 1);
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    for (const char* const other :
+         {"png", "jpg", "jpeg", "gif", "webp", "bmp", "tif", "tiff", "pdf", "eps", "ps"}) {
+        if (ending == other) {
+            throw Failure(picture,
+                          "pictures are written as SVG; a browser or rsvg-convert makes "
+                          "other kinds of it");
+        }
     }
-    example::Clip clip{std::move(title), speed};
-    return example::DrawClip(clip);
+}
+
+std::optional<double> TimeOf(const std::string& text, double fps, const char* option) {
+    if (text.empty()) {
+        return std::nullopt;
+    }
+    const std::optional<double> time = ParseTime(text, fps);
+    if (!time) {
+        throw Failure(option, text + " is neither seconds nor a timecode");
+    }
+    return time;
+}
+
+// "WIDTHxHEIGHT"
+void SetSize(const std::string& text, example::PictureStyle& style) {
+    const std::size_t cross = text.find('x');
+    if (cross == std::string::npos ||
+        example::ParseNumber(text.substr(0, cross), style.width) != example::NumberState::Good ||
+        example::ParseNumber(text.substr(cross + 1), style.height) != example::NumberState::Good ||
+        !(style.width > 0.0 && style.height > 0.0)) {
+        throw Failure("--size", text + " is no size like 1200x600");
+    }
+}
+
+// A motion path is drawn in the plane, unless there is too much of it.
+std::optional<std::string> PathPicture(const PlotRequest& request, const example::CurveView& view,
+                                       const example::PictureStyle& style) {
+    if (!view.IsPath() || style.from || style.to || !request.size.empty()) {
+        return std::nullopt;
+    }
+    example::KeyframeTable table = example::TableOf(view.Curve(), style.title);
+    table.fps = style.fps;
+    return example::DrawingFault(table).empty()
+               ? std::optional<std::string>(example::DrawMotionPath(table))
+               : std::nullopt;
 }
 
 }  // namespace
 
 int Plot(const PlotRequest& request, const Console& console) {
-    const Document document(request.file, console);
-    std::string title = TitleOf(request);
-    if (!example::IsUtf8Text(title)) {
-        throw Failure(document.Name(), "a title that is no line of UTF-8 text");
-    }
-    const std::unique_ptr<core::Parameter> curve = document.Curve();
-    std::string picture;
-    if (auto* const speed = dynamic_cast<core::SpeedParameter*>(curve.get())) {
-        picture = DrawSpeedCurve(*speed, std::move(title), document.Name());
-    } else {
-        example::KeyframeTable table = example::TableOf(*curve, std::move(title));
-        table.fps = request.fps;
-        if (const std::string fault = example::DrawingFault(table); !fault.empty()) {
-            throw Failure(document.Name(), fault);
+    RequireSvgName(request.picture);
+    std::vector<example::CurveView> curves;
+    for (const std::string& file : request.files) {
+        const Document document(file, console);
+        curves.emplace_back(document.Name(), document.Curve());
+        if (!example::IsUtf8Text(document.Name())) {
+            throw Failure(document.Name(), "a name that is no line of UTF-8 text");
         }
-        picture = example::DrawAnimation(table);
     }
-    WriteOutput(request.picture, picture, console);
+    example::PictureStyle style;
+    style.title = TitleOf(request);
+    if (!example::IsUtf8Text(style.title)) {
+        throw Failure(curves.front().Name(), "a title that is no line of UTF-8 text");
+    }
+    const double rate = curves.front().FramesPerSecond().value_or(kDefaultFps);
+    style.fps = request.fps.value_or(kDefaultFps);
+    style.from = TimeOf(request.from, request.fps.value_or(rate), "--from");
+    style.to = TimeOf(request.to, request.fps.value_or(rate), "--to");
+    if (style.from && style.to && *style.from >= *style.to) {
+        throw Failure("--from", request.from + " does not lie before --to " + request.to);
+    }
+    if (!request.size.empty()) {
+        SetSize(request.size, style);
+    }
+    std::optional<std::string> picture;
+    if (curves.size() == 1) {
+        picture = PathPicture(request, curves.front(), style);
+    }
+    WriteOutput(request.picture, picture ? *picture : example::DrawCurves(curves, style), console);
     return 0;
 }
 

@@ -115,13 +115,16 @@ private:
 
     void AddPlot() {
         CLI::App* const verb = AddVerb(
-            "plot", "draw a curve as an SVG picture", "core-inspect plot fade.json -o fade.svg",
+            "plot", "draw curves as an SVG picture", "core-inspect plot fade.json -o fade.svg",
             [this](const Console& console) { return Plot(plot, console); });
-        verb->add_option("FILE", plot.file, "a parameter or a speed curve")->required();
+        verb->add_option("FILE", plot.files, "parameters and speed curves, for one picture")
+            ->required();
         verb->add_option("-o,--out", plot.picture, "where the picture goes")->capture_default_str();
-        verb->add_option("--title", plot.title, "its title; without it the file's name");
-        AddRate(verb, plot.fps, "frames per second, for the dots on the curve")
-            ->capture_default_str();
+        verb->add_option("--title", plot.title, "its title; without it the first file's name");
+        AddRate(verb, plot.fps, "frames per second, for the dots on the curve; 25 without it");
+        verb->add_option("--from", plot.from, "seconds or a timecode; without it all is drawn");
+        verb->add_option("--to", plot.to, "the same");
+        verb->add_option("--size", plot.size, "width and height in pixels, as in 1200x600");
     }
 
     void AddDiff() {

@@ -43,10 +43,13 @@ struct SampleRequest {
 int Sample(const SampleRequest& request, const Console& console);
 
 struct PlotRequest {
-    std::string file;
+    std::vector<std::string> files;
     std::string picture = "-";
-    std::string title;  // empty for the file's name
-    double fps = kDefaultFps;
+    std::string title;          // empty for the first file's name
+    std::optional<double> fps;  // none: the default
+    std::string from;           // times; empty: all
+    std::string to;
+    std::string size;  // "WIDTHxHEIGHT"; empty: what suits
 };
 int Plot(const PlotRequest& request, const Console& console);
 

@@ -3,9 +3,7 @@
 // places; where one of them lies off the straight line, the stretch is halved. So a
 // straight stretch costs its ends alone, and a jump ends as a line that is all but upright.
 
-#include "inspect/curve_view.h"
-
-#include "inspect/describe.h"
+#include "support/curve_view.h"
 
 #include "support/keyframe_table.h"
 #include "support/levers.h"
@@ -13,8 +11,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string>
+#include <utility>
 
-namespace inspect {
+namespace example {
 
 namespace {
 
@@ -200,12 +200,12 @@ private:
 
 }  // namespace
 
-CurveView::CurveView(const Document& document)
-    : name(document.Name()),
-      curve(document.Curve()),
+CurveView::CurveView(std::string what, std::unique_ptr<core::Parameter> parameter)
+    : name(std::move(what)),
+      curve(std::move(parameter)),
       speed(dynamic_cast<core::SpeedParameter*>(curve.get())) {
     if (curve->GetKeyFramesCount() == 0) {
-        throw Failure(name, "holds no keyframe");
+        throw TableError(name + ": holds no keyframe");
     }
     if (speed != nullptr) {
         ReadSpeed();
@@ -216,24 +216,24 @@ CurveView::CurveView(const Document& document)
         corners.push_back(keyframe.time);
         for (std::size_t channel = 0; channel < channels.size(); ++channel) {
             if (std::fabs(keyframe.place[channel]) > kLargestValue) {
-                throw Failure(name, "numbers too large to be drawn");
+                throw TableError(name + ": numbers too large to be drawn");
             }
         }
     }
-    for (const example::FreezeSpan& freeze : freezes) {
+    for (const FreezeSpan& freeze : freezes) {
         corners.push_back(freeze.start);
         corners.push_back(freeze.start + freeze.duration);
     }
     std::sort(corners.begin(), corners.end());
     if (!(std::fabs(from) <= kLongestTime && std::fabs(to) <= kLongestTime)) {
-        throw Failure(name, "too long to be drawn");
+        throw TableError(name + ": too long to be drawn");
     }
 }
 
 void CurveView::ReadSpeed() {
     const core::ParameterTypeEnum type = speed->GetParameterType();
     if (type != core::ParameterDouble && type != core::ParameterInt) {
-        throw Failure(name, "speeds that are no numbers cannot be drawn");
+        throw TableError(name + ": speeds that are no numbers cannot be drawn");
     }
     channels = {"source time", "speed"};
     to = speed->GetRenderTotalTime();
@@ -290,8 +290,7 @@ void CurveView::ReadParameter() {
             shown.place = {value.AsPoint().x, value.AsPoint().y};
         } else if (type == core::ParameterDouble || type == core::ParameterInt) {
             // A single keyframe is answered as stored, without the base ratio.
-            shown.place[0] =
-                stored.size() == 1 ? value.AsDouble() : example::ShownValue(*curve, value);
+            shown.place[0] = stored.size() == 1 ? value.AsDouble() : ShownValue(*curve, value);
         } else {
             shown.place[0] = NumberOf(value);
         }
@@ -303,9 +302,9 @@ void CurveView::ReadParameter() {
 }
 
 void CurveView::AddLevers() {
-    const std::vector<example::SegmentLevers> segments = example::Levers(*curve);
+    const std::vector<SegmentLevers> segments = Levers(*curve);
     for (std::size_t i = 0; i < segments.size(); ++i) {
-        const example::SegmentLevers& segment = segments[i];
+        const SegmentLevers& segment = segments[i];
         if (segment.showsStart) {
             keyframes[i].after = segment.startControl;
         }
@@ -349,4 +348,4 @@ CurveTrace CurveView::Trace(double start, double end) const {
     return Tracer(*this, channels.size()).Trace(start, end, corners);
 }
 
-}  // namespace inspect
+}  // namespace example

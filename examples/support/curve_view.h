@@ -1,7 +1,5 @@
 #pragma once
 
-#include "inspect/document.h"
-
 #include "support/clip.h"
 
 #include <core/core.h>
@@ -15,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace inspect {
+namespace example {
 
 /// The numbers of a curve at one time: a value, a point's x and y, or the source time and
 /// the speed of a clip. What is not there is NaN.
@@ -45,12 +43,13 @@ struct NumberSpan {
     double high;
 };
 
-/// What a page and pictures show of a document's curve. All times are seconds, also where
+/// What a page and pictures show of a curve. All times are seconds, also where
 /// the keyframes count ticks, and all numbers are answers of the library.
 class CurveView {
 public:
-    /// Throws `Failure` for a document that has no curve, or one that cannot be drawn.
-    explicit CurveView(const Document& document);
+    /// Throws `TableError`, "name: what is wrong", for a curve that cannot be drawn: without
+    /// a keyframe, or too large. A clip's `FramesPerSecond` are those of its source.
+    CurveView(std::string name, std::unique_ptr<core::Parameter> curve);
 
     const std::string& Name() const { return name; }
     core::Parameter& Curve() const { return *curve; }
@@ -65,7 +64,7 @@ public:
     /// What values are cut to.
     const std::optional<NumberSpan>& Range() const { return range; }
     const std::vector<SeenKeyframe>& Keyframes() const { return keyframes; }
-    const std::vector<example::FreezeSpan>& Freezes() const { return freezes; }
+    const std::vector<FreezeSpan>& Freezes() const { return freezes; }
     /// The rate at which the frames of a clip follow each other; none for a parameter.
     std::optional<double> FramesPerSecond() const;
 
@@ -86,17 +85,17 @@ private:
     std::string name;
     std::unique_ptr<core::Parameter> curve;
     core::SpeedParameter* speed = nullptr;
-    std::optional<example::SeenSpeed> seen;
+    std::optional<SeenSpeed> seen;
     std::vector<std::string> channels;
     std::vector<std::string> texts;
     std::map<std::string, double> numberOfText;
     std::optional<NumberSpan> range;
     std::vector<SeenKeyframe> keyframes;
-    std::vector<example::FreezeSpan> freezes;
+    std::vector<FreezeSpan> freezes;
     std::vector<double> corners;  // where the curve may bend or jump, ascending
     double unit = 1.0;            // of the keyframes' times, in a second
     double from = 0.0;
     double to = 0.0;
 };
 
-}  // namespace inspect
+}  // namespace example
