@@ -187,21 +187,37 @@ TEST(InspectErrors, NameTheFileInOneLineAndEndWith2) {
         std::string error;
     } cases[] = {
         {{"check", folder.Path("none")}, folder.Path("none") + ": no such file"},
-        {{"check", folder.Path()}, folder.Path() + ": is a directory"},
+        {{"sample", folder.Path()}, folder.Path() + ": is a directory"},
         {{"check", folder.Write("nothing", "")},
          folder.Path("nothing") + ": line 1, column 1: the text ends where a value was expected"},
-        {{"check", binary}, binary + ": line 1, column 1: expected a value, not byte 0x7f"},
+        {{"check", binary}, binary + ": not a document: neither JSON nor packed data"},
         {{"check", folder.Write("cut", "{\"a\": 1,\n")},
          folder.Path("cut") +
              ": line 2, column 1: the text ends where a member's name in quotes was expected"},
         {{"check", folder.Write("utf16", "\xFF\xFE{")},
          folder.Path("utf16") + ": text in UTF-16, where UTF-8 is wanted"},
         {{"check", folder.Write("packed", "\x92\x01")},
-         folder.Path("packed") + ": packed data that ends or goes wrong in item 2"},
+         folder.Path("packed") + ": packed data with a fault in item 2, at byte 2: the data ends"},
         {{"check", folder.Write("key", "\x81\x01\x01")},
-         folder.Path("key") + ": packed data in which item 1, a member's name, is no text"},
+         folder.Path("key") +
+             ": packed data with a fault in item 1, at byte 1: a member's name that is no text"},
         {{"check", folder.Write("more", "\x90\x90")},
-         folder.Path("more") + ": packed data with more bytes behind its document"},
+         folder.Path("more") +
+             ": packed data with a fault in item 1, at byte 1: more bytes behind the document"},
+        {{"check", folder.Write("picture", "\x89PNG\r\n\x1A\n" + std::string(40, '\0'))},
+         folder.Path("picture") + ": not a document: as packed data it goes wrong in item 1"},
+        {{"check", folder.Write("bad.kf", "0 0 1\n0 x 1\n")},
+         folder.Path("bad.kf") + ": line 2: value 'x' is not a number"},
+        {{"plot", good, "-o", "a.PNG"}, "a.PNG: pictures are written as SVG"},
+        {{"plot", good, "--size", "3x"}, "--size: 3x is no size"},
+        {{"plot", good, "--from", "2", "--to", "1"}, "--from: 2 does not lie before --to 1"},
+        {{"plto"}, "'plto' is no verb; 'plot' is one"},
+        {{"conv"}, "'conv' is no verb; 'convert' is one"},
+        {{"frobnicate"}, "'frobnicate' is no verb; --help lists them"},
+        {{}, "a verb is wanted"},
+        {{"sample", good, "--format", "xml"}, "--format: xml is not table, csv or json"},
+        {{"sample", good, "--fps", "0"}, "--fps: 0 is no frame rate"},
+        {{"diff", good}, "AFTER is required"},
         {{"check", folder.Write("type", With(Keyframes(""), ": 0", ": 5"))},
          folder.Path("type") + ": a curve that the library does not take"},
         {{"plot", other}, other + ": neither a parameter nor a speed curve"},
@@ -233,12 +249,47 @@ TEST(InspectErrors, NameTheFileInOneLineAndEndWith2) {
     const Outcome outcome = Inspect({"check", binary, good});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.out, HasSubstr("good.json: parameter"));
-    for (const Words& wrong : {Words{}, Words{"paint"}, Words{"check"}, Words{"diff", good},
-                               Words{"sample", good, "--fps", "0"}}) {
-        EXPECT_EQ(Inspect(wrong).status, 2);
-        EXPECT_NE(Inspect(wrong).err, "");
-    }
     EXPECT_EQ(Inspect({"--help"}).status, 0);
+}
+
+TEST(InspectCheck, TakesFoldersAndTellsMachines) {
+    const ScratchDirectory folder;
+    folder.Write("b.json", Fade().Serialize());
+    folder.Write("a.kf", "fps: 30\n0 0 1\n1 2 1\n");
+    folder.Write("c.json", "{");
+    folder.Write("clip.mov", "{");
+    const std::string path = folder.Path();
+    const Outcome lines = Inspect({"check", path});
+    EXPECT_EQ(lines.status, 2);
+    EXPECT_EQ(lines.out,
+              path + "/a.kf: table, parameter of type double, 2 keyframes from 0 s to 1 s\n" +
+                  path +
+                  "/b.json: parameter of type double, 4 keyframes from 0 s to 3 s, "
+                  "digest right\n3 documents: 2 fine, 0 suspicious, 1 unreadable\n");
+    const Outcome machine = Inspect({"check", "--json", path});
+    core::JsonDoc document;
+    ASSERT_GE(document.Parse(machine.out.c_str()), 0) << machine.out;
+    const core::JsonArray& files = document.Root().AsArray();
+    ASSERT_EQ(files.Count(), 3);
+    EXPECT_STREQ(files[1].AsObject().Find("status")->AsString(), "fine");
+    EXPECT_THAT(files[2].AsObject().Find("error")->AsString(), HasSubstr("line 1, column 2"));
+    // A table's own rate counts.
+    EXPECT_THAT(Inspect({"sample", path + "/a.kf", "--format", "csv"}).out,
+                HasSubstr("\n30,1,2\n"));
+}
+
+TEST(InspectPlot, DrawsOnATerminal) {
+    core::Parameter ramp;
+    ramp.AddPoint(0.0, 0.0, KeyframeInterpolationType::Linear);
+    ramp.AddPoint(2.0, 8.0, KeyframeInterpolationType::Linear);
+    EXPECT_EQ(Inspect({"plot", "--terminal", "--size", "27x4", "-"}, ramp.Serialize()).out,
+              "standard input: value\n"
+              "        8 |            \u28C0\u2864\u2816\u280B\n"
+              "          |        \u28C0\u2864\u2816\u280B\u2801\n"
+              "          |   \u2880\u28E0\u2834\u281A\u2809\u2801\n"
+              "        0 |\u28E0\u2834\u281A\u2809\n"
+              "           ^              ^\n"
+              "           0 s          2 s\n");
 }
 
 TEST(InspectErrors, OutputThatIsNotTakenEndsWith2) {

@@ -16,7 +16,7 @@ folder=$4
 rm -rf "$folder"
 mkdir -p "$folder"
 cd "$folder"
-ln -s "$root/examples" examples
+ln -s "$root/examples" "$root/docs" .
 core-inspect() { "$program" "$@"; }
 
 run_page() {

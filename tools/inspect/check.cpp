@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <filesystem>
 #include <ostream>
 #include <sstream>
 #include <utility>
@@ -63,7 +64,9 @@ public:
 private:
     const core::JsonObject& Members() const { return document.Root().AsObject(); }
 
-    std::string Form() const { return document.IsPacked() ? "packed, " : ""; }
+    std::string Form() const {
+        return document.IsPacked() ? "packed, " : document.IsTable() ? "table, " : "";
+    }
 
     std::string OtherJsonText() const {
         const core::JsonValue& root = document.Root();
@@ -116,6 +119,9 @@ private:
     }
 
     std::string DigestText(core::Parameter& stored) {
+        if (document.IsTable()) {
+            return "";
+        }
         const core::JsonMember* const member = Members().Find("MD5");
         std::string digest;
         if (member == nullptr || !member->Get(digest)) {
@@ -340,24 +346,112 @@ std::vector<std::string> Describe(const Document& document) {
     return lines;
 }
 
-int Check(const CheckRequest& request, const Console& console) {
-    int status = 0;
-    for (const std::string& file : request.files) {
-        try {
-            const Document document(file, console);
-            if (Checker(document, console).Check() > 0) {
-                status = std::max(status, kFound);
-            }
-            RequireOutput(console);
-        } catch (const Failure& failure) {
-            if (!console.out) {
-                throw;  // there is nobody to tell about the other files
-            }
-            ReportError(console, failure.what());
-            status = kTrouble;
+namespace {
+
+namespace fs = std::filesystem;
+
+// What may be a document, in a folder.
+bool HasDocumentName(const fs::path& file) {
+    const fs::path ending = file.extension();
+    return ending == ".json" || ending == ".packed" || ending == ".kf";
+}
+
+std::string Utf8Of(const fs::path& path) {
+    const std::u8string text = path.generic_u8string();
+    return {text.begin(), text.end()};
+}
+
+// Folders stand for the documents in them and below, in the order of their names.
+std::vector<std::string> FilesOf(const CheckRequest& request, bool& hasFolder) {
+    std::vector<std::string> files;
+    for (const std::string& name : request.files) {
+        const fs::path path(std::u8string(name.begin(), name.end()));
+        std::error_code error;
+        if (name == "-" || !fs::is_directory(path, error)) {
+            files.push_back(name);
+            continue;
         }
+        hasFolder = true;
+        std::vector<std::string> found;
+        auto entry = fs::recursive_directory_iterator(
+            path, fs::directory_options::skip_permission_denied, error);
+        for (; entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+            if (entry->is_regular_file(error) && HasDocumentName(entry->path())) {
+                found.push_back(Utf8Of(entry->path()));
+            }
+        }
+        std::sort(found.begin(), found.end());
+        files.insert(files.end(), found.begin(), found.end());
     }
-    return status;
+    return files;
+}
+
+// What checking a file came to.
+struct Verdict {
+    std::string file;
+    std::vector<std::string> lines;  // what it is, and the findings
+    std::string error;
+
+    const char* Word() const {
+        return !error.empty() ? "error" : lines.size() > 1 ? "suspicious" : "fine";
+    }
+};
+
+Verdict VerdictOn(const std::string& file, const Console& console) {
+    Verdict verdict{InputName(file), {}, {}};
+    try {
+        verdict.lines = Describe(Document(file, console));
+    } catch (const Failure& failure) {
+        verdict.error = failure.what();
+    }
+    return verdict;
+}
+
+std::string JsonText(const Verdict& verdict) {
+    std::string text =
+        "{\"file\": " + QuotedText(verdict.file) + ", \"status\": \"" + verdict.Word() + "\"";
+    if (!verdict.error.empty()) {
+        return text + ", \"error\": " + QuotedText(verdict.error) + "}";
+    }
+    text += ", \"what\": " + QuotedText(verdict.lines.front()) + ", \"findings\": [";
+    for (std::size_t i = 1; i < verdict.lines.size(); ++i) {
+        text += (i > 1 ? ", " : "") + QuotedText(verdict.lines[i]);
+    }
+    return text + "]}";
+}
+
+}  // namespace
+
+int Check(const CheckRequest& request, const Console& console) {
+    bool hasFolder = false;
+    const std::vector<std::string> files = FilesOf(request, hasFolder);
+    std::size_t suspicious = 0;
+    std::size_t failed = 0;
+    if (request.isJson) {
+        console.out << '[';
+    }
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const Verdict verdict = VerdictOn(files[i], console);
+        suspicious += verdict.error.empty() && verdict.lines.size() > 1 ? 1U : 0U;
+        failed += verdict.error.empty() ? 0U : 1U;
+        if (request.isJson) {
+            console.out << (i == 0 ? "\n" : ",\n") << JsonText(verdict);
+        } else if (!verdict.error.empty()) {
+            ReportError(console, verdict.error);
+        }
+        for (std::size_t line = 0; !request.isJson && line < verdict.lines.size(); ++line) {
+            console.out << verdict.file << ": " << verdict.lines[line] << '\n';
+        }
+        RequireOutput(console);
+    }
+    if (request.isJson) {
+        console.out << "\n]\n";
+    } else if (hasFolder) {
+        console.out << CountText(files.size(), "document") << ": "
+                    << files.size() - suspicious - failed << " fine, " << suspicious
+                    << " suspicious, " << failed << " unreadable\n";
+    }
+    return failed > 0 ? kTrouble : suspicious > 0 ? kFound : 0;
 }
 
 }  // namespace inspect

@@ -2,6 +2,10 @@
 
 #include "inspect/packed_fault.h"
 
+#include "support/keyframe_table.h"
+
+#include <algorithm>
+#include <sstream>
 #include <string_view>
 
 namespace inspect {
@@ -12,6 +16,20 @@ constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
 bool StartsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
+}
+
+bool EndsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+// Text of any kind has none of these bytes.
+bool LooksBinary(std::string_view bytes) {
+    constexpr std::size_t kLookedAt = 512;
+    const std::string_view start = bytes.substr(0, kLookedAt);
+    return std::any_of(start.begin(), start.end(), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < 0x20 ? byte < '\t' || byte > '\r' : byte == 0x7F;
+    });
 }
 
 // JSON starts with an ASCII byte or a mark. Packed documents start with the header of
@@ -42,7 +60,9 @@ Document::Document(const std::string& file, const Console& where)
     if (StartsWith(text, "\xFF\xFE") || StartsWith(text, "\xFE\xFF")) {
         throw Failure(name, "text in UTF-16, where UTF-8 is wanted");
     }
-    if (StartsWith(text, kUtf8Mark)) {
+    if (EndsWith(file, ".kf")) {
+        ReadTable();
+    } else if (StartsWith(text, kUtf8Mark)) {
         text.erase(0, kUtf8Mark.size());
         ReadJson();
     } else if (LooksPacked(text)) {
@@ -53,6 +73,22 @@ Document::Document(const std::string& file, const Console& where)
     subject = SubjectOf(document.Root());
 }
 
+// Tables are what people type; the rest of the program sees the curve that they describe.
+void Document::ReadTable() {
+    isTable = true;
+    std::istringstream in(text);
+    try {
+        const example::KeyframeTable table = example::ReadKeyframeTable(in, name);
+        rate = table.fps;
+        text = example::MakeParameter(table).Serialize();
+    } catch (const example::TableError& error) {
+        // "name:line: what" reads like the faults of JSON.
+        const std::string what = std::string(error.what()).substr(name.size() + 1);
+        throw Failure(name, what.substr(0, 1) == " " ? what.substr(1) : "line " + what);
+    }
+    ReadJson();
+}
+
 void Document::ReadJson() {
     Progress progress(console);
     progress.Announce("parsing " + name, text.size());
@@ -60,7 +96,8 @@ void Document::ReadJson() {
     const core::JsonParseOptions asTheLibrary = {
         core::JsonGrammar::Wide, core::JsonOverflow::Saturate, core::JsonEncoding::AnyBytes};
     if (const auto result = core::ParseJson(text, document.Root(), asTheLibrary); !result) {
-        throw Failure(name, result.Message());
+        throw Failure(name, LooksBinary(text) ? "not a document: neither JSON nor packed data"
+                                              : result.Message());
     }
 }
 

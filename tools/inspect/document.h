@@ -5,6 +5,7 @@
 #include <core/core.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace inspect {
@@ -21,6 +22,10 @@ public:
     /// How messages call the file.
     const std::string& Name() const { return name; }
     bool IsPacked() const { return isPacked; }
+    /// Whether the file is a table of keyframes (.kf), which has the curve as JSON here.
+    bool IsTable() const { return isTable; }
+    /// The frame rate that a table names.
+    const std::optional<double>& Rate() const { return rate; }
     Subject What() const { return subject; }
     const core::JsonValue& Root() const { return document.Root(); }
 
@@ -32,6 +37,7 @@ public:
     core::Parameter StoredCurve() const;
 
 private:
+    void ReadTable();
     void ReadJson();
     void ReadPacked();
     void Load(core::Parameter& curve) const;
@@ -41,6 +47,8 @@ private:
     std::string text;  // JSON without a byte order mark, also for packed data
     core::JsonDoc document;
     bool isPacked = false;
+    bool isTable = false;
+    std::optional<double> rate;
     Subject subject = Subject::OtherJson;
 };
 

@@ -1,4 +1,5 @@
 #include "inspect/document.h"
+#include "inspect/terminal_chart.h"
 #include "inspect/time_text.h"
 #include "inspect/verbs.h"
 
@@ -85,12 +86,33 @@ std::optional<std::string> PathPicture(const PlotRequest& request, const example
 
 }  // namespace
 
+namespace {
+
+TerminalStyle TerminalStyleOf(const PlotRequest& request, const example::PictureStyle& style) {
+    TerminalStyle terminal;
+    terminal.from = style.from;
+    terminal.to = style.to;
+    if (!request.size.empty()) {
+        if (style.width < 24.0 || style.height < 2.0 || style.width > 1000.0 ||
+            style.height > 1000.0) {
+            throw Failure("--size", request.size + " is no size of a terminal");
+        }
+        terminal.columns = static_cast<int>(style.width);
+        terminal.rows = static_cast<int>(style.height);
+    }
+    return terminal;
+}
+
+}  // namespace
+
 int Plot(const PlotRequest& request, const Console& console) {
     RequireSvgName(request.picture);
     std::vector<example::CurveView> curves;
+    std::optional<double> tableRate;
     for (const std::string& file : request.files) {
         const Document document(file, console);
         curves.emplace_back(document.Name(), document.Curve());
+        tableRate = tableRate ? tableRate : document.Rate();
         if (!example::IsUtf8Text(document.Name())) {
             throw Failure(document.Name(), "a name that is no line of UTF-8 text");
         }
@@ -100,8 +122,8 @@ int Plot(const PlotRequest& request, const Console& console) {
     if (!example::IsUtf8Text(style.title)) {
         throw Failure(curves.front().Name(), "a title that is no line of UTF-8 text");
     }
-    const double rate = curves.front().FramesPerSecond().value_or(kDefaultFps);
-    style.fps = request.fps.value_or(kDefaultFps);
+    style.fps = request.fps.value_or(tableRate.value_or(kDefaultFps));
+    const double rate = curves.front().FramesPerSecond().value_or(style.fps);
     style.from = TimeOf(request.from, request.fps.value_or(rate), "--from");
     style.to = TimeOf(request.to, request.fps.value_or(rate), "--to");
     if (style.from && style.to && *style.from >= *style.to) {
@@ -109,6 +131,11 @@ int Plot(const PlotRequest& request, const Console& console) {
     }
     if (!request.size.empty()) {
         SetSize(request.size, style);
+    }
+    if (request.isForTerminal) {
+        WriteOutput(request.picture, DrawOnTerminal(curves, TerminalStyleOf(request, style)),
+                    console);
+        return 0;
     }
     std::optional<std::string> picture;
     if (curves.size() == 1) {

@@ -1,6 +1,7 @@
 #include "inspect/program.h"
 
 #include "inspect/describe.h"
+#include "inspect/manual.h"
 #include "inspect/time_text.h"
 #include "inspect/verbs.h"
 
@@ -10,7 +11,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
 #include <new>
 #include <utility>
 
@@ -19,7 +19,8 @@ namespace inspect {
 namespace {
 
 constexpr char kFooter[] =
-    "\nFILE is a JSON or a packed document, \"-\" is standard input.\n"
+    "\nFILE is a JSON or a packed document or a table of keyframes (.kf), \"-\" is standard "
+    "input.\n"
     "\nExit status: 0; 1 when check has found something suspicious or diff a difference; 2 "
     "for an error.";
 
@@ -45,11 +46,23 @@ public:
     }
 
     int Run(const std::vector<std::string>& arguments, const Console& console) {
+        // Asked by the build, which installs both.
+        if (arguments == std::vector<std::string>{"--manual-page"}) {
+            console.out << ManualPage(app);
+            return 0;
+        }
+        if (arguments == std::vector<std::string>{"--bash-completion"}) {
+            console.out << BashCompletion(app);
+            return 0;
+        }
         try {
             // The parser takes its arguments last to first.
             app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        } catch (const CLI::Success& request) {  // --help, --version
+            return app.exit(request, console.out, console.err);
         } catch (const CLI::ParseError& error) {
-            return app.exit(error, console.out, console.err) == 0 ? 0 : kTrouble;
+            ReportError(console, OneLine(FaultOf(arguments, error)));
+            return kTrouble;
         }
         const auto chosen = std::find_if(verbs.begin(), verbs.end(),
                                          [](const Verb& verb) { return verb.app->parsed(); });
@@ -57,6 +70,79 @@ public:
     }
 
 private:
+    // What is wrong with the arguments, and which verb may have been meant.
+    std::string FaultOf(const std::vector<std::string>& arguments,
+                        const CLI::ParseError& error) const {
+        const std::string first = arguments.empty() ? "" : arguments.front();
+        const bool isVerb = std::any_of(verbs.begin(), verbs.end(), [&](const Verb& verb) {
+            return verb.app->get_name() == first;
+        });
+        if (isVerb || first.empty() || first.front() == '-') {
+            return first.empty() ? "a verb is wanted; --help lists them" : error.what();
+        }
+        std::string fault = "'" + first + "' is no verb";
+        const auto nearest =
+            std::min_element(verbs.begin(), verbs.end(), [&](const Verb& a, const Verb& b) {
+                return Distance(first, a.app->get_name()) < Distance(first, b.app->get_name());
+            });
+        const std::string name = nearest->app->get_name();
+        return fault + (Distance(first, name) <= 2 || name.rfind(first, 0) == 0
+                            ? "; '" + name + "' is one"
+                            : "; --help lists them");
+    }
+
+    static std::string OneLine(std::string text) {
+        while (!text.empty() && text.back() == '\n') {
+            text.pop_back();
+        }
+        std::replace(text.begin(), text.end(), '\n', ' ');
+        return text;
+    }
+
+    // How many letters have to be changed, added, left out or swapped with their neighbour
+    // (Damerau's distance, with no letter in two swaps).
+    static std::size_t Distance(const std::string& a, const std::string& b) {
+        std::vector<std::vector<std::size_t>> d(a.size() + 1,
+                                                std::vector<std::size_t>(b.size() + 1));
+        for (std::size_t i = 0; i <= a.size(); ++i) {
+            for (std::size_t j = 0; j <= b.size(); ++j) {
+                if (i == 0 || j == 0) {
+                    d[i][j] = i + j;
+                    continue;
+                }
+                d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1,
+                                    d[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0U : 1U)});
+                if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                    d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
+                }
+            }
+        }
+        return d[a.size()][b.size()];
+    }
+
+    // An option whose value is one of a few words.
+    template <class Choice>
+    static void AddChoice(CLI::App* verb, const char* name, Choice& choice,
+                          const std::vector<std::pair<std::string, Choice>>& words) {
+        std::string all;
+        for (std::size_t i = 0; i < words.size(); ++i) {
+            all += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i].first;
+        }
+        const auto change = [words, all](std::string& text) -> std::string {
+            for (const auto& [word, value] : words) {
+                if (word == text) {
+                    text = std::to_string(static_cast<int>(value));
+                    return {};
+                }
+            }
+            return text + " is not " + all;
+        };
+        verb->add_option(name, choice,
+                         all + "; " + words[static_cast<std::size_t>(choice)].first + " without it")
+            ->type_name("WORD")
+            ->transform(CLI::Validator(change, ""));
+    }
+
     CLI::App* AddVerb(const char* name, const char* what, const char* example,
                       std::function<int(const Console&)> run) {
         CLI::App* const verb = app.add_subcommand(name, what);
@@ -86,7 +172,8 @@ private:
             AddVerb("check", "say what files are, and what is suspicious about them",
                     "core-inspect check project/*.json",
                     [this](const Console& console) { return Check(check, console); });
-        verb->add_option("FILE", check.files, "any document")->required();
+        verb->add_option("FILE", check.files, "any documents, and folders of them")->required();
+        verb->add_flag("--json", check.isJson, "an array with an object for each file");
     }
 
     void AddSample() {
@@ -106,11 +193,10 @@ private:
             ->excludes(from)
             ->excludes(to);
         verb->add_flag("--timecode", sample.hasTimecode, "with a column of it");
-        verb->add_option("--format", sample.format, "table, csv or json")
-            ->transform(CLI::CheckedTransformer(
-                std::map<std::string, SampleFormat>{{"table", SampleFormat::Table},
-                                                    {"csv", SampleFormat::Csv},
-                                                    {"json", SampleFormat::Json}}));
+        AddChoice<SampleFormat>(verb, "--format", sample.format,
+                                {{"table", SampleFormat::Table},
+                                 {"csv", SampleFormat::Csv},
+                                 {"json", SampleFormat::Json}});
     }
 
     void AddPlot() {
@@ -125,6 +211,8 @@ private:
         verb->add_option("--from", plot.from, "seconds or a timecode; without it all is drawn");
         verb->add_option("--to", plot.to, "the same");
         verb->add_option("--size", plot.size, "width and height in pixels, as in 1200x600");
+        verb->add_flag("--terminal", plot.isForTerminal,
+                       "as text for a terminal, 78x16 without --size");
     }
 
     void AddDiff() {
@@ -160,11 +248,10 @@ private:
         verb->add_option("IN", convert.from, "any document")->required();
         verb->add_option("OUT", convert.to, "the file to write; \"-\" is standard output")
             ->required();
-        verb->add_option("--to", convert.form, "compact, pretty or packed; pretty without it")
-            ->transform(CLI::CheckedTransformer(
-                std::map<std::string, TextForm>{{"compact", TextForm::Compact},
-                                                {"pretty", TextForm::Pretty},
-                                                {"packed", TextForm::Packed}}));
+        AddChoice<TextForm>(verb, "--to", convert.form,
+                            {{"compact", TextForm::Compact},
+                             {"pretty", TextForm::Pretty},
+                             {"packed", TextForm::Packed}});
     }
 
     CLI::App app{"Looks into the documents of the core library: curves, speed curves, JSON.",

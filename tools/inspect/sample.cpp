@@ -256,7 +256,8 @@ int Sample(const SampleRequest& request, const Console& console) {
                               document.Name());
             SampleSpeed(*speed, stops, console);
         } else {
-            const Stops stops(request, request.fps.value_or(kDefaultFps), document.Name());
+            const double tableRate = document.Rate().value_or(kDefaultFps);
+            const Stops stops(request, request.fps.value_or(tableRate), document.Name());
             SampleParameter(*curve, request, stops, document.Name(), console);
         }
     } catch (const core::AnyBadAccess&) {

@@ -21,7 +21,8 @@ inline constexpr double kLeastFps = 0.1;
 inline constexpr double kMostFps = 1000.0;
 
 struct CheckRequest {
-    std::vector<std::string> files;
+    std::vector<std::string> files;  // folders too
+    bool isJson = false;
 };
 /// Says what each file is, and what is suspicious about it. Goes on behind a file that
 /// fails.
@@ -49,7 +50,8 @@ struct PlotRequest {
     std::optional<double> fps;  // none: the default
     std::string from;           // times; empty: all
     std::string to;
-    std::string size;  // "WIDTHxHEIGHT"; empty: what suits
+    std::string size;            // "WIDTHxHEIGHT"; empty: what suits
+    bool isForTerminal = false;  // as text; the size is in characters
 };
 int Plot(const PlotRequest& request, const Console& console);
 
