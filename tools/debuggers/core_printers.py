@@ -114,12 +114,12 @@ class Curve:
 
     def __init__(self, value):
         self.value = value
-        self.keyframes = value["state"]["keyframes"]["keyframes"]
+        self.curve = value["curve"]["object"].dereference()
 
     def to_string(self):
-        state = self.value["state"]
-        count = std_vector(self.keyframes)[1]
-        kind = enumerator(state["type"]).replace("Parameter", "").lower()
+        settings = self.curve["settings"]
+        count = int(self.curve["count"])
+        kind = enumerator(settings["type"]).replace("Parameter", "").lower()
         parts = [kind + " parameter", counted(count, "keyframe")]
         actual = self.value.dynamic_type
         if actual.name == "core::SpeedParameterImpl":
@@ -130,14 +130,19 @@ class Curve:
                 parts.append(counted(freezes, "freeze"))
             if int(speed["reverse"]["_M_i"]):
                 parts.append("reverse")
-        if int(state["baseRatio"]["kind"]):
-            parts.append("base ratio " + Any(state["baseRatio"]).to_string())
+        if int(settings["baseRatio"]["kind"]):
+            parts.append("base ratio " + Any(settings["baseRatio"]).to_string())
         return ", ".join(parts)
 
     def children(self):
-        start, count = std_vector(self.keyframes)
-        for index in range(count):
-            yield "[%d]" % index, (start + index).dereference()
+        slots, blocks = std_vector(self.curve["slots"])
+        index = 0
+        for place in range(blocks):
+            block = (slots + place).dereference()["block"]["object"].dereference()
+            start, count = std_vector(block["keyframes"])
+            for offset in range(count):
+                yield "[%d]" % index, (start + offset).dereference()
+                index += 1
 
     def display_hint(self):
         return "array"

@@ -138,7 +138,8 @@ public:
     ///
     /// `from > to` gives the negative; a bound that is not finite gives 0. The last
     /// three arguments are ignored. Throws `AnyBadAccess` where values are not
-    /// numbers. O(n) for the first call after an edit, then O(log n). Accurate to
+    /// numbers. O(n) for the first call, a 64th of that after an edit, else
+    /// O(log n). Accurate to
     /// rounding; where `GetValue` solves for the curve parameter by bisection, to
     /// the bisection's tolerance.
     virtual double GetAreaFromTo(double from, double to, bool flag, double a, double b) const = 0;
@@ -149,8 +150,7 @@ public:
     /// The area there is within 1e-9 of `area`, relative, or absolute below 1. At a
     /// standstill the answer is its start. Where the area is never reached, reports
     /// an error and answers the last keyframe's time (`start` without keyframes).
-    /// Throws `AnyBadAccess` where values are not numbers. O(n) for the first call
-    /// after an edit, then O(log n).
+    /// Throws `AnyBadAccess` where values are not numbers. Costs as `GetAreaFromTo`.
     virtual double SolveTimeBaseArea(double start, double area) const = 0;
 
     /// Removes every keyframe later than `time`; one exactly at `time` stays.

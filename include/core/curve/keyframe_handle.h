@@ -12,7 +12,8 @@ class BigParameterImpl;
 /// What `Parameter` and `BigKeyframe` share: a handle that owns the one
 /// implementation of a curve and forwards every call to it.
 ///
-/// Copying copies the whole curve. Moving leaves the source without an
+/// Copies share the keyframes until one of the two is edited, so that copying costs the same
+/// for any number of them. Moving leaves the source without an
 /// implementation; such a handle answers every question like an empty curve,
 /// refuses every change, and comes back to life when it is assigned to.
 /// Assigning to a handle that other threads are using is an edit like any other.

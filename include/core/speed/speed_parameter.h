@@ -30,7 +30,8 @@ inline constexpr double kNearZeroSpeed = 0.0001;
 ///
 /// The keyframes are edited like those of any parameter. A new curve has one, speed
 /// 1 at time 0. Owned by its caller; safe from any thread. After an edit the first
-/// question is O(n) in keyframes and freezes, those that follow are O(log n).
+/// question costs O(f log n) for f freezes and a 64th of O(n), those that follow
+/// O(log n); with negative speeds, or in ticks, the first is O(n).
 /// Questions throw `AnyBadAccess` where a keyframe's value is not a number. On a
 /// curve without keyframes times are mapped to themselves, freezes apart. The answer
 /// for a finite time is never NaN.
@@ -134,8 +135,8 @@ public:
     double RenderTimeToPointTime(double renderTime) const;
 
     /// The render time of the last keyframe, freezes included. Reported as an error,
-    /// and the freezes alone, without keyframes. Always works the curve out anew:
-    /// O(n).
+    /// and the freezes alone, without keyframes. Works out what an
+    /// edit has changed.
     double GetRenderTotalTime();
 
     /// The length of the source clip; 0 until it is set.

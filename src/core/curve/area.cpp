@@ -32,6 +32,12 @@
 namespace core {
 namespace {
 
+// In the keyframes' own unit.
+struct TimeInterval {
+    double from;
+    double to;
+};
+
 struct Piece {
     enum class Kind { Cubic, Parametric, Elastic };
 
@@ -136,23 +142,24 @@ Piece ConstantPiece(TimeInterval times, double value) noexcept {
 
 // The part of an eased or time-value Bezier segment where x runs with the time
 // from the segment's start to its end, all in one unit.
-void AddRunningPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve,
-                      TimeInterval times, double unit) noexcept {
+void AddRunningPieces(Pieces& pieces, const Segment& s, TimeInterval times, double unit) noexcept {
     const double y0 = s.c[0];
     const double dy = s.c[1];
-    Piece piece{Piece::Kind::Cubic, times.from, times.to, unit, s.start, s.span, {y0, dy}, {}};
+    const double start = s.StartInSeconds();
+    const double span = s.SpanInSeconds();
+    Piece piece{Piece::Kind::Cubic, times.from, times.to, unit, start, span, {y0, dy}, {}};
     switch (s.shape) {
         case Segment::Shape::TimeValueBezier:
             piece.kind = Piece::Kind::Parametric;
-            piece.curve = curve;
+            piece.curve = s.curve->bezier;
             pieces.Add(piece);
             break;
         case Segment::Shape::CubicEasing: {
             CubicBezier scaled = s.easing->Curve();
-            scaled.ax *= s.span;
-            scaled.bx *= s.span;
-            scaled.cx *= s.span;
-            scaled.dx = s.start;
+            scaled.ax *= span;
+            scaled.bx *= span;
+            scaled.cx *= span;
+            scaled.dx = start;
             scaled.ay *= dy;
             scaled.by *= dy;
             scaled.cy *= dy;
@@ -171,7 +178,7 @@ void AddRunningPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve
             constexpr double n = kBounceSteepness;
             double from = times.from;
             for (const BouncePiece& parabola : kBouncePieces) {
-                const double end = (s.start + s.span * parabola.end) * unit;
+                const double end = (start + span * parabola.end) * unit;
                 piece.from = from;
                 piece.to = std::clamp(end, from, times.to);
                 if (&parabola == &kBouncePieces.back()) {
@@ -189,14 +196,14 @@ void AddRunningPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve
 
 // The stretch of a segment whose times are read in one unit. Where they run
 // ahead of the segment's own seconds, or behind them, the value stands still.
-void AddUnitPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve, TimeInterval times,
-                   double unit) noexcept {
+void AddUnitPieces(Pieces& pieces, const Segment& s, TimeInterval times, double unit) noexcept {
     if (!(times.to > times.from)) {
         return;
     }
     const double first = s.c[0];
     const double last = s.c[0] + s.c[1];
-    if (!(s.span > 0.0)) {
+    const double span = s.SpanInSeconds();
+    if (!(span > 0.0)) {
         // Read in seconds the end does not lie behind the start. An easing then
         // stays at its start before the threshold and at its end from there on; the
         // bisection of a Bezier segment runs to the opposite ends.
@@ -205,17 +212,17 @@ void AddUnitPieces(Pieces& pieces, const Segment& s, const CubicBezier& curve, T
         pieces.Add(ConstantPiece(times, isBezier == isBeforeThreshold ? last : first));
         return;
     }
-    const double start = std::clamp(s.start * unit, times.from, times.to);
-    const double end = std::clamp((s.start + s.span) * unit, start, times.to);
+    const double start = std::clamp(s.StartInSeconds() * unit, times.from, times.to);
+    const double end = std::clamp((s.StartInSeconds() + span) * unit, start, times.to);
     pieces.Add(ConstantPiece({times.from, start}, first));
-    AddRunningPieces(pieces, s, curve, {start, end}, unit);
+    AddRunningPieces(pieces, s, {start, end}, unit);
     pieces.Add(ConstantPiece({end, times.to}, last));
 }
 
 // A segment without easing or curve is one piece.
-Piece PolynomialPiece(const Segment& s, TimeInterval times) noexcept {
+Piece PolynomialPiece(const Segment& s) noexcept {
     const double* c = s.c;
-    Piece piece{Piece::Kind::Cubic, times.from, times.to, 1.0, s.start, s.span, {}, {}};
+    Piece piece{Piece::Kind::Cubic, s.from, s.to, 1.0, s.from, s.to - s.from, {}, {}};
     switch (s.shape) {
         case Segment::Shape::Constant:
             piece.c = {c[0]};
@@ -224,6 +231,11 @@ Piece PolynomialPiece(const Segment& s, TimeInterval times) noexcept {
             // From control values to power form.
             piece.c = {c[0], 3.0 * (c[1] - c[0]), 3.0 * (c[2] - 2.0 * c[1] + c[0]),
                        c[3] - 3.0 * c[2] + 3.0 * c[1] - c[0]};
+            break;
+        case Segment::Shape::Line:
+            piece.start = c[2];
+            piece.span = 1.0;
+            piece.c = {c[0], c[1]};
             break;
         default:
             piece.c = {c[0], c[1], c[2], c[3]};
@@ -237,15 +249,15 @@ bool IsPolynomial(const Segment& s) noexcept {
            s.shape == Segment::Shape::Cubic || s.shape == Segment::Shape::ValueBezier;
 }
 
-Pieces PiecesOf(const Segment& s, const CubicBezier& curve, TimeInterval times) noexcept {
+Pieces PiecesOf(const Segment& s) noexcept {
     Pieces pieces;
     if (IsPolynomial(s)) {
-        pieces.Add(PolynomialPiece(s, times));
+        pieces.Add(PolynomialPiece(s));
         return pieces;
     }
-    const double border = std::clamp(kFirstTickCount, times.from, times.to);
-    AddUnitPieces(pieces, s, curve, {times.from, border}, 1.0);
-    AddUnitPieces(pieces, s, curve, {border, times.to}, kTicksPerSecond);
+    const double border = std::clamp(kFirstTickCount, s.from, s.to);
+    AddUnitPieces(pieces, s, {s.from, border}, 1.0);
+    AddUnitPieces(pieces, s, {border, s.to}, kTicksPerSecond);
     return pieces;
 }
 
@@ -282,12 +294,29 @@ Cuts TurningPoints(const Piece& piece, double u0, double u1) noexcept {
     return cuts;
 }
 
+// A cubic lies between its control values: where those have one sign, it keeps it.
+bool KeepsSign(const Piece& piece, double low, double high) noexcept {
+    if (piece.kind == Piece::Kind::Elastic || low < 0.0 || high > 1.0) {
+        return false;
+    }
+    const std::array<double, 4> c = piece.Value().c;
+    const double b1 = c[0] + c[1] / 3.0;
+    const double b2 = c[0] + (2.0 * c[1] + c[2]) / 3.0;
+    const double b3 = c[0] + c[1] + c[2] + c[3];
+    return std::min(std::min(c[0], b1), std::min(b2, b3)) >= 0.0 ||
+           std::max(std::max(c[0], b1), std::max(b2, b3)) <= 0.0;
+}
+
 // Walks the stretches of one piece, from u0 to u1 in either order, in which the
 // value keeps its sign; `visit(a, b)` answers whether to go on.
 template <class Visitor>
 void ForEachSignedStretch(const Piece& piece, double u0, double u1, const Visitor& visit) {
     const double low = std::min(u0, u1);
     const double high = std::max(u0, u1);
+    if (KeepsSign(piece, low, high)) {
+        visit(u0, u1);
+        return;
+    }
     Cuts turns = TurningPoints(piece, low, high);
     if (u1 < u0) {
         std::reverse(turns.at.begin(), turns.at.begin() + turns.count);
@@ -320,31 +349,34 @@ void ForEachSignedStretch(const Piece& piece, double u0, double u1, const Visito
     visit(stretchStart, u1);
 }
 
+// How far it is to an area, at a rate that starts as r0 and changes evenly by k:
+//
+//     r0 w + k w^2 / 2 = area
+//
+// in the form that does not cancel; what is reached where the rate is 0 counts as reached.
+// NaN at a standstill.
+double EvenWay(double r0, double k, double area) noexcept {
+    const double D = std::max(r0 * r0 + 2.0 * k * area, 0.0);
+    return 2.0 * area / (r0 + std::copysign(std::sqrt(D), r0));
+}
+
+// A held or a linear value; what bends it is rounding.
+bool RunsEvenly(const Segment& s) noexcept {
+    constexpr double kRounding = 1e-14;
+    return s.shape == Segment::Shape::Constant ||
+           (s.shape == Segment::Shape::Cubic &&
+            std::fabs(s.c[2]) + std::fabs(s.c[3]) <=
+                kRounding * (std::fabs(s.c[0]) + std::fabs(s.c[1])));
+}
+
 // The parameter between a and b where the area from a, times `sign`, reaches
-// `area`; it is monotone there and reaches it.
+// `area`; it is monotone there and reaches it. The guess is that of an even rate.
 double SolveStretch(const Piece& piece, double a, double b, double sign, double area) noexcept {
-    double guess = 0.5 * (a + b);
-    if (piece.kind == Piece::Kind::Cubic) {
-        // With u = a + direction w the area is a quartic in w; the closed form is a
-        // guess that the bracket then checks and polishes.
-        const Polynomial<3> value = piece.Value();
-        const double direction = a <= b ? 1.0 : -1.0;
-        const double scale = sign * direction * piece.unit * piece.span;
-        Polynomial<4> quartic = Polynomial<3>{
-            {scale * value.At(a), scale * direction * value.Derivative().At(a),
-             scale * (value.c[2] + 3.0 * value.c[3] * a),
-             scale * direction *
-                 value.c[3]}}.Integral();
-        quartic.c[0] = -area;
-        for (const double w : SolveQuartic(quartic)) {
-            if (w <= std::fabs(b - a)) {
-                guess = a + direction * w;
-                break;
-            }
-        }
-    }
+    const auto rateAt = [&](double u) { return sign * piece.ValueAt(u) * piece.TimeSlopeAt(u); };
+    const double r0 = rateAt(a);
+    const double guess = a + EvenWay(r0, (rateAt(b) - r0) / (b - a), area);
     const auto missing = [&](double u, double& slope) {
-        slope = sign * piece.ValueAt(u) * piece.TimeSlopeAt(u);
+        slope = rateAt(u);
         return sign * piece.Area(a, u) - area;
     };
     return RootInBracket(missing, a, b, guess);
@@ -352,21 +384,21 @@ double SolveStretch(const Piece& piece, double a, double b, double sign, double 
 
 }  // namespace
 
-double SegmentArea(const Segment& segment, const CubicBezier& curve, TimeInterval times,
-                   double from, double to) noexcept {
+double SegmentArea(const Segment& segment, double from, double to) noexcept {
     if (to < from) {
-        return -SegmentArea(segment, curve, times, to, from);
+        return -SegmentArea(segment, to, from);
     }
     if (segment.shape == Segment::Shape::Constant) {
         return segment.c[0] * (to - from);
     }
-    if (segment.shape == Segment::Shape::Cubic || segment.shape == Segment::Shape::Line) {
+    if (segment.shape == Segment::Shape::Cubic) {
         const double* c = segment.c;
-        return segment.span * CubicIntegral({{c[0], c[1], c[2], c[3]}}, segment.Progress(from),
-                                            segment.Progress(to));
+        return (segment.to - segment.from) * CubicIntegral({{c[0], c[1], c[2], c[3]}},
+                                                           segment.Progress(from),
+                                                           segment.Progress(to));
     }
     double sum = 0.0;
-    for (const Piece& piece : PiecesOf(segment, curve, times)) {
+    for (const Piece& piece : PiecesOf(segment)) {
         const double a = std::max(from, piece.from);
         const double b = std::min(to, piece.to);
         if (a < b) {
@@ -376,15 +408,14 @@ double SegmentArea(const Segment& segment, const CubicBezier& curve, TimeInterva
     return sum;
 }
 
-AreaExtremes SegmentAreaExtremes(const Segment& segment, const CubicBezier& curve,
-                                 TimeInterval times) noexcept {
+AreaExtremes SegmentAreaExtremes(const Segment& segment) noexcept {
     AreaExtremes extremes{0.0, 0.0, 0.0};
     const auto goOn = [&extremes](double area) {
         extremes.whole += area;
         extremes.highest = std::max(extremes.highest, extremes.whole);
         extremes.lowest = std::min(extremes.lowest, extremes.whole);
     };
-    for (const Piece& piece : PiecesOf(segment, curve, times)) {
+    for (const Piece& piece : PiecesOf(segment)) {
         ForEachSignedStretch(piece, piece.ParameterAt(piece.from), piece.ParameterAt(piece.to),
                              [&](double a, double b) {
                                  goOn(piece.Area(a, b));
@@ -394,19 +425,32 @@ AreaExtremes SegmentAreaExtremes(const Segment& segment, const CubicBezier& curv
     return extremes;
 }
 
-bool SolveSegmentArea(const Segment& segment, const CubicBezier& curve, TimeInterval times,
-                      double start, double end, double valueSign, double tolerance, double& missing,
-                      double& time) noexcept {
-    const Pieces pieces = PiecesOf(segment, curve, times);
+bool SolveSegmentArea(const Segment& segment, double start, double end, double valueSign,
+                      double tolerance, double& missing, double& time) noexcept {
     const bool isForward = start <= end;
     const double sign = isForward ? valueSign : -valueSign;
+    if (RunsEvenly(segment)) {
+        const double v0 = SampleSegment(segment, start);
+        const double v1 = SampleSegment(segment, end);
+        if (v0 * v1 >= 0.0) {
+            const double area = sign * 0.5 * (v0 + v1) * (end - start);
+            if (area < missing - tolerance) {
+                missing -= area;
+                return false;
+            }
+            const double way = EvenWay(sign * v0, sign * (v1 - v0) / (end - start), missing);
+            time = std::isnan(way)
+                       ? start
+                       : std::clamp(start + way, std::min(start, end), std::max(start, end));
+            return true;
+        }
+    }
     bool isFound = false;
-    for (std::size_t i = 0; i < pieces.count && !isFound; ++i) {
-        const Piece& piece = pieces.piece[isForward ? i : pieces.count - 1 - i];
+    const auto solveInPiece = [&](const Piece& piece) {
         const double near = std::clamp(start, piece.from, piece.to);
         const double far = std::clamp(end, piece.from, piece.to);
         if (near == far) {
-            continue;
+            return;
         }
         const auto solveIn = [&](double a, double b) {
             const double area = sign * piece.Area(a, b);
@@ -420,6 +464,14 @@ bool SolveSegmentArea(const Segment& segment, const CubicBezier& curve, TimeInte
             return false;
         };
         ForEachSignedStretch(piece, piece.ParameterAt(near), piece.ParameterAt(far), solveIn);
+    };
+    if (IsPolynomial(segment)) {
+        solveInPiece(PolynomialPiece(segment));
+        return isFound;
+    }
+    const Pieces pieces = PiecesOf(segment);
+    for (std::size_t i = 0; i < pieces.count && !isFound; ++i) {
+        solveInPiece(pieces.piece[isForward ? i : pieces.count - 1 - i]);
     }
     return isFound;
 }

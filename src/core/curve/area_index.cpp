@@ -4,7 +4,6 @@
 #include "core/curve/sorted_times.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -18,130 +17,185 @@ constexpr double kSumRounding = 1e-15;
 // callers are promised ten times as much.
 constexpr double kMostMissed = 1e-10;
 
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
 }  // namespace
 
-const CubicBezier& CurveView::CurveOf(std::size_t segment) const noexcept {
-    static constexpr CubicBezier kNoCurve{};
-    return curves.empty() ? kNoCurve : curves[segment].bezier;
-}
-
-std::size_t CurveView::SegmentAt(double t) const noexcept {
-    return UpperBound(times, t);
-}
-
-void MaximumTree::Build(std::span<const double> row) {
-    const std::size_t needed = std::bit_ceil(std::max<std::size_t>(row.size(), 1));
-    std::vector<double> built(2 * needed, -std::numeric_limits<double>::infinity());
-    std::copy(row.begin(), row.end(), built.begin() + static_cast<std::ptrdiff_t>(needed));
-    for (std::size_t i = needed; i-- > 1;) {
-        built[i] = std::max(built[2 * i], built[2 * i + 1]);
-    }
-    nodes = std::move(built);
-    leaves = needed;
-    count = row.size();
-}
-
-std::size_t MaximumTree::FirstAtLeast(std::size_t from, double bound) const noexcept {
-    if (from >= count) {
-        return kNone;
-    }
-    std::size_t node = from + leaves;
-    while (nodes[node] < bound) {
-        while (node % 2 == 1) {
-            node /= 2;
-        }
-        if (node == 0) {
-            return kNone;  // climbed past the root along the right edge
-        }
-        ++node;
-    }
-    while (node < leaves) {
-        node *= 2;
-        node += nodes[node] < bound ? 1U : 0U;
-    }
-    return node - leaves;
-}
-
-std::size_t MaximumTree::LastAtLeast(std::size_t from, double bound) const noexcept {
-    if (count == 0) {
-        return kNone;
-    }
-    std::size_t node = std::min(from, count - 1) + leaves;
-    while (nodes[node] < bound) {
-        while (node % 2 == 0) {
-            node /= 2;
-        }
-        if (node == 1) {
-            return kNone;  // climbed to the root along the left edge
-        }
-        --node;
-    }
-    while (node < leaves) {
-        node = 2 * node + 1;
-        node -= nodes[node] < bound ? 1U : 0U;
-    }
-    return node - leaves;
-}
-
 // Knuth's two-sum: the rounding error of an addition, exactly.
-void AreaIndex::Sum::Add(double x) noexcept {
+void AreaSum::Add(double x) noexcept {
     const double sum = high + x;
     const double part = sum - high;
     low += (high - (sum - part)) + (x - part);
     high = sum;
 }
 
-void AreaIndex::Build(const CurveView& curve) {
-    const std::size_t inner = curve.times.size() - 1;
-    std::vector<Sum> sums(inner + 1);
-    std::vector<double> highs(inner);
-    std::vector<double> negatedLows(inner);
-    double sizes = 0.0;
-    for (std::size_t i = 0; i < inner; ++i) {
-        const AreaExtremes extremes = SegmentAreaExtremes(
-            curve.segments[i + 1], curve.CurveOf(i + 1), {curve.times[i], curve.times[i + 1]});
-        highs[i] = sums[i].high + extremes.highest;
-        negatedLows[i] = -(sums[i].high + extremes.lowest);
-        sums[i + 1] = sums[i];
-        sums[i + 1].Add(extremes.whole);
-        sizes += extremes.highest - extremes.lowest;
+BlockAreas::BlockAreas(std::span<const Segment> segments) : most(-kInfinity), least(kInfinity) {
+    upTo.resize(segments.size() + 1);
+    highest.resize(segments.size());
+    lowest.resize(segments.size());
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        const AreaExtremes extremes = SegmentAreaExtremes(segments[i]);
+        highest[i] = upTo[i].high + extremes.highest;
+        lowest[i] = upTo[i].high + extremes.lowest;
+        isRising = isRising && highest[i] >= most;
+        most = std::max(most, highest[i]);
+        least = std::min(least, lowest[i]);
+        turnover += extremes.highest - extremes.lowest;
+        upTo[i + 1] = upTo[i];
+        upTo[i + 1].Add(extremes.whole);
     }
-    MaximumTree highTree;
-    highTree.Build(highs);
-    MaximumTree lowTree;
-    lowTree.Build(negatedLows);
-
-    upTo = std::move(sums);
-    highest = std::move(highTree);
-    negatedLowest = std::move(lowTree);
-    turnover = sizes;
 }
 
-double AreaIndex::Area(const CurveView& curve, double from, double to) const noexcept {
-    if (to < from) {
-        return -Area(curve, to, from);
+AreaIndex::AreaIndex(std::vector<Block> row, double before, double after)
+    : blocks(std::move(row)), valueBefore(before), valueAfter(after) {
+    const std::size_t count = blocks.size();
+    starts.resize(count);
+    sums.resize(count);
+    highestSoFar.resize(count);
+    negatedLowestSoFar.resize(count);
+    AreaSum sum;
+    double high = -kInfinity;
+    double negatedLow = -kInfinity;
+    for (std::size_t i = 0; i < count; ++i) {
+        const BlockAreas& areas = *blocks[i].areas;
+        starts[i] = blocks[i].times.front() + blocks[i].offset;
+        sums[i] = sum;
+        high = std::max(high, sum.high + areas.most);
+        negatedLow = std::max(negatedLow, -(sum.high + areas.least));
+        highestSoFar[i] = high;
+        negatedLowestSoFar[i] = negatedLow;
+        sum = sum.Plus(areas.upTo.back());
+        turnover += areas.turnover;
     }
-    const std::size_t first = curve.SegmentAt(from);
-    const std::size_t last = curve.SegmentAt(to);
-    const auto areaIn = [&curve](std::size_t segment, double a, double b) {
-        const TimeInterval times{segment > 0 ? curve.times[segment - 1] : a,
-                                 segment < curve.LastSegment() ? curve.times[segment] : b};
-        return SegmentArea(curve.segments[segment], curve.CurveOf(segment), times, a, b);
-    };
+}
+
+AreaIndex::Place AreaIndex::PlaceOf(double t) const noexcept {
+    if (t <= starts.front()) {
+        return {0, t < starts.front() ? -1 : 0};
+    }
+    const std::size_t behind = UpperBound(starts, t);
+    // Rounding of the difference must not move `t` past a keyframe.
+    const Block& block = blocks[behind - 1];
+    std::size_t next = UpperBound(block.times, t - block.offset);
+    while (next < block.times.size() && block.times[next] + block.offset <= t) {
+        ++next;
+    }
+    while (next > 1 && block.times[next - 1] + block.offset > t) {
+        --next;
+    }
+    return {behind - 1, static_cast<std::ptrdiff_t>(std::max<std::size_t>(next, 1)) - 1};
+}
+
+AreaIndex::Place AreaIndex::Next(Place p) const noexcept {
+    const bool isLast =
+        p.segment + 1 == static_cast<std::ptrdiff_t>(blocks[p.block].segments.size());
+    return isLast && p.block + 1 < blocks.size() ? Place{p.block + 1, 0}
+                                                 : Place{p.block, p.segment + 1};
+}
+
+AreaIndex::Place AreaIndex::Previous(Place p) const noexcept {
+    return p.segment == 0 && p.block > 0
+               ? Place{p.block - 1,
+                       static_cast<std::ptrdiff_t>(blocks[p.block - 1].segments.size()) - 1}
+               : Place{p.block, p.segment - 1};
+}
+
+AreaSum AreaIndex::SumAt(Place p) const noexcept {
+    return sums[p.block].Plus(blocks[p.block].areas->upTo[static_cast<std::size_t>(p.segment)]);
+}
+
+double AreaIndex::AreaIn(Place p, double from, double to) const noexcept {
+    if (IsBefore(p) || IsAfter(p)) {
+        return (IsBefore(p) ? valueBefore : valueAfter) * (to - from);
+    }
+    const Block& block = blocks[p.block];
+    return SegmentArea(block.segments[static_cast<std::size_t>(p.segment)], from - block.offset,
+                       to - block.offset);
+}
+
+double AreaIndex::Area(double from, double to) const noexcept {
+    if (to < from) {
+        return -Area(to, from);
+    }
+    const Place first = PlaceOf(from);
+    const Place last = PlaceOf(to);
     if (first == last) {
-        return areaIn(first, from, to);
+        return AreaIn(first, from, to);
     }
     // From a keyframe on, its whole segment is summed already.
-    const bool startsAtKeyframe = first > 0 && curve.times[first - 1] == from;
-    const std::size_t keyframe = startsAtKeyframe ? first - 1 : first;
-    const double before = startsAtKeyframe ? 0.0 : areaIn(first, from, curve.times[first]);
-    const double between = upTo[last - 1].Minus(upTo[keyframe]);
-    const double after = areaIn(last, curve.times[last - 1], to);
+    const bool startsAtKeyframe = !IsBefore(first) && StartOf(first) == from;
+    const Place next = startsAtKeyframe ? first : Next(first);
+    const double before = startsAtKeyframe ? 0.0 : AreaIn(first, from, StartOf(next));
+    const double between = SumAt(last).Minus(SumAt(next));
+    const double after = AreaIn(last, StartOf(last), to);
     return before + between + after;
 }
 
-bool AreaIndex::Solve(const CurveView& curve, double start, double area, double ratio,
-                      double& time) const noexcept {
+// The first inner segment from `from` on in which the area since the first keyframe,
+// times `sign`, reaches `bound`; the one behind the last keyframe without any. NaN
+// counts as reached, so that an overflow is met and not passed.
+AreaIndex::Place AreaIndex::FirstReaching(Place from, double sign, double bound) const noexcept {
+    const auto blockReaches = [&](std::size_t block) {
+        const BlockAreas& areas = *blocks[block].areas;
+        return !(sign * (sums[block].high + (sign > 0.0 ? areas.most : areas.least)) < bound);
+    };
+    const auto firstIn = [&](std::size_t block, std::size_t i) {
+        const BlockAreas& areas = *blocks[block].areas;
+        const double sum = sums[block].high;
+        const std::vector<double>& reached = sign > 0.0 ? areas.highest : areas.lowest;
+        const auto isBelow = [=](double area, double wanted) {
+            return sign * (sum + area) < wanted;
+        };
+        const auto begin = reached.begin() + static_cast<std::ptrdiff_t>(i);
+        const auto found = areas.isRising && sign > 0.0
+                               ? std::lower_bound(begin, reached.end(), bound, isBelow)
+                               : std::find_if_not(begin, reached.end(), [=](double area) {
+                                     return isBelow(area, bound);
+                                 });
+        return found - reached.begin();
+    };
+    const auto sizeOf = [&](std::size_t block) {
+        return static_cast<std::ptrdiff_t>(blocks[block].segments.size());
+    };
+    std::size_t block = from.block;
+    if (from.segment > 0) {
+        const std::ptrdiff_t i = firstIn(block, static_cast<std::size_t>(from.segment));
+        if (i < sizeOf(block)) {
+            return {block, i};
+        }
+        ++block;
+    }
+    // Where a block before this one reaches it too, the search says nothing.
+    const std::vector<double>& soFar = sign > 0.0 ? highestSoFar : negatedLowestSoFar;
+    const auto found = std::lower_bound(soFar.begin(), soFar.end(), bound);
+    block = std::max(block, static_cast<std::size_t>(found - soFar.begin()));
+    while (block < blocks.size() && !blockReaches(block)) {
+        ++block;
+    }
+    if (block == blocks.size()) {
+        return {block - 1, sizeOf(block - 1)};
+    }
+    return {block, std::min(firstIn(block, 0), sizeOf(block) - 1)};
+}
+
+// The same backwards from `from`; the one before the first keyframe without any.
+AreaIndex::Place AreaIndex::LastReaching(Place from, double sign, double bound) const noexcept {
+    for (Place p = from; !IsBefore(p); p = Previous(p)) {
+        const BlockAreas& areas = *blocks[p.block].areas;
+        const double sum = sums[p.block].high;
+        const auto i = static_cast<std::size_t>(p.segment);
+        // At its end, a block is passed at once.
+        if (i + 1 == areas.highest.size() &&
+            sign * (sum + (sign > 0.0 ? areas.most : areas.least)) < bound) {
+            p.segment = 0;
+        } else if (!(sign * (sum + (sign > 0.0 ? areas.highest[i] : areas.lowest[i])) < bound)) {
+            return p;
+        }
+    }
+    return {0, -1};
+}
+
+bool AreaIndex::Solve(double start, double area, double ratio, double& time) const noexcept {
     if (std::fabs(area) < kNegligible) {
         time = start;
         return true;
@@ -151,7 +205,6 @@ bool AreaIndex::Solve(const CurveView& curve, double start, double area, double 
     const double size = std::fabs(area / ratio);
     const double tolerance = std::min(kSumRounding * (turnover + size),
                                       kMostMissed * std::max(std::fabs(1.0 / ratio), size));
-    const std::size_t n = curve.LastSegment();
     double missing = size;
     if (!std::isfinite(missing)) {
         return false;
@@ -159,7 +212,7 @@ bool AreaIndex::Solve(const CurveView& curve, double start, double area, double 
 
     // Beyond the outermost keyframe the value is a constant; `from` is the near end.
     const auto solveOutside = [&](double from) {
-        const double value = valueSign * curve.segments[isForward ? n : 0].c[0];
+        const double value = valueSign * (isForward ? valueAfter : valueBefore);
         const double way = missing <= 0.0 ? 0.0 : missing / value;
         const double found = isForward ? from + way : from - way;
         if (!(way >= 0.0) || !std::isfinite(found)) {
@@ -168,47 +221,51 @@ bool AreaIndex::Solve(const CurveView& curve, double start, double area, double 
         time = found;
         return true;
     };
-    // A little more tolerant than the trees: what they find has to be found again.
-    const auto solveIn = [&](std::size_t segment, double from, double to) {
-        const TimeInterval times{segment > 0 ? curve.times[segment - 1] : std::min(from, to),
-                                 segment < n ? curve.times[segment] : std::max(from, to)};
-        return SolveSegmentArea(curve.segments[segment], curve.CurveOf(segment), times, from, to,
-                                valueSign, 4.0 * tolerance, missing, time);
+    // A little more tolerant than the search: what it finds has to be found again.
+    const auto solveIn = [&](Place p, double from, double to) {
+        if (IsBefore(p) || IsAfter(p)) {
+            const Segment outer = ConstantSegment(std::min(from, to), std::max(from, to),
+                                                  IsBefore(p) ? valueBefore : valueAfter);
+            return SolveSegmentArea(outer, from, to, valueSign, 4.0 * tolerance, missing, time);
+        }
+        const Block& block = blocks[p.block];
+        if (!SolveSegmentArea(block.segments[static_cast<std::size_t>(p.segment)],
+                              from - block.offset, to - block.offset, valueSign, 4.0 * tolerance,
+                              missing, time)) {
+            return false;
+        }
+        time += block.offset;
+        return true;
     };
 
     // The way to the next keyframe, or off the curve at once.
-    std::size_t segment = curve.SegmentAt(start);
-    if (!isForward && segment > 0 && curve.times[segment - 1] == start) {
-        --segment;
+    Place place = PlaceOf(start);
+    const bool isAtKeyframe = !IsBefore(place) && StartOf(place) == start;
+    if (isAtKeyframe && !isForward) {
+        place = Previous(place);
     }
-    if (segment == (isForward ? n : 0)) {
+    if (isForward ? IsAfter(place) : IsBefore(place)) {
         return solveOutside(start);
     }
-    const std::size_t keyframe = isForward ? segment : segment - 1;
-    if (solveIn(segment, start, curve.times[keyframe])) {
+    // From a keyframe the search takes in the whole segment, but not with solveIn's tolerance.
+    const bool isSearched = isAtKeyframe && missing > 4.0 * tolerance;
+    const Place keyframe = isForward == isSearched ? place : Next(place);
+    if (!isSearched && solveIn(place, start, StartOf(keyframe))) {
         return true;
     }
 
-    // From that keyframe a tree finds the one segment to look into. Inner segment i
-    // of the trees runs from keyframe i to keyframe i + 1.
-    const Sum& reached = upTo[keyframe];
-    const double treeSign = isForward ? valueSign : -valueSign;
-    const MaximumTree& tree = treeSign > 0.0 ? highest : negatedLowest;
-    const double bound = missing + treeSign * reached.high - tolerance;
-    std::size_t inner = MaximumTree::kNone;
-    if (isForward) {
-        inner = tree.FirstAtLeast(keyframe, bound);
-    } else if (keyframe > 0) {
-        inner = tree.LastAtLeast(keyframe - 1, bound);
+    // From that keyframe on, the one segment to look into is searched for.
+    const AreaSum reached = SumAt(keyframe);
+    const double sign = isForward ? valueSign : -valueSign;
+    const double bound = missing + sign * reached.high - tolerance;
+    const Place found = isForward ? FirstReaching(keyframe, sign, bound)
+                                  : LastReaching(Previous(keyframe), sign, bound);
+    const Place near = isForward ? found : Next(found);
+    missing -= sign * SumAt(near).Minus(reached);
+    if (isForward ? IsAfter(found) : IsBefore(found)) {
+        return solveOutside(StartOf(near));
     }
-    const std::size_t outermost = isForward ? n - 1 : 0;
-    const std::size_t near =
-        inner == MaximumTree::kNone ? outermost : (isForward ? inner : inner + 1);
-    missing -= treeSign * upTo[near].Minus(reached);
-    if (inner == MaximumTree::kNone) {
-        return solveOutside(curve.times[near]);
-    }
-    return solveIn(inner + 1, curve.times[near], curve.times[isForward ? near + 1 : near - 1]);
+    return solveIn(found, StartOf(near), StartOf(isForward ? Next(found) : found));
 }
 
 }  // namespace core

@@ -1,12 +1,9 @@
 #include "core/curve/big_parameter_impl.h"
 
-#include <algorithm>
 #include <cmath>
 #include <utility>
 
-// Every edit that can change an automatic handle goes the same way: make the change, then
-// write the handles of the keyframes around it again. What a caller has set by hand is not
-// among them and stays.
+// The edits: what is asked is checked, and the curve makes the change.
 
 namespace core {
 namespace {
@@ -17,69 +14,15 @@ bool IsFinite(Pointd handle) noexcept {
 
 }  // namespace
 
-void BigParameterImpl::Edited(std::size_t first, std::size_t last) {
-    prepared.MarkStaleAround(first, last);
-    lastSegment = std::min(lastSegment, state.keyframes.Count());
-    areasAreValid = false;
-    digestIsValid = false;
-    OnEdited();
-}
-
-void BigParameterImpl::RefreshHandle(std::size_t index, Side side) {
-    KeyframeStore& keyframes = state.keyframes;
-    keyframes.SetHandle(index, side,
-                        AutomaticHandleAt(keyframes.All(), index, side, state.IsPath()), false);
-}
-
-// Before the first keyframe the index wraps and lies outside.
-void BigParameterImpl::RefreshAutomatic(std::size_t index) {
-    const KeyframeStore& keyframes = state.keyframes;
-    if (!MaintainsHandles() || index >= keyframes.Count() ||
-        keyframes[index].GetInterpolation() == KeyframeInterpolationType::Extrapolate) {
-        return;
-    }
-    const HandSet sides = keyframes.HandSetOf(index);
-    if (!sides.left) {
-        RefreshHandle(index, Side::Left);
-    }
-    if (!sides.right) {
-        RefreshHandle(index, Side::Right);
-    }
-}
-
-int BigParameterImpl::Insert(TimeValuePair keyframe, bool refreshesHandles) {
-    KeyframeStore& keyframes = state.keyframes;
-    if (state.type == ParameterBool || state.type == ParameterString) {
-        keyframe.SetInterpolation(KeyframeInterpolationType::Hold);
-    }
-    const KeyframeStore::Range matches = keyframes.MatchesOf(keyframe.GetTime());
-    const std::size_t index = matches.first;
-    if (matches.first == matches.last) {
-        keyframes.Reserve(keyframes.Count() + 1);
-        prepared.ReserveOneMore();
-        keyframes.Insert(index, std::move(keyframe), HandSet{});
-        prepared.InsertKeyframe(index);
-    } else {
-        keyframes.Replace(index, std::move(keyframe), HandSet{});
-        keyframes.Erase(index + 1, matches.last);
-        prepared.EraseKeyframes(index + 1, matches.last);
-    }
-    if (refreshesHandles) {
-        RefreshHandle(index, Side::Left);
-        RefreshHandle(index, Side::Right);
-        RefreshAutomatic(index - 1);
-        RefreshAutomatic(index + 1);
-    }
-    Edited(index, index);
-    return static_cast<int>(index);
-}
-
 int BigParameterImpl::AddPoint(double time, ValAny value, KeyframeInterpolationType type) {
     if (!std::isfinite(time)) {
         return -1;
     }
     const RecursiveLock lock(mutex);
-    return Insert(TimeValuePair(time, std::move(value), type), state.type != ParameterPoint);
+    const std::size_t index =
+        BeginEdit().Add(TimeValuePair(time, std::move(value), type), Curve::PathHandles::AsTheyAre);
+    Edited();
+    return static_cast<int>(index);
 }
 
 void BigParameterImpl::AddPointEx(double time, ValAny value, KeyframeInterpolationType type) {
@@ -87,11 +30,8 @@ void BigParameterImpl::AddPointEx(double time, ValAny value, KeyframeInterpolati
         return;
     }
     const RecursiveLock lock(mutex);
-    // Before the marker is set: from here on nothing fails.
-    state.keyframes.Reserve(state.keyframes.Count() + 1);
-    prepared.ReserveOneMore();
-    state.maintainsPathHandles = true;
-    Insert(TimeValuePair(time, std::move(value), type), true);
+    BeginEdit().Add(TimeValuePair(time, std::move(value), type), Curve::PathHandles::Maintained);
+    Edited();
 }
 
 bool BigParameterImpl::RemovePoint(int index) {
@@ -100,33 +40,24 @@ bool BigParameterImpl::RemovePoint(int index) {
         return false;
     }
     const auto removed = static_cast<std::size_t>(index);
-    state.keyframes.Erase(removed, removed + 1);
-    prepared.EraseKeyframes(removed, removed + 1);
-    RefreshAutomatic(removed - 1);
-    RefreshAutomatic(removed);
-    Edited(removed > 0 ? removed - 1 : 0, removed);
+    BeginEdit().Remove(removed, removed + 1);
+    Edited();
     return true;
 }
 
 void BigParameterImpl::RemoveKeyFramesAfterTime(double time) {
     const RecursiveLock lock(mutex);
-    const std::size_t kept = state.keyframes.UpperBound(time);
-    const std::size_t count = state.keyframes.Count();
-    if (kept == count) {
-        return;
+    const std::size_t kept = curve->UpperBound(time);
+    if (kept < curve->Count()) {
+        BeginEdit().Remove(kept, curve->Count());
+        Edited();
     }
-    state.keyframes.Erase(kept, count);
-    prepared.EraseKeyframes(kept, count);
-    RefreshAutomatic(kept - 1);
-    Edited(kept > 0 ? kept - 1 : 0, kept);
 }
 
 void BigParameterImpl::ClearKeyFrames() {
     const RecursiveLock lock(mutex);
-    const std::size_t count = state.keyframes.Count();
-    state.keyframes.Erase(0, count);
-    prepared.EraseKeyframes(0, count);
-    Edited(0, 0);
+    BeginEdit().Clear();
+    Edited();
 }
 
 bool BigParameterImpl::SetPointValue(int index, ValAny value) {
@@ -134,49 +65,19 @@ bool BigParameterImpl::SetPointValue(int index, ValAny value) {
     if (!IsValid(index)) {
         return false;
     }
-    const auto changed = static_cast<std::size_t>(index);
-    state.keyframes.SetValue(changed, std::move(value));
-    RefreshAutomatic(changed - 1);
-    RefreshAutomatic(changed);
-    RefreshAutomatic(changed + 1);
-    Edited(changed, changed);
+    BeginEdit().SetValue(static_cast<std::size_t>(index), std::move(value));
+    Edited();
     return true;
 }
 
 bool BigParameterImpl::SetPointTime(int index, double time) {
     const RecursiveLock lock(mutex);
-    KeyframeStore& keyframes = state.keyframes;
-    if (!IsValid(index) || !std::isfinite(time)) {
+    if (!IsValid(index) || !std::isfinite(time) ||
+        !curve->CanMove(static_cast<std::size_t>(index), time)) {
         return false;
     }
-    const auto from = static_cast<std::size_t>(index);
-    const KeyframeStore::Range matches = keyframes.MatchesOf(time);
-    for (std::size_t i = matches.first; i < matches.last; ++i) {
-        if (i != from) {
-            return false;
-        }
-    }
-    // The place among the other keyframes.
-    std::size_t to = keyframes.UpperBound(time);
-    to -= to > from ? 1 : 0;
-
-    TimeValuePair moved = keyframes[from];
-    const HandSet sides = keyframes.HandSetOf(from);
-    moved.SetTime(time);
-    if (from == to) {
-        keyframes.Replace(from, std::move(moved), sides);
-    } else {
-        keyframes.Erase(from, from + 1);
-        keyframes.Insert(to, std::move(moved), sides);
-        // The two between which it was.
-        const std::size_t behind = from < to ? from : from + 1;
-        RefreshAutomatic(behind - 1);
-        RefreshAutomatic(behind);
-    }
-    RefreshAutomatic(to - 1);
-    RefreshAutomatic(to);
-    RefreshAutomatic(to + 1);
-    Edited(std::min(from, to), std::max(from, to));
+    BeginEdit().Move(static_cast<std::size_t>(index), time);
+    Edited();
     return true;
 }
 
@@ -185,18 +86,13 @@ bool BigParameterImpl::SetPointInterpolationType(int index, KeyframeInterpolatio
     if (!IsValid(index)) {
         return false;
     }
-    TimeValuePair keyframe = state.keyframes[static_cast<std::size_t>(index)];
+    TimeValuePair keyframe = KeyframeOf(index);
     if (keyframe.GetInterpolation() != type) {
         keyframe.SetInterpolation(type);
-        Insert(std::move(keyframe), state.type != ParameterPoint);
+        BeginEdit().Add(std::move(keyframe), Curve::PathHandles::AsTheyAre);
+        Edited();
     }
     return true;
-}
-
-// A side is automatic as long as it is given the automatic numbers exactly.
-void BigParameterImpl::GiveHandle(std::size_t index, Side side, Pointd handle) {
-    const Pointd automatic = AutomaticHandleAt(state.keyframes.All(), index, side, state.IsPath());
-    state.keyframes.SetHandle(index, side, handle, handle != automatic);
 }
 
 bool BigParameterImpl::SetPointControlParam(int index, double x, double y) {
@@ -209,35 +105,30 @@ bool BigParameterImpl::SetPointControlParam(int index, double x, double y) {
 
 bool BigParameterImpl::SetPointControlParamEx(int index, double leftX, double leftY, double rightX,
                                               double rightY) {
-    const RecursiveLock lock(mutex);
     const Pointd left = {leftX, leftY};
     const Pointd right = {rightX, rightY};
-    if (!IsValid(index) || !IsFinite(left) || !IsFinite(right)) {
-        return false;
-    }
-    const auto changed = static_cast<std::size_t>(index);
-    GiveHandle(changed, Side::Left, left);
-    GiveHandle(changed, Side::Right, right);
-    Edited(changed, changed);
-    return true;
+    return SetHandles(index, &left, &right);
 }
 
 bool BigParameterImpl::SetPointControlLeftParam(int index, double x, double y) {
-    return GiveOneHandle(index, Side::Left, {x, y});
+    const Pointd left = {x, y};
+    return SetHandles(index, &left, nullptr);
 }
 
 bool BigParameterImpl::SetPointControlRightParam(int index, double x, double y) {
-    return GiveOneHandle(index, Side::Right, {x, y});
+    const Pointd right = {x, y};
+    return SetHandles(index, nullptr, &right);
 }
 
-bool BigParameterImpl::GiveOneHandle(int index, Side side, Pointd handle) {
+// Either handle may be null, and stays then.
+bool BigParameterImpl::SetHandles(int index, const Pointd* left, const Pointd* right) {
     const RecursiveLock lock(mutex);
-    if (!IsValid(index) || !IsFinite(handle)) {
+    if (!IsValid(index) || (left != nullptr && !IsFinite(*left)) ||
+        (right != nullptr && !IsFinite(*right))) {
         return false;
     }
-    const auto changed = static_cast<std::size_t>(index);
-    GiveHandle(changed, side, handle);
-    Edited(changed, changed);
+    BeginEdit().SetHandles(static_cast<std::size_t>(index), left, right);
+    Edited();
     return true;
 }
 

@@ -1,15 +1,14 @@
 #include "core/curve/big_parameter_impl.h"
 
 #include "core/curve/loaded_handles.h"
-#include "core/curve/numbers.h"
 
-#include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
 
-// Construction, settings and queries. Sampling and areas are in
-// big_parameter_sampling.cpp, edits in big_parameter_editing.cpp, handles and motion
-// paths in big_parameter_motion.cpp, texts in big_parameter_serialisation.cpp.
+// Construction, settings and questions, which the curve answers. Edits are in
+// big_parameter_editing.cpp, handles and motion paths in big_parameter_motion.cpp, texts
+// in big_parameter_serialisation.cpp.
 
 namespace core {
 namespace {
@@ -32,182 +31,175 @@ ParameterTypeEnum TypeOfKind(const ValAny& value) noexcept {
     }
 }
 
-}  // namespace
-
-BigParameterImpl::BigParameterImpl() = default;
-
-BigParameterImpl::BigParameterImpl(ValAny value) {
-    state.type = TypeOfKind(value);
-    state.constant = std::move(value);
-    state.ResetRange();
-    UpdateSampling();
+ParameterSettings SettingsOf(ParameterTypeEnum type) {
+    ParameterSettings settings;
+    settings.type = type;
+    settings.ResetRange();
+    return settings;
 }
 
+// A segment that holds no time, and its successor.
+constexpr std::array<Segment, 2> kNowhere = {};
+
+}  // namespace
+
+BigParameterImpl::BigParameterImpl() : BigParameterImpl(ParameterDouble, ValAny(), {}) {}
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+BigParameterImpl::BigParameterImpl(ValAny value) : BigParameterImpl(TypeOfKind(value), value, {}) {}
+
 BigParameterImpl::BigParameterImpl(double time, ValAny value,
-                                   KeyframeInterpolationType interpolation,
-                                   ParameterTypeEnum type) {
-    state.type = type;
-    state.constant = value;
-    state.ResetRange();
-    UpdateSampling();
+                                   KeyframeInterpolationType interpolation, ParameterTypeEnum type)
+    : BigParameterImpl(type, value, {}) {
     BigParameterImpl::AddPoint(time, std::move(value), interpolation);
 }
 
 BigParameterImpl::BigParameterImpl(ParameterTypeEnum type, ValAny constant,
-                                   std::vector<TimeValuePair> keyframes) {
-    state.type = type;
-    state.constant = std::move(constant);
+                                   std::vector<TimeValuePair> keyframes)
+    : lastSegment(kNowhere.data()) {
     LoadedHandles handles = RecogniseHandles(keyframes, type);
-    state.keyframes.Assign(std::move(keyframes), std::move(handles.sides));
-    state.ResetRange();
-    UpdateSampling();
+    handles.keepsThirds = false;
+    curve =
+        Shared<Curve>::Make(SettingsOf(type), std::move(constant), std::move(keyframes), handles);
 }
 
-BigParameterImpl::BigParameterImpl(const BigParameterImpl& other) : state(other.Snapshot()) {
-    UpdateSampling();
-}
+BigParameterImpl::BigParameterImpl(const BigParameterImpl& other)
+    : curve(other.CurrentCurve()), lastSegment(kNowhere.data()) {}
 
 BigParameterImpl& BigParameterImpl::operator=(const BigParameterImpl& other) {
     if (this == &other) {
         return *this;
     }
-    State copy = other.Snapshot();
+    Shared<Curve> copy = other.CurrentCurve();
     const RecursiveLock lock(mutex);
     Take(copy);
     return *this;
 }
 
 BigParameterImpl::BigParameterImpl(const BigParameterImpl& other,
-                                   SettingsOnly) CORE_NO_THREAD_SAFETY_ANALYSIS {
-    static_cast<ParameterSettings&>(state) = other.state;
-    state.constant = other.state.constant;
-    state.maintainsPathHandles = other.state.maintainsPathHandles;
-    UpdateSampling();
+                                   SettingsOnly) CORE_NO_THREAD_SAFETY_ANALYSIS
+    : curve(Shared<Curve>::Make(*other.curve)),
+      lastSegment(kNowhere.data()) {
+    curve->Clear();
 }
 
 void BigParameterImpl::TakeCurve(BigParameterImpl& made) CORE_NO_THREAD_SAFETY_ANALYSIS {
     const RecursiveLock lock(mutex);
-    Take(made.state);
+    Take(made.curve);
 }
 
-void BigParameterImpl::Take(State& made) {
-    std::swap(state, made);
-    prepared = PreparedCurve();
-    UpdateSampling();
-    Edited(0, state.keyframes.Count());
+void BigParameterImpl::Take(Shared<Curve>& made) {
+    std::swap(curve, made);
+    Edited();
 }
 
 BigParameterImpl::~BigParameterImpl() = default;
 
-BigParameterImpl::State BigParameterImpl::Snapshot() const {
+Shared<Curve> BigParameterImpl::CurrentCurve() const {
     const RecursiveLock lock(mutex);
-    return state;
+    return curve;
 }
 
-void BigParameterImpl::OnEdited() {}
+Curve& BigParameterImpl::BeginEdit() {
+    lastSegment = kNowhere.data();
+    OnEditing();
+    return curve.Own();
+}
 
-void BigParameterImpl::UpdateSampling() {
-    sampling = Sampling{};
-    if (state.baseRatio.IsNumber()) {
-        sampling.ratio = state.baseRatio.AsDouble();
-        sampling.integerRatio = state.baseRatio.AsInt();
-    }
-    sampling.isPlainDouble = state.type == ParameterDouble && sampling.ratio == 1.0;
-    if (state.HasNoRange()) {
-        return;
-    }
-    const ValAny& min = state.minVal;
-    const ValAny& max = state.maxVal;
-    if (state.type == ParameterBool) {
-        if (min.Kind() == ValAny::kBool && max.Kind() == ValAny::kBool) {
-            sampling.clamp = Sampling::Clamp::Bool;
-            sampling.min = min.AsBool() ? 1.0 : 0.0;
-            sampling.max = max.AsBool() ? 1.0 : 0.0;
+void BigParameterImpl::Edited() {
+    lastSegment = kNowhere.data();
+    OnEdited();
+}
+
+// The common case is all in here: playback asks a double parameter for times in
+// order, on a Hermite or linear curve. The last segment and its successor are
+// tried before the search.
+ValAny BigParameterImpl::GetValue(double time, bool clampToRange) {
+    const RecursiveLock lock(mutex);
+    if (!lastSegment->Holds(time) && !(++lastSegment)->Holds(time)) {
+        if (curve->Count() < 2) {
+            lastSegment = kNowhere.data();
+            return curve->Count() == 0 ? ValAny(0) : (*curve)[0].PeekValue();
         }
-    } else if (min.IsNumber() && max.IsNumber()) {
-        if (state.type == ParameterInt) {
-            sampling.clamp = Sampling::Clamp::Int;
-            sampling.min = min.AsInt();
-            sampling.max = max.AsInt();
-        } else if (state.type == ParameterDouble) {
-            sampling.clamp = Sampling::Clamp::Double;
-            sampling.min = min.AsDouble();
-            sampling.max = max.AsDouble();
-        }
+        lastSegment = kNowhere.data();
+        lastSegment = &curve->SegmentAt(time);
     }
+    if (lastSegment->shape == Segment::Shape::Cubic && curve->IsPlainDouble()) {
+        const double value = lastSegment->CubicAt(time);
+        return clampToRange ? curve->Clamped(value) : value;
+    }
+    return curve->Sample(*lastSegment, time, clampToRange);
+}
+
+double BigParameterImpl::GetAreaFromTo(double from, double to, bool, double, double) const {
+    const RecursiveLock lock(mutex);
+    return curve->Area(from, to);
+}
+
+double BigParameterImpl::SolveTimeBaseArea(double start, double area) const {
+    const RecursiveLock lock(mutex);
+    return curve->SolveArea(start, area);
 }
 
 void BigParameterImpl::SetValueRange(ValAny min, ValAny max) {
     const RecursiveLock lock(mutex);
-    std::swap(state.minVal, min);
-    std::swap(state.maxVal, max);
-    UpdateSampling();
-    OnEdited();
+    BeginEdit().SetRange(min, max);
+    Edited();
 }
 
 void BigParameterImpl::GetValueRange(ValAny& min, ValAny& max) const {
     const RecursiveLock lock(mutex);
-    ValAny low = state.minVal;
-    ValAny high = state.maxVal;
+    ValAny low = curve->Settings().minVal;
+    ValAny high = curve->Settings().maxVal;
     min = std::move(low);
     max = std::move(high);
 }
 
 void BigParameterImpl::SetParameterType(ParameterTypeEnum type) {
     const RecursiveLock lock(mutex);
-    const bool hadNoRange = state.HasNoRange();
-    state.type = type;
-    if (hadNoRange) {
-        state.ResetRange();
-    }
-    UpdateSampling();
-    prepared.MarkAllStale();
-    areasAreValid = false;
-    digestIsValid = false;
-    OnEdited();
+    BeginEdit().SetType(type);
+    Edited();
 }
 
 ParameterTypeEnum BigParameterImpl::GetParameterType() {
     const RecursiveLock lock(mutex);
-    return state.type;
+    return curve->Type();
 }
 
 void BigParameterImpl::SetBaseRatio(ValAny ratio) {
     const RecursiveLock lock(mutex);
-    std::swap(state.baseRatio, ratio);
-    UpdateSampling();
-    OnEdited();
+    BeginEdit().SetRatio(ratio);
+    Edited();
 }
 
 ValAny BigParameterImpl::GetBaseRatio() {
     const RecursiveLock lock(mutex);
-    return state.baseRatio;
+    return curve->Settings().baseRatio;
 }
 
 ValAny BigParameterImpl::GetValue() {
     const RecursiveLock lock(mutex);
-    return state.constant;
+    return curve->Constant();
 }
 
 int BigParameterImpl::GetKeyFramesCount() const {
     const RecursiveLock lock(mutex);
-    return static_cast<int>(state.keyframes.Count());
+    return static_cast<int>(curve->Count());
 }
 
 ValAny BigParameterImpl::GetPointValue(int index) {
     const RecursiveLock lock(mutex);
-    return IsValid(index) ? state.keyframes[static_cast<std::size_t>(index)].PeekValue()
-                          : ValAny(nullptr);
+    return IsValid(index) ? KeyframeOf(index).PeekValue() : ValAny(nullptr);
 }
 
 double BigParameterImpl::GetPointTime(int index) const {
     const RecursiveLock lock(mutex);
-    return IsValid(index) ? state.keyframes.TimeOf(static_cast<std::size_t>(index)) : 0.0;
+    return IsValid(index) ? KeyframeOf(index).GetTime() : 0.0;
 }
 
 KeyframeInterpolationType BigParameterImpl::GetInterpolationType(int index) {
     const RecursiveLock lock(mutex);
-    return IsValid(index) ? state.keyframes[static_cast<std::size_t>(index)].GetInterpolation()
+    return IsValid(index) ? KeyframeOf(index).GetInterpolation()
                           : KeyframeInterpolationType::Extrapolate;
 }
 
@@ -216,7 +208,7 @@ bool BigParameterImpl::GetPointControlParam(int index, double& x, double& y) con
     if (!IsValid(index)) {
         return false;
     }
-    const TimeValuePair& keyframe = state.keyframes[static_cast<std::size_t>(index)];
+    const TimeValuePair& keyframe = KeyframeOf(index);
     x = keyframe.GetLeftDerivative();
     y = keyframe.GetRightDerivative();
     return true;
@@ -227,7 +219,7 @@ bool BigParameterImpl::GetPointControlLeftParam(int index, double& x, double& y)
     if (!IsValid(index)) {
         return false;
     }
-    state.keyframes[static_cast<std::size_t>(index)].GetLeftDerivativeEx(x, y);
+    KeyframeOf(index).GetLeftDerivativeEx(x, y);
     return true;
 }
 
@@ -236,7 +228,7 @@ bool BigParameterImpl::GetPointControlRightParam(int index, double& x, double& y
     if (!IsValid(index)) {
         return false;
     }
-    state.keyframes[static_cast<std::size_t>(index)].GetRightDerivativeEx(x, y);
+    KeyframeOf(index).GetRightDerivativeEx(x, y);
     return true;
 }
 
@@ -249,8 +241,8 @@ bool BigParameterImpl::GetPointControlParamEx(int index, double& leftX, double& 
 
 int BigParameterImpl::GetPointIndex(double time) const {
     const RecursiveLock lock(mutex);
-    const std::size_t index = state.keyframes.Find(time);
-    return index == KeyframeStore::kNone ? -1 : static_cast<int>(index);
+    const std::size_t index = curve->Find(time);
+    return index == Curve::kNone ? -1 : static_cast<int>(index);
 }
 
 bool BigParameterImpl::HasPoint(double time) const {
@@ -262,30 +254,36 @@ int BigParameterImpl::GetNKeyFramesInRange(double from, double to, std::list<dou
     if (std::isnan(from)) {
         return 0;
     }
-    const std::span<const double> all = state.keyframes.Times();
-    const auto first = std::lower_bound(all.begin(), all.end(), from);
-    // Kept on purpose: the first keyframe beyond `to` counts too.
-    auto last = std::find_if(first, all.end(), [to](double time) { return time > to; });
-    if (last != all.end()) {
-        ++last;
+    std::size_t first = curve->UpperBound(from);
+    while (first > 0 && curve->TimeOf(first - 1) == from) {
+        --first;
     }
-    if (times != nullptr) {
-        times->insert(times->end(), first, last);
+    int found = 0;
+    for (std::size_t i = first; i < curve->Count(); ++i) {
+        const double time = curve->TimeOf(i);
+        ++found;
+        if (times != nullptr) {
+            times->push_back(time);
+        }
+        // Kept on purpose: the first keyframe beyond `to` counts too.
+        if (time > to) {
+            break;
+        }
     }
-    return static_cast<int>(last - first);
+    return found;
 }
 
 bool BigParameterImpl::GetPreviousKeyframeTime(double time, TimeValuePair* out) const {
     const RecursiveLock lock(mutex);
-    std::size_t before = state.keyframes.UpperBound(time);
-    while (before > 0 && KeyframeStore::Matches(state.keyframes.TimeOf(before - 1), time)) {
+    std::size_t before = curve->UpperBound(time);
+    while (before > 0 && TimesMatch(curve->TimeOf(before - 1), time)) {
         --before;
     }
     if (before == 0 || std::isnan(time)) {
         return false;
     }
     if (out != nullptr) {
-        *out = state.keyframes[before - 1];
+        *out = (*curve)[before - 1];
     }
     return true;
 }
@@ -296,12 +294,12 @@ std::size_t BigParameterImpl::ForwardNext(std::size_t position) const {
 
 bool BigParameterImpl::ForwardIsDone(std::size_t position) const {
     const RecursiveLock lock(mutex);
-    return position >= state.keyframes.Count();
+    return position >= curve->Count();
 }
 
 std::size_t BigParameterImpl::BackwardBegin() const {
     const RecursiveLock lock(mutex);
-    return state.keyframes.Count();
+    return curve->Count();
 }
 
 std::size_t BigParameterImpl::BackwardNext(std::size_t position) const {
@@ -310,12 +308,12 @@ std::size_t BigParameterImpl::BackwardNext(std::size_t position) const {
 
 bool BigParameterImpl::BackwardIsDone(std::size_t position) const {
     const RecursiveLock lock(mutex);
-    return position == 0 || position > state.keyframes.Count();
+    return position == 0 || position > curve->Count();
 }
 
 TimeValuePair BigParameterImpl::KeyframeAt(std::size_t index) const {
     const RecursiveLock lock(mutex);
-    return index < state.keyframes.Count() ? state.keyframes[index] : TimeValuePair();
+    return index < curve->Count() ? (*curve)[index] : TimeValuePair();
 }
 
 }  // namespace core

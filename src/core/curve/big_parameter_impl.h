@@ -1,12 +1,10 @@
 #pragma once
 
-#include "core/curve/area_index.h"
+#include "core/curve/curve.h"
 #include "core/curve/handles.h"
-#include "core/curve/keyframe_store.h"
 #include "core/curve/motion.h"
-#include "core/curve/parameter_text.h"
-#include "core/curve/prepared_curve.h"
 #include "core/foundation/mutex.h"
+#include "core/foundation/shared.h"
 
 #include <core/curve/interpolation.h>
 #include <core/curve/time_value_pair.h>
@@ -22,21 +20,16 @@ namespace core {
 
 class Parameter;
 
-/// The one implementation behind `Parameter` and `BigKeyframe`: the keyframe
-/// store, its settings, the lock, and what is derived from the keyframes.
+/// The one implementation behind `Parameter` and `BigKeyframe`: the lock, the current
+/// curve, and the slots.
 ///
 /// The operations are those of `IKeyFrame`, documented there. Each takes the
 /// recursive mutex for its whole run, so that a derived class may call several of
-/// them under one hold.
-///
-/// Derived from the keyframes, and never part of a copy:
-///  1. `prepared`: a stale segment is prepared when it is sampled;
-///  2. `areas`: valid from an area question until the next edit;
-///  3. `lastSegment`: where the last sample was found. It may be any segment;
-///  4. `digest`: valid from a question for it until the next edit.
+/// them under one hold. Copies and snapshots share the curve until one of them edits its
+/// own.
 ///
 /// The texts that `SerializeEx` and `GetHashString` answer with a pointer are kept
-/// apart from that, so that only the next such call changes them.
+/// apart from the curve, so that only the next such call changes them.
 class BigParameterImpl {
 public:
     BigParameterImpl();
@@ -116,6 +109,9 @@ public:
     /// its own in return. Takes no memory, so that it can't fail.
     void TakeCurve(BigParameterImpl& made);
 
+    /// The curve as it is now.
+    Shared<Curve> CurrentCurve() const;
+
     /// The curve as one dimension of a motion path: what it samples to, in numbers.
     MotionDimension AsMotionDimension() const;
 
@@ -124,8 +120,9 @@ protected:
     /// The settings of `other`, whose lock the caller holds, and no keyframes.
     BigParameterImpl(const BigParameterImpl& other, SettingsOnly);
 
-    /// Called under the lock after every change of keyframes or settings.
-    virtual void OnEdited();
+    /// Called under the lock before and after every change of keyframes or settings.
+    virtual void OnEditing() {}
+    virtual void OnEdited() {}
 
     /// The text of keyframes and settings, also of a derived class.
     std::string Write() const CORE_REQUIRES(mutex);
@@ -136,77 +133,29 @@ protected:
     mutable RecursiveMutex mutex;
 
 private:
-    // What a copy copies.
-    struct State : ParameterSettings {
-        KeyframeStore keyframes;
-        ValAny constant;
-        // Set by AddPointEx: handles of a point parameter are maintained too.
-        bool maintainsPathHandles = false;
-
-        bool IsPath() const noexcept { return type == ParameterPoint; }
-    };
-    // The settings as sampling wants them; follows from the state.
-    struct Sampling {
-        double ratio = 1.0;
-        double integerRatio = 1.0;
-        // A double parameter whose ratio is 1.
-        bool isPlainDouble = true;
-        enum class Clamp : std::uint8_t { None, Double, Int, Bool } clamp = Clamp::None;
-        double min = 0.0;
-        double max = 0.0;
-    };
-    // Settings
-    State Snapshot() const;
-    void Take(State& made) CORE_REQUIRES(mutex);
-    void UpdateSampling() CORE_REQUIRES(mutex);
+    void Take(Shared<Curve>& made) CORE_REQUIRES(mutex);
     bool IsValid(int index) const CORE_REQUIRES(mutex) {
-        return index >= 0 && static_cast<std::size_t>(index) < state.keyframes.Count();
+        return index >= 0 && static_cast<std::size_t>(index) < curve->Count();
     }
-
-    // Sampling
-    void PrepareForSampling(std::size_t segment) CORE_REQUIRES(mutex);
-    ValAny SampleOther(std::size_t segment, double time, bool clampToRange) CORE_REQUIRES(mutex);
-    // Above the maximum first, then below the minimum: the order counts where a
-    // caller has set them the wrong way round.
-    double Clamped(double value) const CORE_REQUIRES(mutex) {
-        if (sampling.clamp != Sampling::Clamp::Double) {
-            return value;
-        }
-        return value > sampling.max ? sampling.max : value < sampling.min ? sampling.min : value;
+    const TimeValuePair& KeyframeOf(int index) const CORE_REQUIRES(mutex) {
+        return (*curve)[static_cast<std::size_t>(index)];
     }
-    ValAny Finish(double value, bool clampToRange) const CORE_REQUIRES(mutex);
-    ValAny FinishStored(std::size_t segment, bool clampToRange) const CORE_REQUIRES(mutex);
 
     // Handles
     bool ReadSegment(std::size_t start, SegmentEnds& ends) const CORE_REQUIRES(mutex);
 
-    // Areas
-    CurveView PrepareForAreas() const CORE_REQUIRES(mutex);
-    double AreaRatio() const CORE_REQUIRES(mutex);
+    // Every edit begins and ends with these. From the first on, the curve is this
+    // parameter's own, and so may be another object than before.
+    Curve& BeginEdit() CORE_REQUIRES(mutex);
+    void Edited() CORE_REQUIRES(mutex);
+    bool SetHandles(int index, const Pointd* left, const Pointd* right);
 
-    // Editing
-    int Insert(TimeValuePair keyframe, bool refreshesHandles) CORE_REQUIRES(mutex);
-    bool MaintainsHandles() const CORE_REQUIRES(mutex) {
-        return !state.IsPath() || state.maintainsPathHandles;
-    }
-    void RefreshHandle(std::size_t index, Side side) CORE_REQUIRES(mutex);
-    void RefreshAutomatic(std::size_t index) CORE_REQUIRES(mutex);
-    void GiveHandle(std::size_t index, Side side, Pointd handle) CORE_REQUIRES(mutex);
-    bool GiveOneHandle(int index, Side side, Pointd handle);
-    void Edited(std::size_t first, std::size_t last) CORE_REQUIRES(mutex);
-
-    State state CORE_GUARDED_BY(mutex);
-    Sampling sampling CORE_GUARDED_BY(mutex);
-    mutable PreparedCurve prepared CORE_GUARDED_BY(mutex);
-    std::size_t lastSegment CORE_GUARDED_BY(mutex) = 0;
-    mutable AreaIndex areas CORE_GUARDED_BY(mutex);
-    mutable bool areasAreValid CORE_GUARDED_BY(mutex) = false;
-    mutable std::string digest CORE_GUARDED_BY(mutex);
-    mutable bool digestIsValid CORE_GUARDED_BY(mutex) = false;
+    Shared<Curve> curve CORE_GUARDED_BY(mutex);
+    // Where the last sample was found, in `curve`; playback asks for the same segment
+    // again, or for the next one.
+    const Segment* lastSegment CORE_GUARDED_BY(mutex);
     mutable std::string serialisedText CORE_GUARDED_BY(mutex);
     mutable std::string hashText CORE_GUARDED_BY(mutex);
-    // Segments for areas of a parameter whose samples are no numbers.
-    mutable PreparedCurve preparedAsNumbers CORE_GUARDED_BY(mutex);
 };
 
 }  // namespace core

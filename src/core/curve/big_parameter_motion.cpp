@@ -64,8 +64,8 @@ void Give(Parameter& made, Parameter& part) noexcept {
 
 // False where no segment of numbers starts.
 bool BigParameterImpl::ReadSegment(std::size_t start, SegmentEnds& ends) const {
-    const KeyframeStore& keyframes = state.keyframes;
-    return state.type != ParameterPoint && start < keyframes.Count() &&
+    const Curve& keyframes = *curve;
+    return keyframes.Type() != ParameterPoint && start < keyframes.Count() &&
            start + 1 < keyframes.Count() &&
            ReadEnds(keyframes[start], keyframes[start + 1], true, ends);
 }
@@ -73,7 +73,7 @@ bool BigParameterImpl::ReadSegment(std::size_t start, SegmentEnds& ends) const {
 bool BigParameterImpl::GetPointControlParamOnCurve(double time, double& a, double& b, double& c,
                                                    double& d, bool flag) const {
     const RecursiveLock lock(mutex);
-    const KeyframeStore& keyframes = state.keyframes;
+    const Curve& keyframes = *curve;
     const std::size_t end = keyframes.UpperBound(time);
     if (end == 0 || end >= keyframes.Count()) {
         return false;
@@ -82,7 +82,7 @@ bool BigParameterImpl::GetPointControlParamOnCurve(double time, double& a, doubl
     Pointd endHandle;
     keyframes[end - 1].GetRightDerivativeEx(startHandle.x, startHandle.y);
     keyframes[end].GetLeftDerivativeEx(endHandle.x, endHandle.y);
-    if (flag && state.type != ParameterPoint) {
+    if (flag && keyframes.Type() != ParameterPoint) {
         SegmentEnds ends{};
         if (!ReadSegment(end - 1, ends)) {
             return false;
@@ -133,37 +133,38 @@ bool BigParameterImpl::TransferRelativeParamToAbsolute(int index, double& startX
 // Either part may be the path itself, or in use by other threads: both are made
 // aside, and assigned when the own lock is free again.
 bool BigParameterImpl::SplitIntoTwoMotionDimension(Parameter& xPart, Parameter& yPart) const {
-    const State path = Snapshot();
-    if (path.type != ParameterPoint) {
+    const Shared<Curve> path = CurrentCurve();
+    if (path->Type() != ParameterPoint) {
         return false;
     }
-    Parameter x = MakePart(path.keyframes.All(), path.constant, &Pointd::x);
-    Parameter y = MakePart(path.keyframes.All(), path.constant, &Pointd::y);
+    const std::vector<TimeValuePair> keyframes = path->Keyframes();
+    Parameter x = MakePart(keyframes, path->Constant(), &Pointd::x);
+    Parameter y = MakePart(keyframes, path->Constant(), &Pointd::y);
     Give(x, xPart);
     Give(y, yPart);
     return true;
 }
 
 MotionDimension BigParameterImpl::AsMotionDimension() const {
-    const RecursiveLock lock(mutex);
+    const Shared<Curve> source = CurrentCurve();
+    const ParameterTypeEnum type = source->Type();
     MotionDimension dimension;
-    if (state.type == ParameterString) {
+    if (type == ParameterString) {
         return dimension;
     }
-    dimension.isInteger = state.type == ParameterInt;
-    if (state.type != ParameterBool) {
-        dimension.ratio = dimension.isInteger ? sampling.integerRatio : sampling.ratio;
+    dimension.isInteger = type == ParameterInt;
+    if (type != ParameterBool) {
+        dimension.ratio = dimension.isInteger ? source->IntegerRatio() : source->Ratio();
     }
-    dimension.keyframes.reserve(state.keyframes.Count());
-    for (const TimeValuePair& keyframe : state.keyframes.All()) {
+    for (TimeValuePair& keyframe : source->Keyframes()) {
         double number = 0.0;
         if (!ReadNumber(keyframe.PeekValue(), number)) {
             continue;
         }
-        dimension.keyframes.push_back(keyframe);
-        if (state.type == ParameterBool) {
-            dimension.keyframes.back().SetInterpolation(KeyframeInterpolationType::Hold);
+        if (type == ParameterBool) {
+            keyframe.SetInterpolation(KeyframeInterpolationType::Hold);
         }
+        dimension.keyframes.push_back(std::move(keyframe));
     }
     return dimension;
 }

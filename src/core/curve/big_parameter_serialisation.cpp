@@ -25,10 +25,7 @@ void ReportSkippedKeyframe() {
 }  // namespace
 
 std::string BigParameterImpl::Write() const {
-    std::string text;
-    digest = WriteParameter(state, state.keyframes.All(), text);
-    digestIsValid = true;
-    return text;
+    return curve->Text();
 }
 
 std::string BigParameterImpl::Serialize() {
@@ -45,11 +42,7 @@ const char* BigParameterImpl::SerializeEx() const {
 
 const char* BigParameterImpl::GetHashString() const {
     const RecursiveLock lock(mutex);
-    if (!digestIsValid) {
-        digest = DigestOf(state.type, state.keyframes.All());
-        digestIsValid = true;
-    }
-    hashText = digest;
+    hashText = curve->Digest();
     return hashText.c_str();
 }
 
@@ -65,19 +58,15 @@ int BigParameterImpl::Desialize(const char* json) {
 }
 
 bool BigParameterImpl::Load(const JsonObject& document, void (*skipped)()) {
-    ParameterSettings settings = state;
+    ParameterSettings settings = curve->Settings();
     std::vector<TimeValuePair> keyframes;
     if (!ReadParameter(document, settings, keyframes, skipped)) {
         return false;
     }
-    LoadedHandles handles = RecogniseHandles(keyframes, settings.type);
-    // From here on nothing can fail but the first step, which changes nothing then.
-    state.keyframes.Assign(std::move(keyframes), std::move(handles.sides));
-    state.maintainsPathHandles = handles.keepsThirds;
-    static_cast<ParameterSettings&>(state) = std::move(settings);
-    prepared = PreparedCurve();
-    UpdateSampling();
-    Edited(0, state.keyframes.Count());
+    const LoadedHandles handles = RecogniseHandles(keyframes, settings.type);
+    Shared<Curve> made =
+        Shared<Curve>::Make(std::move(settings), curve->Constant(), std::move(keyframes), handles);
+    Take(made);
     return true;
 }
 

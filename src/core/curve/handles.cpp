@@ -154,49 +154,52 @@ Pointd AutomaticPathHandle(Pointd point, const Pointd* neighbour) noexcept {
 
 namespace {
 
-Pointd PathHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side) {
-    const auto readPoint = [keyframes](std::size_t i, Pointd& point) {
-        if (i >= keyframes.size() || keyframes[i].PeekValue().Kind() != ValAny::kPoint) {
-            return false;
-        }
-        point = keyframes[i].PeekValue().AsPoint();
-        return true;
-    };
-    Pointd own;
-    Pointd other;
-    if (!readPoint(index, own)) {
-        return {};
+bool ReadPoint(const TimeValuePair* keyframe, Pointd& point) {
+    if (keyframe == nullptr || keyframe->PeekValue().Kind() != ValAny::kPoint) {
+        return false;
     }
-    // Before the first keyframe the index wraps and lies outside.
-    const bool hasOther = readPoint(side == Side::Left ? index - 1 : index + 1, other);
-    return AutomaticPathHandle(own, hasOther ? &other : nullptr);
+    point = keyframe->PeekValue().AsPoint();
+    return true;
 }
 
-Pointd ValueHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side) {
-    const auto readKey = [keyframes](std::size_t i, HandleKey& key) {
-        if (i >= keyframes.size()) {
-            return false;
-        }
-        key.time = keyframes[i].GetTime();
-        key.type = keyframes[i].GetInterpolation();
-        return ReadNumber(keyframes[i].PeekValue(), key.value);
-    };
-    HandleKeys keys{};
-    HandleKey previous;
-    HandleKey next;
-    if (!readKey(index, keys.key)) {
-        return {};
+bool ReadKey(const TimeValuePair* keyframe, HandleKey& key) {
+    if (keyframe == nullptr) {
+        return false;
     }
-    keys.previous = readKey(index - 1, previous) ? &previous : nullptr;
-    keys.next = readKey(index + 1, next) ? &next : nullptr;
-    return side == Side::Left ? AutomaticLeftHandle(keys) : AutomaticRightHandle(keys);
+    key.time = keyframe->GetTime();
+    key.type = keyframe->GetInterpolation();
+    return ReadNumber(keyframe->PeekValue(), key.value);
 }
 
 }  // namespace
 
+Pointd AutomaticHandleOf(const TimeValuePair* previous, const TimeValuePair& keyframe,
+                         const TimeValuePair* next, Side side, bool isPath) {
+    if (isPath) {
+        Pointd own;
+        Pointd other;
+        if (!ReadPoint(&keyframe, own)) {
+            return {};
+        }
+        const bool hasOther = ReadPoint(side == Side::Left ? previous : next, other);
+        return AutomaticPathHandle(own, hasOther ? &other : nullptr);
+    }
+    HandleKeys keys{};
+    HandleKey before;
+    HandleKey behind;
+    if (!ReadKey(&keyframe, keys.key)) {
+        return {};
+    }
+    keys.previous = ReadKey(previous, before) ? &before : nullptr;
+    keys.next = ReadKey(next, behind) ? &behind : nullptr;
+    return side == Side::Left ? AutomaticLeftHandle(keys) : AutomaticRightHandle(keys);
+}
+
 Pointd AutomaticHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side,
                          bool isPath) {
-    return isPath ? PathHandleAt(keyframes, index, side) : ValueHandleAt(keyframes, index, side);
+    return AutomaticHandleOf(index > 0 ? &keyframes[index - 1] : nullptr, keyframes[index],
+                             index + 1 < keyframes.size() ? &keyframes[index + 1] : nullptr, side,
+                             isPath);
 }
 
 }  // namespace core

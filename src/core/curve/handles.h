@@ -57,5 +57,8 @@ Pointd AutomaticPathHandle(Pointd point, const Pointd* neighbour) noexcept;
 /// have none. Always finite.
 Pointd AutomaticHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side,
                          bool isPath);
+/// The same of a keyframe between two others, which may be null.
+Pointd AutomaticHandleOf(const TimeValuePair* previous, const TimeValuePair& keyframe,
+                         const TimeValuePair* next, Side side, bool isPath);
 
 }  // namespace core

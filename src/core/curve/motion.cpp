@@ -1,6 +1,5 @@
 #include "core/curve/motion.h"
 
-#include "core/curve/keyframe_store.h"
 #include "core/curve/motion_stretch.h"
 #include "core/curve/segment.h"
 #include "core/curve/sorted_times.h"
@@ -183,7 +182,7 @@ std::vector<double> UnionOfTimes(const MotionDimension& x, const MotionDimension
     // Not std::unique, which asks for an equivalence: to match is none.
     std::size_t kept = 0;
     for (const double time : times) {
-        if (kept == 0 || !KeyframeStore::Matches(times[kept - 1], time)) {
+        if (kept == 0 || !TimesMatch(times[kept - 1], time)) {
             times[kept++] = time;
         }
     }

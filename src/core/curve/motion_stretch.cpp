@@ -56,21 +56,20 @@ Dimension::Dimension(const MotionDimension& source, std::span<const double> unio
     const auto constantOf = [this](std::size_t i) {
         double number = 0.0;
         ReadNumber(keyframes[i].PeekValue(), number);
-        return ConstantSegment(number);
+        return ConstantSegment(times[i], times[i], number);
     };
-    curve.Start(count);
-    curve.segments.front() = count > 0 ? constantOf(0) : ConstantSegment(0.0);
-    curve.segments.back() = count > 0 ? constantOf(count - 1) : ConstantSegment(0.0);
+    segments.resize(count + 1);
+    curves = std::make_unique<SegmentCurve[]>(count + 1);
     for (std::size_t i = 1; i < count; ++i) {
         SegmentEnds ends{};
         ReadEnds(keyframes[i - 1], keyframes[i], false, ends);
         ends.t0 = times[i - 1];
         ends.t1 = times[i];
-        SegmentCurve segmentCurve{};
-        const Segment prepared = PrepareSegment(ends, segmentCurve);
-        curve.Keep(i, prepared, segmentCurve);
+        segments[i] = PrepareSegment(ends, curves[i]);
     }
     if (count > 0) {
+        segments.front() = constantOf(0);
+        segments.back() = constantOf(count - 1);
         lastType = keyframes[count - 1].GetInterpolation();
     }
 }
@@ -80,7 +79,7 @@ void Dimension::FindSeams(std::vector<double>& seams) const {
     for (std::size_t i = 1; i < times.size(); ++i) {
         const double t0 = times[i - 1];
         const double t1 = times[i];
-        const Segment& s = curve.segments[i];
+        const Segment& s = segments[i];
         const auto add = [&](double time) {
             if (time > t0 && time < t1) {
                 seams.push_back(time);
@@ -99,13 +98,13 @@ void Dimension::FindSeams(std::vector<double>& seams) const {
             s.shape == Shape::CubicEasing || s.shape == Shape::Elastic || s.shape == Shape::Bounce;
         if (s.shape == Shape::Bounce) {
             for (const BouncePiece& piece : kBouncePieces) {
-                addSeconds(s.start + s.span * piece.end);
+                addSeconds(s.StartInSeconds() + s.SpanInSeconds() * piece.end);
             }
         }
         if ((isEased || s.shape == Shape::TimeValueBezier) && t0 < kFirstTickCount &&
             t1 > kFirstTickCount) {
             add(kFirstTickCount);
-            addSeconds(s.start + s.span);
+            addSeconds(s.StartInSeconds() + s.SpanInSeconds());
         }
     }
 }
@@ -126,6 +125,8 @@ bool Stretch::IsConstant() const noexcept {
             const CubicBezier& b = ShownCurve().bezier;
             return b.ay == 0.0 && b.by == 0.0 && b.cy == 0.0;
         }
+        case Shape::Line:
+            return s.c[1] == 0.0;
         default:
             return s.c[1] == 0.0 && s.c[2] == 0.0 && s.c[3] == 0.0;
     }
@@ -141,7 +142,7 @@ double Stretch::RawAt(double t) const noexcept {
     const Segment& s = Shown();
     // In the unit of the stretch, at its end too.
     const double seconds = start >= kFirstTickCount ? t / kTicksPerSecond : t;
-    const double p = std::clamp(s.Progress(seconds), 0.0, 1.0);
+    const double p = std::clamp((seconds - s.StartInSeconds()) / s.SpanInSeconds(), 0.0, 1.0);
     switch (s.shape) {
         case Shape::TimeValueBezier: {
             const SegmentCurve& c = ShownCurve();
@@ -156,7 +157,7 @@ double Stretch::RawAt(double t) const noexcept {
         case Shape::Bounce:
             return s.c[0] + s.c[1] * EaseOutBounce(p);
         default:
-            return SampleSegment(s, nullptr, t);
+            return SampleSegment(s, t);
     }
 }
 
@@ -168,9 +169,8 @@ double Stretch::At(double t) const noexcept {
 // A cubic easing is sampled a millionth of its span off its own keyframe; there the
 // keyframe's value is the better answer, because the segment before ends in it too.
 double Stretch::SampleAtStart() const noexcept {
-    const SegmentCurve* shown = dimension->curve.curves.empty() ? nullptr : &ShownCurve();
     const bool isAtKeyframe = segment > 0 && dimension->times[segment - 1] == start;
-    const double raw = isAtKeyframe ? RawAt(start) : SampleSegment(Shown(), shown, start);
+    const double raw = isAtKeyframe ? RawAt(start) : SampleSegment(Shown(), start);
     const double value = raw * dimension->ratio;
     return dimension->isInteger ? TruncateToInt(value) : value;
 }
@@ -189,6 +189,8 @@ void Stretch::SetTolerances() noexcept {
     if (Shown().shape == Shape::TimeValueBezier) {
         const CubicBezier& b = ShownCurve().bezier;
         size = std::fabs(b.ay) + std::fabs(b.by) + std::fabs(b.cy) + std::fabs(b.dy);
+    } else if (Shown().shape == Shape::Line) {
+        size = std::fabs(Shown().c[0]) + std::fabs(Shown().c[1]);
     } else {
         for (const double c : Shown().c) {
             size += std::fabs(c);

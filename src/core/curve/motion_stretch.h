@@ -3,7 +3,6 @@
 // The dimensions of a motion path to be, stretch by stretch.
 
 #include "core/curve/motion.h"
-#include "core/curve/prepared_curve.h"
 #include "core/curve/segment.h"
 
 #include <core/curve/interpolation.h>
@@ -11,6 +10,7 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -43,7 +43,9 @@ private:
 
     std::span<const TimeValuePair> keyframes;
     std::vector<double> times;
-    PreparedCurve curve;
+    // Before, between and behind the keyframes.
+    std::vector<Segment> segments;
+    std::unique_ptr<SegmentCurve[]> curves;
     double ratio;
     bool isInteger;
     KeyframeInterpolationType lastType = KeyframeInterpolationType::Extrapolate;
@@ -70,8 +72,8 @@ public:
 private:
     using Shape = Segment::Shape;
 
-    const Segment& Shown() const noexcept { return dimension->curve.segments[segment]; }
-    const SegmentCurve& ShownCurve() const noexcept { return dimension->curve.curves[segment]; }
+    const Segment& Shown() const noexcept { return dimension->segments[segment]; }
+    const SegmentCurve& ShownCurve() const noexcept { return *Shown().curve; }
     bool IsFitted() const noexcept;
     double RawAt(double t) const noexcept;
     void SetTolerances() noexcept;

@@ -1,6 +1,6 @@
-#include "core/curve/keyframe_store.h"
 #include "core/curve/numbers.h"
 #include "core/curve/parameter_text.h"
+#include "core/curve/sorted_times.h"
 
 #include <core/data/json_array.h>
 
@@ -138,7 +138,7 @@ void ReadSetting(const JsonValue* json, ParameterTypeEnum type, ValAny& setting)
 // adding them one by one.
 void PutInOrder(std::vector<TimeValuePair>& keyframes) {
     const auto followsWell = [](const TimeValuePair& a, const TimeValuePair& b) {
-        return !(a.GetTime() < b.GetTime()) || KeyframeStore::Matches(a.GetTime(), b.GetTime());
+        return !(a.GetTime() < b.GetTime()) || TimesMatch(a.GetTime(), b.GetTime());
     };
     if (std::adjacent_find(keyframes.begin(), keyframes.end(), followsWell) == keyframes.end()) {
         return;
@@ -160,14 +160,13 @@ void PutInOrder(std::vector<TimeValuePair>& keyframes) {
     std::size_t first = 0;
     std::size_t end = 0;
     for (std::size_t i = 0; i < order.size(); ++i) {
-        for (; end < order.size() && (end <= i || KeyframeStore::Matches(timeAt(end), timeAt(i)));
-             ++end) {
+        for (; end < order.size() && (end <= i || TimesMatch(timeAt(end), timeAt(i))); ++end) {
             while (latest.size() > first && order[latest.back()] < order[end]) {
                 latest.pop_back();
             }
             latest.push_back(end);
         }
-        while (latest[first] < i && !KeyframeStore::Matches(timeAt(latest[first]), timeAt(i))) {
+        while (latest[first] < i && !TimesMatch(timeAt(latest[first]), timeAt(i))) {
             ++first;
         }
         if (latest[first] == i) {

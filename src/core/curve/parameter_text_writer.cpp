@@ -1,6 +1,6 @@
-#include "core/curve/keyframe_store.h"
 #include "core/curve/numbers.h"
 #include "core/curve/parameter_text.h"
+#include "core/curve/sorted_times.h"
 #include "core/data/number_reader.h"
 #include "core/data/number_writer.h"
 
@@ -60,8 +60,8 @@ public:
         const double before = AfterSaving(previous);
         saved = AfterSaving(time);
         bool isMoved = false;
-        for (double step = 1.1 * kTimeTolerance;
-             !(saved > before) || KeyframeStore::Matches(saved, before); step *= 2.0) {
+        for (double step = 1.1 * kTimeTolerance; !(saved > before) || TimesMatch(saved, before);
+             step *= 2.0) {
             saved = AfterSaving(before + step);
             isMoved = true;
         }

@@ -29,24 +29,15 @@ struct Polynomial {
         }
         return d;
     }
-
-    /// The integral from 0 to u.
-    Polynomial<Degree + 1> Integral() const noexcept {
-        Polynomial<Degree + 1> f;
-        for (std::size_t i = 0; i <= Degree; ++i) {
-            f.c[i + 1] = c[i] / static_cast<double>(i + 1);
-        }
-        return f;
-    }
 };
 
 /// Real roots, ascending; a multiple root may stand more than once.
 struct RealRoots {
-    std::array<double, 4> root{};
+    std::array<double, 2> root{};
     int count = 0;
 
     void Add(double value) noexcept {
-        if (std::isfinite(value) && count < 4) {
+        if (std::isfinite(value) && count < 2) {
             root[static_cast<std::size_t>(count++)] = value;
         }
     }
@@ -58,12 +49,7 @@ struct RealRoots {
 /// magnitude counts as zero, and the next lower degree is solved; a constant has
 /// no roots. Roots are as exact as the closed form gives them: polish them with
 /// `RootInBracket` where the last digits count.
-///
-/// Linear and quadratic by the formula that does not cancel; cubic by Cardano,
-/// in the trigonometric form (Viete) for three real roots; quartic by Ferrari.
 RealRoots SolveQuadratic(const Polynomial<2>& p) noexcept;
-RealRoots SolveCubic(const Polynomial<3>& p) noexcept;
-RealRoots SolveQuartic(const Polynomial<4>& p) noexcept;
 
 /// The root of `f` between `a` and `b`, in either order, by Newton's method kept
 /// inside the bracket by bisection.

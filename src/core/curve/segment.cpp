@@ -17,22 +17,16 @@ namespace {
 // Offsets this small are rounding; see `BezierAnchors`.
 constexpr double kNoOffset = kNegligible;
 
-Segment CubicSegment(double start, double span, double c0, double c1, double c2,
-                     double c3) noexcept {
+Segment SegmentOf(Segment::Shape shape, const SegmentEnds& e, double c0, double c1 = 0.0,
+                  double c2 = 0.0, double c3 = 0.0) noexcept {
     Segment s;
-    s.shape = Segment::Shape::Cubic;
-    s.start = start;
-    s.span = span;
+    s.from = e.t0;
+    s.to = e.t1;
     s.c[0] = c0;
     s.c[1] = c1;
     s.c[2] = c2;
     s.c[3] = c3;
-    return s;
-}
-
-Segment LineSegment(double time, double value, double slope) noexcept {
-    Segment s = CubicSegment(time, 1.0, value, slope, 0.0, 0.0);
-    s.shape = Segment::Shape::Line;
+    s.shape = shape;
     return s;
 }
 
@@ -43,7 +37,7 @@ Segment LineSegment(double time, double value, double slope) noexcept {
 // would be cubed up.
 Segment ExtrapolatedSegment(const SegmentEnds& e) noexcept {
     const double d1 = (e.t1 - e.t0) * e.lx;
-    return LineSegment(e.t1, e.y1, d1);
+    return SegmentOf(Segment::Shape::Line, e, e.y1, d1, e.t1);
 }
 
 // Hermite form on [t0, t1]:
@@ -56,17 +50,16 @@ Segment HermiteSegment(const SegmentEnds& e) noexcept {
     const double dt = e.t1 - e.t0;
     const double d0 = dt * e.rx;
     if (e.type1 == KeyframeInterpolationType::Extrapolate) {
-        return LineSegment(e.t0, e.y0, d0);
+        return SegmentOf(Segment::Shape::Line, e, e.y0, d0, e.t0);
     }
     const double d1 = dt * e.lx;
     const double dv = e.y1 - e.y0;
-    return CubicSegment(e.t0, dt, e.y0, d0, 3.0 * dv - 2.0 * d0 - d1, d0 - 2.0 * dv + d1);
+    return SegmentOf(Segment::Shape::Cubic, e, e.y0, d0, 3.0 * dv - 2.0 * d0 - d1,
+                     d0 - 2.0 * dv + d1);
 }
 
 Segment ValueBezierSegment(const SegmentEnds& e) noexcept {
-    Segment s = CubicSegment(e.t0, e.t1 - e.t0, e.y0, e.rx, e.lx, e.y1);
-    s.shape = Segment::Shape::ValueBezier;
-    return s;
+    return SegmentOf(Segment::Shape::ValueBezier, e, e.y0, e.rx, e.lx, e.y1);
 }
 
 // What a slope adds over an offset in time. Kept on purpose: where the offset
@@ -94,29 +87,19 @@ Segment TimeValueBezierSegment(const SegmentEnds& e, SegmentCurve& curve) noexce
     curve.xEnd = p3.x;
     curve.solver = BezierTimeSolver(curve.bezier, curve.xEnd);
 
-    Segment s;
-    s.shape = Segment::Shape::TimeValueBezier;
-    s.start = p0.x;
-    s.span = span;
-    s.c[0] = e.y0;
-    s.c[1] = e.y1 - e.y0;
+    Segment s = SegmentOf(Segment::Shape::TimeValueBezier, e, e.y0, e.y1 - e.y0);
+    s.curve = &curve;
     return s;
 }
 
 Segment EaseSegment(const SegmentEnds& e) noexcept {
-    Segment s;
-    s.start = InSeconds(e.t0);
-    s.span = InSeconds(e.t1) - s.start;
-    s.c[0] = e.y0;
-    s.c[1] = e.y1 - e.y0;
+    Segment s = SegmentOf(Segment::Shape::CubicEasing, e, e.y0, e.y1 - e.y0);
     s.easing = FindCubicEasing(e.type0);
     if (s.easing != nullptr) {
-        s.shape = Segment::Shape::CubicEasing;
-    } else if (e.type0 == KeyframeInterpolationType::EaseOutElastic) {
-        s.shape = Segment::Shape::Elastic;
-    } else {
-        s.shape = Segment::Shape::Bounce;
+        return s;
     }
+    s.shape = e.type0 == KeyframeInterpolationType::EaseOutElastic ? Segment::Shape::Elastic
+                                                                   : Segment::Shape::Bounce;
     return s;
 }
 
@@ -142,13 +125,14 @@ bool ReadEnds(const TimeValuePair& start, const TimeValuePair& end, bool isPoint
 }
 
 double Segment::EasedProgress(double t) const noexcept {
-    const double p = Progress(InSeconds(t));
+    const double p = (InSeconds(t) - StartInSeconds()) / SpanInSeconds();
     return p > 0.0 ? (p < 1.0 ? p : 1.0) : 0.0;
 }
 
-Segment ConstantSegment(double value) noexcept {
+Segment ConstantSegment(double from, double to, double value) noexcept {
     Segment s;
-    s.shape = Segment::Shape::Constant;
+    s.from = from;
+    s.to = to;
     s.c[0] = value;
     return s;
 }
@@ -160,7 +144,7 @@ Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept {
         case SegmentRule::Extrapolate:
             return ExtrapolatedSegment(ends);
         case SegmentRule::Hold:
-            return ConstantSegment(ends.y0);
+            return ConstantSegment(ends.t0, ends.t1, ends.y0);
         case SegmentRule::ValueBezier:
             return ValueBezierSegment(ends);
         case SegmentRule::TimeValueBezier:
@@ -195,19 +179,20 @@ Segment PreparePath(double t0, double t1, const PathControls& points,
     curve.bezier = CubicBezier::FromControlPoints(points[0], points[1], points[2], points[3]);
 
     Segment s;
+    s.from = t0;
+    s.to = t1;
+    s.curve = &curve;
     s.shape = Segment::Shape::Path;
-    s.start = t0;
-    s.span = t1 - t0;
     return s;
 }
 
-double SampleSegment(const Segment& segment, const SegmentCurve* curve, double t) noexcept {
+double SampleSegment(const Segment& segment, double t) noexcept {
     const double* c = segment.c;
     switch (segment.shape) {
         case Segment::Shape::Constant:
             return c[0];
         case Segment::Shape::Line:
-            return c[1] * segment.Progress(t) + c[0];
+            return c[1] * (t - c[2]) + c[0];
         case Segment::Shape::Cubic:
             return segment.CubicAt(t);
         case Segment::Shape::ValueBezier: {
@@ -223,14 +208,14 @@ double SampleSegment(const Segment& segment, const SegmentCurve* curve, double t
                    u * u * u * c[3];
         }
         case Segment::Shape::TimeValueBezier:
-            return curve->bezier.Y(curve->solver.Solve(curve->bezier, curve->xEnd, InSeconds(t)));
+            return segment.curve->bezier.Y(segment.curve->solver.Solve(
+                segment.curve->bezier, segment.curve->xEnd, InSeconds(t)));
         case Segment::Shape::CubicEasing:
             return c[0] + c[1] * segment.easing->At(segment.EasedProgress(t));
         case Segment::Shape::Elastic:
             return c[0] + c[1] * EaseOutElastic(segment.EasedProgress(t));
         case Segment::Shape::Bounce:
             return c[0] + c[1] * EaseOutBounce(segment.EasedProgress(t));
-        case Segment::Shape::Stale:
         case Segment::Shape::Stored:
         case Segment::Shape::Path:
         case Segment::Shape::NotNumeric:

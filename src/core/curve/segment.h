@@ -8,10 +8,13 @@
 
 #include <core/curve/interpolation.h>
 #include <core/curve/pointd.h>
+#include <core/curve/time_unit.h>
 #include <core/curve/time_value_pair.h>
+#include <core/curve/val_any.h>
 
 #include <array>
 #include <cstdint>
+#include <limits>
 
 namespace core {
 
@@ -79,15 +82,22 @@ struct SegmentEnds {
 bool ReadEnds(const TimeValuePair& start, const TimeValuePair& end, bool isPoint,
               SegmentEnds& ends);
 
+/// The part of a `TimeValueBezier` or `Path` segment that other shapes lack.
+struct alignas(64) SegmentCurve {
+    CubicBezier bezier;
+    double xEnd;
+    BezierTimeSolver solver;
+};
+static_assert(sizeof(SegmentCurve) == 128);
+
 /// A segment ready for sampling. What depends on the keyframes alone is in it.
 ///
 /// One cache line, because a curve of many keyframes is sampled at random times;
 /// the coefficients of the two Bezier shapes are kept apart, in `SegmentCurve`.
 struct alignas(64) Segment {
     enum class Shape : std::uint8_t {
-        Stale,            ///< a keyframe has changed; to be prepared
         Constant,         ///< c[0]
-        Line,             ///< c[0] + c[1] u; u may lie far outside [0, 1]
+        Line,             ///< c[0] + c[1] (t - c[2]); t may lie far outside
         Cubic,            ///< c[0] + c[1] u + c[2] u^2 + c[3] u^3
         ValueBezier,      ///< Bernstein form with control values c
         TimeValueBezier,  ///< Y of the curve where its X is the time
@@ -99,41 +109,44 @@ struct alignas(64) Segment {
         NotNumeric,       ///< the values can't be read as the shape needs them
     };
 
-    Shape shape = Shape::Stale;
-    /// u = (t - start) / span. In seconds for the time-value Bezier and the
-    /// easings; as the keyframes have it for the others.
-    double start = 0.0;
-    double span = 1.0;
+    /// Holds every time t with from <= t < to; none before it is prepared.
+    double from = std::numeric_limits<double>::infinity();
+    double to = -std::numeric_limits<double>::infinity();
     double c[4] = {};
-    const CubicEasing* easing = nullptr;
+    union {
+        const void* nothing = nullptr;
+        const CubicEasing* easing;  ///< CubicEasing
+        const SegmentCurve* curve;  ///< TimeValueBezier, Path
+        const ValAny* stored;       ///< Stored
+    };
+    Shape shape = Shape::Constant;
 
-    double Progress(double t) const noexcept { return (t - start) / span; }
+    bool Holds(double t) const noexcept { return from <= t && t < to; }
+    bool HasCurve() const noexcept {
+        return shape == Shape::TimeValueBezier || shape == Shape::Path;
+    }
+    double Progress(double t) const noexcept { return (t - from) / (to - from); }
     /// The value of a `Cubic`, by Estrin's scheme: its two halves overlap. Only for
     /// u in [0, 1]: elsewhere u^2 could overflow and meet a coefficient of 0.
     double CubicAt(double t) const noexcept {
         const double u = Progress(t);
         return (c[3] * u + c[2]) * (u * u) + (c[1] * u + c[0]);
     }
+    /// Of the time-value Bezier and the easings, which run in seconds.
+    double StartInSeconds() const noexcept { return InSeconds(from); }
+    double SpanInSeconds() const noexcept { return InSeconds(to) - InSeconds(from); }
     /// Progress of a time in either unit, clamped to [0, 1].
     double EasedProgress(double t) const noexcept;
 };
 static_assert(sizeof(Segment) == 64);
 
-/// The part of a `TimeValueBezier` or `Path` segment that other shapes lack.
-struct alignas(64) SegmentCurve {
-    CubicBezier bezier;
-    double xEnd;
-    BezierTimeSolver solver;
-};
-static_assert(sizeof(SegmentCurve) == 128);
-
 /// Prepares a segment between two numeric keyframes. `curve` is written for the
-/// shape `TimeValueBezier` alone.
+/// shape `TimeValueBezier` alone, and the segment refers to it.
 Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept;
 
 /// A segment that has one value everywhere, as before the first and after the
 /// last keyframe.
-Segment ConstantSegment(double value) noexcept;
+Segment ConstantSegment(double from, double to, double value) noexcept;
 
 /// The control points of the segment between two keyframes of a path, whose values
 /// are points and whose handles are absolute positions. On the side of a `Linear`
@@ -145,7 +158,7 @@ PathControls PathControlPoints(const TimeValuePair& start, const TimeValuePair& 
 /// Prepares a path's segment, whose curve parameter is the progress in time.
 Segment PreparePath(double t0, double t1, const PathControls& points, SegmentCurve& curve) noexcept;
 
-/// The value at `t`, for the numeric shapes. `curve` is that of `PrepareSegment`.
-double SampleSegment(const Segment& segment, const SegmentCurve* curve, double t) noexcept;
+/// The value at `t`, for the numeric shapes.
+double SampleSegment(const Segment& segment, double t) noexcept;
 
 }  // namespace core

@@ -1,9 +1,16 @@
 #pragma once
 
+#include <core/curve/time_unit.h>
+
 #include <cstddef>
 #include <span>
 
 namespace core {
+
+inline bool TimesMatch(double a, double b) noexcept {
+    const double difference = a - b;
+    return difference > -kTimeTolerance && difference < kTimeTolerance;
+}
 
 /// The number of times at or before `t` in an ascending row, which is the index of
 /// the first one after it. NaN lies behind all of them. O(log n).

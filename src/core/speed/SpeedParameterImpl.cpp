@@ -74,9 +74,13 @@ void SpeedParameterImpl::TakeLayers(SpeedParameterImpl& copy) noexcept
 
 SpeedParameterImpl::~SpeedParameterImpl() = default;
 
+// The map holds on to the keyframes; without it, they are changed in place.
+void SpeedParameterImpl::OnEditing() {
+    map = nullptr;
+}
+
 void SpeedParameterImpl::OnEdited() {
-    renderCurveValid = false;
-    instantsValid = false;
+    map = nullptr;
     FreezesChanged();
 }
 
@@ -90,23 +94,16 @@ void SpeedParameterImpl::FreezesChanged() {
 // The curve layer
 
 void SpeedParameterImpl::RebuildMap() const {
-    const int count = GetKeyFramesCount();
-    std::vector<SpeedKey> keys;
-    keys.reserve(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) {
-        const TimeValuePair keyframe = KeyframeAt(static_cast<std::size_t>(i));
-        keys.push_back(
-            {keyframe.GetTime(), keyframe.PeekValue().AsDouble(), keyframe.GetInterpolation()});
-    }
-    if (keys.empty()) {
+    if (GetKeyFramesCount() == 0) {
         ReportUnsolved("core::SpeedParameterImpl::GetRenderTotalTime0", 511);
     }
-    renderCurveValid = false;
-    instantsValid = false;
-    map.Build(keys, sourceTotalTime);
-    renderCurveValid = true;
-    instantsValid = true;
+    map = std::make_unique<TimeMap>(CurrentCurve(), sourceTotalTime);
+    mapLacksKeyframes = false;
     freezesPlaced = false;
+    MapWasMade();
+}
+
+void SpeedParameterImpl::MapWasMade() const {
     renderCurvePublished = false;
     if (renderCurve.use_count() > 1) {
         PublishRenderCurve();
@@ -114,18 +111,19 @@ void SpeedParameterImpl::RebuildMap() const {
 }
 
 void SpeedParameterImpl::BringMapUpToDate() const {
-    if (!renderCurveValid) {
+    if (map == nullptr || mapLacksKeyframes) {
         RebuildMap();
     }
 }
 
 // Assigned as a whole, so that whoever holds it never sees a part of it.
 void SpeedParameterImpl::PublishRenderCurve() const {
-    Parameter curve;
-    for (const SpeedKey& key : map.RenderKeys()) {
-        curve.AddPoint(key.time, key.speed, key.type);
+    Parameter published;
+    for (std::size_t i = 0; i < map->RenderCount(); ++i) {
+        const SpeedKey key = map->RenderKey(i);
+        published.AddPoint(key.time, key.speed, key.type);
     }
-    *renderCurve = curve;
+    *renderCurve = published;
     renderCurvePublished = true;
 }
 
@@ -144,11 +142,11 @@ std::shared_ptr<Parameter> SpeedParameterImpl::GetParameterSource() {
     if (!std::isnan(lastSourceTime)) {
         GetNKeyFramesInRange(0.0, lastSourceTime, &times);
     }
-    Parameter curve;
+    Parameter ofSource;
     for (const double time : times) {
-        curve.AddPoint(time, kNormalSpeed, KeyframeInterpolationType::Hold);
+        ofSource.AddPoint(time, kNormalSpeed, KeyframeInterpolationType::Hold);
     }
-    *sourceScratch = curve;
+    *sourceScratch = ofSource;
     return sourceScratch;
 }
 
@@ -195,7 +193,7 @@ int SpeedParameterImpl::GetKeyFramesCountEx() const {
 void SpeedParameterImpl::BringUpToDate() const {
     BringMapUpToDate();
     if (!freezesPlaced) {
-        freeze.PlaceOnRenderAxis(map);
+        freeze.PlaceOnRenderAxis(*map);
         freezesPlaced = true;
     }
 }
@@ -206,7 +204,7 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
         return false;
     }
     const RecursiveLock lock(mutex);
-    if (!instantsValid) {
+    if (map == nullptr) {
         RebuildMap();
     }
     const SpeedParameterFreezeImpl::Place place = freeze.AtPoint(pointTime);
@@ -226,10 +224,13 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
         GetPreviousKeyframeTime(sourceTime, &before);
         // What the render curve has there, so that the two parts of a linear segment
         // take the time of the whole.
-        const double renderTime = map.RenderOfInstant(sourceTime);
-        const bool staysValid = map.StaysWithKeyframeAt(sourceTime, renderTime);
-        AddPoint(sourceTime, map.SpeedAt(renderTime), before.GetInterpolation());
-        instantsValid = staysValid;
+        std::unique_ptr<const TimeMap> kept = std::move(map);
+        const double renderTime = kept->RenderOfInstant(sourceTime);
+        AddPoint(sourceTime, kept->SpeedAt(renderTime), before.GetInterpolation());
+        if (kept->StaysWithKeyframeAt(sourceTime, renderTime)) {
+            map = std::move(kept);
+            mapLacksKeyframes = true;
+        }
     }
     freeze.Insert(pointTime, duration, sourceTime);
     FreezesChanged();
@@ -273,26 +274,31 @@ void SpeedParameterImpl::FreezeNearZeroSpeeds() {
 
 double SpeedParameterImpl::GetRenderTotalTime() {
     const RecursiveLock lock(mutex);
-    RebuildMap();
-    return map.RenderLength() + freeze.TotalDuration();
+    if (map == nullptr || mapLacksKeyframes || map->SourceCount() == 0) {
+        RebuildMap();
+    } else {
+        // Kept on purpose: what a caller has done to the curve that it was shown is undone.
+        MapWasMade();
+    }
+    return map->RenderLength() + freeze.TotalDuration();
 }
 
 double SpeedParameterImpl::GetCurrentFPS(double renderTime) const {
     const RecursiveLock lock(mutex);
     BringUpToDate();
-    return freeze.SpeedAt(map, renderTime);
+    return freeze.SpeedAt(*map, renderTime);
 }
 
 double SpeedParameterImpl::PointTimeToRenderTime(double pointTime) {
     const RecursiveLock lock(mutex);
     BringUpToDate();
-    return freeze.RenderOfPoint(map, pointTime);
+    return freeze.RenderOfPoint(*map, pointTime);
 }
 
 double SpeedParameterImpl::RenderTimeToPointTime(double renderTime) const {
     const RecursiveLock lock(mutex);
     BringUpToDate();
-    return freeze.PointOfRender(map, renderTime);
+    return freeze.PointOfRender(*map, renderTime);
 }
 
 // The reverse layer
@@ -300,7 +306,7 @@ double SpeedParameterImpl::RenderTimeToPointTime(double renderTime) const {
 double SpeedParameterImpl::GetSourceTime(double renderTime) const {
     const RecursiveLock lock(mutex);
     BringUpToDate();
-    const double sourceTime = freeze.SourceOfRender(map, renderTime);
+    const double sourceTime = freeze.SourceOfRender(*map, renderTime);
     return reverse != 0 ? sourceTotalTime - sourceTime : sourceTime;
 }
 
@@ -308,7 +314,7 @@ double SpeedParameterImpl::GetRenderTime(double sourceTime) {
     const RecursiveLock lock(mutex);
     BringUpToDate();
     lastSourceTime = reverse != 0 ? sourceTotalTime - sourceTime : sourceTime;
-    return freeze.RenderOfSource(map, lastSourceTime);
+    return freeze.RenderOfSource(*map, lastSourceTime);
 }
 
 int SpeedParameterImpl::SetReverse(bool isReverse) noexcept {
@@ -330,13 +336,13 @@ Velocity SpeedParameterImpl::VelocityAt(int index) {
     BringUpToDate();
     if (reverse != 0) {
         if (reversed != nullptr && !reversedValid) {
-            reversed = std::make_shared<SpeedParameterEx>(map, freeze);
+            reversed = std::make_shared<SpeedParameterEx>(*map, freeze);
             reversedValid = true;
         }
         return reversed != nullptr ? reversed->VelocityAt(index) : Velocity{};
     }
     if (!stretchesValid) {
-        stretches = ListStretches(map, freeze);
+        stretches = ListStretches(*map, freeze);
         stretchesValid = true;
     }
     if (index < 0 || static_cast<std::size_t>(index) >= stretches.size()) {
@@ -346,11 +352,11 @@ Velocity SpeedParameterImpl::VelocityAt(int index) {
     if (keyframe == VelocityStretch::kFreeze) {
         return {};
     }
-    if (!HasVelocity(map, keyframe)) {
+    if (!HasVelocity(*map, keyframe)) {
         ReportUnsolved("core::SpeedParameterImpl::GetVelocityTimeCurve0", 920);
         return {};
     }
-    return VelocityFrom(map, keyframe, Direction::Forward);
+    return VelocityFrom(*map, keyframe, Direction::Forward);
 }
 
 std::unique_ptr<SpeedParameterImpl> SpeedParameterImpl::RevertSpeedParameter() {
@@ -359,7 +365,7 @@ std::unique_ptr<SpeedParameterImpl> SpeedParameterImpl::RevertSpeedParameter() {
     BringUpToDate();
     auto copy = std::make_unique<SpeedParameterImpl>(*this);
     const RecursiveLock copyLock(copy->mutex);
-    copy->reversed = std::make_shared<SpeedParameterEx>(map, freeze);
+    copy->reversed = std::make_shared<SpeedParameterEx>(*map, freeze);
     copy->reversedValid = true;
     return copy;
 }

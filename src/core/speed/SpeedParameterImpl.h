@@ -23,10 +23,9 @@ namespace core {
 /// `freeze` puts the freezes around it, and `reverse` takes source times from the
 /// source length. The first two know only what they are given; here is what keeps them
 /// up to date:
-///  1. `map` follows from the keyframes and the source length; it is stale while
-///     `renderCurveValid` is false. While `instantsValid` is true, it lacks at most
-///     keyframes that change none of its speeds, so that a row of new freezes is placed
-///     by one map;
+///  1. `map` follows from the keyframes and the source length, and is dropped when
+///     they change. While `mapLacksKeyframes` is true, it lacks keyframes that change
+///     none of its speeds, so that a row of new freezes is placed by one map;
 ///  2. where the freezes start on the render axis follows from the map and the
 ///     freezes; it is stale while `freezesPlaced` is false;
 ///  3. `stretches` and `reversed` follow from both, and have flags of their own;
@@ -71,6 +70,7 @@ public:
     int Desialize(const char* json) override;
 
 protected:
+    void OnEditing() override CORE_REQUIRES(mutex);
     void OnEdited() override CORE_REQUIRES(mutex);
 
 private:
@@ -93,6 +93,7 @@ private:
     void BringMapUpToDate() const CORE_REQUIRES(mutex);
     void BringUpToDate() const CORE_REQUIRES(mutex);
     void RebuildMap() const CORE_REQUIRES(mutex);
+    void MapWasMade() const CORE_REQUIRES(mutex);
     void PublishRenderCurve() const CORE_REQUIRES(mutex);
     Velocity VelocityAt(int index) CORE_REQUIRES(mutex);
 
@@ -100,9 +101,8 @@ private:
     double sourceFPS CORE_GUARDED_BY(mutex) = 25.0;
     std::atomic<int> reverse = 0;
 
-    mutable TimeMap map CORE_GUARDED_BY(mutex);
-    mutable bool renderCurveValid CORE_GUARDED_BY(mutex) = false;
-    mutable bool instantsValid CORE_GUARDED_BY(mutex) = false;
+    mutable std::unique_ptr<const TimeMap> map CORE_GUARDED_BY(mutex);
+    mutable bool mapLacksKeyframes CORE_GUARDED_BY(mutex) = false;
     mutable SpeedParameterFreezeImpl freeze CORE_GUARDED_BY(mutex);
     mutable bool freezesPlaced CORE_GUARDED_BY(mutex) = false;
 

@@ -4,12 +4,13 @@
 // were no freezes and no reverse.
 
 #include "core/curve/area_index.h"
-#include "core/curve/prepared_curve.h"
+#include "core/curve/curve.h"
+#include "core/foundation/shared.h"
 
 #include <core/curve/interpolation.h>
 
 #include <cstddef>
-#include <span>
+#include <memory>
 #include <vector>
 
 namespace core {
@@ -28,22 +29,41 @@ struct SpeedSegment {
     KeyframeInterpolationType type0, type1;
 };
 
-/// Maps times both ways over the keyframes that it was built from.
+/// A block's keyframes on the render axis, and what follows from them. Kept with the
+/// block, so that an edit elsewhere only moves it along the axis.
+struct MapBlock final : BlockExtension {
+    std::vector<SpeedKey> keys;
+    std::vector<double> times;  // those of the keys, close together for the search
+    std::vector<Segment> segments;
+    std::vector<SegmentCurve> curves;
+    std::unique_ptr<BlockAreas> sums;
+    // The length of the segments of speed 0 that start before each key, and behind the
+    // last one, on either axis.
+    std::vector<double> stillSource;
+    std::vector<double> stillRender;
+    double length = 0.0;  // to the first keyframe of the next block
+    // Whether the keyframes are far enough apart, and in order, wherever the block lies.
+    bool canBeMoved = true;
+};
+
+/// Maps times both ways over the keyframes of a curve of speeds, as they were.
 ///
-/// No lock: one thread at a time, also for questions. Every answer for a finite time
-/// is finite or, where speeds and times overflow, infinite: never NaN.
+/// Immutable: any thread may ask. Every answer for a finite time is finite or, where
+/// speeds and times overflow, infinite: never NaN.
 class TimeMap {
 public:
-    /// From finite keyframes in ascending order, no two of them matching, and the
-    /// length of the source. O(n).
-    void Build(std::span<const SpeedKey> keys, double sourceLength);
+    /// Throws `AnyBadAccess` where a value is not a number. O(n / 64) and what the
+    /// blocks take that have changed.
+    TimeMap(Shared<Curve> speeds, double sourceLength);
 
     /// The render time where the last segment ends; 0 without keyframes.
     double RenderLength() const noexcept { return renderLength; }
+    std::size_t SourceCount() const noexcept { return speeds->Count(); }
+    double SourceTime(std::size_t index) const noexcept { return speeds->TimeOf(index); }
     /// The keyframes on the render axis, in ascending order. As many as there are
     /// keyframes, unless some fall on one render time, as negative speeds make them.
-    std::span<const SpeedKey> RenderKeys() const noexcept { return renderKeys; }
-    std::span<const double> SourceTimes() const noexcept { return sourceTimes; }
+    std::size_t RenderCount() const noexcept { return renderCount; }
+    SpeedKey RenderKey(std::size_t index) const noexcept;
 
     /// All O(log n).
     double SourceOfRender(double renderTime) const noexcept;
@@ -69,33 +89,39 @@ public:
     SpeedSegment SegmentFrom(std::size_t index) const noexcept;
 
 private:
+    using Place = AreaIndex::Place;
+
+    void PlaceBlocks();
+    void PlaceAsOne();
+    void Index();
     // Whether keyframes and render keys have the same indices.
-    bool IsOneToOne() const noexcept { return sourceTimes.size() == renderKeys.size(); }
-    CurveView View() const noexcept { return {renderTimes, prepared.segments, prepared.curves}; }
-    std::size_t SegmentAt(double renderTime) const noexcept;
+    bool IsOneToOne() const noexcept { return speeds->Count() == renderCount; }
+    std::size_t IndexOf(Place p) const noexcept {
+        return before[p.block] + static_cast<std::size_t>(p.segment);
+    }
+    const SpeedKey* KeyAt(Place p) const noexcept;
+    std::size_t MatchAt(Place p, double renderTime) const noexcept;
     double TimeOfArea(double area) const noexcept;
-    bool StandsStillFrom(std::size_t index) const noexcept;
+    bool StandsStillFrom(Place p) const noexcept;
     bool FindPoint(double pointTime, double& render) const noexcept;
     double SourceOfPoint(double pointTime) const noexcept;
-    void PlaceOnRenderAxis(std::span<const SpeedKey> keys);
-    void Insert(const SpeedKey& key);
-    void PrepareSegments();
 
-    double sourceLength = 0.0;
+    Shared<Curve> speeds;
+    double sourceLength;
     double renderLength = 0.0;
-    std::vector<double> sourceTimes;
-    std::vector<SpeedKey> renderKeys;
-    std::vector<double> renderTimes;  // those of the keys, close together for the search
-    // The length of the segments of speed 0 that start before keyframe i, at time 0
-    // or later; on either axis.
+    std::size_t renderCount = 0;
+    double lastTime = 0.0;
+    double lastSourceTime = 0.0;
+
+    // Where the blocks of the curve can't be placed one by one, all keyframes are one.
+    std::unique_ptr<MapBlock> whole;
+    std::vector<const MapBlock*> blocks;
+    std::vector<double> offsets;
+    std::vector<std::size_t> before;  // keys in the blocks before each
     std::vector<double> stillSourceBefore;
     std::vector<double> stillRenderBefore;
-    PreparedCurve prepared;
-    AreaIndex areas;
-    std::vector<double> areaUpTo;  // from time 0 to each render key
-    // Where the last render time was found, of the segments between two render keys:
-    // a clip is played in order. It may be any number.
-    mutable std::size_t lastSegment = 0;
+    std::unique_ptr<AreaIndex> areas;
+    double areaToZero = 0.0;  // from the first key to time 0
 };
 
 }  // namespace core

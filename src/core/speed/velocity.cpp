@@ -72,9 +72,9 @@ bool IsNear(double a, double b) noexcept {
 std::vector<VelocityStretch> ListStretches(const TimeMap& map,
                                            const SpeedParameterFreezeImpl& freezes) {
     std::vector<VelocityStretch> all;
-    const auto times = map.SourceTimes();
-    for (std::size_t i = 0; i < times.size(); ++i) {
-        all.push_back({times[i] + freezes.AtSource(times[i]).shift, static_cast<int>(i)});
+    for (std::size_t i = 0; i < map.SourceCount(); ++i) {
+        const double time = map.SourceTime(i);
+        all.push_back({time + freezes.AtSource(time).shift, static_cast<int>(i)});
     }
     for (const FreezeFrame& freeze : freezes.Frames()) {
         const int keyframe = map.KeyframeAt(freeze.sourceTime);
@@ -98,7 +98,7 @@ std::vector<VelocityStretch> ListStretches(const TimeMap& map,
 }
 
 bool HasVelocity(const TimeMap& map, int keyframe) noexcept {
-    const std::size_t count = std::min(map.RenderKeys().size(), map.SourceTimes().size());
+    const std::size_t count = std::min(map.RenderCount(), map.SourceCount());
     return keyframe >= 0 && static_cast<std::size_t>(keyframe) + 1 < count;
 }
 

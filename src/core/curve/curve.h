@@ -1,0 +1,236 @@
+#pragma once
+
+// A curve as a value: keyframes, settings, and what follows from them.
+//
+// The keyframes lie in blocks of neighbours. Curves that were copied from each other
+// share the blocks that neither has changed since; a block that is shared is never
+// changed, and neither is a curve that is. What follows from a block's keyframes is a
+// member of the block, what follows from all of them a member of the curve: made when it
+// is first asked for, by any thread, and dropped by an edit of just those keyframes.
+//
+// An edit first takes what may fail for want of memory, and changes nothing that is seen
+// until it has it.
+
+#include "core/curve/area_index.h"
+#include "core/curve/handles.h"
+#include "core/curve/loaded_handles.h"
+#include "core/curve/parameter_text.h"
+#include "core/curve/segment.h"
+#include "core/curve/sorted_times.h"
+#include "core/foundation/shared.h"
+
+#include <core/curve/time_unit.h>
+#include <core/curve/time_value_pair.h>
+#include <core/curve/val_any.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace core {
+
+/// The segments of a block, one from each keyframe to the next one of the curve, and
+/// behind them one that holds no time.
+struct PreparedBlock {
+    std::vector<Segment> segments;
+    /// One per segment, or none at all while no segment has needed one.
+    std::unique_ptr<SegmentCurve[]> curves;
+};
+
+/// What a curve's user keeps with a block that follows from its keyframes, one before
+/// and two behind them.
+class BlockExtension {
+public:
+    virtual ~BlockExtension() = default;
+};
+
+/// Keyframes that follow each other in a curve.
+struct CurveBlock : Counted {
+    /// Small enough to be moved and prepared as a whole within an edit, large enough
+    /// that the rows over the blocks stay short.
+    static constexpr std::size_t kMost = 64;
+
+    std::vector<double> times;  // those of the keyframes, close together for the search
+    std::vector<TimeValuePair> keyframes;
+    std::vector<HandSet> handSets;
+
+    Lazy<PreparedBlock> prepared;
+    Lazy<BlockAreas> areas;
+    Lazy<BlockExtension> extension;
+
+    void Reserve(std::size_t count);
+    void ForgetDerived() noexcept;
+};
+
+class Curve : public Counted {
+public:
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+    Curve() = default;
+    /// With keyframes that are in time order, no two of them matching.
+    Curve(ParameterSettings settings, ValAny constant, std::vector<TimeValuePair> keyframes,
+          const LoadedHandles& handles);
+    /// Shares the blocks. O(n / 64).
+    Curve(const Curve& other) = default;
+
+    // Settings
+
+    const ParameterSettings& Settings() const noexcept { return settings; }
+    ParameterTypeEnum Type() const noexcept { return settings.type; }
+    const ValAny& Constant() const noexcept { return constant; }
+    double Ratio() const noexcept { return sampling.ratio; }
+    double IntegerRatio() const noexcept { return sampling.integerRatio; }
+    /// A type that differs changes every segment. Takes memory.
+    void SetType(ParameterTypeEnum type);
+    void SetRange(ValAny& min, ValAny& max) noexcept;
+    void SetRatio(ValAny& ratio) noexcept;
+
+    // Keyframes, by their indices
+
+    std::size_t Count() const noexcept { return count; }
+    const TimeValuePair& operator[](std::size_t index) const noexcept {
+        const Place place = PlaceOf(index);
+        return slots[place.block].block->keyframes[place.offset];
+    }
+    double TimeOf(std::size_t index) const noexcept {
+        const Place place = PlaceOf(index);
+        return slots[place.block].block->times[place.offset];
+    }
+    /// Copies of all.
+    std::vector<TimeValuePair> Keyframes() const;
+    /// The number of keyframes at or before `t`, which is the index of the first
+    /// one after it. NaN lies behind all keyframes. O(log n).
+    std::size_t UpperBound(double t) const noexcept;
+    /// The index of the keyframe that matches `t`, the nearest one should two do so,
+    /// or kNone.
+    std::size_t Find(double t) const noexcept;
+    /// The keyframes that match `t`: indices `first` up to before `last`. Where none
+    /// does, `first` is the place for a new one.
+    struct Range {
+        std::size_t first;
+        std::size_t last;
+    };
+    Range MatchesOf(double t) const noexcept;
+
+    // Keyframes, by blocks
+
+    std::size_t BlockCount() const noexcept { return slots.size(); }
+    const CurveBlock& BlockAt(std::size_t block) const noexcept { return *slots[block].block; }
+
+    // Edits, of indices that are there. Automatic handles around them follow. One that throws
+    // for want of memory has changed nothing.
+
+    /// Whether `Add` makes a motion path maintain its handles.
+    enum class PathHandles { AsTheyAre, Maintained };
+    /// Inserts a keyframe, or replaces those that match it; the answer is its index. Its
+    /// handles become automatic; a path that does not maintain them keeps their numbers.
+    std::size_t Add(TimeValuePair keyframe, PathHandles paths);
+    /// Removes the keyframes from `first` up to before `last`.
+    void Remove(std::size_t first, std::size_t last);
+    void Clear() noexcept;
+    void SetValue(std::size_t index, ValAny value);
+    /// Whether no other keyframe matches `time`, which is finite.
+    bool CanMove(std::size_t index, double time) const noexcept;
+    void Move(std::size_t index, double time);
+    /// Either may be null, and stays then.
+    void SetHandles(std::size_t index, const Pointd* left, const Pointd* right);
+
+    // Samples, of curves with two keyframes or more
+
+    /// The segment that holds `t`; NaN belongs to the last one. O(log n), and what it
+    /// takes to prepare the block.
+    const Segment& SegmentAt(double t) const;
+    /// What a double parameter answers, for a segment of shape `Cubic`.
+    bool IsPlainDouble() const noexcept { return sampling.isPlainDouble; }
+    // Above the maximum first, then below the minimum: the order counts where a
+    // caller has set them the wrong way round.
+    double Clamped(double value) const noexcept {
+        if (sampling.clamp != Sampling::Clamp::Double) {
+            return value;
+        }
+        return value > sampling.max ? sampling.max : value < sampling.min ? sampling.min : value;
+    }
+    ValAny Sample(const Segment& segment, double t, bool clampToRange) const;
+
+    // Areas: as `IKeyFrame` has them, for any number of keyframes
+
+    double Area(double from, double to) const;
+    double SolveArea(double start, double area) const;
+
+    const std::string& Digest() const;
+    /// The whole text.
+    std::string Text() const;
+
+private:
+    // The settings as sampling wants them.
+    struct Sampling {
+        double ratio = 1.0;
+        double integerRatio = 1.0;
+        // A double parameter whose ratio is 1.
+        bool isPlainDouble = true;
+        enum class Clamp : std::uint8_t { None, Double, Int, Bool } clamp = Clamp::None;
+        double min = 0.0;
+        double max = 0.0;
+    };
+    struct Slot {
+        std::size_t before;  // keyframes in the blocks before this one
+        Shared<CurveBlock> block;
+    };
+
+    struct Place {
+        std::size_t block;
+        std::size_t offset;
+    };
+    Place PlaceOf(std::size_t index) const noexcept;
+
+    // The parts of an edit. It begins by dropping what follows from the curve as a whole
+    // and by making the blocks around it this curve's own: those of the keyframes from
+    // `first` to `last` and of four on either side.
+    void BeginEdit() noexcept;
+    void OwnAround(std::size_t first, std::size_t last);
+    // Room for a keyframe before the one with this index, in a block that is owned.
+    Place PlaceForOneMore(std::size_t index);
+    void Insert(Place place, TimeValuePair keyframe, HandSet sides) noexcept;
+    void Erase(std::size_t first, std::size_t last) noexcept;
+    // By one whose time keeps the order.
+    void Replace(std::size_t index, TimeValuePair keyframe, HandSet sides) noexcept;
+    Pointd AutomaticHandle(Place place, Side side) const;
+    void WriteHandle(Place place, Side side, Pointd handle, bool isHandSet) noexcept;
+    void Follow(std::size_t index);
+    // It ends by dropping what follows from the keyframes from `first` to `last`, the
+    // handles of their neighbours included.
+    void Touch(std::size_t first, std::size_t last) noexcept;
+    void InsertBlock(std::size_t place, Shared<CurveBlock> block);
+    void CountFrom(std::size_t block) noexcept;
+    void UpdateSampling() noexcept;
+    const PreparedBlock& PreparedOf(std::size_t block) const;
+    const TimeValuePair* Following(std::size_t block, std::size_t offset) const noexcept;
+    bool PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& into,
+                    bool mayAllocate) const;
+    Segment OuterSegment(const TimeValuePair& keyframe, double from, double to) const;
+    ValAny Finish(double value, bool clampToRange) const;
+    const AreaIndex& Areas() const;
+    double AreaRatio() const noexcept { return count > 1 ? sampling.ratio : 1.0; }
+
+    ParameterSettings settings;
+    ValAny constant;
+    // Set by AddPointEx: handles of a point parameter are maintained too.
+    bool maintainsPathHandles = false;
+    Sampling sampling;  // follows from the settings
+
+    std::size_t count = 0;
+    std::vector<double> starts;  // the first time of each block
+    std::vector<Slot> slots;
+
+    // The segment before the first keyframe, and one that holds no time.
+    Lazy<std::array<Segment, 2>> before;
+    Lazy<AreaIndex> areas;
+    Lazy<Curve> asNumbers;  // for areas of a parameter whose samples are no numbers
+    Lazy<std::string> digest;
+};
+
+}  // namespace core

@@ -1,0 +1,311 @@
+#include "core/curve/curve.h"
+
+#include "core/curve/numbers.h"
+#include "core/foundation/report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+// A sample, in the order in which it is taken: find the segment, prepare its block where
+// an edit has dropped it, evaluate its shape, and turn the number into what the
+// parameter's type answers.
+
+namespace core {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+bool IsPointValue(const ValAny& value) noexcept {
+    return value.Kind() == ValAny::kPoint;
+}
+
+bool IsStoredAsItIs(ParameterTypeEnum type) noexcept {
+    return type == ParameterBool || type == ParameterString;
+}
+
+Segment SegmentOfShape(Segment::Shape shape, double from, double to) noexcept {
+    Segment segment;
+    segment.from = from;
+    segment.to = to;
+    segment.shape = shape;
+    return segment;
+}
+
+Segment StoredSegment(const ValAny& value, double from, double to) noexcept {
+    Segment segment = SegmentOfShape(Segment::Shape::Stored, from, to);
+    segment.stored = &value;
+    return segment;
+}
+
+}  // namespace
+
+// Settings
+
+void Curve::UpdateSampling() noexcept {
+    sampling = Sampling{};
+    if (settings.baseRatio.IsNumber()) {
+        sampling.ratio = settings.baseRatio.AsDouble();
+        sampling.integerRatio = settings.baseRatio.AsInt();
+    }
+    sampling.isPlainDouble = settings.type == ParameterDouble && sampling.ratio == 1.0;
+    if (settings.HasNoRange()) {
+        return;
+    }
+    const ValAny& min = settings.minVal;
+    const ValAny& max = settings.maxVal;
+    if (settings.type == ParameterBool) {
+        if (min.Kind() == ValAny::kBool && max.Kind() == ValAny::kBool) {
+            sampling.clamp = Sampling::Clamp::Bool;
+            sampling.min = min.AsBool() ? 1.0 : 0.0;
+            sampling.max = max.AsBool() ? 1.0 : 0.0;
+        }
+    } else if (min.IsNumber() && max.IsNumber()) {
+        if (settings.type == ParameterInt) {
+            sampling.clamp = Sampling::Clamp::Int;
+            sampling.min = min.AsInt();
+            sampling.max = max.AsInt();
+        } else if (settings.type == ParameterDouble) {
+            sampling.clamp = Sampling::Clamp::Double;
+            sampling.min = min.AsDouble();
+            sampling.max = max.AsDouble();
+        }
+    }
+}
+
+void Curve::SetType(ParameterTypeEnum type) {
+    BeginEdit();
+    for (Slot& slot : slots) {
+        slot.block.Own().ForgetDerived();
+    }
+    const bool hadNoRange = settings.HasNoRange();
+    settings.type = type;
+    if (hadNoRange) {
+        settings.ResetRange();
+    }
+    UpdateSampling();
+}
+
+void Curve::SetRange(ValAny& min, ValAny& max) noexcept {
+    BeginEdit();
+    std::swap(settings.minVal, min);
+    std::swap(settings.maxVal, max);
+    UpdateSampling();
+}
+
+void Curve::SetRatio(ValAny& ratio) noexcept {
+    BeginEdit();
+    std::swap(settings.baseRatio, ratio);
+    UpdateSampling();
+}
+
+// Segments
+
+// Before the first and after the last keyframe.
+Segment Curve::OuterSegment(const TimeValuePair& keyframe, double from, double to) const {
+    const ValAny& value = keyframe.PeekValue();
+    double number = 0.0;
+    if (IsStoredAsItIs(settings.type) || (settings.type == ParameterPoint && IsPointValue(value))) {
+        return StoredSegment(value, from, to);
+    }
+    return ReadNumber(value, number) ? ConstantSegment(from, to, number)
+                                     : SegmentOfShape(Segment::Shape::NotNumeric, from, to);
+}
+
+const TimeValuePair* Curve::Following(std::size_t block, std::size_t offset) const noexcept {
+    const std::vector<TimeValuePair>& keyframes = slots[block].block->keyframes;
+    if (offset + 1 < keyframes.size()) {
+        return &keyframes[offset + 1];
+    }
+    return block + 1 < slots.size() ? &slots[block + 1].block->keyframes.front() : nullptr;
+}
+
+// Prepares the segment that starts at a keyframe. False, changing nothing, where it would
+// take memory that must not be taken.
+bool Curve::PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& into,
+                       bool mayAllocate) const {
+    const TimeValuePair& start = slots[block].block->keyframes[offset];
+    const TimeValuePair* end = Following(block, offset);
+    const double from = start.GetTime();
+    const double to = end != nullptr ? end->GetTime() : kInfinity;
+    SegmentCurve curve{};
+    SegmentEnds ends{};
+    Segment segment;
+    if (end == nullptr) {
+        segment = OuterSegment(start, from, to);
+    } else if (IsStoredAsItIs(settings.type)) {
+        segment = StoredSegment(start.PeekValue(), from, to);
+    } else if (settings.type == ParameterPoint && IsPointValue(start.PeekValue()) &&
+               IsPointValue(end->PeekValue())) {
+        segment = PreparePath(from, to, PathControlPoints(start, *end), curve);
+    } else if (ReadEnds(start, *end, settings.type == ParameterPoint, ends)) {
+        segment = PrepareSegment(ends, curve);
+    } else {
+        segment = SegmentOfShape(Segment::Shape::NotNumeric, from, to);
+    }
+    if (segment.HasCurve()) {
+        if (into.curves == nullptr) {
+            if (!mayAllocate) {
+                return false;
+            }
+            into.curves = std::make_unique<SegmentCurve[]>(slots[block].block->times.size());
+        }
+        into.curves[offset] = curve;
+        segment.curve = &into.curves[offset];
+    }
+    into.segments[offset] = segment;
+    return true;
+}
+
+const PreparedBlock& Curve::PreparedOf(std::size_t block) const {
+    return slots[block].block->prepared.Get([&] {
+        auto made = std::make_unique<PreparedBlock>();
+        const std::size_t size = slots[block].block->times.size();
+        made->segments.resize(size + 1);
+        for (std::size_t i = 0; i < size; ++i) {
+            PrepareOne(block, i, *made, true);
+        }
+        return made;
+    });
+}
+
+const Segment& Curve::SegmentAt(double t) const {
+    const std::size_t behind = core::UpperBound(starts, t);
+    if (behind == 0) {
+        return before
+            .Get([&] {
+                const TimeValuePair& first = slots.front().block->keyframes.front();
+                auto made = std::make_unique<std::array<Segment, 2>>();
+                made->front() = OuterSegment(first, -kInfinity, first.GetTime());
+                return made;
+            })
+            .front();
+    }
+    const CurveBlock& block = *slots[behind - 1].block;
+    const PreparedBlock* prepared = block.prepared.Peek();
+    return (prepared != nullptr ? *prepared : PreparedOf(behind - 1))
+        .segments[core::UpperBound(block.times, t) - 1];
+}
+
+// Samples
+
+ValAny Curve::Sample(const Segment& segment, double t, bool clampToRange) const {
+    switch (segment.shape) {
+        case Segment::Shape::NotNumeric:
+            throw AnyBadAccess();
+        case Segment::Shape::Path: {
+            const double u = segment.Progress(t);
+            return Pointd{segment.curve->bezier.X(u), segment.curve->bezier.Y(u)};
+        }
+        case Segment::Shape::Stored:
+            break;
+        default:
+            return Finish(SampleSegment(segment, t), clampToRange);
+    }
+    const ValAny& value = *segment.stored;
+    if (clampToRange && sampling.clamp == Sampling::Clamp::Bool && value.Kind() == ValAny::kBool) {
+        const double number = value.AsBool() ? 1.0 : 0.0;
+        return number > sampling.max   ? sampling.max > 0.0
+               : number < sampling.min ? sampling.min > 0.0
+                                       : value.AsBool();
+    }
+    return value;
+}
+
+ValAny Curve::Finish(double value, bool clampToRange) const {
+    if (settings.type == ParameterDouble) {
+        const double result = value * sampling.ratio;
+        return clampToRange ? Clamped(result) : result;
+    }
+    if (settings.type == ParameterInt) {
+        const int result = TruncateToInt(value * sampling.integerRatio);
+        if (clampToRange && sampling.clamp == Sampling::Clamp::Int) {
+            return result > sampling.max   ? static_cast<int>(sampling.max)
+                   : result < sampling.min ? static_cast<int>(sampling.min)
+                                           : result;
+        }
+        return result;
+    }
+    return value;
+}
+
+// Areas
+
+const AreaIndex& Curve::Areas() const {
+    if (IsStoredAsItIs(settings.type) || settings.type == ParameterPoint) {
+        return asNumbers
+            .Get([&] {
+                auto numbers = std::make_unique<Curve>(*this);
+                numbers->SetType(ParameterDouble);
+                return numbers;
+            })
+            .Areas();
+    }
+    return areas.Get([&] {
+        std::vector<AreaIndex::Block> rows;
+        rows.reserve(slots.size());
+        for (std::size_t i = 0; i < slots.size(); ++i) {
+            const CurveBlock& block = *slots[i].block;
+            // Without what lies behind the last keyframe and behind the block.
+            const std::size_t inner = block.times.size() - (i + 1 < slots.size() ? 0 : 1);
+            const std::span<const Segment> segments(PreparedOf(i).segments.data(), inner);
+            const BlockAreas& sums = block.areas.Get([&] {
+                for (const Segment& segment : segments) {
+                    if (segment.shape == Segment::Shape::NotNumeric) {
+                        throw AnyBadAccess();
+                    }
+                }
+                return std::make_unique<BlockAreas>(segments);
+            });
+            rows.push_back({block.times, segments, &sums, 0.0});
+        }
+        double valueBefore = 0.0;
+        double valueAfter = 0.0;
+        if (!ReadNumber((*this)[0].PeekValue(), valueBefore) ||
+            !ReadNumber((*this)[count - 1].PeekValue(), valueAfter)) {
+            throw AnyBadAccess();
+        }
+        return std::make_unique<AreaIndex>(std::move(rows), valueBefore, valueAfter);
+    });
+}
+
+// A single keyframe's value is sampled as it is stored, without the ratio.
+double Curve::Area(double from, double to) const {
+    return count == 0 || !std::isfinite(from) || !std::isfinite(to)
+               ? 0.0
+               : Areas().Area(from, to) * AreaRatio();
+}
+
+double Curve::SolveArea(double start, double area) const {
+    constexpr const char* kFunction = "core::BigParameterImpl::SolveTimeBaseArea";
+    if (count == 0 || !std::isfinite(start) || !std::isfinite(area)) {
+        if (std::fabs(area) < kNegligible) {
+            return start;
+        }
+        ReportUnsolved(kFunction, 2228);
+        return count == 0 ? start : TimeOf(count - 1);
+    }
+    double time = 0.0;
+    if (!Areas().Solve(start, area, AreaRatio(), time)) {
+        ReportUnsolved(kFunction, 2247);
+        time = TimeOf(count - 1);
+    }
+    return time;
+}
+
+// Texts
+
+std::string Curve::Text() const {
+    std::string text;
+    std::string made = WriteParameter(settings, Keyframes(), text);
+    digest.Get([&] { return std::make_unique<std::string>(std::move(made)); });
+    return text;
+}
+
+const std::string& Curve::Digest() const {
+    return digest.Get(
+        [&] { return std::make_unique<std::string>(DigestOf(settings.type, Keyframes())); });
+}
+
+}  // namespace core
