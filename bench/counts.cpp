@@ -123,6 +123,21 @@ void AddInstructions(Suite& suite, const std::string& self) {
                            .goal = listeners == 100 ? 0.1 : 0.0});
         }
     }
+    const auto beside = [&](const std::string& what, const std::string& ours,
+                            const std::string& theirs, const std::string& of, double goal) {
+        suite.Compare(
+            {.name = Name("instructions", what, 100),
+             .what = what,
+             .n = 100,
+             .unit = "instructions",
+             .measure =
+                 [=] {
+                     return Figures{PerItem(messages, ours, 100), PerItem(messages, theirs, 100)};
+                 },
+             .of = of,
+             .goal = goal});
+    };
+    beside("event, EventBus as a loop", "events", "loop", "a loop over a snapshot", 1.2);
 }
 
 }  // namespace bench

@@ -10,9 +10,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -90,6 +94,46 @@ std::int64_t AsyncEvents(int listeners, int count) {
     return sum;
 }
 
+/// What a caller would write: functions in a list that is held while it is walked.
+class SnapshotLoop {
+public:
+    using Function = std::function<void(const Moved&)>;
+
+    void Listen(Function function) {
+        const std::lock_guard lock(mutex);
+        auto next = std::make_shared<std::vector<Function>>(*functions);
+        next->push_back(std::move(function));
+        functions = std::move(next);
+    }
+    void Post(const Moved& event) {
+        std::shared_ptr<const std::vector<Function>> held;
+        {
+            const std::lock_guard lock(mutex);
+            held = functions;
+        }
+        for (const Function& function : *held) {
+            function(event);
+        }
+    }
+
+private:
+    std::mutex mutex;
+    std::shared_ptr<const std::vector<Function>> functions =
+        std::make_shared<std::vector<Function>>();
+};
+
+std::int64_t Loops(int listeners, int count) {
+    SnapshotLoop loop;
+    std::int64_t sum = 0;
+    for (int i = 0; i < listeners; ++i) {
+        loop.Listen([&sum](const Moved& event) { sum += event.by; });
+    }
+    for (int i = 0; i < count; ++i) {
+        loop.Post(Moved{1});
+    }
+    return sum;
+}
+
 std::int64_t Signals(int listeners, int count) {
     boost::signals2::signal<void(const Moved&)> signal;
     std::int64_t sum = 0;
@@ -106,7 +150,9 @@ std::int64_t Signals(int listeners, int count) {
 
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::fprintf(stderr, "usage: %s messages|events|async|signals2 LISTENERS COUNT\n", argv[0]);
+        std::fprintf(stderr,
+                     "usage: %s messages|events|async|loop|signals2 LISTENERS COUNT\n",
+                     argv[0]);
         return 2;
     }
     const SecondThread second;
@@ -116,6 +162,7 @@ int main(int argc, char** argv) {
     const std::int64_t sum = what == "messages" ? Messages(count)
                              : what == "events" ? Events(listeners, count)
                              : what == "async"  ? AsyncEvents(listeners, count)
+                             : what == "loop"   ? Loops(listeners, count)
                                                 : Signals(listeners, count);
     std::printf("%lld\n", static_cast<long long>(sum));
     return sum == std::int64_t{count} * (what == "messages" ? 1 : listeners) ? 0 : 1;

@@ -3,7 +3,6 @@
 #include <core/messaging/event_bus.h>
 
 #include <atomic>
-#include <compare>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -97,7 +96,8 @@ private:
         std::string name;   // its own: a module may be gone, and its texts with it
         const void* place;  // the description of a type that is local to a file, or null
 
-        std::strong_ordering operator<=>(const detail::EventType& type) const noexcept;
+        /// Below, at or above 0, as this one's place is before, at or behind the type's.
+        int Compare(const detail::EventType& type) const noexcept;
     };
 
     struct Entry {
