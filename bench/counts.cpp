@@ -138,6 +138,7 @@ void AddInstructions(Suite& suite, const std::string& self) {
              .goal = goal});
     };
     beside("event, EventBus as a loop", "events", "loop", "a loop over a snapshot", 1.2);
+    beside("event, Listening", "owned", "events", "EventBus", 0.0);
 }
 
 }  // namespace bench

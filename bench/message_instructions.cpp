@@ -2,6 +2,7 @@
 // callgrind can count what they execute. See counts.cpp.
 
 #include <core/messaging/event_bus.h>
+#include <core/messaging/listening.h>
 #include <core/messaging/msg_bus.h>
 
 #include <boost/signals2/signal.hpp>
@@ -94,6 +95,20 @@ std::int64_t AsyncEvents(int listeners, int count) {
     return sum;
 }
 
+/// The listeners of one owner that is waited for at its end.
+std::int64_t OwnedEvents(int listeners, int count) {
+    core::EventBus bus;
+    std::int64_t sum = 0;
+    core::Listening<core::EventBus> owned(bus);
+    for (int i = 0; i < listeners; ++i) {
+        owned.listen<Moved>([&sum](const Moved& event) { sum += event.by; });
+    }
+    for (int i = 0; i < count; ++i) {
+        bus.post(Moved{1});
+    }
+    return sum;
+}
+
 /// What a caller would write: functions in a list that is held while it is walked.
 class SnapshotLoop {
 public:
@@ -151,7 +166,7 @@ std::int64_t Signals(int listeners, int count) {
 int main(int argc, char** argv) {
     if (argc != 4) {
         std::fprintf(stderr,
-                     "usage: %s messages|events|async|loop|signals2 LISTENERS COUNT\n",
+                     "usage: %s messages|events|async|owned|loop|signals2 LISTENERS COUNT\n",
                      argv[0]);
         return 2;
     }
@@ -162,6 +177,7 @@ int main(int argc, char** argv) {
     const std::int64_t sum = what == "messages" ? Messages(count)
                              : what == "events" ? Events(listeners, count)
                              : what == "async"  ? AsyncEvents(listeners, count)
+                             : what == "owned"  ? OwnedEvents(listeners, count)
                              : what == "loop"   ? Loops(listeners, count)
                                                 : Signals(listeners, count);
     std::printf("%lld\n", static_cast<long long>(sum));
