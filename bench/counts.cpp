@@ -3,6 +3,7 @@
 
 #include "contests.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
@@ -124,21 +125,23 @@ void AddInstructions(Suite& suite, const std::string& self) {
         }
     }
     const auto beside = [&](const std::string& what, const std::string& ours,
-                            const std::string& theirs, const std::string& of, double goal) {
-        suite.Compare(
-            {.name = Name("instructions", what, 100),
-             .what = what,
-             .n = 100,
-             .unit = "instructions",
-             .measure =
-                 [=] {
-                     return Figures{PerItem(messages, ours, 100), PerItem(messages, theirs, 100)};
-                 },
-             .of = of,
-             .goal = goal});
+                            const std::string& theirs, const std::string& of, int listeners,
+                            double goal) {
+        suite.Compare({.name = Name("instructions", what, listeners),
+                       .what = what,
+                       .n = std::max(listeners, 1),
+                       .unit = "instructions",
+                       .measure =
+                           [=] {
+                               return Figures{PerItem(messages, ours, listeners),
+                                              PerItem(messages, theirs, listeners)};
+                           },
+                       .of = of,
+                       .goal = goal});
     };
-    beside("event, EventBus as a loop", "events", "loop", "a loop over a snapshot", 1.2);
-    beside("event, Listening", "owned", "events", "EventBus", 0.0);
+    beside("event, EventBus as a loop", "events", "loop", "a loop over a snapshot", 100, 1.2);
+    beside("event, Listening", "owned", "events", "EventBus", 100, 0.0);
+    beside("task with a future", "futures", "tasks", "a plain task", 0, 1.5);
 }
 
 }  // namespace bench

@@ -2,8 +2,10 @@
 // callgrind can count what they execute. See counts.cpp.
 
 #include <core/messaging/event_bus.h>
+#include <core/messaging/future.h>
 #include <core/messaging/listening.h>
 #include <core/messaging/msg_bus.h>
+#include <core/messaging/worker.h>
 
 #include <boost/signals2/signal.hpp>
 
@@ -149,6 +151,38 @@ std::int64_t Loops(int listeners, int count) {
     return sum;
 }
 
+class Count final : public core::Task {
+public:
+    explicit Count(std::int64_t& toCount) : count(toCount) {}
+    void Run() override { ++count; }
+
+private:
+    std::int64_t& count;
+};
+
+std::int64_t Tasks(int count) {
+    std::int64_t sum = 0;
+    const std::unique_ptr<core::IWorker> worker(CreateWorker());
+    for (int i = 0; i < count; ++i) {
+        worker->PostTask(new Count(sum));
+    }
+    core::WaitForPosted(*worker);
+    return sum;
+}
+
+std::int64_t Futures(int count) {
+    std::int64_t sum = 0;
+    const std::unique_ptr<core::IWorker> worker(CreateWorker());
+    std::vector<core::Future<std::int64_t>> futures(static_cast<std::size_t>(count));
+    for (core::Future<std::int64_t>& future : futures) {
+        future = core::PostCall(*worker, [] { return std::int64_t{1}; });
+    }
+    for (core::Future<std::int64_t>& future : futures) {
+        sum += future.Get();
+    }
+    return sum;
+}
+
 std::int64_t Signals(int listeners, int count) {
     boost::signals2::signal<void(const Moved&)> signal;
     std::int64_t sum = 0;
@@ -165,21 +199,24 @@ std::int64_t Signals(int listeners, int count) {
 
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::fprintf(stderr,
-                     "usage: %s messages|events|async|owned|loop|signals2 LISTENERS COUNT\n",
-                     argv[0]);
+        std::fprintf(
+            stderr,
+            "usage: %s messages|tasks|futures|events|async|owned|loop|signals2 LISTENERS COUNT\n",
+            argv[0]);
         return 2;
     }
     const SecondThread second;
     const std::string what = argv[1];
     const int listeners = std::atoi(argv[2]);
     const int count = std::atoi(argv[3]);
-    const std::int64_t sum = what == "messages" ? Messages(count)
-                             : what == "events" ? Events(listeners, count)
-                             : what == "async"  ? AsyncEvents(listeners, count)
-                             : what == "owned"  ? OwnedEvents(listeners, count)
-                             : what == "loop"   ? Loops(listeners, count)
-                                                : Signals(listeners, count);
+    const std::int64_t sum = what == "messages"  ? Messages(count)
+                             : what == "tasks"   ? Tasks(count)
+                             : what == "futures" ? Futures(count)
+                             : what == "events"  ? Events(listeners, count)
+                             : what == "async"   ? AsyncEvents(listeners, count)
+                             : what == "owned"   ? OwnedEvents(listeners, count)
+                             : what == "loop"    ? Loops(listeners, count)
+                                                 : Signals(listeners, count);
     std::printf("%lld\n", static_cast<long long>(sum));
-    return sum == std::int64_t{count} * (what == "messages" ? 1 : listeners) ? 0 : 1;
+    return sum == std::int64_t{count} * (listeners == 0 ? 1 : listeners) ? 0 : 1;
 }

@@ -44,6 +44,7 @@
 #include <core/logging/log.h>
 #include <core/logging/pref_trace.h>
 #include <core/messaging/event_bus.h>
+#include <core/messaging/future.h>
 #include <core/messaging/listening.h>
 #include <core/messaging/message.h>
 #include <core/messaging/message_loop.h>

@@ -3,6 +3,7 @@
 
 #include <core/data/json_doc.h>
 #include <core/messaging/event_bus.h>
+#include <core/messaging/future.h>
 #include <core/messaging/message_loop.h>
 #include <core/messaging/msg_bus.h>
 #include <core/messaging/worker.h>
@@ -233,6 +234,25 @@ TEST(WorkersWithoutMemory, ATaskIsTakenOrStaysItsOwners) {
         worker->PostTask(task.release());
         worker.reset();
         EXPECT_EQ("a" + std::string(hasFailed ? 99 : 100, '.') + "b", done) << nth;
+        return hasFailed;
+    });
+}
+
+TEST(WorkersWithoutMemory, ACallIsPostedOrLeavesNothing) {
+    ForEachAllocation([](int nth) {
+        std::unique_ptr<core::IWorker> worker(CreateWorker());
+        const long blocks = faults::LivingBlocks();
+        bool hasFailed = false;
+        {
+            const FailingMemory failing(nth, Shortage::Once);
+            try {
+                core::PostCall(*worker, [] { return 1; }).Get();
+            } catch (const std::bad_alloc&) {
+                hasFailed = true;
+            }
+        }
+        worker.reset();
+        EXPECT_GE(blocks, faults::LivingBlocks()) << nth;
         return hasFailed;
     });
 }

@@ -1,7 +1,9 @@
+#include <core/messaging/future.h>
 #include <core/messaging/worker.h>
 
 #include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
+#include "core/messaging/block_deque.h"
 
 #include <algorithm>
 #include <atomic>
@@ -12,6 +14,7 @@
 #include <new>
 #include <system_error>
 #include <thread>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -19,7 +22,8 @@
 // own thread swaps all of it out as its `batch` and claims from there by an atomic
 // index, so that it meets the posters once per batch and not once per task.
 //
-//  1. The tasks in the batch are older than those in `incoming`.
+//  1. The tasks in the batch are older than those in `incoming`. Urgent ones stand in a
+//     queue of their own, which every taker empties first.
 //  2. Every claim raises `nextInBatch`, so that each task has one taker. The own
 //     thread claims without the mutex, everybody else (a drain, a lent thread) with it.
 //  3. The batch changes under the mutex, by the own thread, once it is used up. So
@@ -85,7 +89,9 @@ thread_local const Inside* Inside::innermost = nullptr;
 
 class TaskQueue {
 public:
-    void Post(Task* task);
+    /// False when it takes none.
+    bool Post(Task* task, TaskOrder order);
+    bool IsServedHere() const noexcept;
     int Count();
     void StopAndDrain();
     /// Takes tasks until the exit flag is set. One thread at a time is the own one.
@@ -114,10 +120,12 @@ private:
     Phase phase CORE_GUARDED_BY(mutex) = Phase::Running;
     int sleepers CORE_GUARDED_BY(mutex) = 0;
     std::vector<Task*> incoming CORE_GUARDED_BY(mutex);
+    BlockDeque<Task*> urgent CORE_GUARDED_BY(mutex);
     /// Tasks at the front of `incoming` that are taken already.
     std::size_t takenOfIncoming CORE_GUARDED_BY(mutex) = 0;
     /// A guess, for those who look without the mutex.
     std::atomic<bool> isIncomingEmpty = true;
+    std::atomic<bool> hasUrgent = false;
 
     // See 2 and 3 above for who touches these, and how.
     std::vector<Task*> batch;
@@ -127,30 +135,42 @@ private:
     bool isLeft = false;
 };
 
-void TaskQueue::Post(Task* task) {
+bool TaskQueue::Post(Task* task, TaskOrder order) {
     const Lock lock(mutex, *this);
     if (phase == Phase::Stopped || (phase == Phase::Draining && !Inside::Is(this))) {
-        return;
+        return false;
     }
-    const bool wasEmpty = incoming.size() == takenOfIncoming;
-    incoming.push_back(task);
+    const bool wasEmpty = incoming.size() == takenOfIncoming && urgent.IsEmpty();
+    if (order == TaskOrder::Urgent) {
+        urgent.PushBack(task);
+        hasUrgent.store(true, std::memory_order_relaxed);
+    } else {
+        incoming.push_back(task);
+    }
     isIncomingEmpty.store(false, std::memory_order_relaxed);
     // Behind another post, the wake-up of the one sleeper is on its way.
     if (sleepers > 1 || (sleepers == 1 && wasEmpty)) {
         wake.NotifyOne();
     }
+    return true;
+}
+
+bool TaskQueue::IsServedHere() const noexcept {
+    return Inside::Is(this);
 }
 
 int TaskQueue::Count() {
     const Lock lock(mutex, *this);
     const std::size_t claimed = std::min(nextInBatch.load(), batch.size());
-    const std::size_t count = batch.size() - claimed + incoming.size() - takenOfIncoming;
+    const std::size_t count =
+        batch.size() - claimed + incoming.size() - takenOfIncoming + urgent.Size();
     return static_cast<int>(
         std::min(count, static_cast<std::size_t>(std::numeric_limits<int>::max())));
 }
 
 bool TaskQueue::IsEmpty() const {
-    return nextInBatch.load() >= batch.size() && incoming.size() == takenOfIncoming;
+    return nextInBatch.load() >= batch.size() && incoming.size() == takenOfIncoming &&
+           urgent.IsEmpty();
 }
 
 Task* TaskQueue::ClaimFromBatch() noexcept {
@@ -162,6 +182,11 @@ Task* TaskQueue::ClaimFromBatch() noexcept {
 }
 
 Task* TaskQueue::Take() {
+    if (!urgent.IsEmpty()) {
+        Task* const task = urgent.PopFront();
+        hasUrgent.store(!urgent.IsEmpty(), std::memory_order_relaxed);
+        return task;
+    }
     if (Task* const task = ClaimFromBatch()) {
         return task;
     }
@@ -220,7 +245,8 @@ Task* TaskQueue::WaitForTask(bool isOwnThread) {
 void TaskQueue::Serve(bool isOwnThread) {
     const Inside inside(this);
     while (!hasExit.load()) {
-        Task* task = isOwnThread ? ClaimFromBatch() : nullptr;
+        const bool mayClaim = isOwnThread && !hasUrgent.load(std::memory_order_relaxed);
+        Task* task = mayClaim ? ClaimFromBatch() : nullptr;
         if (task == nullptr) {
             task = WaitForTask(isOwnThread);
         }
@@ -264,6 +290,7 @@ void TaskQueue::StopAndDrain() {
 void TaskQueue::Abandon() noexcept {
     new (&incoming) std::vector<Task*>;
     new (&batch) std::vector<Task*>;
+    new (&urgent) BlockDeque<Task*>;
     takenOfIncoming = 0;
     nextInBatch.store(0);
     phase = Phase::Stopped;
@@ -295,6 +322,8 @@ public:
     ~Worker() noexcept(false) override;  // NOLINT(bugprone-exception-escape)
 
     void PostTask(Task* task) override;
+    bool PostInOrder(Task* task, TaskOrder order) { return queue->Post(task, order); }
+    bool IsServedHere() const noexcept { return queue->IsServedHere(); }
     int GetTaskCount() override;
     void StopAndDrain() override;
     void ThreadLoop() override;
@@ -334,7 +363,7 @@ Worker::~Worker() noexcept(false) {  // NOLINT(bugprone-exception-escape)
 
 void Worker::PostTask(Task* task) {
     if (task != nullptr) {
-        queue->Post(task);
+        queue->Post(task, TaskOrder::InTurn);
     }
 }
 
@@ -353,6 +382,36 @@ void Worker::ThreadLoop() {
     // A task may delete the worker while this thread serves it.
     const std::shared_ptr<TaskQueue> served = queue;
     served->Serve(false);
+}
+
+namespace {
+
+/// The library's own kind, or null. Not by dynamic_cast, which takes as long as the rest
+/// of a post.
+Worker* OwnKind(IWorker& worker) noexcept {
+    return typeid(worker) == typeid(Worker) ? static_cast<Worker*>(&worker) : nullptr;
+}
+
+}  // namespace
+
+bool PostTask(IWorker& worker, Task* task, TaskOrder order) {
+    if (task == nullptr) {
+        return false;
+    }
+    if (Worker* const own = OwnKind(worker)) {
+        return own->PostInOrder(task, order);
+    }
+    worker.PostTask(task);
+    return true;
+}
+
+void WaitForPosted(IWorker& worker) {
+    const Worker* const own = OwnKind(worker);
+    if (own != nullptr && own->IsServedHere()) {
+        throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur),
+                                "a task waits for its own worker");
+    }
+    PostCall(worker, [] {}).Wait();
 }
 
 }  // namespace core
