@@ -30,7 +30,8 @@ struct Call {
 // A context's arguments are ints.
 void RunCall(unsigned upperHalf, unsigned lowerHalf) noexcept {
     const std::uint64_t address = std::uint64_t{upperHalf} << 32 | lowerHalf;
-    const auto* const call = reinterpret_cast<const Call*>(address);
+    const auto* const call =
+        reinterpret_cast<const Call*>(address);  // NOLINT(performance-no-int-to-ptr)
     call->function(call->argument);
 }
 
