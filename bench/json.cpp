@@ -4,6 +4,8 @@
 #include "json_library.h"
 
 #include <core/data/json_doc.h>
+#include <core/data/json_parse.h>
+#include <core/data/json_write.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -61,6 +63,25 @@ public:
         auto copy = std::make_unique<OurTree>();
         copy->document->Root() = document->Root();
         return copy;
+    }
+    Digest Contents() const override {
+        Digest digest;
+        Add(document->Root(), digest);
+        return digest;
+    }
+};
+
+/// The same with the calls that tell what goes wrong, and lose nothing.
+class OurExactTree final : public TreeOf<core::JsonDoc> {
+public:
+    std::size_t Write() const override { return Text().size(); }
+    std::string Text() const override {
+        std::string text;
+        core::WriteJson(document->Root(), text);
+        return text;
+    }
+    std::unique_ptr<JsonTree> Copy() const override {
+        throw std::logic_error("copied as the other one");
     }
     Digest Contents() const override {
         Digest digest;
@@ -156,6 +177,28 @@ void Compare(Suite& suite, const Work& work, const JsonLibrary& peer, const Docu
     const std::string theirs = Measure(suite, work, peer, document);
     suite.Compare({std::string(work.name) + " " + document.name,
                    static_cast<int>(document.text.size()), ours, theirs, peer.name, goal, floor});
+}
+
+/// What telling and losing nothing cost.
+void CompareExact(Suite& suite, const char* name, const char* beside, const Work& work,
+                  const Document& document, double goal, double floor) {
+    const JsonLibrary exact = {"core, exact", [](const std::string& text) {
+                                   auto tree = std::make_unique<OurExactTree>();
+                                   if (!core::ParseJson(text, tree->document->Root())) {
+                                       throw std::runtime_error("core can't read this");
+                                   }
+                                   return tree;
+                               }};
+    suite.Check(NameOf(work.name, exact, document), 0.0, [=] {
+        Agreement agreement;
+        const std::unique_ptr<JsonTree> tree = OurJson().parse(document.text);
+        tree->Contents().Compare(exact.parse(exact.parse(document.text)->Text())->Contents(),
+                                 agreement);
+        return agreement;
+    });
+    suite.Compare({std::string(name) + " " + document.name, static_cast<int>(document.text.size()),
+                   Measure(suite, work, exact, document), Measure(suite, work, OurJson(), document),
+                   beside, goal, floor});
 }
 
 /// That all libraries read the same, and that what we write reads the same again.
@@ -284,6 +327,8 @@ void AddJson(Suite& suite, const std::vector<Document>& documents, const std::st
         Check(suite, document);
         Compare(suite, kParse, RapidJson(), document, 0.55, 0.80);
         Compare(suite, kWrite, RapidJson(), document, 0.40, 0.70);
+        CompareExact(suite, "ParseJson", "JsonDoc::Parse", kParse, document, 1.05, 1.25);
+        CompareExact(suite, "WriteJson", "JsonDoc::Dump", kWrite, document, 1.1, 2.2);
         Compare(suite, kTextToText, RapidJson(), document, 0.45, 0.70);
         Compare(suite, kDestroy, NlohmannJson(), document, 0.005, 0.02);
         Compare(suite, kCopy, RapidJson(), document, 1.0, 2.0);

@@ -3,6 +3,7 @@
 
 #include <core/data/json_doc.h>
 #include <core/data/json_parse.h>
+#include <core/data/json_write.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -42,6 +43,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     FUZZ_REQUIRE(support::ModelOf(document.Root()) == expected.model);
+
+    // What can be written exactly comes back exactly.
+    const core::JsonWriteOptions anyBytes = {core::JsonLayout::Compact, core::JsonNotFinite::Refuse,
+                                             core::JsonEncoding::AnyBytes};
+    std::string exact;
+    if (core::WriteJson(document.Root(), exact, anyBytes)) {
+        core::JsonValue back;
+        FUZZ_REQUIRE(core::ParseJson(exact, back,
+                                     {core::JsonGrammar::Standard, core::JsonOverflow::Refuse,
+                                      core::JsonEncoding::AnyBytes}));
+        std::string again;
+        FUZZ_REQUIRE(core::WriteJson(back, again, anyBytes) && again == exact);
+    }
 
     // Doubles are rounded when they are written, so the second text is the stable one.
     std::string written;

@@ -30,11 +30,13 @@
 #include <core/data/json_string.h>
 #include <core/data/json_value.h>
 #include <core/data/json_view.h>
+#include <core/data/json_write.h>
 #include <core/data/value_types.h>
 #include <core/export.h>
 #include <core/foundation/file_helpers.h>
 #include <core/foundation/md5.h>
 #include <core/foundation/mem_pool.h>
+#include <core/foundation/save_file.h>
 #include <core/foundation/text_encoding.h>
 #include <core/foundation/tick_time.h>
 #include <core/foundation/time_span.h>

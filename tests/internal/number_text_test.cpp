@@ -9,6 +9,7 @@
 #include <array>
 #include <bit>
 #include <cerrno>
+#include <charconv>
 #include <clocale>
 #include <cmath>
 #include <limits>
@@ -54,6 +55,47 @@ TEST(NumberText, WritesEveryPowerAndItsNeighbours) {
     }
     for (int e = -30; e <= 308; ++e) {
         check(std::pow(10, e));
+    }
+}
+
+TEST(NumberText, WritesTheShortestThatIsReadBack) {
+    // The standard library's digits: those that count, without point and exponent.
+    const auto digitsOf = [](const std::string& text) {
+        std::string digits;
+        for (const char c : text.substr(0, text.find('e'))) {
+            digits +=
+                c != '.' && c != '-' && (c != '0' || !digits.empty()) ? std::string(1, c) : "";
+        }
+        return digits.substr(0, digits.find_last_not_of('0') + 1);
+    };
+    const auto check = [&](double number) {
+        if (!std::isfinite(number)) {
+            return;
+        }
+        std::array<char, kNumberRoom + 8> room;
+        room.fill('#');
+        const std::string written(room.data(), WriteShortest(number, room.data()));
+        ASSERT_EQ("########", std::string(room.data() + kNumberRoom, 8));
+        std::array<char, 32> theirs;
+        const char* const end =
+            std::to_chars(theirs.data(), theirs.data() + 32, number, std::chars_format::scientific)
+                .ptr;
+        ASSERT_EQ(digitsOf(std::string(theirs.data(), end)), digitsOf(written));
+        const NumberReading read = ReadNumber(written.c_str(), written.c_str());
+        ASSERT_EQ(written.c_str() + written.size(), read.end);
+        ASSERT_EQ(NumberKind::Double, read.kind) << written;
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(number), read.bits) << written;
+    };
+    Dice dice(3);
+    for (int i = support::Rounds(200'000, 10'000'000); i > 0; --i) {
+        check(support::RandomDouble(dice));
+        check(std::bit_cast<double>(dice.Bits()));
+    }
+    for (int e = -1074; e < 1024; ++e) {
+        const double power = std::ldexp(1, e);
+        check(power);
+        check(std::nextafter(power, 0));
+        check(-std::nextafter(power, 1e308));
     }
 }
 

@@ -234,9 +234,9 @@ TEST(InspectErrors, NameTheFileInOneLineAndEndWith2) {
          folder.Path("no/such") + ": cannot be opened for writing"},
         {{"convert", good, folder.Path()}, folder.Path() + ": is a directory"},
         {{"convert", folder.Write("nan", "\xCB\x7F\xF8\x01\x01\x01\x01\x01\x01"), "-"},
-         folder.Path("nan") + ": holds a number that is not finite"},
+         folder.Path("nan") + ": a number that is not finite"},
         {{"convert", folder.Write("deep", std::string(82, '\x91') + '\x05'), "-"},
-         folder.Path("deep") + ": its JSON could not be read again: nested deeper than 81 levels"},
+         folder.Path("deep") + ": /0/0/0"},
     };
     for (const auto& c : cases) {
         const Outcome outcome = Inspect(c.arguments);
@@ -520,10 +520,8 @@ TEST(InspectConvert, KeepsEverythingAndReplacesTheFileOnlyWhenAllIsWritten) {
     const std::string file = folder.Write("b", "[1.5,{\"x\": null}]");
     EXPECT_EQ(Inspect({"convert", file, file}).err, "");
     EXPECT_EQ(folder.Read("b"), "[\n  1.5,\n  {\n    \"x\": null\n  }\n]\n");
-    // Digits that the writer has no room for are told of.
-    const Outcome outcome = Inspect({"convert", "-", "-", "--to", "compact"}, "[0.123456789, 0.5]");
-    EXPECT_EQ(outcome.out, "[0.12345679,0.5]\n");
-    EXPECT_THAT(outcome.err, HasSubstr("standard input: 1 number rounded"));
+    const std::string digits = "[0.123456789,0.1,5e-324]\n";
+    EXPECT_EQ(Inspect({"convert", "-", "-", "--to", "compact"}, digits).out, digits);
     // Neither a failed reading nor a failed writing touches what is there.
     folder.Write("b", "{");
     EXPECT_EQ(Inspect({"convert", file, file}).status, 2);

@@ -1,5 +1,7 @@
 #include "inspect/console.h"
 
+#include <core/foundation/save_file.h>
+
 #include "support/number_text.h"
 
 #include <algorithm>
@@ -148,38 +150,13 @@ void WriteOutput(const std::string& file, std::string_view bytes, const Console&
         WriteStream(console.out, name, bytes);
         return;
     }
-    fs::path path = PathOf(file);
+    const fs::path path = PathOf(file);
     std::error_code error;
-    const fs::file_status status = fs::status(path, error);
-    if (fs::is_directory(status)) {
-        throw Failure(name, "is a directory");
-    }
-    const bool exists = fs::exists(status);
-    if (exists && !fs::is_regular_file(status)) {
+    if (const fs::file_status status = fs::status(path, error);
+        fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status)) {
         WriteFile(path, name, bytes);  // a device or a pipe, which nothing can replace
-        return;
-    }
-    if (exists) {
-        const fs::path real = fs::canonical(path, error);
-        path = error ? path : real;  // what a link leads to, not the link
-    }
-    fs::path part = path;
-    part += ".part";
-    while (fs::exists(fs::symlink_status(part, error))) {
-        part += "~";
-    }
-    try {
-        WriteFile(part, name, bytes);
-        if (exists) {
-            fs::permissions(part, status.permissions(), error);
-        }
-        fs::rename(part, path, error);
-        if (error) {
-            throw Failure(name, "cannot be written");
-        }
-    } catch (...) {
-        fs::remove(part, error);
-        throw;
+    } else if (const core::SaveResult result = core::SaveFile(file, bytes); !result) {
+        throw Failure(name, result.reason);
     }
 }
 

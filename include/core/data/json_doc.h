@@ -61,7 +61,8 @@ public:
     int PrettyDump(std::string& out) const;
     /// Writes the text to a file, opened in text mode under the path as it is, and emptied
     /// first. -1 when the root is empty, negative on a write error, not negative when
-    /// written; 0 also when the file can't be opened.
+    /// written; 0 also when the file can't be opened. `SaveJson` tells, and loses neither
+    /// digits nor the old file.
     int DumpFile(const char* path) const;
     int PrettyDumpFile(const char* path) const;
 

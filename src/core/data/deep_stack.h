@@ -13,6 +13,7 @@ template <class Frame, std::size_t kInPlace = 32>
 class DeepStack {
 public:
     bool IsEmpty() const noexcept { return count == 0; }
+    std::size_t Size() const noexcept { return count; }
     void Push(const Frame& frame) {
         if (count < kInPlace) {
             inPlace[count] = frame;

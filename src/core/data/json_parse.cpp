@@ -3,6 +3,7 @@
 #include "core/data/json_parser.h"
 #include "core/data/number_reader.h"
 #include "core/data/text_file.h"
+#include "core/foundation/system_error_text.h"
 
 #include <core/data/json_value.h>
 
@@ -12,7 +13,6 @@
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace core {
@@ -195,9 +195,7 @@ JsonParseResult ParseJsonFile(const std::string& path, JsonValue& out,
     platform::SystemError error = 0;
     switch (detail::ReadTextFile(path, std::uint64_t{detail::kMaxJsonLength}, text, error)) {
         case detail::FileFault::System:
-            return {0, 0, 0,
-                    "can't be read: " +
-                        std::error_code(static_cast<int>(error), std::system_category()).message()};
+            return {0, 0, 0, "can't be read: " + SystemErrorText(error)};
         case detail::FileFault::TooLarge:
             return {0, 0, 0, "longer than 2147483647 bytes"};
         case detail::FileFault::None:

@@ -7,16 +7,21 @@
 //
 // There is room for a line, as `MakeRoom` has it, wherever a value may start.
 
+#include "core/data/json_writer.h"
+
 #include "core/data/deep_stack.h"
 #include "core/data/escapes.h"
 #include "core/data/json_nodes.h"
+#include "core/data/json_parser.h"
 #include "core/data/number_writer.h"
 #include "core/data/text_scan.h"
+#include "core/data/utf8.h"
 
 #include <core/data/json_doc.h>
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -29,6 +34,7 @@ namespace {
 
 using detail::DeepStack;
 using detail::JsonNodes;
+using detail::JsonTraits;
 using detail::TextBlock;
 
 constexpr int kIndentStep = 2;
@@ -39,10 +45,14 @@ int ChildIndent(int indent) noexcept {
     return indent < kMaxIndent - kIndentStep ? indent + kIndentStep : kMaxIndent;
 }
 
-template <bool kIsPretty>
+/// `kIsExact`: numbers that come back as they are, and a note of what no parser takes.
+template <bool kIsPretty, bool kIsExact = false>
 class Writer {
 public:
     explicit Writer(std::string& text) noexcept : out(text) {}
+
+    /// What was met so far.
+    JsonTraits Traits() const noexcept { return traits; }
 
     void WriteValue(const JsonValue& value, int indent) { WriteValue(value, indent, Start()); }
     void WriteArray(const JsonArray& array, int indent) {
@@ -155,7 +165,7 @@ private:
             case JsonValue::kUnsigned:
                 return WriteNumber(JsonNodes::Unsigned(value), to);
             case JsonValue::kDouble:
-                return WriteNumber(JsonNodes::Double(value), to);
+                return WriteDouble(JsonNodes::Double(value), to);
             case JsonValue::kString:
                 return Append("\"", WriteText(JsonNodes::String(value), to));
             case JsonValue::kArray:
@@ -164,6 +174,17 @@ private:
                 return WriteEmpty('{', '}', indent, to);
             default:
                 return Append("null", to);
+        }
+    }
+    char* WriteDouble(double number, char* to) noexcept {
+        if constexpr (!kIsExact) {
+            return WriteNumber(number, to);
+        } else {
+            if (!std::isfinite(number)) [[unlikely]] {
+                traits.hasNotFinite = true;
+                return Append("null", to);
+            }
+            return WriteShortest(number, to);
         }
     }
     char* WriteEmpty(char opening, char closing, int indent, char* to) {
@@ -176,6 +197,9 @@ private:
                                                  : Enter(JsonNodes::Object(value), indent, to);
     }
     char* Enter(const JsonArray& array, int indent, char* to) {
+        if constexpr (kIsExact) {
+            traits.isTooDeep = traits.isTooDeep || open.Size() > detail::kDeepestLevel;
+        }
         Level& level = open.Push();
         level.element = array.First();
         level.member = nullptr;
@@ -185,6 +209,9 @@ private:
         return StartLine(indent, EndLine(to));
     }
     char* Enter(const JsonObject& object, int indent, char* to) {
+        if constexpr (kIsExact) {
+            traits.isTooDeep = traits.isTooDeep || open.Size() > detail::kDeepestLevel;
+        }
         Level& level = open.Push();
         level.element = nullptr;
         level.member = object.First();
@@ -229,25 +256,35 @@ private:
     char* WriteText(const JsonString& string, char* to) {
         *to++ = '"';
         const char* const text = string.Text();
-        const int plain = CopyPlain(text, to);
+        unsigned others = 0;
+        const int plain = CopyPlain(text, to, others);
         to += plain;
-        // A text that fills the block has more storage, which its zero is in.
-        return text[plain] == '\0' ? to : WriteRest(text + plain, text + string.Capacity(), to);
+        if (text[plain] != '\0') {
+            // A text that fills the block has more storage, which its zero is in.
+            to = WriteRest(text + plain, text + string.Capacity(), to, others);
+        }
+        if (kIsExact && others != 0) {
+            const char* const end = text + std::strlen(text);
+            traits.hasOtherThanUtf8 =
+                traits.hasOtherThanUtf8 ||
+                detail::ValidUtf8End(text, end, text + string.Capacity()) != end;
+        }
+        return to;
     }
 
     /// The text up to its terminating zero, which stands before `end`, at least a block
     /// behind the first byte of the storage.
-    char* WriteRest(const char* text, const char* end, char* to) {
+    char* WriteRest(const char* text, const char* end, char* to, unsigned& others) {
         for (;;) {
             to = MakeRoom(to);
             int plain = 0;
             if (end - text >= TextBlock::kSize) {
-                plain = CopyPlain(text, to);
+                plain = CopyPlain(text, to, others);
             } else {
                 // The last bytes, with what is in front of them and with zeros behind.
                 std::array<char, 2 * TextBlock::kSize> last{};
                 TextBlock(end - TextBlock::kSize).CopyTo(last.data());
-                plain = CopyPlain(last.data() + (TextBlock::kSize - (end - text)), to);
+                plain = CopyPlain(last.data() + (TextBlock::kSize - (end - text)), to, others);
             }
             text += plain;
             to += plain;
@@ -259,10 +296,14 @@ private:
             }
         }
     }
-    /// Copies a block and answers how many of its bytes need no escape.
-    static int CopyPlain(const char* text, char* to) noexcept {
+    /// Copies a block and answers how many of its bytes need no escape. `others` gets a bit
+    /// where bytes above ASCII may stand in it, if that is of interest.
+    static int CopyPlain(const char* text, char* to, unsigned& others) noexcept {
         const TextBlock bytes(text);
         bytes.CopyTo(to);
+        if constexpr (kIsExact) {
+            others |= bytes.Others();
+        }
         return bytes.CountPlain();
     }
 
@@ -295,6 +336,7 @@ private:
 
     std::string& out;
     DeepStack<Level> open;
+    JsonTraits traits;
     std::array<char, 8192> block;
 };
 
@@ -319,7 +361,18 @@ int WriteFile(const char* path, const std::string& text) {
     return written < 0 || closed == 0 ? written : closed;
 }
 
+template <bool kIsPretty>
+detail::JsonTraits WriteExactly(const JsonValue& value, std::string& out) {
+    Writer<kIsPretty, true> writer(out);
+    writer.WriteValue(value, 0);
+    return writer.Traits();
+}
+
 }  // namespace
+
+detail::JsonTraits detail::WriteExactly(const JsonValue& value, bool isPretty, std::string& out) {
+    return isPretty ? core::WriteExactly<true>(value, out) : core::WriteExactly<false>(value, out);
+}
 
 void JsonValue::Dump(std::string& out) const {
     out.clear();

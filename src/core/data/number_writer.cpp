@@ -4,13 +4,21 @@
 // n nearest to m 2^e 10^d for d decimals, ties to even, with a point in front of its
 // last d digits. Where a fraction is to be printed, m 10^d stays below 2^128 and the
 // nearest integer below 2^64, so one product and one shift give n exactly.
+//
+// The shortest text that reads back as the same double follows R. Giulietti, "The
+// Schubfach way to render doubles" (2021). All numbers that are read as m 2^e lie between
+// (m - 1/2) 2^e and (m + 1/2) 2^e, and 10^k is the greatest power of ten that is not
+// wider than this; so one or two multiples of 10^k are in there, and at most one of
+// 10^(k + 1), which is the shortest then.
 
 #include "core/data/number_writer.h"
+#include "core/data/powers_of_five.h"
 #include "core/data/wide.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <string_view>
@@ -128,6 +136,118 @@ char* WriteHuge(std::uint64_t m, int e, char* to, std::size_t room) noexcept {
     return to + length;
 }
 
+constexpr PowersOfFive kPowersOfFive = MakePowersOfFive();
+
+/// `digits` 10^`power`.
+struct ShortDecimal {
+    std::uint64_t digits;
+    int power;
+};
+
+/// The product of `n` and a power of ten that is scaled into [2^127, 2^128), from bit 128
+/// on; the last bit is set, too, where anything stands behind it.
+inline std::uint64_t RoundToOdd(const Wide& power, std::uint64_t n) noexcept {
+    const std::uint64_t carried = Multiply(power.low, n).high;
+    const Wide product = Multiply(power.high, n);
+    const std::uint64_t rest = product.low + carried;
+    return (product.high + (rest < carried ? 1 : 0)) | (rest > 1 ? 1 : 0);
+}
+
+/// The least power of two whose numbers need no power of ten beyond the table.
+constexpr int kLeastExponent = -1022;
+
+/// The shortest decimal that is read as m 2^e, the nearest one of these; it may end in
+/// zeros. `e` >= `kLeastExponent`.
+ShortDecimal ShortestOf(std::uint64_t m, int e) noexcept {
+    // Below a power of two, doubles are twice as close.
+    const bool isPowerOfTwo = m == std::uint64_t{1} << 52;
+    // floor(log10(2^e)), of 3/4 2^e where numbers are closer below; log10(2) and log10(3/4)
+    // times 2^22.
+    const int k = (e * 1'262'611 - (isPowerOfTwo ? 524'031 : 0)) >> 22;
+    // 10^-k, rounded up; log2(10) times 2^19.
+    Wide power = kPowersOfFive[static_cast<std::size_t>(-k - kLeastPower)];
+    constexpr int kGreatestExact = 55;
+    if (-k > kGreatestExact) {
+        power = {power.high + (power.low + 1 == 0 ? 1 : 0), power.low + 1};
+    }
+    const int shift = e + ((-k * 1'741'647) >> 19) + 1;
+
+    // Four times the number and the ends of what is read as it, in units of 10^k.
+    const std::uint64_t value = RoundToOdd(power, 4 * m << shift);
+    // The ends themselves are read as the even neighbour.
+    const std::uint64_t odd = m & 1;
+    const std::uint64_t least = RoundToOdd(power, (4 * m - (isPowerOfTwo ? 1 : 2)) << shift) + odd;
+    const std::uint64_t most = RoundToOdd(power, (4 * m + 2) << shift) - odd;
+
+    const std::uint64_t n = value / 4;
+    const std::uint64_t tens = n / 10;
+    const bool isBelowIn = least <= 40 * tens;
+    const bool isAboveIn = 40 * tens + 40 <= most;
+    if (n >= 10 && isBelowIn != isAboveIn) {
+        return {tens + (isAboveIn ? 1 : 0), k + 1};
+    }
+    const bool isIn = least <= 4 * n;
+    const bool isNextIn = 4 * n + 4 <= most;
+    if (isIn != isNextIn) {
+        return {n + (isNextIn ? 1 : 0), k};
+    }
+    const std::uint64_t middle = 4 * n + 2;
+    return {n + (value > middle || (value == middle && n % 2 != 0) ? 1 : 0), k};
+}
+
+/// Plain where the point stands within or near the digits, else with an exponent.
+/// `decimal` is not zero and has at most 17 digits.
+char* WriteDecimal(ShortDecimal decimal, char* to) noexcept {
+    constexpr int kMostDigits = 17;
+    constexpr int kMostZeros = 5;
+    // All 17 digits; which of them count is seen in the words that they are made of.
+    std::array<char, 3 * kMostDigits> text;
+    const std::uint64_t first9 = decimal.digits / kTenTo8;
+    const std::uint64_t first = first9 / kTenTo8;
+    const std::uint64_t middle = DigitsOf(first9 % kTenTo8);
+    const std::uint64_t last = DigitsOf(decimal.digits % kTenTo8);
+    text[0] = static_cast<char>('0' + first);
+    const std::uint64_t middleText = middle | kZeros, lastText = last | kZeros;
+    std::memcpy(text.data() + 1, &middleText, 8);
+    std::memcpy(text.data() + 9, &lastText, 8);
+    const int begin = first != 0    ? 0
+                      : middle != 0 ? 1 + std::countr_zero(middle) / 8
+                                    : 9 + std::countr_zero(last) / 8;
+    const int end = last != 0     ? kMostDigits - std::countl_zero(last) / 8
+                    : middle != 0 ? 9 - std::countl_zero(middle) / 8
+                                  : 1;
+    const char* const digits = text.data() + begin;
+    const int count = end - begin;
+    const int point = kMostDigits - begin + decimal.power;
+    if (point > 0 && point <= kMostDigits) {
+        if (count > point) {
+            std::memcpy(to, digits, kMostDigits);
+            to[point] = '.';
+            std::memcpy(to + point + 1, digits + point, kMostDigits);
+            return to + count + 1;
+        }
+        std::memset(to, '0', kMostDigits + 2);
+        std::memcpy(to, digits, static_cast<std::size_t>(count));
+        to[point] = '.';
+        return to + point + 2;
+    }
+    if (point <= 0 && point > -kMostZeros) {
+        std::memcpy(to, "0.000000", 8);
+        std::memcpy(to + 2 - point, digits, kMostDigits);
+        return to + 2 - point + count;
+    }
+    *to++ = digits[0];
+    if (count > 1) {
+        *to++ = '.';
+        std::memcpy(to, digits + 1, kMostDigits);
+        to += count - 1;
+    }
+    *to++ = 'e';
+    *to = '-';
+    to += point < 1 ? 1 : 0;
+    return WriteUnsigned(static_cast<std::uint64_t>(std::abs(point - 1)), to);
+}
+
 }  // namespace
 
 char* WriteNumber(std::uint64_t value, char* to) noexcept {
@@ -200,6 +320,41 @@ char* WriteNumber(double value, char* to) noexcept {
     // The eighth of these digits is written over.
     Write8(n % 10'000'000 * 10, to);
     return to + 7;
+}
+
+char* WriteShortest(double value, char* to) noexcept {
+    const auto bits = std::bit_cast<std::uint64_t>(value);
+    *to = '-';
+    to += bits >> 63;
+    const double x = std::fabs(value);
+    constexpr double kAllIntegers = 0x1p53;
+    const double tenfold = x * 10;
+    if (tenfold < kAllIntegers) {
+        const auto tenths = static_cast<std::int64_t>(tenfold);
+        // The quotient of two integers that are doubles is what their text is read as.
+        if (static_cast<double>(tenths) == tenfold && tenfold / 10 == x) {
+            const auto n = static_cast<std::uint64_t>(tenths);
+            to = WriteUnsigned(n / 10, to);
+            to[0] = '.';
+            to[1] = static_cast<char>('0' + n % 10);
+            return to + 2;
+        }
+    }
+    // Most numbers were written by people or with 8 decimals. Of decimals of up to 15 digits
+    // no two are the same double.
+    constexpr double kFifteenDigits = 1e7;
+    if (x < kFifteenDigits) {
+        const auto n = static_cast<std::int64_t>(x * 1e8 + 0.5);
+        if (static_cast<double>(n) / 1e8 == x) {
+            return WriteDecimal({static_cast<std::uint64_t>(n), -8}, to);
+        }
+    }
+    const std::uint64_t fraction = bits & 0x000FFFFFFFFFFFFF;
+    const int e = static_cast<int>((bits >> 52) & 0x7FF) - 1075;
+    if (e < kLeastExponent) [[unlikely]] {
+        return std::to_chars(to, to + kLongestNumber, x, std::chars_format::scientific).ptr;
+    }
+    return WriteDecimal(ShortestOf(fraction | 0x0010000000000000, e), to);
 }
 
 }  // namespace core

@@ -22,4 +22,8 @@ char* WriteNumber(std::int64_t value, char* to) noexcept;
 /// remain. What is not finite is "inf", "-inf", "nan" or "-nan".
 char* WriteNumber(double value, char* to) noexcept;
 
+/// Writes the shortest text that is read as the same double, the nearest one of those,
+/// with a point or an exponent in it. `value` is finite.
+char* WriteShortest(double value, char* to) noexcept;
+
 }  // namespace core

@@ -153,6 +153,16 @@ SystemError RemoveFile(const std::string& path) noexcept;
 /// can't be asked.
 bool Exists(const std::string& path) noexcept;
 bool IsDirectory(const std::string& path) noexcept;
+/// Whether `path` leads to a file with bytes of its own: no directory, no device.
+bool IsRegularFile(const std::string& path) noexcept;
+/// What `path` leads to behind all its links; itself where the system has no such links
+/// in paths. Throws `std::bad_alloc`.
+SystemError ResolveLinks(const std::string& path, std::string& resolved);
+/// Gives a file the permissions of another one, where the system keeps them with files.
+SystemError CopyPermissions(const std::string& from, const std::string& to) noexcept;
+/// Puts a file in the place of another one of the same directory, or where there is none,
+/// in one step: whoever opens `to` finds one of them, also after a crash.
+SystemError MoveOver(const std::string& from, const std::string& to) noexcept;
 /// Whether `c` separates the names in a path.
 bool IsPathSeparator(char c) noexcept;
 /// What stands between the names in the paths that the system answers.

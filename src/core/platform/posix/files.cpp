@@ -6,7 +6,11 @@
 #include <unistd.h>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <limits>
+#include <memory>
+#include <new>
 #include <utility>
 
 namespace core::platform {
@@ -194,6 +198,48 @@ bool Exists(const std::string& path) noexcept {
 bool IsDirectory(const std::string& path) noexcept {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool IsRegularFile(const std::string& path) noexcept {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+SystemError ResolveLinks(const std::string& path, std::string& resolved) {
+    const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+    if (real == nullptr) {
+        return LastError();
+    }
+    resolved = real.get();
+    return 0;
+}
+
+SystemError CopyPermissions(const std::string& from, const std::string& to) noexcept {
+    struct stat status {};
+    if (stat(from.c_str(), &status) != 0) {
+        return LastError();
+    }
+    return chmod(to.c_str(), status.st_mode & 07777) == 0 ? 0 : LastError();
+}
+
+SystemError MoveOver(const std::string& from, const std::string& to) noexcept {
+    if (rename(from.c_str(), to.c_str()) != 0) {
+        return LastError();
+    }
+    // The name is kept in the directory. Some file systems can't flush one: the file is in
+    // its place all the same.
+    try {
+        const std::size_t separator = to.rfind('/');
+        const std::string directory =
+            separator == std::string::npos ? "." : to.substr(0, separator + 1);
+        std::intptr_t handle = -1;
+        if (OpenDescriptor(directory, O_RDONLY | O_DIRECTORY, handle) == 0) {
+            fsync(Descriptor(handle));
+            close(Descriptor(handle));
+        }
+    } catch (const std::bad_alloc&) {
+    }
+    return 0;
 }
 
 bool IsPathSeparator(char c) noexcept {

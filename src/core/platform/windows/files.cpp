@@ -181,6 +181,29 @@ bool IsDirectory(const std::string& path) noexcept {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+bool IsRegularFile(const std::string& path) noexcept {
+    const DWORD attributes = GetFileAttributesW(WidePath(path).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES &&
+           (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
+}
+
+SystemError ResolveLinks(const std::string& path, std::string& resolved) {
+    resolved = path;
+    return 0;
+}
+
+SystemError CopyPermissions(const std::string&, const std::string&) noexcept {
+    // A new file has those of its directory.
+    return 0;
+}
+
+SystemError MoveOver(const std::string& from, const std::string& to) noexcept {
+    return MoveFileExW(WidePath(from).c_str(), WidePath(to).c_str(),
+                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0
+               ? 0
+               : LastError();
+}
+
 bool IsPathSeparator(char c) noexcept {
     return c == '\\' || c == '/';
 }
