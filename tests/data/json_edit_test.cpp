@@ -227,7 +227,56 @@ private:
                 wanted.erase(wanted.begin() + std::max(i, 0));
             }
         };
-        switch (dice.Below(9)) {
+        const int i = dice.Below(count + 2) - 1;
+        const int j = dice.Below(count + 2) - 1;
+        const bool areInside = i >= 0 && i < count && j >= 0 && j < count;
+        const auto kindIs = [](int kind) {
+            return [kind](const auto& value) { return value.Kind() == kind; };
+        };
+        switch (dice.Below(14)) {
+            case 9:
+                Do([&] { array.Insert(i, *source.value); },
+                   [&, copy = *source.model] {
+                       wanted.insert(wanted.begin() + std::clamp(i, 0, count), copy);
+                   });
+                return;
+            case 10:
+                Do([&] { EXPECT_EQ(areInside, array.Move(i, j)); },
+                   [&] {
+                       if (areInside) {
+                           const JsonModel moved = wanted[static_cast<std::size_t>(i)];
+                           wanted.erase(wanted.begin() + i);
+                           wanted.insert(wanted.begin() + j, moved);
+                       }
+                   });
+                return;
+            case 11:
+                Do([&] { EXPECT_EQ(areInside, array.Swap(i, j)); },
+                   [&] {
+                       areInside ? std::iter_swap(wanted.begin() + i, wanted.begin() + j) : void();
+                   });
+                return;
+            case 12: {
+                const int kind = dice.Below(6);
+                Do([&] { array.RemoveIf(kindIs(kind)); },
+                   [&] {
+                       std::erase_if(wanted, [&](const JsonModel& m) { return m.kind == kind; });
+                   });
+                return;
+            }
+            case 13:
+                Do(
+                    [&] {
+                        array.SortBy([](const JsonValue& a, const JsonValue& b) {
+                            return a.Kind() < b.Kind();
+                        });
+                    },
+                    [&] {
+                        std::stable_sort(
+                            wanted.begin(), wanted.end(),
+                            [](const JsonModel& a, const JsonModel& b) { return a.kind < b.kind; });
+                    });
+                return;
             case 0:
                 Do([&] { EXPECT_EQ(&array, array.Add(nullptr).Parent()); },
                    [&] { wanted.push_back({.kind = JsonValue::kNull}); });
@@ -246,7 +295,6 @@ private:
                    [&] { wanted.push_back({.kind = JsonValue::kObject}); });
                 return;
             case 4: {
-                const int i = dice.Below(count + 3) - 1;
                 Do([&] { EXPECT_EQ(count > 0 && i < count, array.Erase(i)); },
                    [&] { count > 0 ? eraseAt(i) : void(); });
                 return;
@@ -254,9 +302,10 @@ private:
             case 5: {
                 // One of its own, or one of another array.
                 JsonArray stranger;
-                const int i = dice.Below(count + 1);
-                JsonElem& element = i < count ? array[i] : stranger.Add(nullptr);
-                Do([&] { EXPECT_EQ(i < count, array.Erase(element)); }, [&] { eraseAt(i); });
+                const bool isIn = i >= 0 && i < count;
+                JsonElem& element = isIn ? array[i] : stranger.Add(nullptr);
+                Do([&] { EXPECT_EQ(isIn, array.Erase(element)); },
+                   [&] { isIn ? eraseAt(i) : void(); });
                 return;
             }
             case 6: {
@@ -302,12 +351,41 @@ private:
             wanted.children.push_back(child);
         };
         const auto eraseAt = [&](std::size_t i) {
-            if (i < count) {
+            if (i < wanted.children.size()) {
                 wanted.names.erase(wanted.names.begin() + static_cast<std::ptrdiff_t>(i));
                 wanted.children.erase(wanted.children.begin() + static_cast<std::ptrdiff_t>(i));
             }
         };
-        switch (dice.Below(9)) {
+        switch (dice.Below(12)) {
+            case 9: {
+                const int kind = dice.Below(6);
+                Do([&] { object.RemoveIf([&](const JsonMember& m) { return m.Kind() == kind; }); },
+                   [&] {
+                       for (std::size_t i = wanted.children.size(); i-- > 0;) {
+                           wanted.children[i].kind == kind ? eraseAt(i) : void();
+                       }
+                   });
+                return;
+            }
+            case 10: {
+                const std::string other = count > 0 ? wanted.names[Index(count)] : "none";
+                const auto at = static_cast<std::size_t>(
+                    std::find(wanted.names.begin(), wanted.names.end(), other) -
+                    wanted.names.begin());
+                const bool mayBe = at < count && (found == count || found == at);
+                Do([&] { EXPECT_EQ(mayBe, object.Rename(other, copy)); },
+                   [&] { mayBe ? void(wanted.names[at] = copy) : void(); });
+                return;
+            }
+            case 11:
+                if (!target.IsInsideOrSame(source)) {
+                    Do([&] { object.Add(copy, std::move(*source.value)); },
+                       [&] {
+                           *source.model = JsonModel();
+                           append(sourceCopy);
+                       });
+                }
+                return;
             case 0:
                 Do([&] { EXPECT_EQ(&object, object.Add(name(), nullptr).Parent()); },
                    [&] { append({.kind = JsonValue::kNull}); });

@@ -4,6 +4,7 @@
 
 #include <emmintrin.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -324,6 +325,23 @@ TEST(JsonObject, FindsTheFirstOfANameByItsBytes) {
     EXPECT_FALSE(object["new"].IsEmpty());
     EXPECT_TRUE(object["new"].IsNull());
     EXPECT_STREQ("", object[nullptr].Name());
+
+    const JsonObject& readOnly = object;
+    const int count = object.Count();
+    EXPECT_EQ(2, readOnly["twin"].AsInt());
+    EXPECT_TRUE(readOnly["missing"].IsNull());
+    EXPECT_EQ(2.0, readOnly.ValueOr("twin", 1.5));
+    EXPECT_EQ(7U, readOnly.ValueOr("missing", 7U));
+    EXPECT_EQ("none", readOnly.ValueOr("twin", "none"));
+    EXPECT_TRUE(readOnly["new"].ValueOr(true));
+    for (const auto& [name, value] : readOnly) {
+        EXPECT_EQ(&value, readOnly.Find(name)) << name;
+    }
+    for (auto& [name, value] : object) {
+        value = name;
+    }
+    EXPECT_STREQ("twin", object["twin"].AsString());
+    EXPECT_EQ(count, object.Count());
 }
 
 TEST(JsonViews, ShowWhatWasThereWhenTheyWereMade) {
@@ -341,6 +359,16 @@ TEST(JsonViews, ShowWhatWasThereWhenTheyWereMade) {
     object["later"].Set(true);
 
     ASSERT_EQ(100, view.Count());
+    EXPECT_TRUE(std::equal(view.begin(), view.end(), array.begin(),
+                           [](const JsonValue& a, const JsonValue& b) { return &a == &b; }));
+    EXPECT_EQ(&accessor[99], &accessor.end()[-1]);
+    int walked = 0;
+    for (auto& [name, value] : writable) {
+        EXPECT_EQ(&value, writable.Find(name));
+        ++walked;
+    }
+    EXPECT_EQ(51, walked);
+    EXPECT_STREQ("array", members.begin()->Name());
     int i = 0;
     for (JsonElem* element = array.First(); i < view.Count(); element = element->NextSibling()) {
         EXPECT_EQ(element, &view[i]);

@@ -4,10 +4,13 @@
 #include <core/data/json_value.h>
 #include <core/export.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace core {
 
@@ -91,6 +94,9 @@ public:
     /// element or container. Throws `std::length_error` at 2147483647 elements.
     JsonElem& Add(std::nullptr_t);
     JsonElem& Add(const JsonValue& value);
+    /// Takes the value over where it has the array's allocator, else copies it, as
+    /// `JsonValue` does when it is assigned to. The array must not lie inside it.
+    JsonElem& Add(JsonValue&& value);
     /// Appends a boolean, a number, a text, as `JsonValue::Set` has them.
     template <class T, std::enable_if_t<detail::kIsJsonScalar<T>, int> = 0>
     JsonElem& Add(T scalar) {
@@ -102,9 +108,7 @@ public:
     JsonElem& Add(const T& text) {
         JsonValue value(allocator);
         value.Set(text);
-        JsonElem& element = Add(nullptr);
-        element = static_cast<JsonValue&&>(value);
-        return element;
+        return Add(static_cast<JsonValue&&>(value));
     }
     JsonArray& AddArray();
     JsonObject& AddObject();
@@ -114,6 +118,51 @@ public:
     /// write to, but that is null again after its next such call.
     JsonElem& operator[](int i);
     const JsonElem& operator[](int i) const;
+
+    /// The same in front of element `i`: at the start for an `i` below 0, at the end for one
+    /// past it.
+    template <class T>
+    JsonElem& Insert(int i, T&& value) {
+        JsonElem& element = Add(std::forward<T>(value));
+        Move(count - 1, i < 0 ? 0 : i < count ? i : count - 1);
+        return element;
+    }
+    /// Puts element `from` where it is number `to` then; those between move up by one. False,
+    /// changing nothing, unless both are in the array. O(n).
+    bool Move(int from, int to) noexcept;
+    /// Has two elements change places; else as `Move`.
+    bool Swap(int i, int j) noexcept;
+    /// Removes the elements for which `isUnwanted(const JsonValue&)` holds and answers how
+    /// many these were. O(n). Where it throws, those before it are gone.
+    template <class Predicate>
+    int RemoveIf(Predicate isUnwanted) {
+        const int before = count;
+        JsonElem* kept = nullptr;
+        for (JsonElem* at = first; at != nullptr;) {
+            JsonElem* const behind = at->next;
+            if (isUnwanted(static_cast<const JsonValue&>(*at))) {
+                EraseAfter(kept);
+            } else {
+                kept = at;
+            }
+            at = behind;
+        }
+        return before - count;
+    }
+    /// Sorts by `isLess(const JsonValue&, const JsonValue&)`; equal elements keep their order.
+    /// O(n log n). The order stays as it was where `isLess`, or memory, throws.
+    template <class Less>
+    void SortBy(Less isLess) {
+        std::vector<JsonElem*> order;
+        order.reserve(static_cast<std::size_t>(count));
+        for (JsonElem& element : *this) {
+            order.push_back(&element);
+        }
+        std::stable_sort(order.begin(), order.end(), [&isLess](JsonElem* a, JsonElem* b) {
+            return isLess(static_cast<const JsonValue&>(*a), static_cast<const JsonValue&>(*b));
+        });
+        Relink(order.data());
+    }
 
     /// Removes an element: number `i`, the first one for an `i` below 0, or this very
     /// one. False, changing nothing, when the array does not hold it.
@@ -140,6 +189,8 @@ private:
     template <class Fill>
     JsonElem& Append(Fill fill);
     bool EraseAfter(JsonElem* before) noexcept;
+    /// `order` has each element once.
+    void Relink(JsonElem* const* order) noexcept;
 
     JsonAllocator* allocator;
     std::int32_t count;

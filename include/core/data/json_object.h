@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
+#include <utility>
 
 namespace core {
 
@@ -122,6 +124,21 @@ public:
     JsonMember& operator[](const std::string& name);
     JsonMember& operator[](std::string_view name);
 
+    /// The first member with this name; a null value that belongs to no object where there
+    /// is none. Adds nothing.
+    const JsonValue& operator[](const char* name) const;
+    const JsonValue& operator[](const std::string& name) const;
+    const JsonValue& operator[](std::string_view name) const;
+    /// The same in the type of `fallback`, as `JsonValue::ValueOr` has it; `fallback` also
+    /// where no member has this name.
+    ///
+    ///     const std::string title = clip.ValueOr("title", "untitled");
+    template <class T,
+              std::enable_if_t<detail::kIsJsonScalar<T> || detail::kIsJsonText<T>, int> = 0>
+    detail::JsonAnswer<T> ValueOr(std::string_view name, const T& fallback) const {
+        return (*this)[name].ValueOr(fallback);
+    }
+
     /// Appends a null, a copy of a value, or an empty container under `name`, next to
     /// any other of that name, and answers the new member or container. Throws
     /// `std::length_error` at 2147483647 members, or as `JsonString::Assign`.
@@ -131,6 +148,11 @@ public:
     JsonMember& Add(const char* name, const JsonValue& value);
     JsonMember& Add(const std::string& name, const JsonValue& value);
     JsonMember& Add(std::string_view name, const JsonValue& value);
+    /// Takes the value over where it has the object's allocator, else copies it. The object
+    /// must not lie inside it.
+    JsonMember& Add(const char* name, JsonValue&& value);
+    JsonMember& Add(const std::string& name, JsonValue&& value);
+    JsonMember& Add(std::string_view name, JsonValue&& value);
     /// The same for a boolean, a number, a text, as `JsonValue::Set` has them.
     template <class Name, class T, std::enable_if_t<detail::kIsJsonScalar<T>, int> = 0>
     JsonMember& Add(const Name& name, T scalar) {
@@ -142,9 +164,7 @@ public:
     JsonMember& Add(const Name& name, const T& text) {
         JsonValue value(allocator);
         value.Set(text);
-        JsonMember& member = Add(name, nullptr);
-        member = static_cast<JsonValue&&>(value);
-        return member;
+        return Add(name, static_cast<JsonValue&&>(value));
     }
     JsonArray& AddArray(const char* name);
     JsonArray& AddArray(const std::string& name);
@@ -153,6 +173,26 @@ public:
     JsonObject& AddObject(const std::string& name);
     JsonObject& AddObject(std::string_view name);
 
+    /// Gives the first member of a name another one and keeps its place. False, changing
+    /// nothing, when there is none, or when another member has that name already.
+    bool Rename(std::string_view from, std::string_view to);
+    /// Removes the members for which `isUnwanted(const JsonMember&)` holds and answers how
+    /// many these were. O(n). Where it throws, those before it are gone.
+    template <class Predicate>
+    int RemoveIf(Predicate isUnwanted) {
+        const int before = count;
+        JsonMember* kept = nullptr;
+        for (JsonMember* at = first; at != nullptr;) {
+            JsonMember* const behind = at->next;
+            if (isUnwanted(static_cast<const JsonMember&>(*at))) {
+                EraseAfter(kept);
+            } else {
+                kept = at;
+            }
+            at = behind;
+        }
+        return before - count;
+    }
     /// Removes the first member of that name, or this very member. False, changing
     /// nothing, when the object does not hold it.
     bool Erase(const char* name) noexcept;
@@ -178,6 +218,7 @@ private:
     JsonMember& Append(const Name& name, Fill fill);
     template <class IsIt>
     bool EraseFirst(IsIt isIt) noexcept;
+    void EraseAfter(JsonMember* before) noexcept;
 
     JsonAllocator* allocator;
     std::int32_t count;
@@ -185,4 +226,35 @@ private:
     JsonMember* last;
 };
 
+/// For structured bindings: a member is its name and its value.
+///
+///     for (auto& [name, value] : object) { ... }
+template <std::size_t kIndex>
+decltype(auto) get(JsonMember& member) noexcept {
+    if constexpr (kIndex == 0) {
+        return std::string_view(member.Name());
+    } else {
+        return static_cast<JsonValue&>(member);
+    }
+}
+template <std::size_t kIndex>
+decltype(auto) get(const JsonMember& member) noexcept {
+    if constexpr (kIndex == 0) {
+        return std::string_view(member.Name());
+    } else {
+        return static_cast<const JsonValue&>(member);
+    }
+}
+
 }  // namespace core
+
+template <>
+struct std::tuple_size<core::JsonMember> : std::integral_constant<std::size_t, 2> {};
+template <std::size_t kIndex>
+struct std::tuple_element<kIndex, core::JsonMember> {
+    using type = decltype(core::get<kIndex>(std::declval<core::JsonMember&>()));
+};
+template <std::size_t kIndex>
+struct std::tuple_element<kIndex, const core::JsonMember> {
+    using type = decltype(core::get<kIndex>(std::declval<const core::JsonMember&>()));
+};

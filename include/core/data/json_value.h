@@ -211,6 +211,20 @@ public:
     bool Get(JsonObject*& out) noexcept;
     bool Get(const JsonObject*& out) const noexcept;
 
+    /// The value in the type of `fallback`, by the same rules; `fallback` where it does not
+    /// convert. A text comes as a `std::string`.
+    ///
+    ///     const double gain = track["gain"].ValueOr(1.0);
+    template <class T,
+              std::enable_if_t<detail::kIsJsonScalar<T> || detail::kIsJsonText<T>, int> = 0>
+    detail::JsonAnswer<T> ValueOr(const T& fallback) const {
+        detail::JsonAnswer<T> out{};
+        if (!Get(out)) {
+            out = fallback;
+        }
+        return out;
+    }
+
     /// Reads one value from zero-terminated JSON text at nesting level `depth`, 0 at
     /// the top: containers at levels above 80 must be empty. Answers how many bytes it
     /// takes, white space in front included; what follows is not looked at. On failure,

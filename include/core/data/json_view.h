@@ -5,12 +5,66 @@
 #include <core/data/json_value.h>
 #include <core/export.h>
 
+#include <cstddef>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
 
 CORE_HIDES_STD_BEGIN
 namespace core {
+
+namespace detail {
+
+/// Walks the entries of a view.
+template <class Entry>
+class JsonViewIterator {
+public:
+    using iterator_category = std::random_access_iterator_tag;
+    using value_type = Entry;
+    using difference_type = std::ptrdiff_t;
+    using pointer = Entry*;
+    using reference = Entry&;
+
+    JsonViewIterator() noexcept = default;
+    explicit JsonViewIterator(Entry* const* start) noexcept : at(start) {}
+
+    Entry& operator*() const noexcept { return **at; }
+    Entry* operator->() const noexcept { return *at; }
+    Entry& operator[](difference_type n) const noexcept { return *at[n]; }
+    JsonViewIterator& operator++() noexcept { return *this += 1; }
+    JsonViewIterator& operator--() noexcept { return *this -= 1; }
+    JsonViewIterator operator++(int) noexcept { return JsonViewIterator(at++); }
+    JsonViewIterator operator--(int) noexcept { return JsonViewIterator(at--); }
+    JsonViewIterator& operator+=(difference_type n) noexcept {
+        at += n;
+        return *this;
+    }
+    JsonViewIterator& operator-=(difference_type n) noexcept { return *this += -n; }
+    friend JsonViewIterator operator+(JsonViewIterator a, difference_type n) noexcept {
+        return a += n;
+    }
+    friend JsonViewIterator operator+(difference_type n, JsonViewIterator a) noexcept {
+        return a += n;
+    }
+    friend JsonViewIterator operator-(JsonViewIterator a, difference_type n) noexcept {
+        return a -= n;
+    }
+    friend difference_type operator-(JsonViewIterator a, JsonViewIterator b) noexcept {
+        return a.at - b.at;
+    }
+    friend bool operator==(JsonViewIterator a, JsonViewIterator b) noexcept { return a.at == b.at; }
+    friend bool operator!=(JsonViewIterator a, JsonViewIterator b) noexcept { return a.at != b.at; }
+    friend bool operator<(JsonViewIterator a, JsonViewIterator b) noexcept { return a.at < b.at; }
+    friend bool operator>(JsonViewIterator a, JsonViewIterator b) noexcept { return b < a; }
+    friend bool operator<=(JsonViewIterator a, JsonViewIterator b) noexcept { return !(b < a); }
+    friend bool operator>=(JsonViewIterator a, JsonViewIterator b) noexcept { return !(a < b); }
+
+private:
+    Entry* const* at = nullptr;
+};
+
+}  // namespace detail
 
 /// Index over the elements of an array, for random access in O(1).
 ///
@@ -33,6 +87,10 @@ public:
     int Count() const noexcept;
     /// `i` is not checked: 0 <= i < Count().
     const JsonValue& operator[](int i) const noexcept;
+    /// The range of all elements, in order.
+    using const_iterator = detail::JsonViewIterator<const JsonValue>;
+    const_iterator begin() const noexcept;
+    const_iterator end() const noexcept;
 
 private:
     struct Record;
@@ -54,6 +112,10 @@ public:
     int Count() const noexcept;
     /// `i` is not checked: 0 <= i < Count().
     JsonValue& operator[](int i) const noexcept;
+    /// The range of all elements, in order.
+    using iterator = detail::JsonViewIterator<JsonValue>;
+    iterator begin() const noexcept;
+    iterator end() const noexcept;
 
 private:
     struct Record;
@@ -79,6 +141,10 @@ public:
     const JsonValue* Find(const char* name) const noexcept;
     const JsonValue* Find(const std::string& name) const noexcept;
     const JsonValue* Find(std::string_view name) const noexcept;
+    /// The range of the members that are found, in the object's order.
+    using const_iterator = detail::JsonViewIterator<const JsonMember>;
+    const_iterator begin() const noexcept;
+    const_iterator end() const noexcept;
 
 private:
     struct Record;
@@ -102,6 +168,10 @@ public:
     JsonValue* Find(const char* name) const noexcept;
     JsonValue* Find(const std::string& name) const noexcept;
     JsonValue* Find(std::string_view name) const noexcept;
+    /// The range of the members that are found, in the object's order.
+    using iterator = detail::JsonViewIterator<JsonMember>;
+    iterator begin() const noexcept;
+    iterator end() const noexcept;
 
 private:
     struct Record;

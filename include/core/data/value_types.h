@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -19,6 +20,10 @@ inline constexpr bool kIsJsonScalar = (std::is_arithmetic<T>::value &&
 template <class T>
 inline constexpr bool kIsJsonText = !std::is_same<std::decay_t<T>, std::nullptr_t>::value &&
                                     std::is_convertible<const T&, std::string_view>::value;
+
+/// What look-ups with a default answer: the number's type, or a text.
+template <class T>
+using JsonAnswer = std::conditional_t<kIsJsonText<T>, std::string, T>;
 
 /// The integer types of which one or the other is none of the four of 32 and 64 bits.
 template <class T>

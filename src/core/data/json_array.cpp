@@ -48,6 +48,46 @@ JsonElem& JsonArray::Add(const JsonValue& value) {
     return Append([&value](JsonElem& element) { element = value; });
 }
 
+JsonElem& JsonArray::Add(JsonValue&& value) {
+    return Append([&value](JsonElem& element) { element = static_cast<JsonValue&&>(value); });
+}
+
+bool JsonArray::Move(int from, int to) noexcept {
+    if (from < 0 || from >= count || to < 0 || to >= count) {
+        return false;
+    }
+    const auto linkTo = [this](int i) {
+        JsonElem** link = &first;
+        for (; i > 0; --i) {
+            link = &(*link)->next;
+        }
+        return link;
+    };
+    if (from != to) {
+        JsonElem** const old = linkTo(from);
+        JsonElem* const element = *old;
+        *old = element->next;
+        JsonElem** const link = linkTo(to);
+        element->next = *link;
+        *link = element;
+        last = last == element || last->next != nullptr ? *linkTo(count - 1) : last;
+    }
+    return true;
+}
+
+bool JsonArray::Swap(int i, int j) noexcept {
+    return i <= j ? Move(i, j) && (j - i < 2 || Move(j - 1, i)) : Swap(j, i);
+}
+
+void JsonArray::Relink(JsonElem* const* order) noexcept {
+    JsonElem** link = &first;
+    for (int i = 0; i < count; ++i) {
+        *link = last = order[i];
+        link = &last->next;
+    }
+    *link = nullptr;
+}
+
 JsonArray& JsonArray::AddArray() {
     return Append([](JsonElem& element) { element.MakeEmptyArray(); }).AsArray();
 }

@@ -105,6 +105,30 @@ JsonMember& JsonObject::operator[](std::string_view name) {
     return found != nullptr ? *found : Add(name, nullptr);
 }
 
+const JsonValue& JsonObject::operator[](const char* name) const {
+    const JsonMember* const found = Find(name);
+    return found != nullptr ? static_cast<const JsonValue&>(*found) : JsonNodes::NoElement();
+}
+
+const JsonValue& JsonObject::operator[](const std::string& name) const {
+    return (*this)[name.c_str()];
+}
+
+const JsonValue& JsonObject::operator[](std::string_view name) const {
+    const JsonMember* const found = Find(name);
+    return found != nullptr ? static_cast<const JsonValue&>(*found) : JsonNodes::NoElement();
+}
+
+bool JsonObject::Rename(std::string_view from, std::string_view to) {
+    JsonMember* const member = Find(from);
+    const JsonMember* const other = Find(to);
+    if (member == nullptr || (other != nullptr && other != member)) {
+        return false;
+    }
+    member->SetName(to);
+    return true;
+}
+
 // The member is filled before it is in the list: what goes into it may be the value
 // that owns this object.
 template <class Name, class Fill>
@@ -145,6 +169,18 @@ JsonMember& JsonObject::Add(std::string_view name, const JsonValue& value) {
     return Append(name, [&value](JsonMember& member) { member = value; });
 }
 
+JsonMember& JsonObject::Add(const char* name, JsonValue&& value) {
+    return Append(name, [&](JsonMember& member) { member = static_cast<JsonValue&&>(value); });
+}
+
+JsonMember& JsonObject::Add(const std::string& name, JsonValue&& value) {
+    return Append(name, [&](JsonMember& member) { member = static_cast<JsonValue&&>(value); });
+}
+
+JsonMember& JsonObject::Add(std::string_view name, JsonValue&& value) {
+    return Append(name, [&](JsonMember& member) { member = static_cast<JsonValue&&>(value); });
+}
+
 JsonArray& JsonObject::AddArray(const char* name) {
     return Append(name, [](JsonMember& member) { member.MakeEmptyArray(); }).AsArray();
 }
@@ -174,19 +210,25 @@ bool JsonObject::EraseFirst(IsIt isIt) noexcept {
     JsonMember* before = nullptr;
     for (JsonMember* member = first; member != nullptr; member = member->next) {
         if (isIt(*member)) {
-            (before != nullptr ? before->next : first) = member->next;
-            if (last == member) {
-                last = before;
-            }
-            --count;
-            member->Clear();
-            NodeMemory memory = NodeMemory::ForFew(allocator);
-            JsonNodes::Delete(member, memory);
+            EraseAfter(before);
             return true;
         }
         before = member;
     }
     return false;
+}
+
+void JsonObject::EraseAfter(JsonMember* before) noexcept {
+    JsonMember*& link = before != nullptr ? before->next : first;
+    JsonMember* const member = link;
+    link = member->next;
+    if (last == member) {
+        last = before;
+    }
+    --count;
+    member->Clear();
+    NodeMemory memory = NodeMemory::ForFew(allocator);
+    JsonNodes::Delete(member, memory);
 }
 
 bool JsonObject::Erase(const char* name) noexcept {

@@ -37,12 +37,13 @@ public:
     }
     int Count() const noexcept { return static_cast<int>(values.size()); }
     Value& operator[](int i) const noexcept { return *values[static_cast<std::size_t>(i)]; }
+    Value* const* Begin() const noexcept { return values.data(); }
 
 private:
     std::vector<Value*> values;
 };
 
-template <class Value>
+template <class Value, class Member>
 class ObjectIndex {
 public:
     template <class Object>
@@ -50,7 +51,9 @@ public:
         values.max_load_factor(kMaxLoad);
         for (auto& member : object) {
             // The first of a name stays.
-            values.try_emplace(member.Name(), &member);
+            if (values.try_emplace(member.Name(), &member).second) {
+                members.push_back(&member);
+            }
         }
     }
     int Count() const noexcept { return static_cast<int>(values.size()); }
@@ -59,8 +62,11 @@ public:
         return found != values.end() ? found->second : nullptr;
     }
 
+    Member* const* Begin() const noexcept { return members.data(); }
+
 private:
     std::unordered_map<std::string, Value*, NameHash, std::equal_to<>> values;
+    std::vector<Member*> members;
 };
 
 /// Up to the first zero byte, as the members' own names.
@@ -91,6 +97,12 @@ int JsonArrayView::Count() const noexcept {
 const JsonValue& JsonArrayView::operator[](int i) const noexcept {
     return (*p_impl)[i];
 }
+JsonArrayView::const_iterator JsonArrayView::begin() const noexcept {
+    return const_iterator(p_impl->Begin());
+}
+JsonArrayView::const_iterator JsonArrayView::end() const noexcept {
+    return begin() + Count();
+}
 
 struct JsonArrayAccessor::Record : ArrayIndex<JsonValue> {
     using ArrayIndex::ArrayIndex;
@@ -107,8 +119,14 @@ int JsonArrayAccessor::Count() const noexcept {
 JsonValue& JsonArrayAccessor::operator[](int i) const noexcept {
     return (*p_impl)[i];
 }
+JsonArrayAccessor::iterator JsonArrayAccessor::begin() const noexcept {
+    return iterator(p_impl->Begin());
+}
+JsonArrayAccessor::iterator JsonArrayAccessor::end() const noexcept {
+    return begin() + Count();
+}
 
-struct JsonObjectView::Record : ObjectIndex<const JsonValue> {
+struct JsonObjectView::Record : ObjectIndex<const JsonValue, const JsonMember> {
     using ObjectIndex::ObjectIndex;
 };
 
@@ -129,8 +147,14 @@ const JsonValue* JsonObjectView::Find(const std::string& name) const noexcept {
 const JsonValue* JsonObjectView::Find(std::string_view name) const noexcept {
     return p_impl->Find(NameOf(name));
 }
+JsonObjectView::const_iterator JsonObjectView::begin() const noexcept {
+    return const_iterator(p_impl->Begin());
+}
+JsonObjectView::const_iterator JsonObjectView::end() const noexcept {
+    return begin() + Count();
+}
 
-struct JsonObjectAccessor::Record : ObjectIndex<JsonValue> {
+struct JsonObjectAccessor::Record : ObjectIndex<JsonValue, JsonMember> {
     using ObjectIndex::ObjectIndex;
 };
 
@@ -150,6 +174,12 @@ JsonValue* JsonObjectAccessor::Find(const std::string& name) const noexcept {
 }
 JsonValue* JsonObjectAccessor::Find(std::string_view name) const noexcept {
     return p_impl->Find(NameOf(name));
+}
+JsonObjectAccessor::iterator JsonObjectAccessor::begin() const noexcept {
+    return iterator(p_impl->Begin());
+}
+JsonObjectAccessor::iterator JsonObjectAccessor::end() const noexcept {
+    return begin() + Count();
 }
 
 }  // namespace core
