@@ -23,11 +23,15 @@
 #include <core/data/json_array.h>
 #include <core/data/json_bad_access.h>
 #include <core/data/json_bson.h>
+#include <core/data/json_compare.h>
 #include <core/data/json_doc.h>
 #include <core/data/json_iterator.h>
+#include <core/data/json_merge_patch.h>
 #include <core/data/json_object.h>
 #include <core/data/json_parse.h>
+#include <core/data/json_pointer.h>
 #include <core/data/json_string.h>
+#include <core/data/json_tree.h>
 #include <core/data/json_value.h>
 #include <core/data/json_view.h>
 #include <core/data/json_write.h>

@@ -152,6 +152,21 @@ struct JsonNodes {
         from.last = nullptr;
     }
 
+    /// Moves all members behind those of another object of the same allocator.
+    static void Splice(JsonObject& object, JsonObject& from) noexcept {
+        for (JsonMember* member = from.first; member != nullptr; member = member->next) {
+            member->parent = &object;
+        }
+        if (from.first != nullptr) {
+            (object.last != nullptr ? object.last->next : object.first) = from.first;
+            object.last = from.last;
+            object.count += from.count;
+            from.count = 0;
+            from.first = nullptr;
+            from.last = nullptr;
+        }
+    }
+
     /// An element or member that is in no list yet.
     [[gnu::always_inline]] static JsonElem* NewElem(JsonArray& parent, NodeMemory& memory) {
         if (parent.count == kMaxCount) {

@@ -1,0 +1,149 @@
+#include <core/data/json_doc.h>
+#include <core/data/json_pointer.h>
+#include <core/data/json_tree.h>
+#include <gtest/gtest.h>
+
+#include <new>
+#include <string>
+#include <utility>
+
+#include "support/json_model.h"
+#include "support/tracked_allocator.h"
+
+namespace {
+
+using core::EraseByPointer;
+using core::FindByPointer;
+using core::JsonDoc;
+using core::JsonTree;
+using core::JsonValue;
+using core::SetByPointer;
+using support::ModelOf;
+
+std::string TextOf(const JsonValue* value) {
+    std::string text = "none";
+    if (value != nullptr) {
+        value->Dump(text);
+    }
+    return text;
+}
+
+TEST(JsonPointer, FindsTheExamplesOfItsStandard) {
+    JsonDoc document;
+    ASSERT_GT(document.Parse(R"({"foo": ["bar", "baz"], "": 0, "a/b": 1, "c%d": 2, "e^f": 3,)"
+                             R"("g|h": 4, "i\\j": 5, "k\"l": 6, " ": 7, "m~n": 8})"),
+              0);
+    const struct {
+        const char *pointer, *text;
+    } rows[] = {
+        {"/foo", R"(["bar","baz"])"},
+        {"/foo/0", R"("bar")"},
+        {"/", "0"},
+        {"/a~1b", "1"},
+        {"/c%d", "2"},
+        {"/e^f", "3"},
+        {"/g|h", "4"},
+        {"/i\\j", "5"},
+        {"/k\"l", "6"},
+        {"/ ", "7"},
+        {"/m~0n", "8"},
+        // None of these.
+        {"foo", "none"},
+        {"/foo/2", "none"},
+        {"/foo/-", "none"},
+        {"/foo/01", "none"},
+        {"/foo/-1", "none"},
+        {"/foo/1x", "none"},
+        {"/foo/", "none"},
+        {"/foo/99999999999", "none"},
+        {"/foo/0/x", "none"},
+        {"/m~n", "none"},
+        {"/m~", "none"},
+        {"/m~2n", "none"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.text, TextOf(FindByPointer(std::as_const(document).Root(), row.pointer)))
+            << row.pointer;
+    }
+    EXPECT_EQ(&document.Root(), FindByPointer(document.Root(), ""));
+    EXPECT_EQ("baz", ValueByPointerOr(document.Root(), "/foo/1", "none"));
+    EXPECT_EQ(7, ValueByPointerOr(document.Root(), "/foo/2", 7));
+}
+
+TEST(JsonPointer, MakesWhatIsMissingOrChangesNothing) {
+    const struct {
+        const char *before, *pointer, *after;
+    } rows[] = {
+        {"null", "", "9"},
+        {"null", "/a/0/b", R"({"a": [{"b": 9}]})"},
+        {"null", "/-/-", "[[9]]"},
+        {"null", "/1", R"({"1": 9})"},
+        {R"({"a": null})", "/a/x~1y", R"({"a": {"x/y": 9}})"},
+        {"[1,2]", "/1", "[1,9]"},
+        {"[1,2]", "/2/k", R"([1,2,{"k": 9}])"},
+        {"[1,2]", "/-", "[1,2,9]"},
+        {R"({"a": {"b": [0]}})", "/a/b/0", R"({"a": {"b": [9]}})"},
+        // In the way, or no pointer.
+        {"[1,2]", "/3", nullptr},
+        {"[1,2]", "/k", nullptr},
+        {"[1,2]", "/0/k", nullptr},
+        {R"({"a": "text"})", "/a/b/c", nullptr},
+        {"null", "/a/~", nullptr},
+        {"null", "a", nullptr},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.before) + row.pointer);
+        for (std::size_t n = 1;; ++n) {
+            support::TrackedAllocator allocator;
+            JsonValue root(&allocator);
+            ASSERT_GT(root.Parse(row.before), 0);
+            allocator.FailAt(n);
+            try {
+                const JsonValue* const place = SetByPointer(root, row.pointer, 9);
+                allocator.FailAt(0);
+                EXPECT_EQ(row.after != nullptr ? row.after : row.before, TextOf(&root));
+                EXPECT_EQ(row.after != nullptr ? FindByPointer(root, row.pointer) : nullptr,
+                          std::string(row.pointer).back() == '-' ? nullptr : place);
+                break;
+            } catch (const std::bad_alloc&) {
+                allocator.FailAt(0);
+                ASSERT_EQ(row.before, TextOf(&root)) << "allocation " << n;
+            }
+        }
+    }
+    JsonDoc document;
+    SetByPointer(document.Root(), "/list/0", "text");
+    SetByPointer(document.Root(), "/list/-", *FindByPointer(document.Root(), "/list"));
+    SetByPointer(document.Root(), "/zero", 0);
+    SetByPointer(document.Root(), "/null", nullptr);
+    EXPECT_EQ(R"({"list": ["text",["text"]],"zero": 0,"null": null})", TextOf(&document.Root()));
+    EXPECT_TRUE(EraseByPointer(document.Root(), "/list/0"));
+    EXPECT_TRUE(EraseByPointer(document.Root(), "/zero"));
+    EXPECT_FALSE(EraseByPointer(document.Root(), "/list/1"));
+    EXPECT_FALSE(EraseByPointer(document.Root(), ""));
+    EXPECT_EQ(R"({"list": [["text"]],"null": null})", TextOf(&document.Root()));
+}
+
+TEST(JsonTree, OutlivesWhatItWasCopiedFromAndMovesAtNoCost) {
+    JsonTree tree;
+    EXPECT_TRUE(std::as_const(tree).Root().IsEmpty());
+    {
+        JsonDoc document;
+        SetByPointer(document.Root(), "/name/0", "a text that takes more than sixteen bytes");
+        tree = JsonTree(document.Root());
+    }
+    const auto model = ModelOf(*tree);
+    const JsonValue* const inside = FindByPointer(tree.Root(), "/name/0");
+    JsonTree moved(std::move(tree));
+    EXPECT_EQ(inside, FindByPointer(moved.Root(), "/name/0"));
+    EXPECT_TRUE(tree->IsEmpty());
+    JsonTree copy(moved);
+    copy.Root() = 1;
+    swap(copy, moved);
+    EXPECT_EQ(inside, FindByPointer(copy.Root(), "/name/0"));
+    moved = copy;
+    EXPECT_EQ(model, ModelOf(*moved));
+    EXPECT_NE(inside, FindByPointer(moved.Root(), "/name/0"));
+}
+
+}  // namespace
