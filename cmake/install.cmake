@@ -22,6 +22,15 @@ install(FILES
 # Relative to the .pc file, so that the package can be moved.
 file(RELATIVE_PATH pcPrefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" pcPrefix "${pcPrefix}")
+set(pcDefinitions)
+set(pcSystemLibraries)
+if(NOT CORE_SHARED)
+  set(pcDefinitions " -DCORE_STATIC")
+  set(pcSystemLibraries " -lstdc++ -lm -pthread")
+  if(WIN32)
+    string(APPEND pcSystemLibraries " -lrpcrt4")
+  endif()
+endif()
 configure_file(cmake/core.pc.in core.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/core.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -2,6 +2,12 @@
 
 /// Everything that the library offers, in one include.
 
+#ifndef __cplusplus
+#error "core/core.h is for C++; C programs include core/logging/log.h, pref_trace.h and diagnostics.h"
+#elif __cplusplus < 201703L && (!defined(_MSVC_LANG) || _MSVC_LANG < 201703L)
+#error "core needs C++17 or later: compile with -std=c++17, or /std:c++17 for Visual C++"
+#endif
+
 #include <core/curve/big_keyframe.h>
 #include <core/curve/control_points.h>
 #include <core/curve/interpolation.h>

@@ -37,4 +37,18 @@ for compiler in "$@"; do
         done
     done
 done
+
+# What a caller with another language reads.
+says() {
+    local text=$1 said
+    shift
+    said=$(printf '#include <core/core.h>\n' | "$@" -fsyntax-only -I"$include" - 2>&1) || true
+    [[ $said != *"$text"* ]] || return 0
+    echo "no '$text' from $*"
+    failures=$((failures + 1))
+}
+for compiler in "$@"; do
+    says "core needs C++17 or later" "$compiler" -x c++ -std=c++14
+    says "core/core.h is for C++" "$compiler" -x c
+done
 exit $((failures > 0))
