@@ -133,6 +133,21 @@ TEST(LineFormat, MessagesOfAnyLengthAreWhole) {
     }
 }
 
+TEST(LineFormat, WhatIsTooLongIsCutAndSaysSo) {
+    const std::string text =
+        std::string(core::kLongestBody - 42, 'x') + "\u0144" + std::string(core::kLongestBody, 'y');
+    const std::string body = Format("%s", text.c_str());
+    EXPECT_EQ(text.substr(0, core::kLongestBody - 43) +
+                  "... cut, bytes in all: " + std::to_string(text.size()),
+              body);
+    LineFields fields;
+    fields.tag = text.c_str();
+    fields.body = body;
+    const std::string line = Expand("%t%m", fields);
+    EXPECT_GE(core::kLongestLine, line.size());
+    EXPECT_NE(std::string::npos, line.find("cut, bytes in all: 5"));
+}
+
 TEST(LineFormat, AFormatThatIsRefusedIsTheMessage) {
     // No locale of ours has a byte for this character; some systems leave it out.
     const wchar_t refused[] = {0xDC80, 0};

@@ -31,7 +31,7 @@ constexpr NamedLevel kLevels[] = {
 constexpr int kFirstUserLevel = -100;
 constexpr int kUserLevels = 30;
 
-void AppendNumber(auto number, LineBuffer& line) {
+void AppendNumber(auto number, auto& line) {
     char digits[24];
     const char* const end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
     line.Append({digits, static_cast<std::size_t>(end - digits)});
@@ -86,6 +86,21 @@ void AppendField(char field, const LineFields& fields, Colour colour, LineBuffer
     }
 }
 
+/// Cuts `text` to `longest` bytes, between two characters, and says so behind it.
+template <std::size_t Size>
+void Cut(std::size_t longest, std::size_t whole, TextBuffer<Size>& text) {
+    constexpr std::string_view kNote = "... cut, bytes in all: ";
+    constexpr std::size_t kNoteSize = kNote.size() + 20;
+    std::size_t size = std::min(text.Size(), longest - kNoteSize);
+    while (size > 0 && size < text.Size() &&
+           (static_cast<unsigned char>(text.View()[size]) & 0xC0) == 0x80) {
+        --size;
+    }
+    text.SetSize(size);
+    text.Append(kNote);
+    AppendNumber(whole, text);
+}
+
 }  // namespace
 
 LevelText LevelTextOf(int level) noexcept {
@@ -136,6 +151,18 @@ void ExpandPattern(std::string_view pattern, const LineFields& fields, Colour co
             AppendField(pattern[at], fields, colour, line);
         }
     }
+    if (line.Size() > kLongestLine) {
+        Cut(kLongestLine, line.Size(), line);
+    }
+}
+
+std::string_view TimeIn(std::string_view line) noexcept {
+    // "[LEVEL][THREAD][TIME]"
+    std::size_t begin = 0;
+    for (int i = 0; i < 3; ++i) {
+        begin = std::min(line.find('[', begin), line.size() - 1) + 1;
+    }
+    return line.substr(begin, line.find(']', begin) - begin);
 }
 
 void FormatBody(const char* format, std::va_list arguments, BodyBuffer& body) {
@@ -149,7 +176,7 @@ void FormatBody(const char* format, std::va_list arguments, BodyBuffer& body) {
     int length = std::vsnprintf(body.Data(), body.Capacity(), format, arguments);
     try {
         if (length >= 0 && static_cast<std::size_t>(length) >= body.Capacity()) {
-            body.Reserve(static_cast<std::size_t>(length) + 1);
+            body.Reserve(std::min(static_cast<std::size_t>(length), kLongestBody) + 1);
             length = std::vsnprintf(body.Data(), body.Capacity(), format, again);
         }
     } catch (...) {
@@ -165,6 +192,9 @@ void FormatBody(const char* format, std::va_list arguments, BodyBuffer& body) {
     } else {
         // The second round may find an argument that another thread made longer.
         body.SetSize(std::min(static_cast<std::size_t>(length), body.Capacity() - 1));
+        if (static_cast<std::size_t>(length) > kLongestBody) {
+            Cut(kLongestBody, static_cast<std::size_t>(length), body);
+        }
     }
 }
 

@@ -33,6 +33,11 @@ using PatternBuffer = TextBuffer<40>;
 
 enum class Colour : bool { No, Yes };
 
+/// A line is cut behind so many bytes, and a message so that there is room for the rest
+/// of its line; what is cut says so.
+inline constexpr std::size_t kLongestLine = std::size_t{16} << 20;
+inline constexpr std::size_t kLongestBody = kLongestLine - (std::size_t{64} << 10);
+
 /// A level as it is written: its name, or its number where it has none.
 struct LevelText {
     bool isNamed = false;
@@ -53,8 +58,11 @@ void AppendPattern(const LineFields& fields, PatternBuffer& pattern);
 void ExpandPattern(std::string_view pattern, const LineFields& fields, Colour colour,
                    LineBuffer& line);
 
-/// Formats a message whole, however long. A format that can't be used is the message
-/// itself.
+/// The time in an expanded line.
+std::string_view TimeIn(std::string_view line) noexcept;
+
+/// Formats a message, whole up to `kLongestBody`. A format that can't be used is the
+/// message itself.
 void FormatBody(const char* format, std::va_list arguments, BodyBuffer& body);
 
 }  // namespace core
