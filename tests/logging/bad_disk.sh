@@ -1,6 +1,7 @@
 #!/bin/bash
 # bad_disk.sh PROGRAM FOLDER limit|disk: the log goes on when there is room again, and
 # says how many lines it lost.
+# bad_disk.sh PROGRAM FOLDER stuck: where there is no room again, standard error says it.
 # bad_disk.sh PROGRAM FOLDER readonly: a module whose folder can't be written takes no
 # line from another one.
 # bad_disk.sh PROGRAM FOLDER closed|broken: a console that takes nothing takes no line
@@ -23,6 +24,13 @@ try_it() {
             # $PPID is the program when its shell expands it.
             (ulimit -S -f 700 && "$program" full "$folder/logs" \
                 'prlimit --pid $PPID --fsize=unlimited:')
+            ;;
+        stuck)
+            (ulimit -S -f 700 && "$program" stuck "$folder/logs" 2>"$folder/errors")
+            "$program" check "$folder/logs" >"$folder/verdict" || true
+            lost=$(sed -n 's/^core: \([0-9]*\) lines lost: .*/\1/p' "$folder/errors")
+            grep " ${lost:-no} lines missing" "$folder/verdict" || exit 1
+            exit 0
             ;;
         disk)
             mount -t tmpfs -o size=1m tmpfs "$folder/logs" 2>/dev/null || exit 77

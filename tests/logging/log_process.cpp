@@ -5,6 +5,8 @@
 //   log_process full DIRECTORY COMMAND                       writes, and makes room with COMMAND
 //   log_process beside DIRECTORY BLOCKED                     writes, and to BLOCKED in vain
 //   log_process console DIRECTORY                            writes, to the console too
+//   log_process hold|clean DIRECTORY                         writes, beside the other one
+//   log_process stuck DIRECTORY                              writes more than there is room for
 //   log_process check DIRECTORY                              reads; status 1 if a line is missing
 
 #include <core/logging/log.h>
@@ -16,6 +18,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <sstream>
@@ -145,6 +148,50 @@ int WriteToConsoleToo(const fs::path& directory) {
     return 0;
 }
 
+/// Writes and ends, whatever became of the lines.
+int WriteAndEnd(const fs::path& directory) {
+    constexpr int kCount = 40'000;
+    WriteCounts(directory, {kCount});
+    for (int index = 0; index < kCount; ++index) {
+        WriteLine(0, index);
+    }
+    return 0;
+}
+
+// Two processes of one module and directory, which is to keep one file: one of them has
+// the older file open while the other cleans up.
+constexpr int kHeldLines = 200;
+const char* const kCleaned = "cleaned.txt";
+
+void AwaitFile(const std::function<bool()>& isThere) {
+    while (!isThere()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+int Hold(const fs::path& directory) {
+    WriteCounts(directory, {kHeldLines, 1});
+    for (int index = 0; index < kHeldLines; ++index) {
+        if (index == kHeldLines / 2) {
+            CoreLogFlush();
+            AwaitFile([&] { return fs::exists(directory / kCleaned); });
+        }
+        WriteLine(0, index);
+    }
+    return 0;
+}
+
+int Clean(const fs::path& directory) {
+    AwaitFile([&] { return fs::exists(directory) && !LogFiles(directory).empty(); });
+    // In another second, so that its file gets another name.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    CoreLogSetFilePath(kModule, directory.string().c_str(), 0, 1);
+    WriteLine(1, 0);
+    CoreLogShutdown();
+    std::ofstream(directory / kCleaned) << "done";
+    return 0;
+}
+
 /// Logs when the process has left main.
 struct LateLogger {
     ~LateLogger() {
@@ -175,7 +222,15 @@ int Check(const fs::path& directory) {
     for (const fs::path& file : LogFiles(directory)) {
         std::ifstream text(file, std::ios::binary);
         std::string line;
+        std::string lastStamp;
         while (std::getline(text, line)) {
+            // "[LEVEL][THREAD][TIME]"
+            const std::size_t stampAt = line.find('[', line.find('[', 1) + 1);
+            const std::string stamp = stampAt == std::string::npos ? "" : line.substr(stampAt, 24);
+            if (stamp < lastStamp) {
+                fault(file, "earlier than " + lastStamp + ": " + line);
+            }
+            lastStamp = stamp;
             int thread = 0;
             int index = 0;
             long long lost = 0;
@@ -221,10 +276,19 @@ int main(int argc, char** argv) {
     if (what == "check") {
         return Check(directory);
     }
-    fs::create_directories(directory);
     CoreLogSetLogSink(CORE_LOG_FILE);
     CoreLogSetLogLevel(CORE_LOG_INFO);
-    CoreLogSetFilePath(kModule, argv[2], 0, 1'000);
+    if (what == "clean") {
+        return Clean(directory);
+    }
+    fs::create_directories(directory);
+    CoreLogSetFilePath(kModule, argv[2], 0, what == "hold" ? 1 : 1'000);
+    if (what == "hold") {
+        return Hold(directory);
+    }
+    if (what == "stuck") {
+        return WriteAndEnd(directory);
+    }
     if (what == "full") {
         return argc < 4 ? 2 : WriteToFull(directory, argv[3]);
     }

@@ -15,7 +15,9 @@
 /// Text is UTF-8 and ends at its zero byte; null counts as empty. All functions are
 /// safe from any thread and throw nothing; those that answer nothing else answer 0.
 /// Every line that was accepted is in its file after `CoreLogShutdown`, and after
-/// `main` returned or `exit` was called without it.
+/// `main` returned or `exit` was called without it. Lines that no file takes (a full disk,
+/// a removed directory) are counted; the file says how many are missing as soon as it can,
+/// and standard error at the end of the process.
 
 #include <core/export.h>
 
@@ -55,7 +57,8 @@ enum CoreLogSink { CORE_LOG_CONSOLE = 1, CORE_LOG_FILE = 2, CORE_LOG_DEBUGGER = 
 extern "C" {
 #endif
 
-/// Writes a line of module "ZYL". `format` is printf's; a message has any length.
+/// Writes a line of module "ZYL". `format` is printf's; a line of more than 16 MiB is
+/// cut and says so.
 CORE_API int CoreLogPrint(const char* tag, int level, const char* format, ...)
     CORE_LOG_FORMAT(3, 4);
 /// Writes a line of module "ZYL" that names its source. Null leaves out the file or
@@ -91,8 +94,11 @@ CORE_API unsigned CoreLogGetLogSinkByModule(const char* module);
 /// When a file has reached `maxFileBytes` (1 MiB if less is given) a new one is begun,
 /// and the oldest are removed while there are more than `maxFiles` (1 if 0 is given);
 /// both is looked after every 1.5 seconds at most. Without this call, the module
-/// writes to "./", with 5 MiB and 3 files. The prefix goes into the search for old
-/// files as a part of a regular expression.
+/// writes to "./", with 5 MiB and 3 files.
+///
+/// Old files are found by the prefix, as text and as a regular expression. A file that
+/// any process has open for its log is not removed. In names, the characters
+/// `/ \ : * ? " < > |` and control characters of the prefix become `_`.
 CORE_API int CoreLogSetFilePath(const char* module, const char* directory, uint64_t maxFileBytes,
                                 uint64_t maxFiles);
 /// The prefix of the files that the module opens from now on.

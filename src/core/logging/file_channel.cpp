@@ -101,6 +101,13 @@ platform::SystemError BsFileChannel::Open() {
 void BsFileChannel::SetPrefix(const std::string& prefix) CORE_NO_THREAD_SAFETY_ANALYSIS {
     // From any thread, and without waiting for a write.
     file.SetPrefix(prefix);
+    mayHaveNotice = true;
+}
+
+void BsFileChannel::Finish() {
+    Flush();
+    const Lock lock(fileMutex);
+    file.Finish();
 }
 
 bool BsFileChannel::Append(std::string_view line, bool isUrgent) {
@@ -159,22 +166,16 @@ void BsFileChannel::Write(bool isRetry) {
             hasRoom.NotifyAll();
         }
     }
-    if (file.HasNotice()) {
-        hasNotice = true;
-    }
     lastWriteEnd.store(Nanoseconds(Clock::now()));
 }
 
-void BsFileChannel::TellNotice() {
-    if (!hasNotice.exchange(false)) {
-        return;
+void BsFileChannel::TellNotice() CORE_NO_THREAD_SAFETY_ANALYSIS {
+    // From any thread, and without waiting for a write.
+    if (mayHaveNotice.load(std::memory_order_relaxed) && mayHaveNotice.exchange(false)) {
+        if (const std::string notice = file.TakeNotice(); !notice.empty()) {
+            Report(ReportLevel::Warn, "core", notice.c_str());
+        }
     }
-    std::string notice;
-    {
-        const Lock lock(fileMutex);
-        notice = file.TakeNotice();
-    }
-    Report(ReportLevel::Warn, "core", notice.c_str());
 }
 
 void BsFileChannel::WriteAllAtTheEnd() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {

@@ -45,6 +45,9 @@ public:
     void WriteWaiting();
     /// Like `WriteWaiting`, and tries a file at once that took no more.
     void Flush();
+    /// Like `Flush`, at the end: where lines are lost that no file can be told of, standard
+    /// error is.
+    void Finish();
     /// Tells the user what there is to tell about the files, as lines of the library.
     /// Not under the log's mutex.
     void TellNotice();
@@ -58,7 +61,7 @@ private:
     LineQueue queue;
     std::atomic<bool> isTaskPosted = false;
     std::atomic<bool> hasUrgentLine = false;
-    std::atomic<bool> hasNotice = false;
+    std::atomic<bool> mayHaveNotice = true;
     std::atomic<std::int64_t> lastWriteEnd = 0;
 
     Mutex fileMutex;

@@ -2,14 +2,12 @@
 
 #include "core/foundation/directories.h"
 #include "core/logging/line_format.h"
-#include "core/logging/time_stamp.h"
 
 #include <core/foundation/time_util.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <set>
-#include <system_error>
+#include <cstdio>
+#include <exception>
 #include <vector>
 
 namespace core {
@@ -20,86 +18,67 @@ constexpr std::chrono::seconds kRetryInterval(1);
 constexpr std::uint64_t kLeastMaxBytes = 0x100000;
 constexpr std::uint64_t kLeastMaxFiles = 1;
 constexpr int kErrorLevel = 6;
+/// Of the time in a line.
+constexpr std::size_t kLongestTime = 64;
 
 FileLimits Raised(FileLimits limits) noexcept {
     return {std::max(limits.maxBytes, kLeastMaxBytes), std::max(limits.maxFiles, kLeastMaxFiles)};
 }
 
-bool IsSameFile(const std::string& a, const std::string& b) {
-    const auto pathOf = [](const std::string& text) {
-        return std::filesystem::path(std::u8string(text.begin(), text.end()));
-    };
-    std::error_code error;
-    return a == b || std::filesystem::equivalent(pathOf(a), pathOf(b), error);
-}
-
-/// The log files that this process has open. Never destroyed: files are written
-/// until the very end.
-class OpenPaths {
-public:
-    static OpenPaths& Get() {
-        static OpenPaths& paths = *new OpenPaths;
-        return paths;
-    }
-    void Add(const std::string& path) {
-        const Lock lock(mutex);
-        paths.insert(path);
-    }
-    void Remove(const std::string& path) {
-        const Lock lock(mutex);
-        if (const auto at = paths.find(path); at != paths.end()) {
-            paths.erase(at);
-        }
-    }
-    void RemoveFileUnlessOpen(const std::string& path) {
-        const Lock lock(mutex);
-        const bool isOpen = std::any_of(paths.begin(), paths.end(), [&](const std::string& open) {
-            return IsSameFile(open, path);
-        });
-        if (!isOpen) {
-            platform::RemoveFile(path);
-        }
-    }
-
-private:
-    Mutex mutex;
-    std::multiset<std::string> paths CORE_GUARDED_BY(mutex);
-};
-
 /// The line that stands for those that are missing.
-std::string LostNote(std::uint64_t lostLines) {
-    const TimeStamp time;
-    const std::string body = std::to_string(lostLines) + " lines lost: the file took no more";
+void AppendLossNote(std::uint64_t lines, const char* reason, std::string_view time,
+                    std::string& notes) {
+    if (lines == 0) {
+        return;
+    }
+    const std::string body = std::to_string(lines) + " lines lost: the file " + reason;
     LineFields fields;
     fields.level = kErrorLevel;
     fields.tag = "core";
     fields.threadId = platform::CurrentThreadId();
-    fields.time = time.View();
+    fields.time = time;
     fields.body = body;
     PatternBuffer pattern;
     AppendPattern(fields, pattern);
     LineBuffer line;
     ExpandPattern(pattern.View(), fields, Colour::No, line);
     line.Append('\n');
-    return std::string(line.View());
+    notes += line.View();
+}
+
+/// The text of the last line.
+std::string_view LastLineOf(const LineSpan& span) noexcept {
+    const std::uint32_t begin = span.count > 1 ? span.ends[span.count - 2] : span.firstByte;
+    return {span.bytes + begin, span.ends[span.count - 1] - begin};
 }
 
 }  // namespace
 
-RotatingFile::RotatingFile(std::string inDirectory, FileLimits withLimits, std::string withPrefix)
-    : directory(std::move(inDirectory)),
-      limits(Raised(withLimits)),
-      nextPrefix(std::move(withPrefix)) {}
+RotatingFile::RotatingFile(std::string inDirectory, FileLimits withLimits,
+                           const std::string& withPrefix)
+    : directory(std::move(inDirectory)), limits(Raised(withLimits)) {
+    SetPrefix(withPrefix);
+    // A failed write must not fail again for memory.
+    lossTime.reserve(kLongestTime);
+}
 
 RotatingFile::~RotatingFile() {
+    Finish();
+}
+
+void RotatingFile::Finish() noexcept {
     try {
-        Retry(Clock::now());
+        const Clock::time_point now = Clock::now();
+        if (Current().IsOpen() && !IsInPlace() && sunkLines > 0 &&
+            platform::IsDirectory(directory) && OpenNext() == 0) {
+            Recover(now);
+        } else {
+            Retry(now);
+        }
     } catch (const std::exception&) {
         // Without memory there is no line about those that are lost.
     }
-    if (Current().IsOpen()) {
-        OpenPaths::Get().Remove(path);
-    }
+    TellLosses();
 }
 
 platform::SystemError RotatingFile::Open() {
@@ -111,35 +90,39 @@ platform::SystemError RotatingFile::Open() {
     return error;
 }
 
-void RotatingFile::SetPrefix(std::string newPrefix) {
+void RotatingFile::SetPrefix(const std::string& newPrefix) {
+    auto made = std::make_shared<const FilePrefix>(newPrefix);
     const Lock lock(prefixMutex);
-    nextPrefix = std::move(newPrefix);
+    notice = made->Notice();
+    nextPrefix = std::move(made);
+}
+
+std::string RotatingFile::TakeNotice() {
+    const Lock lock(prefixMutex);
+    return std::exchange(notice, {});
 }
 
 platform::SystemError RotatingFile::OpenNext() {
-    std::string newPrefix;
+    OpenFile& next = files[1 - current];
     {
         const Lock lock(prefixMutex);
-        newPrefix = nextPrefix;
+        next.prefix = nextPrefix;
     }
-    const std::string newPath = directory + newPrefix + "_" + TimeUtil::now("") + ".log";
-    // A prefix may name directories too. What is still missing, opening finds.
-    MakeDirectories(newPath.substr(0, newPath.find_last_of("/\\")));
-    // Known as open before it exists, so that no clean-up comes between.
-    OpenPaths::Get().Add(newPath);
-    const std::size_t other = 1 - current;
-    if (const platform::SystemError error = files[other].Open(newPath)) {
-        OpenPaths::Get().Remove(newPath);
+    next.path = directory + next.prefix->Text() + "_" + TimeUtil::now("") + ".log";
+    MakeDirectories(directory);
+    platform::SystemError error = next.file.Open(next.path);
+    constexpr int kTries = 5;
+    for (int i = 1; i < kTries && platform::IsBusy(error); ++i) {
+        platform::SleepMilliseconds(1);
+        error = next.file.Open(next.path);
+    }
+    if (error != 0) {
         return error;
     }
-    files[other].Size(size);
-    current = other;
-    if (files[1 - other].IsOpen()) {
-        files[1 - other].Close();
-        OpenPaths::Get().Remove(path);
-    }
-    path = newPath;
-    prefix = newPrefix;
+    next.file.Size(size);
+    unseenLines = 0;
+    current = 1 - current;
+    files[1 - current].file.Close();
     return 0;
 }
 
@@ -168,17 +151,26 @@ void RotatingFile::WriteFront(LineQueue& queue, Clock::time_point now) {
     queue.Announce(span, size);
     std::size_t written = 0;
     if (isDropped) {
-        lostLines += span.count;
-    } else if (!WriteAll(span.Text(), written)) {
+        refusedLines += span.count;
+        NoteLost(span);
+    } else if (WriteAll(span.Text(), written)) {
+        unseenLines += span.count;
+        lastWritten = span;
+    } else {
         Fail(span, written, now);
     }
     queue.Remove(span);
 }
 
+void RotatingFile::NoteLost(const LineSpan& span) {
+    lossTime = TimeIn(LastLineOf(span)).substr(0, kLongestTime);
+}
+
 void RotatingFile::Fail(const LineSpan& span, std::size_t written, Clock::time_point now) {
-    cutLine.clear();
     isFailing = true;
     nextTry = now + kRetryInterval;
+    NoteLost(span);
+    cutLine.clear();
     const std::size_t stop = span.firstByte + written;
     const std::uint32_t* const end = span.ends + span.count;
     const std::uint32_t* at = std::upper_bound(span.ends, end, stop);
@@ -187,7 +179,16 @@ void RotatingFile::Fail(const LineSpan& span, std::size_t written, Clock::time_p
         cutLine.assign(span.bytes + stop, *at - stop);
         ++at;
     }
-    lostLines += static_cast<std::uint64_t>(end - at);
+    const auto left = static_cast<std::uint64_t>(end - at);
+    refusedLines += left;
+    unseenLines += span.count - left;
+}
+
+std::string RotatingFile::LossNotes() const {
+    std::string notes;
+    AppendLossNote(refusedLines, "took no more", lossTime, notes);
+    AppendLossNote(sunkLines, "was removed", lossTime, notes);
+    return notes;
 }
 
 bool RotatingFile::WriteCutLine() {
@@ -205,21 +206,17 @@ bool RotatingFile::Recover(Clock::time_point now) {
     if (!cutLine.empty() && !WriteCutLine()) {
         return false;
     }
-    if (lostLines > 0) {
-        const std::string note = LostNote(lostLines);
-        cutLine = note;
-        if (!WriteCutLine()) {
-            if (cutLine.size() == note.size()) {
-                cutLine.clear();
-            } else {
-                lostLines = 0;
-            }
-            return false;
-        }
-        lostLines = 0;
+    const std::string notes = LossNotes();
+    cutLine = notes;
+    const bool isWritten = WriteCutLine();
+    if (!isWritten && cutLine.size() == notes.size()) {
+        cutLine.clear();
+    } else {
+        refusedLines = 0;
+        sunkLines = 0;
     }
-    isFailing = false;
-    return true;
+    isFailing = !isWritten;
+    return isWritten;
 }
 
 void RotatingFile::Retry(Clock::time_point now) {
@@ -241,50 +238,44 @@ void RotatingFile::Rotate(Clock::time_point now) {
         BeginNextIfDue(now);
         RemoveOldFiles();
     } catch (const std::exception&) {
-        // No memory, or an expression that is too hard: the open file goes on.
+        // No memory: the open file goes on.
     }
+}
+
+bool RotatingFile::IsInPlace() {
+    if (Current().IsRemoved()) {
+        // They lie where nobody can read them.
+        if (unseenLines > 0) {
+            sunkLines += std::exchange(unseenLines, 0);
+            NoteLost(lastWritten);
+        }
+        return false;
+    }
+    unseenLines = 0;
+    return platform::Exists(files[current].path);
 }
 
 void RotatingFile::BeginNextIfDue(Clock::time_point now) {
     Current().Size(size);
-    // A file whose directory was removed takes lines that nobody can read.
-    if (size >= limits.maxBytes || !platform::Exists(path)) {
-        Retry(now);
-        // Where no new file can be had, the old one goes on.
-        if (OpenNext() == 0 && isFailing) {
-            lostLines += cutLine.empty() ? 0u : 1u;
-            cutLine.clear();
-            nextTry = now;
-        }
+    if (IsInPlace() && size < limits.maxBytes) {
+        return;
     }
-}
-
-const std::regex* RotatingFile::Expression() {
-    if (expressionPrefix != prefix) {
-        expressionPrefix = prefix;
-        expression.reset();
-        try {
-            // Kept on purpose: the prefix goes in as it stands; hosts name modules so
-            // that one finds the files of several.
-            expression.emplace("^(" + prefix + "_)([\\w\\W]+)(\\.log)$");
-        } catch (const std::regex_error&) {
-            notice =
-                "log prefix \"" + prefix + "\" is no regular expression: its old files are kept";
-        }
+    Retry(now);
+    // Where no new file can be had, the old one goes on.
+    if (OpenNext() == 0) {
+        refusedLines += cutLine.empty() ? 0u : 1u;
+        cutLine.clear();
+        Recover(now);
     }
-    return expression ? &*expression : nullptr;
 }
 
 void RotatingFile::RemoveOldFiles() {
-    const std::regex* const own = Expression();
-    if (own == nullptr) {
-        return;
-    }
+    const FilePrefix& own = *files[current].prefix;
     std::vector<platform::DirectoryEntry> entries;
     platform::ListDirectory(directory, entries);
     std::vector<std::string> names;
     for (const platform::DirectoryEntry& entry : entries) {
-        if (!entry.isDirectory && std::regex_match(entry.name, *own)) {
+        if (!entry.isDirectory && own.Owns(entry.name)) {
             names.push_back(entry.name);
         }
     }
@@ -294,14 +285,30 @@ void RotatingFile::RemoveOldFiles() {
     std::sort(names.begin(), names.end());
     names.resize(names.size() - static_cast<std::size_t>(limits.maxFiles));
     for (const std::string& name : names) {
-        OpenPaths::Get().RemoveFileUnlessOpen(directory + name);
+        platform::RemoveFileUnlessOpen(directory + name);
     }
 }
 
-void RotatingFile::WriteAtTheEnd(LineQueue& queue) noexcept {
-    if (!Current().IsOpen()) {
+void RotatingFile::TellLosses() noexcept {
+    const bool isRemoved = Current().IsOpen() && Current().IsRemoved();
+    const std::uint64_t lost = std::exchange(refusedLines, 0) + std::exchange(sunkLines, 0) +
+                               (isRemoved ? std::exchange(unseenLines, 0) : 0) +
+                               (cutLine.empty() ? 0u : 1u);
+    if (lost == 0) {
         return;
     }
+    cutLine.clear();
+    // In pieces, which need no memory.
+    char count[64];
+    const int length = std::snprintf(
+        count, sizeof count, "core: %llu lines lost: ", static_cast<unsigned long long>(lost));
+    platform::WriteToStandardError({count, static_cast<std::size_t>(length)});
+    const std::string& path = files[current].path;
+    platform::WriteToStandardError(path.empty() ? directory : path);
+    platform::WriteToStandardError("\n");
+}
+
+void RotatingFile::WriteAtTheEnd(LineQueue& queue) noexcept {
     LineSpan span;
     std::uint64_t sizeBefore = 0;
     std::size_t written = 0;
@@ -311,11 +318,16 @@ void RotatingFile::WriteAtTheEnd(LineQueue& queue) noexcept {
         Current().Size(sizeNow);
         const std::uint64_t arrived = sizeNow > sizeBefore ? sizeNow - sizeBefore : 0;
         const std::string_view text = span.Text();
-        WriteAll(text.substr(std::min<std::uint64_t>(arrived, text.size())), written);
+        if (!WriteAll(text.substr(std::min<std::uint64_t>(arrived, text.size())), written)) {
+            refusedLines += span.count;
+        }
     }
     for (span = queue.TakeAtTheEnd(); span.count > 0; span = queue.TakeAtTheEnd()) {
-        WriteAll(span.Text(), written);
+        if (!WriteAll(span.Text(), written)) {
+            refusedLines += span.count;
+        }
     }
+    TellLosses();
 }
 
 }  // namespace core

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/foundation/mutex.h"
+#include "core/logging/file_prefix.h"
 #include "core/logging/line_queue.h"
 #include "core/platform/platform.h"
 
@@ -8,8 +9,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -29,7 +30,10 @@ struct FileLimits {
 /// another process, after the clock was set back) loses nothing. When a write fails,
 /// as on a full disk, the lines are counted and dropped; it tries again within
 /// seconds, ends the line that was cut, and writes how many are missing. When a new
-/// file can't be opened, it stays with the old one.
+/// file can't be opened, it stays with the old one. Lines that went down with a file
+/// which somebody removed are counted too.
+///
+/// What it removes itself are old files that no process has open.
 ///
 /// One thread at a time, but for `SetPrefix`.
 class RotatingFile {
@@ -37,7 +41,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// `directory` is absolute and ends in a separator.
-    RotatingFile(std::string directory, FileLimits limits, std::string prefix);
+    RotatingFile(std::string directory, FileLimits limits, const std::string& prefix);
     ~RotatingFile();
     RotatingFile(const RotatingFile&) = delete;
     RotatingFile& operator=(const RotatingFile&) = delete;
@@ -46,7 +50,7 @@ public:
     /// pass (no room, no handles) leaves a file that keeps trying, and counts as success.
     platform::SystemError Open();
     /// What the files that are opened from now on begin with. From any thread.
-    void SetPrefix(std::string newPrefix);
+    void SetPrefix(const std::string& newPrefix);
 
     /// Writes the front of `queue` and removes it, or drops and counts it.
     void WriteFront(LineQueue& queue, Clock::time_point now);
@@ -56,38 +60,48 @@ public:
     /// Tries at once what `WriteFront` would try again in a while.
     void Retry(Clock::time_point now);
 
-    bool HasNotice() const noexcept { return !notice.empty(); }
-    /// Something to tell the user, once.
-    std::string TakeNotice() { return std::exchange(notice, {}); }
+    /// Something to tell the user, once; from any thread.
+    std::string TakeNotice();
+    /// For the end: tries once more to write what is missing, and says on standard error
+    /// how many lines are lost that no file was told of. Brings no directory back.
+    void Finish() noexcept;
 
     /// Writes what is left of `queue` in a process whose other threads are gone:
     /// without a lock, without memory, and without a line twice.
     void WriteAtTheEnd(LineQueue& queue) noexcept;
 
 private:
-    platform::AppendFile& Current() noexcept { return files[current]; }
+    using Prefix = std::shared_ptr<const FilePrefix>;
+    struct OpenFile {
+        platform::AppendFile file;
+        std::string path;
+        Prefix prefix;
+    };
+
+    platform::AppendFile& Current() noexcept { return files[current].file; }
     platform::SystemError OpenNext();
     bool WriteAll(std::string_view text, std::size_t& written) noexcept;
     bool WriteCutLine();
     bool Recover(Clock::time_point now);
     void Fail(const LineSpan& span, std::size_t written, Clock::time_point now);
+    void NoteLost(const LineSpan& span);
+    bool IsInPlace();
+    std::string LossNotes() const;
+    void TellLosses() noexcept;
     void BeginNextIfDue(Clock::time_point now);
-    const std::regex* Expression();
     void RemoveOldFiles();
 
     const std::string directory;
     const FileLimits limits;
 
     Mutex prefixMutex;
-    std::string nextPrefix CORE_GUARDED_BY(prefixMutex);
+    Prefix nextPrefix CORE_GUARDED_BY(prefixMutex);
+    std::string notice CORE_GUARDED_BY(prefixMutex);
 
     // The open file and room for the next one: they change places in one step, so
     // that one of them is the open file whenever the process ends.
-    std::array<platform::AppendFile, 2> files;
+    std::array<OpenFile, 2> files;
     std::atomic<std::size_t> current = 0;
-    std::string path;
-    /// The prefix of the open file.
-    std::string prefix;
     /// As far as we know: others may append too.
     std::uint64_t size = 0;
     std::optional<Clock::time_point> lastCheck;
@@ -96,12 +110,14 @@ private:
     Clock::time_point nextTry;
     /// The rest of the line that was cut when a write failed.
     std::string cutLine;
-    std::uint64_t lostLines = 0;
-
-    /// The expression for `expressionPrefix`; none if that is no regular expression.
-    std::optional<std::regex> expression;
-    std::optional<std::string> expressionPrefix;
-    std::string notice;
+    /// Lines that the file took no more, and lines that went down with a removed file.
+    std::uint64_t refusedLines = 0;
+    std::uint64_t sunkLines = 0;
+    /// The stamp of the last of them, for the line that tells: stamps never go backwards.
+    std::string lossTime;
+    /// Lines written since the file was last seen in its place, and the last of them.
+    std::uint64_t unseenLines = 0;
+    LineSpan lastWritten;
 };
 
 }  // namespace core

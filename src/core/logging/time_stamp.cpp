@@ -42,8 +42,7 @@ void Learn(std::int64_t second) {
 
 }  // namespace
 
-TimeStamp::TimeStamp() {
-    const std::int64_t ticks = platform::WallClock100ns();
+TimeStamp::TimeStamp() : ticks(platform::WallClock100ns()) {
     const std::int64_t second = ticks / kTicksPerSecond - (ticks % kTicksPerSecond < 0 ? 1 : 0);
     if (second != known.second) {
         Learn(second);

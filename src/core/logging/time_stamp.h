@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace core {
@@ -11,8 +12,11 @@ public:
     /// The local time now. Breaks down the time once a second and thread.
     TimeStamp();
     std::string_view View() const noexcept { return {text, size}; }
+    /// The same time in 100 ns since 1970-01-01 UTC.
+    std::int64_t Ticks() const noexcept { return ticks; }
 
 private:
+    std::int64_t ticks;
     char text[64];
     std::size_t size;
 };

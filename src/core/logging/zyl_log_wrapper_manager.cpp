@@ -31,6 +31,12 @@ public:
         return line.View().substr(0, line.Size() - 1);
     }
 
+    /// For fields that have changed.
+    void Clear() noexcept {
+        plain.SetSize(0);
+        coloured.SetSize(0);
+    }
+
 private:
     const LineFields& fields;
     PatternBuffer pattern;
@@ -63,7 +69,7 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
 
     BodyBuffer body;
     FormatBody(format, arguments, body);
-    const TimeStamp time;
+    TimeStamp time;
     fields.threadId = platform::CurrentThreadId();
     fields.time = time.View();
     fields.body = body.View();
@@ -84,6 +90,14 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
         if (isShutDown) {
             return;
         }
+        if (time.Ticks() < lastTicks) {
+            // Another thread was faster: lines and stamps come in one order, unless the
+            // clock itself goes back.
+            time = TimeStamp();
+            fields.time = time.View();
+            forms.Clear();
+        }
+        lastTicks = time.Ticks();
         const unsigned sinks = module->Sinks();
         if ((sinks & CORE_LOG_CONSOLE) != 0) {
             module->WriteToConsole(forms.Get(Colour::Yes), fields.level);
@@ -170,6 +184,15 @@ void ZylLogWrapperManager::FlushFiles() {
             Post(std::make_unique<FlushTask>(module->File()));
         } else if (module->File()) {
             module->File()->Flush();
+        }
+    }
+}
+
+void ZylLogWrapperManager::FinishFiles() {
+    const Lock lock(logMutex);
+    for (ZylLogWrapper* const module : modules.All()) {
+        if (module->File()) {
+            module->File()->Finish();
         }
     }
 }
@@ -302,7 +325,7 @@ void ZylLogWrapperManager::AtProcessEnd() {
     try {
         logManager.StopWorker();
         // What was posted between: from here on, every line is written at once.
-        logManager.Flush();
+        logManager.FinishFiles();
     } catch (const std::exception&) {
         // A task of the worker ended the process: it can't wait for itself.
     }

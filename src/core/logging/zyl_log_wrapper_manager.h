@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdint>
+#include <limits>
 #include <memory>
 
 namespace core {
@@ -75,6 +76,8 @@ private:
     void Write(const std::shared_ptr<BsFileChannel>& file) CORE_REQUIRES(logMutex);
     void Post(std::unique_ptr<Task> task) CORE_REQUIRES(logMutex);
     void FlushFiles() CORE_REQUIRES(logMutex);
+    /// For the end, without a worker: writes what waits, and tells what is lost.
+    void FinishFiles();
     /// Ends the worker; file output then runs on the threads that log.
     void StopWorker();
     /// Whether this process was forked from the one that started the worker: worker and
@@ -93,6 +96,8 @@ private:
     unsigned defaultSinks CORE_GUARDED_BY(logMutex) = CORE_LOG_CONSOLE;
     /// Ours; a plain pointer, because nobody destroys this object.
     IWorker* worker CORE_GUARDED_BY(logMutex) = nullptr;
+    /// The time of the newest line.
+    std::int64_t lastTicks CORE_GUARDED_BY(logMutex) = std::numeric_limits<std::int64_t>::min();
     bool hasHadWorker CORE_GUARDED_BY(logMutex) = false;
     std::uint64_t processId CORE_GUARDED_BY(logMutex) = 0;
 };

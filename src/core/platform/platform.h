@@ -76,6 +76,7 @@ void PrepareConsole() noexcept;
 /// Writes to standard output behind what the C library holds back for it, and
 /// through to the system.
 void WriteToStandardOutput(std::string_view text) noexcept;
+void WriteToStandardError(std::string_view text) noexcept;
 /// Hands a text to the debugger; where the system has no such place, to standard
 /// error.
 void WriteToDebugger(const char* text) noexcept;
@@ -92,8 +93,9 @@ public:
     ~AppendFile();
 
     /// Opens `path`, creating the file when it is missing and keeping what it
-    /// holds. Others may read, rename and remove it meanwhile. Closes the file that
-    /// was open before, if any, even when the new one can't be opened.
+    /// holds. Others may read, rename and remove it meanwhile, but
+    /// `RemoveFileUnlessOpen` of any process leaves it alone. Closes the file that was
+    /// open before, if any, even when the new one can't be opened.
     SystemError Open(const std::string& path) noexcept;
     bool IsOpen() const noexcept { return handle != kClosed; }
     /// Appends in one call of the system. `written` may be less than `size`, with
@@ -101,6 +103,8 @@ public:
     SystemError Write(const void* data, std::size_t size, std::size_t& written) noexcept;
     /// The file's size in bytes, as it is now.
     SystemError Size(std::uint64_t& size) const noexcept;
+    /// Whether the file was removed: it has no name any more, and goes with its last user.
+    bool IsRemoved() const noexcept;
     /// Waits until the device has what was written.
     SystemError Flush() noexcept;
     void Close() noexcept;
@@ -136,8 +140,11 @@ struct DirectoryEntry {
     bool isDirectory;
 };
 /// Whether the call that answered `error` may succeed later as it is: there was no
-/// room, or there were too many open files.
+/// room, there were too many open files, or the file is busy.
 bool MayPass(SystemError error) noexcept;
+/// Whether `AppendFile::Open` failed because somebody is about to remove the file: a
+/// matter of microseconds.
+bool IsBusy(SystemError error) noexcept;
 /// Has the calling thread's writes beyond a limit on file sizes fail, where they would
 /// end the process otherwise.
 void MakeFileSizeLimitAnError() noexcept;
@@ -147,8 +154,8 @@ void MakeFileSizeLimitAnError() noexcept;
 SystemError ListDirectory(const std::string& path, std::vector<DirectoryEntry>& entries);
 /// Makes one directory. An existing object under that name is an error.
 SystemError MakeDirectory(const std::string& path) noexcept;
-/// Removes a file, not a directory.
-SystemError RemoveFile(const std::string& path) noexcept;
+/// Removes a file, not a directory, unless an `AppendFile` of any process has it open.
+SystemError RemoveFileUnlessOpen(const std::string& path) noexcept;
 /// Whether the file system has an object of any kind at `path`; false when it
 /// can't be asked.
 bool Exists(const std::string& path) noexcept;

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
@@ -42,6 +43,13 @@ SystemError OpenDescriptor(const std::string& path, int flags, std::intptr_t& ha
     return 0;
 }
 
+/// For reading too, where that is allowed: some file systems lock no other files.
+SystemError OpenToLock(const std::string& path, int otherwise, int flags,
+                       std::intptr_t& handle) noexcept {
+    const SystemError error = OpenDescriptor(path, O_RDWR | flags, handle);
+    return error == EACCES ? OpenDescriptor(path, otherwise | flags, handle) : error;
+}
+
 SystemError SizeOf(std::intptr_t handle, std::uint64_t& size) noexcept {
     struct stat status {};
     if (fstat(Descriptor(handle), &status) != 0) {
@@ -70,7 +78,17 @@ AppendFile::~AppendFile() {
 
 SystemError AppendFile::Open(const std::string& path) noexcept {
     Close();
-    return OpenDescriptor(path, O_WRONLY | O_APPEND | O_CREAT, handle);
+    if (const SystemError error = OpenToLock(path, O_WRONLY, O_APPEND | O_CREAT, handle)) {
+        return error;
+    }
+    // Everybody who writes a file has a share of its lock; who removes it asks for all of
+    // it. Where a file system has no locks, nobody removes.
+    const bool isBusy = flock(Descriptor(handle), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    if (isBusy || IsRemoved()) {
+        Close();
+        return EBUSY;
+    }
+    return 0;
 }
 
 SystemError AppendFile::Write(const void* data, std::size_t size, std::size_t& written) noexcept {
@@ -81,6 +99,11 @@ SystemError AppendFile::Write(const void* data, std::size_t size, std::size_t& w
 
 SystemError AppendFile::Size(std::uint64_t& size) const noexcept {
     return SizeOf(handle, size);
+}
+
+bool AppendFile::IsRemoved() const noexcept {
+    struct stat status {};
+    return fstat(Descriptor(handle), &status) == 0 && status.st_nlink == 0;
 }
 
 SystemError AppendFile::Flush() noexcept {
@@ -128,6 +151,7 @@ SystemError ReadFile::Size(std::uint64_t& size) const noexcept {
 bool MayPass(SystemError error) noexcept {
     switch (static_cast<int>(error)) {
         case EAGAIN:
+        case EBUSY:
         case EDQUOT:
         case EINTR:
         case EMFILE:
@@ -138,6 +162,10 @@ bool MayPass(SystemError error) noexcept {
         default:
             return false;
     }
+}
+
+bool IsBusy(SystemError error) noexcept {
+    return error == EBUSY;
 }
 
 void MakeFileSizeLimitAnError() noexcept {
@@ -186,8 +214,23 @@ SystemError MakeDirectory(const std::string& path) noexcept {
     return mkdir(path.c_str(), 0777) == 0 ? 0 : LastError();
 }
 
-SystemError RemoveFile(const std::string& path) noexcept {
-    return unlink(path.c_str()) == 0 ? 0 : LastError();
+SystemError RemoveFileUnlessOpen(const std::string& path) noexcept {
+    std::intptr_t handle = -1;
+    const SystemError error = OpenToLock(path, O_RDONLY, O_NONBLOCK, handle);
+    // What can't be found may be a link that leads nowhere.
+    if (error != 0 && error != ENOENT) {
+        return error;
+    }
+    if (error == 0 && flock(Descriptor(handle), LOCK_EX | LOCK_NB) != 0) {
+        const SystemError isLocked = LastError();
+        close(Descriptor(handle));
+        return isLocked;
+    }
+    const SystemError removal = unlink(path.c_str()) == 0 ? 0 : LastError();
+    if (error == 0) {
+        close(Descriptor(handle));
+    }
+    return removal;
 }
 
 bool Exists(const std::string& path) noexcept {

@@ -26,6 +26,11 @@ void WriteToStandardOutput(std::string_view text) noexcept {
     std::fflush(stdout);
 }
 
+void WriteToStandardError(std::string_view text) noexcept {
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fflush(stderr);
+}
+
 void WriteToDebugger(const char* text) noexcept {
     OutputDebugStringA(text);
 }

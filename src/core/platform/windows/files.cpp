@@ -18,11 +18,12 @@ HANDLE HandleOf(std::intptr_t handle) noexcept {
     return reinterpret_cast<HANDLE>(handle);
 }
 
-SystemError OpenHandle(const std::string& path, DWORD access, DWORD disposition,
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+SystemError OpenHandle(const std::string& path, DWORD access, DWORD share, DWORD disposition,
                        std::intptr_t& handle) noexcept {
-    const HANDLE opened = CreateFileW(WidePath(path).c_str(), access,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE opened = CreateFileW(WidePath(path).c_str(), access, share, nullptr, disposition,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
     if (opened == INVALID_HANDLE_VALUE) {
         return LastError();
     }
@@ -68,8 +69,8 @@ AppendFile::~AppendFile() {
 SystemError AppendFile::Open(const std::string& path) noexcept {
     Close();
     // Without the right to write elsewhere, every write goes to the end.
-    return OpenHandle(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, OPEN_ALWAYS,
-                      handle);
+    return OpenHandle(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, kShareAll,
+                      OPEN_ALWAYS, handle);
 }
 
 SystemError AppendFile::Write(const void* data, std::size_t size, std::size_t& written) noexcept {
@@ -81,6 +82,13 @@ SystemError AppendFile::Write(const void* data, std::size_t size, std::size_t& w
 
 SystemError AppendFile::Size(std::uint64_t& size) const noexcept {
     return SizeOf(handle, size);
+}
+
+bool AppendFile::IsRemoved() const noexcept {
+    FILE_STANDARD_INFO info{};
+    return GetFileInformationByHandleEx(HandleOf(handle), FileStandardInfo, &info, sizeof info) !=
+               0 &&
+           (info.DeletePending != 0 || info.NumberOfLinks == 0);
 }
 
 SystemError AppendFile::Flush() noexcept {
@@ -100,7 +108,7 @@ ReadFile::~ReadFile() {
 }
 
 SystemError ReadFile::Open(const std::string& path) noexcept {
-    return OpenHandle(path, GENERIC_READ, OPEN_EXISTING, handle);
+    return OpenHandle(path, GENERIC_READ, kShareAll, OPEN_EXISTING, handle);
 }
 
 SystemError ReadFile::Read(std::uint64_t offset, void* data, std::size_t size,
@@ -135,6 +143,10 @@ bool MayPass(SystemError error) noexcept {
     }
 }
 
+bool IsBusy(SystemError error) noexcept {
+    return error == ERROR_SHARING_VIOLATION;
+}
+
 void MakeFileSizeLimitAnError() noexcept {
     // Always so.
 }
@@ -149,8 +161,12 @@ SystemError ListDirectory(const std::string& path, std::vector<DirectoryEntry>& 
             }
         }
     };
+    std::wstring pattern = WidePath(path);
+    // Some paths must not have two separators in a row.
+    pattern.erase(pattern.find_last_not_of(L"\\/") + 1);
+    pattern += L"\\*";
     WIN32_FIND_DATAW found{};
-    const Closer opened{FindFirstFileW((WidePath(path) + L"/*").c_str(), &found)};
+    const Closer opened{FindFirstFileW(pattern.c_str(), &found)};
     if (opened.search == INVALID_HANDLE_VALUE) {
         return LastError();
     }
@@ -168,8 +184,19 @@ SystemError MakeDirectory(const std::string& path) noexcept {
     return CreateDirectoryW(WidePath(path).c_str(), nullptr) != 0 ? 0 : LastError();
 }
 
-SystemError RemoveFile(const std::string& path) noexcept {
-    return DeleteFileW(WidePath(path).c_str()) != 0 ? 0 : LastError();
+SystemError RemoveFileUnlessOpen(const std::string& path) noexcept {
+    // Not shared with writers: the system refuses it while there are any.
+    std::intptr_t handle = 0;
+    if (const SystemError error =
+            OpenHandle(path, DELETE, FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING, handle)) {
+        return error;
+    }
+    FILE_DISPOSITION_INFO removal{TRUE};
+    const BOOL isRemoved =
+        SetFileInformationByHandle(HandleOf(handle), FileDispositionInfo, &removal, sizeof removal);
+    const SystemError error = isRemoved != 0 ? 0 : LastError();
+    CloseHandle(HandleOf(handle));
+    return error;
 }
 
 bool Exists(const std::string& path) noexcept {

@@ -21,6 +21,39 @@ UINT CodePageOf(NarrowEncoding encoding) noexcept {
 
 constexpr std::size_t kMostUnits = std::numeric_limits<int>::max();
 
+/// Paths that begin so go to the file system as they are, and may be long.
+constexpr std::wstring_view kVerbatim = L"\\\\?\\";
+/// From here on, some calls take no other path.
+constexpr std::size_t kLongPath = 248;
+
+/// A verbatim path with the separators that it has to have.
+std::wstring WithoutSlashes(const std::wstring& path) {
+    std::wstring plain(kVerbatim);
+    for (const wchar_t c : path.substr(kVerbatim.size())) {
+        const wchar_t next = c == L'/' ? L'\\' : c;
+        if (next != L'\\' || plain.back() != L'\\') {
+            plain += next;
+        }
+    }
+    return plain;
+}
+
+/// The verbatim form of a path; the path itself where it has none.
+std::wstring Verbatim(const std::wstring& path) {
+    std::wstring full(path.size() + MAX_PATH, L'\0');
+    const DWORD length =
+        GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+    if (length == 0 || length >= full.size()) {
+        return path;
+    }
+    full.resize(length);
+    if (full[0] != L'\\') {
+        return std::wstring(kVerbatim) + full;
+    }
+    const bool isDevice = length > 2 && (full[2] == L'?' || full[2] == L'.');
+    return isDevice ? path : std::wstring(kVerbatim) + L"UNC" + full.substr(1);
+}
+
 }  // namespace
 
 bool ToWide(NarrowEncoding from, std::string_view narrow, std::wstring& wide) {
@@ -71,6 +104,11 @@ std::wstring WidePath(const std::string& path) noexcept {
     std::wstring wide;
     try {
         ToWide(NarrowEncoding::Utf8, path.c_str(), wide);
+        if (wide.compare(0, kVerbatim.size(), kVerbatim) == 0) {
+            wide = WithoutSlashes(wide);
+        } else if (wide.size() >= kLongPath) {
+            wide = Verbatim(wide);
+        }
     } catch (const std::bad_alloc&) {
         // Empty: the system refuses it like any other path that leads nowhere.
     }
