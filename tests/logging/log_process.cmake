@@ -1,16 +1,22 @@
 # Has a process log and end, and looks at its files from another one.
-#   cmake -DPROGRAM=<program> -DEMULATOR=<command> -DWHAT=<case> -DWORK=<folder> -P log_process.cmake
-file(REMOVE_RECURSE ${WORK})
+#   cmake -DPROGRAM=<program> -DEMULATOR=<command> -DWHAT=<case> -DTIMES=<number> -DWORK=<folder>
+#     -P log_process.cmake
 # Two cases with a plus between them run beside each other.
+function(run)
+  execute_process(${ARGN} RESULTS_VARIABLE results TIMEOUT 200)
+  if(NOT results MATCHES "^0(;0)*$")
+    message(FATAL_ERROR "${ARGN}: ${results}")
+  endif()
+endfunction()
+
 string(REPLACE "+" ";" cases ${WHAT})
 set(commands)
-foreach(what IN LISTS cases)
-  list(APPEND commands COMMAND ${EMULATOR} ${PROGRAM} ${what} ${WORK})
+foreach(case IN LISTS cases)
+  list(APPEND commands COMMAND ${EMULATOR} ${PROGRAM} ${case} ${WORK})
 endforeach()
-foreach(what IN ITEMS "${commands}" "COMMAND;${EMULATOR};${PROGRAM};check;${WORK}")
-  execute_process(${what} RESULTS_VARIABLE results)
-  if(NOT results MATCHES "^0(;0)*$")
-    message(FATAL_ERROR "${what}: ${results}")
-  endif()
+foreach(i RANGE 1 ${TIMES})
+  file(REMOVE_RECURSE ${WORK})
+  run(${commands})
+  run(COMMAND ${EMULATOR} ${PROGRAM} check ${WORK})
 endforeach()
 file(REMOVE_RECURSE ${WORK})

@@ -7,7 +7,9 @@
 //   log_process console DIRECTORY                            writes, to the console too
 //   log_process hold|clean DIRECTORY                         writes, beside the other one
 //   log_process stuck DIRECTORY                              writes more than there is room for
+//   log_process detach DIRECTORY                             writes when modules are detached
 //   log_process check DIRECTORY                              reads; status 1 if a line is missing
+//   log_process check-each DIRECTORY                         likewise, files of several processes
 
 #include <core/logging/log.h>
 
@@ -26,6 +28,8 @@
 #include <thread>
 #include <vector>
 
+#include "logging/module_end.h"
+#include "logging/process_lines.h"
 #include "support/barrier.h"
 #include "support/event.h"
 
@@ -37,16 +41,6 @@ constexpr int kThreads = 16;
 /// What each of them writes, and at least how much of it without a pause.
 constexpr int kLines = 62'500;
 constexpr int kBurst = 10'000;
-const char* const kModule = "process";
-/// How many lines each thread wrote, for the process that checks.
-const char* const kCounts = "counts.txt";
-
-void WriteLine(int thread, int index) {
-    CoreLogPrintLog(kModule, CORE_LOG_INFO, "t", nullptr, nullptr, -1, "|%d|%d|%.*s|", thread,
-                    index, index % 60,
-                    "............................................................");
-}
-
 std::vector<fs::path> LogFiles(const fs::path& directory) {
     std::vector<fs::path> files;
     for (const auto& entry : fs::directory_iterator(directory)) {
@@ -56,13 +50,6 @@ std::vector<fs::path> LogFiles(const fs::path& directory) {
     }
     std::sort(files.begin(), files.end());
     return files;
-}
-
-void WriteCounts(const fs::path& directory, const std::vector<int>& counts) {
-    std::ofstream file(directory / kCounts);
-    for (const int count : counts) {
-        file << count << ' ';
-    }
 }
 
 /// Writes a million lines from all threads: at a pace until they fill some files, and
@@ -192,6 +179,33 @@ int Clean(const fs::path& directory) {
     return 0;
 }
 
+/// Logs when the modules are detached, while other threads log to another module: systems
+/// end those threads wherever they are.
+int WriteWhenDetached(const fs::path& directory) {
+    constexpr int kCount = 100;
+    WriteCounts(directory, {kCount});
+    CoreLogSetFilePath("noise", (directory / "noise").string().c_str(), 0, 3);
+    WriteLine(0, 0);
+    for (int t = 0; t < 4; ++t) {
+        std::thread([t] {
+            for (int i = 0;; ++i) {
+                WriteLine(t, i, "noise");
+                if (i % 500 == 499) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                }
+            }
+        }).detach();
+    }
+    AtModuleEnd([] {
+        for (int i = 1; i < kCount; ++i) {
+            WriteLine(0, i);
+        }
+        CoreLogFlush();
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return 0;
+}
+
 /// Logs when the process has left main.
 struct LateLogger {
     ~LateLogger() {
@@ -204,7 +218,7 @@ struct LateLogger {
 };
 LateLogger lateLogger;
 
-int Check(const fs::path& directory) {
+int Check(const fs::path& directory, bool isOfOneProcess) {
     std::vector<int> counts;
     {
         std::ifstream file(directory / kCounts);
@@ -227,7 +241,7 @@ int Check(const fs::path& directory) {
             // "[LEVEL][THREAD][TIME]"
             const std::size_t stampAt = line.find('[', line.find('[', 1) + 1);
             const std::string stamp = stampAt == std::string::npos ? "" : line.substr(stampAt, 24);
-            if (stamp < lastStamp) {
+            if (isOfOneProcess && stamp < lastStamp) {
                 fault(file, "earlier than " + lastStamp + ": " + line);
             }
             lastStamp = stamp;
@@ -273,8 +287,8 @@ int main(int argc, char** argv) {
     }
     const std::string what = argv[1];
     const fs::path directory = argv[2];
-    if (what == "check") {
-        return Check(directory);
+    if (what == "check" || what == "check-each") {
+        return Check(directory, what == "check");
     }
     CoreLogSetLogSink(CORE_LOG_FILE);
     CoreLogSetLogLevel(CORE_LOG_INFO);
@@ -288,6 +302,9 @@ int main(int argc, char** argv) {
     }
     if (what == "stuck") {
         return WriteAndEnd(directory);
+    }
+    if (what == "detach") {
+        return WriteWhenDetached(directory);
     }
     if (what == "full") {
         return argc < 4 ? 2 : WriteToFull(directory, argv[3]);

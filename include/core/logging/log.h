@@ -12,6 +12,12 @@
 ///     CoreLogPrintLog("render", CORE_LOG_INFO, "frame", NULL, NULL, -1, "%d drawn", 12);
 ///     CoreLogShutdown();
 ///
+/// A forked child logs like any process, from its first line on with a worker of its own;
+/// it goes on in the files that its parent had open. Lines that waited at the fork are the
+/// parent's, and are in its file once. Where modules are detached at the end of a process,
+/// on Windows after its other threads were ended, lines of the modules that exist are
+/// written at once, settings stay as they are, and nothing waits.
+///
 /// Text is UTF-8 and ends at its zero byte; null counts as empty. All functions are
 /// safe from any thread and throw nothing; those that answer nothing else answer 0.
 /// Every line that was accepted is in its file after `CoreLogShutdown`, and after

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <exception>
+#include <new>
 
 namespace core {
 namespace {
@@ -77,6 +78,21 @@ BsFileChannel::BsFileChannel(const std::string& directory, FileLimits limits,
     const Lock lock(liveMutex);
     nextChannel = firstLive.load();
     firstLive = this;
+}
+
+BsFileChannel::BsFileChannel(BsFileChannel& parents, const std::string& directory,
+                             FileLimits limits,
+                             const std::string& prefix) CORE_NO_THREAD_SAFETY_ANALYSIS
+    : BsFileChannel(directory, limits, prefix) {
+    file.Inherit(parents.file);
+}
+
+void BsFileChannel::ForgetLocks() noexcept {
+    new (&liveMutex) Mutex;
+    new (&napMutex) Mutex;
+    new (&napEnd) Condition;
+    nappers = 0;
+    urgentChannels = 0;
 }
 
 BsFileChannel::~BsFileChannel() {
@@ -181,7 +197,13 @@ void BsFileChannel::TellNotice() CORE_NO_THREAD_SAFETY_ANALYSIS {
 void BsFileChannel::WriteAllAtTheEnd() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
     for (BsFileChannel* channel = firstLive; channel != nullptr; channel = channel->nextChannel) {
         channel->file.WriteAtTheEnd(channel->queue);
+        channel->file.TellLosses();
     }
+}
+
+void BsFileChannel::WriteAtTheEnd(std::string_view line) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    file.WriteAtTheEnd(queue);
+    file.WriteAtTheEnd(line);
 }
 
 void FileChannelTask::Run() {

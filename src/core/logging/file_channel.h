@@ -23,12 +23,18 @@ namespace core {
 class BsFileChannel {
 public:
     BsFileChannel(const std::string& directory, FileLimits limits, const std::string& prefix);
+    /// In a forked child: goes on in the file of its copy of the parent's channel. Lines
+    /// that wait there are the parent's.
+    BsFileChannel(BsFileChannel& parents, const std::string& directory, FileLimits limits,
+                  const std::string& prefix);
     ~BsFileChannel();
     BsFileChannel(const BsFileChannel&) = delete;
     BsFileChannel& operator=(const BsFileChannel&) = delete;
 
     platform::SystemError Open();
     void SetPrefix(const std::string& prefix);
+    /// Whether this is a forked child's copy of its parent's channel.
+    bool IsTheParents() const noexcept { return processId != platform::CurrentProcessId(); }
 
     /// Queues a line; true when a task has to be posted for it. Callers take turns.
     bool Append(std::string_view line, bool isUrgent);
@@ -54,10 +60,16 @@ public:
 
     /// Writes what is left of all channels in a process whose other threads are gone.
     static void WriteAllAtTheEnd() noexcept;
+    /// Likewise, a line that comes then.
+    void WriteAtTheEnd(std::string_view line) noexcept;
+
+    /// In a forked child: gives up the locks that threads of the parent may have held.
+    static void ForgetLocks() noexcept;
 
 private:
     void Write(bool isRetry);
 
+    const std::uint64_t processId = platform::CurrentProcessId();
     LineQueue queue;
     std::atomic<bool> isTaskPosted = false;
     std::atomic<bool> hasUrgentLine = false;

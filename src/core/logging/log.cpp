@@ -4,6 +4,7 @@
 #include "core/logging/zyl_log_wrapper_manager.h"
 
 #include <cstdarg>
+#include <utility>
 
 // The exported functions: they make texts of null pointers, let nothing be thrown
 // into a caller, and keep what is suppressed short.
@@ -28,6 +29,13 @@ int Guarded(Action&& action) noexcept {
         // No memory for a line or for a module: nothing is left to tell it with.
     }
     return 0;
+}
+
+/// Likewise for a setting. At the end of a process whose other threads are gone, possibly
+/// with the log's lock, it stays as it is.
+template <class Action>
+int Set(Action&& action) noexcept {
+    return core::platform::OtherThreadsAreGone() ? 0 : Guarded(std::forward<Action>(action));
 }
 
 // The rest of a print. Out of line: a call that its level suppresses needs nothing of it.
@@ -98,11 +106,11 @@ int CoreLogPrintLog(const char* module, int level, const char* tag, const char* 
 }
 
 int CoreLogSetLogLevel(int level) {
-    return Guarded([&](auto& manager) { manager.SetLevel(level); });
+    return Set([&](auto& manager) { manager.SetLevel(level); });
 }
 
 int CoreLogSetLogLevelByModule(const char* module, int level) {
-    return Guarded([&](auto& manager) { manager.SetLevel(TextOf(module), level); });
+    return Set([&](auto& manager) { manager.SetLevel(TextOf(module), level); });
 }
 
 int CoreLogGetLogLevel(void) {
@@ -116,11 +124,11 @@ int CoreLogGetLogLevelByModule(const char* module) {
 }
 
 int CoreLogSetLogSink(unsigned sinks) {
-    return Guarded([&](auto& manager) { manager.SetSinks(sinks); });
+    return Set([&](auto& manager) { manager.SetSinks(sinks); });
 }
 
 int CoreLogSetLogSinkByModule(const char* module, unsigned sinks) {
-    return Guarded([&](auto& manager) { manager.SetSinks(TextOf(module), sinks); });
+    return Set([&](auto& manager) { manager.SetSinks(TextOf(module), sinks); });
 }
 
 unsigned CoreLogGetLogSinkByModule(const char* module) {
@@ -131,21 +139,21 @@ unsigned CoreLogGetLogSinkByModule(const char* module) {
 
 int CoreLogSetFilePath(const char* module, const char* directory, uint64_t maxFileBytes,
                        uint64_t maxFiles) {
-    return Guarded([&](auto& manager) {
+    return Set([&](auto& manager) {
         manager.SetFilePath(TextOf(module), TextOf(directory), {maxFileBytes, maxFiles});
     });
 }
 
 int CoreLogSetTaskId(const char* module, const char* taskId) {
-    return Guarded([&](auto& manager) { manager.SetTaskId(TextOf(module), TextOf(taskId)); });
+    return Set([&](auto& manager) { manager.SetTaskId(TextOf(module), TextOf(taskId)); });
 }
 
 int CoreLogAddFilterTag(const char* tag) {
-    return Guarded([&](auto& manager) { manager.AddFilterTag(TextOf(tag)); });
+    return Set([&](auto& manager) { manager.AddFilterTag(TextOf(tag)); });
 }
 
 int CoreLogClearFilterTag(void) {
-    return Guarded([](auto& manager) { manager.ClearFilterTags(); });
+    return Set([](auto& manager) { manager.ClearFilterTags(); });
 }
 
 int CoreLogAutoFlush(bool isOn) {

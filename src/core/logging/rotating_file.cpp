@@ -90,6 +90,19 @@ platform::SystemError RotatingFile::Open() {
     return error;
 }
 
+void RotatingFile::Inherit(RotatingFile& parents) {
+    OpenFile& theirs = parents.files[parents.current];
+    OpenFile& ours = files[current];
+    ours.path = theirs.path;
+    ours.prefix = theirs.prefix;
+    ours.file = std::move(theirs.file);
+    // The one that the parent was about to close.
+    parents.files[1 - parents.current].file.Close();
+    isFailing = !ours.file.IsOpen();
+    ours.file.Size(size);
+    lastCheck = Clock::now();
+}
+
 void RotatingFile::SetPrefix(const std::string& newPrefix) {
     auto made = std::make_shared<const FilePrefix>(newPrefix);
     const Lock lock(prefixMutex);
@@ -327,7 +340,13 @@ void RotatingFile::WriteAtTheEnd(LineQueue& queue) noexcept {
             refusedLines += span.count;
         }
     }
-    TellLosses();
+}
+
+void RotatingFile::WriteAtTheEnd(std::string_view line) noexcept {
+    std::size_t written = 0;
+    if (!WriteAll(line, written) || !WriteAll("\n", written)) {
+        ++refusedLines;
+    }
 }
 
 }  // namespace core

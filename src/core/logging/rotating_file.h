@@ -49,6 +49,9 @@ public:
     /// Opens the first file, with the directories that are missing. An error that may
     /// pass (no room, no handles) leaves a file that keeps trying, and counts as success.
     platform::SystemError Open();
+    /// In a forked child: goes on in the file that is open in its copy of the parent's
+    /// object, wherever the parent's threads stood.
+    void Inherit(RotatingFile& parents);
     /// What the files that are opened from now on begin with. From any thread.
     void SetPrefix(const std::string& newPrefix);
 
@@ -69,6 +72,10 @@ public:
     /// Writes what is left of `queue` in a process whose other threads are gone:
     /// without a lock, without memory, and without a line twice.
     void WriteAtTheEnd(LineQueue& queue) noexcept;
+    /// Likewise, a line that comes afterwards.
+    void WriteAtTheEnd(std::string_view line) noexcept;
+    /// Says on standard error how many lines are lost that no file was told of.
+    void TellLosses() noexcept;
 
 private:
     using Prefix = std::shared_ptr<const FilePrefix>;
@@ -87,7 +94,6 @@ private:
     void NoteLost(const LineSpan& span);
     bool IsInPlace();
     std::string LossNotes() const;
-    void TellLosses() noexcept;
     void BeginNextIfDue(Clock::time_point now);
     void RemoveOldFiles();
 

@@ -81,6 +81,29 @@ void ZylLogWrapper::WriteToDebugger(std::string_view line, int level) {
     }
 }
 
+// Each of the pointers is whole, wherever the thread stood that held the mutex.
+void ZylLogWrapper::WriteAtTheEnd(std::string_view line, std::string_view coloured,
+                                  int level) CORE_NO_THREAD_SAFETY_ANALYSIS {
+    if (BsConsoleChannel* const channel = console.get()) {
+        channel->WriteLine(level, coloured.data(), coloured.size());
+    }
+    if (BsMSVCChannel* const channel = debugger.get()) {
+        channel->WriteLine(level, line.data(), line.size());
+    }
+    if (BsFileChannel* const channel = file.get(); channel != nullptr && isFileEnabled) {
+        channel->WriteAtTheEnd(line);
+    }
+}
+
+void ZylLogWrapper::BeginAsChild() {
+    if (file && file->IsTheParents()) {
+        auto own = std::make_shared<BsFileChannel>(*file, directory, limits, Prefix());
+        // Never destroyed: it would write the parent's lines.
+        NeverDestroyed<std::shared_ptr<BsFileChannel>> parents;
+        parents.value = std::exchange(file, std::move(own));
+    }
+}
+
 std::shared_ptr<BsFileChannel> ZylLogWrapper::FileForLine() {
     if (isFileEnabled && !file) {
         const std::string wanted = directory;

@@ -45,6 +45,12 @@ public:
     /// on, when it can't be made.
     std::shared_ptr<BsFileChannel> FileForLine() CORE_REQUIRES(logMutex);
 
+    /// In a process whose other threads are gone: writes a line without a lock, to the
+    /// sinks that are there. `line` and `coloured` end with a zero byte.
+    void WriteAtTheEnd(std::string_view line, std::string_view coloured, int level);
+    /// In a forked child: goes on in the parent's file with a channel of its own.
+    void BeginAsChild() CORE_REQUIRES(logMutex);
+
     /// The file channel, which may be null.
     const std::shared_ptr<BsFileChannel>& File() const CORE_REQUIRES(logMutex) { return file; }
     std::shared_ptr<BsFileChannel> TakeFile() CORE_REQUIRES(logMutex) { return std::move(file); }

@@ -1,10 +1,12 @@
 #include "core/logging/zyl_log_wrapper_manager.h"
 
+#include "core/foundation/never_destroyed.h"
 #include "core/foundation/report.h"
 #include "core/logging/time_stamp.h"
 #include "core/platform/platform.h"
 
 #include <cstdlib>
+#include <new>
 #include <system_error>
 #include <type_traits>
 #include <utility>
@@ -12,6 +14,9 @@
 
 namespace core {
 namespace {
+
+CORE_INIT_FIRST NeverDestroyed<Mutex> shutdownMutexStorage;
+Mutex& shutdownMutex = shutdownMutexStorage.value;
 
 static_assert(std::is_trivially_destructible_v<ZylLogWrapperManager>,
               "lines are logged until the very end of a process");
@@ -57,10 +62,29 @@ void ReportNoFile(const char* module) {
 
 constinit ZylLogWrapperManager logManager;
 
+class CORE_SCOPED_CAPABILITY ZylLogWrapperManager::Held {
+public:
+    explicit Held(ZylLogWrapperManager& log) CORE_ACQUIRE(logMutex) : lock(logMutex) {
+        if (log.isForked) {
+            log.BeginAsChild();
+        }
+    }
+    ~Held() CORE_RELEASE() {}
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+
+private:
+    Lock lock;
+};
+
 void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFields fields,
                                  const char* format, std::va_list arguments) {
+    if (platform::OtherThreadsAreGone()) {
+        PrintAtTheEnd(module, fields, format, arguments);
+        return;
+    }
     if (module == nullptr) {
-        const Lock lock(logMutex);
+        const Held held(*this);
         module = FindOrCreate(name);
         if (module == nullptr || fields.level < module->minLevel) {
             return;
@@ -86,7 +110,7 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
     std::shared_ptr<BsFileChannel> file;
     bool isFileLost = false;
     {
-        const Lock lock(logMutex);
+        const Held held(*this);
         if (isShutDown) {
             return;
         }
@@ -140,22 +164,69 @@ ZylLogWrapper* ZylLogWrapperManager::FindOrCreate(const char* name) {
     return &module;
 }
 
+void ZylLogWrapperManager::PrintAtTheEnd(ZylLogWrapper* module, LineFields& fields,
+                                         const char* format, std::va_list arguments) {
+    if (module == nullptr) {
+        // None can be made any more.
+        return;
+    }
+    BodyBuffer body;
+    FormatBody(format, arguments, body);
+    const TimeStamp time;
+    fields.threadId = platform::CurrentThreadId();
+    fields.time = time.View();
+    fields.body = body.View();
+    LineForms forms(fields);
+    module->WriteAtTheEnd(forms.Get(Colour::No), forms.Get(Colour::Yes), fields.level);
+}
+
 void ZylLogWrapperManager::StartWorker() {
     if (std::exchange(hasHadWorker, true)) {
         return;
     }
+    MakeWorker();
+    platform::KeepLibraryLoaded();
+    if (this == &logManager) {
+        platform::OnFork(BeforeFork, AfterFork, AfterForkInChild);
+        std::atexit(AtProcessEnd);
+    }
+}
+
+void ZylLogWrapperManager::MakeWorker() {
     try {
         worker = CreateWorker();
     } catch (const std::system_error&) {
         // No thread to be had: lines are written on the threads that log.
     }
-    processId = platform::CurrentProcessId();
-    platform::KeepLibraryLoaded();
-    std::atexit(AtProcessEnd);
 }
 
-bool ZylLogWrapperManager::IsForkedChild() const {
-    return hasHadWorker && processId != platform::CurrentProcessId();
+// What is under the log's mutex is whole in the child. What other threads of the parent had
+// in hand (their lines, their tasks, the other locks) stays theirs.
+void ZylLogWrapperManager::BeforeFork() CORE_NO_THREAD_SAFETY_ANALYSIS {
+    logMutex.lock();
+}
+
+void ZylLogWrapperManager::AfterFork() CORE_NO_THREAD_SAFETY_ANALYSIS {
+    logMutex.unlock();
+}
+
+void ZylLogWrapperManager::AfterForkInChild() CORE_NO_THREAD_SAFETY_ANALYSIS {
+    // The rest when it logs, if it does: most children run another program at once.
+    logManager.isForked = true;
+    logMutex.unlock();
+}
+
+void ZylLogWrapperManager::BeginAsChild() {
+    new (&shutdownMutex) Mutex;
+    BsFileChannel::ForgetLocks();
+    for (ZylLogWrapper* const module : modules.All()) {
+        module->BeginAsChild();
+    }
+    isForked = false;
+    if (worker != nullptr) {
+        parentsWorker = std::exchange(worker, nullptr);
+        MakeWorker();
+    }
 }
 
 void ZylLogWrapperManager::Write(const std::shared_ptr<BsFileChannel>& file) {
@@ -189,7 +260,7 @@ void ZylLogWrapperManager::FlushFiles() {
 }
 
 void ZylLogWrapperManager::FinishFiles() {
-    const Lock lock(logMutex);
+    const Held held(*this);
     for (ZylLogWrapper* const module : modules.All()) {
         if (module->File()) {
             module->File()->Finish();
@@ -200,7 +271,7 @@ void ZylLogWrapperManager::FinishFiles() {
 void ZylLogWrapperManager::StopWorker() {
     IWorker* stopping = nullptr;
     {
-        const Lock lock(logMutex);
+        const Held held(*this);
         stopping = std::exchange(worker, nullptr);
     }
     // Without the mutex: the tasks that are still queued may log. Not drained, which
@@ -209,7 +280,7 @@ void ZylLogWrapperManager::StopWorker() {
 }
 
 void ZylLogWrapperManager::SetLevel(int level) {
-    const Lock lock(logMutex);
+    const Held held(*this);
     defaultLevel = level;
     for (ZylLogWrapper* const module : modules.All()) {
         module->minLevel = level;
@@ -217,14 +288,18 @@ void ZylLogWrapperManager::SetLevel(int level) {
 }
 
 void ZylLogWrapperManager::SetLevel(const char* name, int level) {
-    const Lock lock(logMutex);
+    const Held held(*this);
     if (ZylLogWrapper* const module = FindOrCreate(name)) {
         module->minLevel = level;
     }
 }
 
 int ZylLogWrapperManager::Level(const char* name) {
-    const Lock lock(logMutex);
+    if (platform::OtherThreadsAreGone()) {
+        const ZylLogWrapper* const module = Find(name);
+        return module != nullptr ? module->minLevel.load() : int{CORE_LOG_OFF};
+    }
+    const Held held(*this);
     const ZylLogWrapper* const module = FindOrCreate(name);
     return module != nullptr ? module->minLevel.load() : int{CORE_LOG_OFF};
 }
@@ -232,7 +307,7 @@ int ZylLogWrapperManager::Level(const char* name) {
 void ZylLogWrapperManager::SetSinks(unsigned sinks) {
     // Kept on purpose: hosts rely on this one, unlike its sister for a module, working
     // after the shutdown too; it may still create console channels.
-    const Lock lock(logMutex);
+    const Held held(*this);
     defaultSinks = sinks;
     for (ZylLogWrapper* const module : modules.All()) {
         module->ApplySinks(sinks);
@@ -240,44 +315,52 @@ void ZylLogWrapperManager::SetSinks(unsigned sinks) {
 }
 
 void ZylLogWrapperManager::SetSinks(const char* name, unsigned sinks) {
-    const Lock lock(logMutex);
+    const Held held(*this);
     if (ZylLogWrapper* const module = FindOrCreate(name)) {
         module->ApplySinks(sinks);
     }
 }
 
 unsigned ZylLogWrapperManager::Sinks(const char* name) {
-    const Lock lock(logMutex);
+    if (platform::OtherThreadsAreGone()) {
+        const ZylLogWrapper* const module = Find(name);
+        return module != nullptr ? module->SinksLately() : 0;
+    }
+    const Held held(*this);
     const ZylLogWrapper* const module = FindOrCreate(name);
     return module != nullptr ? module->Sinks() : 0;
 }
 
 void ZylLogWrapperManager::SetFilePath(const char* name, const char* directory, FileLimits limits) {
-    const Lock lock(logMutex);
+    const Held held(*this);
     if (ZylLogWrapper* const module = FindOrCreate(name)) {
         module->SetFilePath(directory, limits);
     }
 }
 
 void ZylLogWrapperManager::SetTaskId(const char* name, const char* taskId) {
-    const Lock lock(logMutex);
+    const Held held(*this);
     if (ZylLogWrapper* const module = FindOrCreate(name)) {
         module->SetTaskId(taskId);
     }
 }
 
 void ZylLogWrapperManager::AddFilterTag(const char* tag) {
-    const Lock lock(logMutex);
+    const Held held(*this);
     filter.Add(tag);
 }
 
 void ZylLogWrapperManager::ClearFilterTags() {
-    const Lock lock(logMutex);
+    const Held held(*this);
     filter.Clear();
 }
 
 void ZylLogWrapperManager::Flush() {
-    const Lock lock(logMutex);
+    if (platform::OtherThreadsAreGone()) {
+        BsFileChannel::WriteAllAtTheEnd();
+        return;
+    }
+    const Held held(*this);
     if (!isShutDown) {
         FlushFiles();
     }
@@ -288,16 +371,16 @@ void ZylLogWrapperManager::Shutdown() {
         AtProcessEnd();
         return;
     }
-    // A second caller waits for the first. Never destroyed.
-    static Mutex& shutdownMutex = *new Mutex;
+    {
+        // A forked child gives up the parent's locks first.
+        const Held held(*this);
+    }
+    // A second caller waits for the first.
     const Lock onlyOne(shutdownMutex);
     std::vector<std::shared_ptr<BsFileChannel>> files;
     {
-        const Lock lock(logMutex);
+        const Held held(*this);
         isShutDown = true;
-        if (IsForkedChild()) {
-            return;
-        }
         for (ZylLogWrapper* const module : modules.All()) {
             if (module->File()) {
                 files.push_back(module->TakeFile());
@@ -318,7 +401,8 @@ void ZylLogWrapperManager::AtProcessEnd() {
     }
     {
         const Lock lock(logMutex);
-        if (logManager.IsForkedChild()) {
+        if (logManager.isForked) {
+            // A child that did not log; what waits is the parent's.
             return;
         }
     }

@@ -72,6 +72,7 @@ private:
     /// The module, made if it is new; null after the shutdown.
     ZylLogWrapper* FindOrCreate(const char* module) CORE_REQUIRES(logMutex);
     void StartWorker() CORE_REQUIRES(logMutex);
+    void MakeWorker() CORE_REQUIRES(logMutex);
     /// Has the worker write what waits in a channel, or does it here when there is none.
     void Write(const std::shared_ptr<BsFileChannel>& file) CORE_REQUIRES(logMutex);
     void Post(std::unique_ptr<Task> task) CORE_REQUIRES(logMutex);
@@ -80,11 +81,18 @@ private:
     void FinishFiles();
     /// Ends the worker; file output then runs on the threads that log.
     void StopWorker();
-    /// Whether this process was forked from the one that started the worker: worker and
-    /// waiting lines are the other's then.
-    bool IsForkedChild() const CORE_REQUIRES(logMutex);
+    /// The log's mutex, held.
+    class Held;
+    /// For a line in a process whose other threads are gone, with any lock.
+    static void PrintAtTheEnd(ZylLogWrapper* module, LineFields& fields, const char* format,
+                              std::va_list arguments);
+    /// In a forked child: gives up worker and waiting lines, which are the parent's.
+    void BeginAsChild() CORE_REQUIRES(logMutex);
 
     static void AtProcessEnd();
+    static void BeforeFork();
+    static void AfterFork();
+    static void AfterForkInChild();
 
     NameTable<ZylLogWrapper> modules;
     std::atomic<ZylLogWrapper*> own = nullptr;
@@ -99,7 +107,10 @@ private:
     /// The time of the newest line.
     std::int64_t lastTicks CORE_GUARDED_BY(logMutex) = std::numeric_limits<std::int64_t>::min();
     bool hasHadWorker CORE_GUARDED_BY(logMutex) = false;
-    std::uint64_t processId CORE_GUARDED_BY(logMutex) = 0;
+    /// From a fork to the child's first use of its log.
+    bool isForked CORE_GUARDED_BY(logMutex) = false;
+    /// Of a forked child: kept, never used.
+    IWorker* parentsWorker CORE_GUARDED_BY(logMutex) = nullptr;
 };
 
 /// The log of this process; visible here so that its gate is a few instructions.

@@ -6,6 +6,7 @@
 #include "core/messaging/block_deque.h"
 #include "core/messaging/event_queue.h"
 #include "core/messaging/listener_registry.h"
+#include "core/platform/platform.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -95,6 +96,7 @@ private:
 };
 
 void AsyncEventBusImpl::Start(const std::shared_ptr<AsyncEventBusImpl>& impl) {
+    const platform::SignalsBlocked blocked;
     impl->thread = std::thread([impl] { impl->Consume(); });
 }
 

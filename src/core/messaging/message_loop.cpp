@@ -4,6 +4,7 @@
 #include "core/foundation/mutex.h"
 #include "core/foundation/report.h"
 #include "core/messaging/message_queue.h"
+#include "core/platform/platform.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -158,6 +159,7 @@ void LoopThreads::Start(std::shared_ptr<LoopRun> run, Body body) {
     const Lock lock(mutex, *this);
     // First, so that nothing fails once the thread is there.
     entries.reserve(entries.size() + 1);
+    const platform::SignalsBlocked blocked;
     std::thread thread(std::move(body));
     const std::thread::id id = thread.get_id();
     entries.push_back({id, std::move(thread), std::move(run), {}});

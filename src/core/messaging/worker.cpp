@@ -4,6 +4,7 @@
 #include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
 #include "core/messaging/block_deque.h"
+#include "core/platform/platform.h"
 
 #include <algorithm>
 #include <atomic>
@@ -336,6 +337,7 @@ private:
 };
 
 Worker::Worker() : queue(std::make_shared<TaskQueue>()) {
+    const platform::SignalsBlocked blocked;
     thread = std::thread([served = queue] { served->Serve(true); });
 }
 

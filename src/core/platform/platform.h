@@ -73,8 +73,8 @@ bool ToNarrow(std::wstring_view wide, NarrowEncoding to, std::string& narrow);
 
 /// Makes standard output, where it is a console, take UTF-8 and escape sequences.
 void PrepareConsole() noexcept;
-/// Writes to standard output behind what the C library holds back for it, and
-/// through to the system.
+/// Writes to standard output, wherever it leads now, behind what the C library holds back
+/// for it, and through to the system.
 void WriteToStandardOutput(std::string_view text) noexcept;
 void WriteToStandardError(std::string_view text) noexcept;
 /// Hands a text to the debugger; where the system has no such place, to standard
@@ -195,6 +195,19 @@ bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept;
 /// throw. The first call of a process may take several KB of the caller's stack, the
 /// later ones take less than 1 KB. False when there is no memory for it.
 bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept;
+/// Keeps signals away from the threads that are started while it lives: they are meant
+/// for the program's own. Those of a fault of the thread itself still come.
+class SignalsBlocked {
+public:
+    SignalsBlocked() noexcept;
+    ~SignalsBlocked();
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    // What the calling thread had blocked before.
+    std::array<std::uint64_t, 16> before{};
+};
 /// Whether this system ends a process's other threads before it has the static objects
 /// of libraries destroyed.
 inline constexpr bool kEndsThreadsFirst = CORE_ENDS_THREADS_FIRST != 0;
@@ -205,6 +218,11 @@ bool AskWhetherOtherThreadsAreGone() noexcept;
 inline bool OtherThreadsAreGone() noexcept {
     return kEndsThreadsFirst && AskWhetherOtherThreadsAreGone();
 }
+
+/// Has `before` run before each fork of this process, and one of the others after it, all
+/// on the thread that forks. What is registered last runs first before a fork, and last
+/// behind it. False when there is no memory; systems that fork no processes never call.
+bool OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept;
 
 /// Has the library that this code is in stay loaded to the end of the process, where
 /// unloading could not wait for its threads.

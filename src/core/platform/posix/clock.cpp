@@ -1,5 +1,6 @@
 #include "core/platform/platform.h"
 
+#include <pthread.h>
 #include <time.h>
 #include <cerrno>
 
@@ -14,6 +15,19 @@ std::int64_t TicksOf(clockid_t clock) noexcept {
     clock_gettime(clock, &now);
     return now.tv_sec * kTicksPerSecond + now.tv_nsec / kNanosPerTick;
 }
+
+// The C library keeps its time zone under a lock that a fork does not look after: a child
+// would wait for ever for one that another thread held. None of our threads holds it
+// without this one, which is held across forks.
+pthread_mutex_t zoneMutex = PTHREAD_MUTEX_INITIALIZER;
+
+void LockZone() noexcept {
+    pthread_mutex_lock(&zoneMutex);
+}
+void UnlockZone() noexcept {
+    pthread_mutex_unlock(&zoneMutex);
+}
+[[maybe_unused]] const bool kIsForkSafe = pthread_atfork(LockZone, UnlockZone, UnlockZone) == 0;
 
 }  // namespace
 
@@ -32,7 +46,10 @@ std::int64_t WallClock100ns() noexcept {
 bool BreakDownLocalTime(std::int64_t second, LocalTime& local) noexcept {
     const time_t time = second;
     std::tm fields{};
-    if (localtime_r(&time, &fields) == nullptr) {
+    LockZone();
+    const bool isKnown = localtime_r(&time, &fields) != nullptr;
+    UnlockZone();
+    if (!isKnown) {
         return false;
     }
     local.fields = fields;

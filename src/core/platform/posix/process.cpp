@@ -6,6 +6,8 @@
 #include <ucontext.h>
 #include <unistd.h>
 #include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <new>
 
 namespace core::platform {
@@ -18,6 +20,9 @@ thread_local std::uint64_t knownThreadId = 0;
 void ForgetThreadId() noexcept {
     knownThreadId = 0;
 }
+// When the library is loaded: a static object of the function would have a guard, which a
+// thread that a fork leaves behind may hold.
+const bool kIsForkSafe = pthread_atfork(nullptr, nullptr, ForgetThreadId) == 0;
 
 /// A call on another stack, kept above that: the caller's may have no room for it.
 struct Call {
@@ -41,9 +46,8 @@ std::uint64_t CurrentThreadId() noexcept {
     if (knownThreadId != 0) {
         return knownThreadId;
     }
-    static const bool isForkSafe = pthread_atfork(nullptr, nullptr, ForgetThreadId) == 0;
     const auto id = static_cast<std::uint64_t>(gettid());
-    if (isForkSafe) {
+    if (kIsForkSafe) {
         knownThreadId = id;
     }
     return id;
@@ -78,6 +82,25 @@ bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept {
     return true;
 }
 
+static_assert(sizeof(sigset_t) <= sizeof(std::array<std::uint64_t, 16>));
+
+SignalsBlocked::SignalsBlocked() noexcept {
+    sigset_t signals;
+    sigset_t old;
+    sigfillset(&signals);
+    for (const int ofItself : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+        sigdelset(&signals, ofItself);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals, &old);
+    std::memcpy(before.data(), &old, sizeof old);
+}
+
+SignalsBlocked::~SignalsBlocked() {
+    sigset_t old;
+    std::memcpy(&old, before.data(), sizeof old);
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+}
+
 bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept {
     constexpr std::size_t kSize = std::size_t{1} << 20;  // taken as it is used
     constexpr std::size_t kAlignment = 64;
@@ -109,6 +132,10 @@ bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept {
 bool AskWhetherOtherThreadsAreGone() noexcept {
     // Functions registered for the end of a process run beside its other threads.
     return false;
+}
+
+bool OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept {
+    return pthread_atfork(before, inParent, inChild) == 0;
 }
 
 void KeepLibraryLoaded() noexcept {

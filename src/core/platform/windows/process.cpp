@@ -43,6 +43,10 @@ bool CurrentStackLimits(std::uintptr_t& low, std::uintptr_t& high) noexcept {
     return true;
 }
 
+// There are none that come to a thread.
+SignalsBlocked::SignalsBlocked() noexcept = default;
+SignalsBlocked::~SignalsBlocked() = default;
+
 bool RunOnNewStack(void (*function)(void* argument), void* argument) noexcept {
     constexpr std::size_t kSize = std::size_t{1} << 20;  // taken as it is used
     const bool isFiber = IsThreadAFiber() != 0;
@@ -74,6 +78,10 @@ bool AskWhetherOtherThreadsAreGone() noexcept {
         known.store(shutdownInProgress, std::memory_order_relaxed);
     }
     return shutdownInProgress != nullptr && shutdownInProgress() != 0;
+}
+
+bool OnFork(void (*)(), void (*)(), void (*)()) noexcept {
+    return true;
 }
 
 void KeepLibraryLoaded() noexcept {
