@@ -11,7 +11,6 @@ using core::BodyBuffer;
 using core::Colour;
 using core::LineBuffer;
 using core::LineFields;
-using core::PatternBuffer;
 
 std::string Expand(const std::string& pattern, const LineFields& fields,
                    Colour colour = Colour::No) {
@@ -21,9 +20,7 @@ std::string Expand(const std::string& pattern, const LineFields& fields,
 }
 
 std::string PatternFor(const LineFields& fields) {
-    PatternBuffer pattern;
-    core::AppendPattern(fields, pattern);
-    return std::string(pattern.View());
+    return std::string(core::PatternOf(fields));
 }
 
 std::string Format(const char* format, ...) {

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdio>
 #include <iterator>
+#include <string>
 
 namespace core {
 namespace {
@@ -31,7 +32,7 @@ constexpr NamedLevel kLevels[] = {
 constexpr int kFirstUserLevel = -100;
 constexpr int kUserLevels = 30;
 
-void AppendNumber(auto number, auto& line) {
+void AppendNumber(auto number, LineBuffer& line) {
     char digits[24];
     const char* const end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
     line.Append({digits, static_cast<std::size_t>(end - digits)});
@@ -98,7 +99,7 @@ void Cut(std::size_t longest, std::size_t whole, TextBuffer<Size>& text) {
     }
     text.SetSize(size);
     text.Append(kNote);
-    AppendNumber(whole, text);
+    text.Append(std::to_string(whole));
 }
 
 }  // namespace
@@ -129,17 +130,15 @@ LevelText LevelTextOf(int level) noexcept {
     return text;
 }
 
-void AppendPattern(const LineFields& fields, PatternBuffer& pattern) {
-    pattern.Append("[%s][%i][%d][%t]%m");
-    if (fields.function != nullptr) {
-        pattern.Append("[%f]");
-    }
-    if (fields.line != -1) {
-        pattern.Append("[%l]");
-    }
-    if (fields.file != nullptr) {
-        pattern.Append("[%F]");
-    }
+std::string_view PatternOf(const LineFields& fields) noexcept {
+    static constexpr std::string_view kPatterns[] = {
+        "[%s][%i][%d][%t]%m",         "[%s][%i][%d][%t]%m[%f]",
+        "[%s][%i][%d][%t]%m[%l]",     "[%s][%i][%d][%t]%m[%f][%l]",
+        "[%s][%i][%d][%t]%m[%F]",     "[%s][%i][%d][%t]%m[%f][%F]",
+        "[%s][%i][%d][%t]%m[%l][%F]", "[%s][%i][%d][%t]%m[%f][%l][%F]",
+    };
+    return kPatterns[(fields.function != nullptr ? 1 : 0) + (fields.line != -1 ? 2 : 0) +
+                     (fields.file != nullptr ? 4 : 0)];
 }
 
 void ExpandPattern(std::string_view pattern, const LineFields& fields, Colour colour,

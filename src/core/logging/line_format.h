@@ -28,9 +28,6 @@ struct LineFields {
 using BodyBuffer = TextBuffer<1024>;
 using LineBuffer = TextBuffer<2048>;
 
-/// A pattern of any of the fields fits.
-using PatternBuffer = TextBuffer<40>;
-
 enum class Colour : bool { No, Yes };
 
 /// A line is cut behind so many bytes, and a message so that there is room for the rest
@@ -51,7 +48,7 @@ LevelText LevelTextOf(int level) noexcept;
 
 /// The pattern for the fields that are there: "[%s][%i][%d][%t]%m", then "[%f]",
 /// "[%l]" and "[%F]".
-void AppendPattern(const LineFields& fields, PatternBuffer& pattern);
+std::string_view PatternOf(const LineFields& fields) noexcept;
 
 /// Expands a pattern. '%' and a letter that names no field write nothing, nor does
 /// '%' at the end; everything else, and all that the fields hold, is copied.

@@ -38,10 +38,8 @@ void AppendLossNote(std::uint64_t lines, const char* reason, std::string_view ti
     fields.threadId = platform::CurrentThreadId();
     fields.time = time;
     fields.body = body;
-    PatternBuffer pattern;
-    AppendPattern(fields, pattern);
     LineBuffer line;
-    ExpandPattern(pattern.View(), fields, Colour::No, line);
+    ExpandPattern(PatternOf(fields), fields, Colour::No, line);
     line.Append('\n');
     notes += line.View();
 }

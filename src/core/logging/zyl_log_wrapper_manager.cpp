@@ -24,12 +24,12 @@ static_assert(std::is_trivially_destructible_v<ZylLogWrapperManager>,
 /// A line as the sinks want it, made when the first of them asks.
 class LineForms {
 public:
-    explicit LineForms(const LineFields& from) : fields(from) { AppendPattern(fields, pattern); }
+    explicit LineForms(const LineFields& from) : fields(from) {}
 
     std::string_view Get(Colour colour) {
         LineBuffer& line = colour == Colour::Yes ? coloured : plain;
         if (line.Size() == 0) {
-            ExpandPattern(pattern.View(), fields, colour, line);
+            ExpandPattern(PatternOf(fields), fields, colour, line);
             // For those who want a zero byte at the end.
             line.Append('\0');
         }
@@ -44,7 +44,6 @@ public:
 
 private:
     const LineFields& fields;
-    PatternBuffer pattern;
     LineBuffer plain;
     LineBuffer coloured;
 };
