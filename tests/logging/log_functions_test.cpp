@@ -2,6 +2,7 @@
 // each argument its place.
 
 #include <core/logging/log.h>
+#include <core/logging/log_flush.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -70,6 +71,29 @@ TEST(LogFunctions, SettingsReachTheirModuleOrThoseToCome) {
               }));
     CoreLogClearFilterTag();
     EXPECT_EQ("[Info][a]text\n", Logged([&] { print("a"); }));
+}
+
+TEST(LogFunctions, AfterAFlushThatWaitsTheFileHasTheLine) {
+    const ScratchDirectory scratch;
+    const auto print = [](int i) {
+        CoreLogPrintLog("flushed", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "|%d|", i);
+    };
+    Logged([&] {
+        CoreLogSetLogSinkByModule("flushed", CORE_LOG_FILE);
+        CoreLogSetFilePath("flushed", scratch.Path().c_str(), 0, 3);
+    });
+    const auto path = [&] { return *std::filesystem::directory_iterator(PathOf(scratch.Path())); };
+    for (int i = 0; i < 100; ++i) {
+        print(i);
+        ASSERT_EQ(CORE_LOG_FLUSHED, CoreLogFlushAndWait(i % 10 == 0, 60'000));
+        ASSERT_NE(std::string::npos, scratch.Read(support::Utf8Of(path().path().filename()))
+                                         .find("|" + std::to_string(i) + "|"));
+    }
+    std::filesystem::remove(path());
+    print(100);
+    const bool isGone = std::filesystem::is_empty(PathOf(scratch.Path()));
+    EXPECT_EQ(isGone ? CORE_LOG_NOT_WRITTEN : CORE_LOG_FLUSHED, CoreLogFlushAndWait(0, -1));
+    Logged([] { CoreLogSetLogSinkByModule("flushed", 0); });
 }
 
 TEST(LogFunctions, ATaskIdNamesTheFile) {

@@ -7,11 +7,13 @@
 //   log_process console DIRECTORY                            writes, to the console too
 //   log_process hold|clean DIRECTORY                         writes, beside the other one
 //   log_process stuck DIRECTORY                              writes more than there is room for
+//   log_process flushed DIRECTORY                            flushes and vanishes
 //   log_process detach DIRECTORY                             writes when modules are detached
 //   log_process check DIRECTORY                              reads; status 1 if a line is missing
 //   log_process check-each DIRECTORY                         likewise, files of several processes
 
 #include <core/logging/log.h>
+#include <core/logging/log_flush.h>
 
 #include <algorithm>
 #include <atomic>
@@ -179,6 +181,32 @@ int Clean(const fs::path& directory) {
     return 0;
 }
 
+/// Ends without a word, right after a flush that waits.
+[[noreturn]] void FlushAndVanish(const fs::path& directory) {
+    std::vector<int> counts(4, 0);
+    std::vector<std::thread> threads;
+    std::atomic<int> faults = 0;
+    for (int t = 0; t < 4; ++t) {
+        int& count = counts[static_cast<std::size_t>(t)];
+        count = 1000 * (t + 1);
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < count; ++i) {
+                WriteLine(t, i);
+                if (i % 100 == 0) {
+                    const int depth = i == 0 ? CORE_LOG_TO_DISK : CORE_LOG_TO_SYSTEM;
+                    faults += CoreLogFlushAndWait(depth, 60'000) == CORE_LOG_FLUSHED ? 0 : 1;
+                }
+            }
+            faults += CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, -1) == CORE_LOG_FLUSHED ? 0 : 1;
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    WriteCounts(directory, counts);
+    std::_Exit(faults);
+}
+
 /// Logs when the modules are detached, while other threads log to another module: systems
 /// end those threads wherever they are.
 int WriteWhenDetached(const fs::path& directory) {
@@ -302,6 +330,9 @@ int main(int argc, char** argv) {
     }
     if (what == "stuck") {
         return WriteAndEnd(directory);
+    }
+    if (what == "flushed") {
+        FlushAndVanish(directory);
     }
     if (what == "detach") {
         return WriteWhenDetached(directory);

@@ -60,14 +60,18 @@ std::int64_t Nanoseconds(Clock::time_point time) noexcept {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
 }
 
+thread_local bool isOnWorker = false;
+
 // A task that throws is not destroyed, and its channel would never be closed.
 template <class Action>
 void Guarded(Action&& action) noexcept {
+    const bool wasOnWorker = std::exchange(isOnWorker, true);
     try {
         action();
     } catch (const std::exception&) {
         // No memory. The lines wait for the next task, or for the end of the channel.
     }
+    isOnWorker = wasOnWorker;
 }
 
 }  // namespace
@@ -118,6 +122,15 @@ void BsFileChannel::SetPrefix(const std::string& prefix) CORE_NO_THREAD_SAFETY_A
     // From any thread, and without waiting for a write.
     file.SetPrefix(prefix);
     mayHaveNotice = true;
+}
+
+bool BsFileChannel::FlushWhole(bool toDisk) {
+    Flush();
+    const Lock lock(fileMutex);
+    if (toDisk) {
+        file.SyncToDisk();
+    }
+    return file.IsWhole();
 }
 
 void BsFileChannel::Finish() {
@@ -219,6 +232,39 @@ void FlushTask::Run() {
         channel->Flush();
         channel->TellNotice();
     });
+}
+
+void FlushWait::Finish(bool isWhole) {
+    const Lock lock(mutex);
+    isOver = true;
+    isEachWhole = isWhole;
+    changed.NotifyAll();
+}
+
+bool FlushWait::Await(std::chrono::steady_clock::time_point deadline) {
+    Lock lock(mutex);
+    while (!isOver && changed.WaitUntil(lock, deadline)) {
+    }
+    return isOver;
+}
+
+bool FlushWait::IsWhole() {
+    const Lock lock(mutex);
+    return isEachWhole;
+}
+
+void FlushAllTask::Run() {
+    bool isWhole = true;
+    for (const std::shared_ptr<BsFileChannel>& channel : channels) {
+        bool isThisWhole = false;
+        Guarded([&] { isThisWhole = channel->FlushWhole(toDisk); });
+        isWhole = isWhole && isThisWhole;
+    }
+    wait->Finish(isWhole);
+}
+
+bool FlushAllTask::IsOnWorker() noexcept {
+    return isOnWorker;
 }
 
 }  // namespace core

@@ -7,11 +7,13 @@
 #include <core/messaging/worker.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace core {
 
@@ -51,6 +53,9 @@ public:
     void WriteWaiting();
     /// Like `WriteWaiting`, and tries a file at once that took no more.
     void Flush();
+    /// Like `Flush`, with what was written on the disk if it is to be; false when lines are
+    /// missing in their file.
+    bool FlushWhole(bool toDisk);
     /// Like `Flush`, at the end: where lines are lost that no file can be told of, standard
     /// error is.
     void Finish();
@@ -85,6 +90,37 @@ private:
 
     // All channels that live.
     std::atomic<BsFileChannel*> nextChannel = nullptr;
+};
+
+/// Somebody waits for a flush.
+class FlushWait {
+public:
+    void Finish(bool isWhole);
+    /// Whether it is over; false once the deadline has passed.
+    bool Await(std::chrono::steady_clock::time_point deadline);
+    bool IsWhole();
+
+private:
+    Mutex mutex;
+    Condition changed;
+    bool isOver CORE_GUARDED_BY(mutex) = false;
+    bool isEachWhole CORE_GUARDED_BY(mutex) = false;
+};
+
+/// Flushes channels for somebody who waits.
+class FlushAllTask final : public Task {
+public:
+    using Channels = std::vector<std::shared_ptr<BsFileChannel>>;
+    FlushAllTask(Channels toFlush, bool toTheDisk, std::shared_ptr<FlushWait> toEnd)
+        : channels(std::move(toFlush)), toDisk(toTheDisk), wait(std::move(toEnd)) {}
+    void Run() override;
+    /// Whether the calling thread runs a task of the log's.
+    static bool IsOnWorker() noexcept;
+
+private:
+    Channels channels;
+    bool toDisk;
+    std::shared_ptr<FlushWait> wait;
 };
 
 /// Writes the waiting lines of a channel.

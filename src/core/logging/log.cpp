@@ -1,4 +1,5 @@
 #include <core/logging/log.h>
+#include <core/logging/log_flush.h>
 
 #include "core/foundation/report.h"
 #include "core/logging/zyl_log_wrapper_manager.h"
@@ -162,6 +163,14 @@ int CoreLogAutoFlush(bool isOn) {
 
 int CoreLogFlush(void) {
     return Guarded([](auto& manager) { manager.Flush(); });
+}
+
+int CoreLogFlushAndWait(int depth, int64_t timeoutMs) {
+    int result = CORE_LOG_NOT_WRITTEN;
+    Guarded([&](auto& manager) {
+        result = manager.FlushAndWait(depth == CORE_LOG_TO_DISK, timeoutMs);
+    });
+    return result;
 }
 
 int CoreLogShutdown(void) {

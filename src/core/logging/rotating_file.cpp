@@ -18,6 +18,7 @@ constexpr std::chrono::seconds kRetryInterval(1);
 constexpr std::uint64_t kLeastMaxBytes = 0x100000;
 constexpr std::uint64_t kLeastMaxFiles = 1;
 constexpr int kErrorLevel = 6;
+std::atomic<bool> isSyncedWhenClosed = false;
 /// Of the time in a line.
 constexpr std::size_t kLongestTime = 64;
 
@@ -62,6 +63,7 @@ RotatingFile::RotatingFile(std::string inDirectory, FileLimits withLimits,
 
 RotatingFile::~RotatingFile() {
     Finish();
+    Close(Current());
 }
 
 void RotatingFile::Finish() noexcept {
@@ -133,8 +135,19 @@ platform::SystemError RotatingFile::OpenNext() {
     next.file.Size(size);
     unseenLines = 0;
     current = 1 - current;
-    files[1 - current].file.Close();
+    Close(files[1 - current].file);
     return 0;
+}
+
+void RotatingFile::SyncWhenClosed() noexcept {
+    isSyncedWhenClosed = true;
+}
+
+void RotatingFile::Close(platform::AppendFile& file) noexcept {
+    if (file.IsOpen() && isSyncedWhenClosed) {
+        file.Flush();
+    }
+    file.Close();
 }
 
 bool RotatingFile::WriteAll(std::string_view text, std::size_t& written) noexcept {

@@ -62,6 +62,12 @@ public:
     void Rotate(Clock::time_point now);
     /// Tries at once what `WriteFront` would try again in a while.
     void Retry(Clock::time_point now);
+    /// Whether all lines that were written can be read by others.
+    bool IsWhole() const noexcept { return !isFailing && !files[current].file.IsRemoved(); }
+    /// Waits until the disk has what was written.
+    void SyncToDisk() noexcept { Current().Flush(); }
+    /// From now on, no file is closed before the disk has it.
+    static void SyncWhenClosed() noexcept;
 
     /// Something to tell the user, once; from any thread.
     std::string TakeNotice();
@@ -87,6 +93,7 @@ private:
 
     platform::AppendFile& Current() noexcept { return files[current].file; }
     platform::SystemError OpenNext();
+    static void Close(platform::AppendFile& file) noexcept;
     bool WriteAll(std::string_view text, std::size_t& written) noexcept;
     bool WriteCutLine();
     bool Recover(Clock::time_point now);

@@ -5,6 +5,10 @@
 #include "core/logging/time_stamp.h"
 #include "core/platform/platform.h"
 
+#include <core/logging/log_flush.h>
+
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <new>
 #include <system_error>
@@ -365,6 +369,47 @@ void ZylLogWrapperManager::Flush() {
     }
 }
 
+int ZylLogWrapperManager::FlushAndWait(bool toDisk, std::int64_t timeoutMs) {
+    if (platform::OtherThreadsAreGone()) {
+        BsFileChannel::WriteAllAtTheEnd();
+        return CORE_LOG_FLUSHED;
+    }
+    if (toDisk) {
+        RotatingFile::SyncWhenClosed();
+    }
+    using Clock = RotatingFile::Clock;
+    const std::chrono::milliseconds longest = std::chrono::hours(24 * 365);
+    const Clock::time_point deadline =
+        Clock::now() +
+        (timeoutMs < 0 ? longest : std::min(std::chrono::milliseconds(timeoutMs), longest));
+    const auto wait = std::make_shared<FlushWait>();
+    std::unique_ptr<FlushAllTask> task;
+    {
+        const Held held(*this);
+        if (isShutDown) {
+            return hasEnded ? CORE_LOG_FLUSHED : CORE_LOG_TIMED_OUT;
+        }
+        FlushAllTask::Channels files;
+        for (ZylLogWrapper* const module : modules.All()) {
+            if (module->File()) {
+                files.push_back(module->File());
+            }
+        }
+        task = std::make_unique<FlushAllTask>(std::move(files), toDisk, wait);
+        if (worker != nullptr && !FlushAllTask::IsOnWorker()) {
+            // Behind the tasks for all lines before it, of files that were replaced too.
+            Post(std::move(task));
+        }
+    }
+    if (task != nullptr) {
+        task->Run();
+    }
+    if (!wait->Await(deadline)) {
+        return CORE_LOG_TIMED_OUT;
+    }
+    return wait->IsWhole() ? CORE_LOG_FLUSHED : CORE_LOG_NOT_WRITTEN;
+}
+
 void ZylLogWrapperManager::Shutdown() {
     if (platform::OtherThreadsAreGone()) {
         AtProcessEnd();
@@ -389,6 +434,7 @@ void ZylLogWrapperManager::Shutdown() {
     StopWorker();
     // Closed by the last who holds them: us, now that no task is left.
     files.clear();
+    hasEnded = true;
 }
 
 void ZylLogWrapperManager::AtProcessEnd() {

@@ -66,6 +66,8 @@ public:
     void ClearFilterTags();
     void SetAutoFlush(bool isOn) noexcept { isAutoFlush = isOn; }
     void Flush();
+    /// A CoreLogFlushResult.
+    int FlushAndWait(bool toDisk, std::int64_t timeoutMs);
     void Shutdown();
 
 private:
@@ -97,6 +99,7 @@ private:
     NameTable<ZylLogWrapper> modules;
     std::atomic<ZylLogWrapper*> own = nullptr;
     std::atomic<bool> isShutDown = false;
+    std::atomic<bool> hasEnded = false;
     FilterTags filter;
 
     std::atomic<int> defaultLevel = CORE_LOG_ERROR;
