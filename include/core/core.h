@@ -54,7 +54,9 @@
 #include <core/foundation/uuid.h>
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
+#include <core/logging/log_files.h>
 #include <core/logging/log_flush.h>
+#include <core/logging/log_form.h>
 #include <core/logging/pref_trace.h>
 #include <core/messaging/event_bus.h>
 #include <core/messaging/future.h>

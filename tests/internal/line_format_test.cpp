@@ -83,6 +83,19 @@ TEST(LineFormat, APatternIsExpandedAndItsFieldsAreCopied) {
     }
 }
 
+TEST(LineFormat, OnRequestNothingInATextBeginsALineOrSteersATerminal) {
+    LineFields fields = AllFields();
+    fields.isOneLine = true;
+    fields.body = "a\n[Error][42]\r\tb\x1b[31m\x7f\u009b\\ \u00a0\u0144\xc2";
+    fields.tag = "t\x01\n";
+    fields.function = "f\n";
+    fields.file = "\x1f";
+    EXPECT_EQ(R"([t\x01\n]a\n[Error][42]\r\tb\x1b[31m\x7f\x9b\ )"
+              "\u00a0\u0144\xc2"
+              R"([f\n][\x1f])",
+              Expand("[%t]%m[%f][%F]", fields));
+}
+
 TEST(LineFormat, LevelsHaveNamesAndColours) {
     struct Row {
         int level;

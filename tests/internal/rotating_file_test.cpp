@@ -151,6 +151,50 @@ TEST(RotatingFile, BeginsANewFileFromTheLimitOn) {
     }
 }
 
+TEST(RotatingFile, OnRequestNoFileIsLargerThanItsLimit) {
+    const ScratchDirectory scratch;
+    Given given(scratch.Path(), {0, 1000}, "m");
+    RotatingFile::SetExact(true);
+    std::string all;
+    for (std::size_t i = 0; i < 2000; ++i) {
+        // Some alone, some in portions, one beyond the limit.
+        const std::string line(i == 1000 ? kMiB + 7 : i * 7919 % 10'000,
+                               static_cast<char>('a' + i % 26));
+        all += line + "\n";
+        given.queue.Append(line);
+        while (i % 10 > 7 && given.queue.Front().count > 0) {
+            given.file->WriteFront(given.queue, given.now);
+            given.file->Rotate(given.now);
+        }
+    }
+    RotatingFile::SetExact(false);
+    std::string read;
+    int larger = 0;
+    for (const std::string& name : NamesIn(scratch.Path())) {
+        const std::string text = scratch.Read(name);
+        larger += text.size() > kMiB ? 1 : 0;
+        EXPECT_TRUE(text.size() <= kMiB || text.size() == kMiB + 8) << name;
+        read += text;
+    }
+    EXPECT_EQ(1, larger);
+    EXPECT_TRUE(all == read);
+}
+
+TEST(RotatingFile, OnRequestFilesAreTheUsersAlone) {
+    const ScratchDirectory scratch;
+    RotatingFile::SetPrivate(true);
+    Given given(scratch.Path(), {}, "m");
+    RotatingFile::SetPrivate(false);
+    given.Write("mine");
+    const std::string name = NamesIn(scratch.Path()).at(0);
+    EXPECT_EQ("mine\n", scratch.Read(name));
+    if (core::platform::PathSeparator() == '/') {
+        using std::filesystem::perms;
+        EXPECT_EQ(perms::owner_read | perms::owner_write,
+                  std::filesystem::status(PathOf(scratch.Path(name))).permissions());
+    }
+}
+
 TEST(RotatingFile, CountsTheOldSizeOfAFileItFinds) {
     const ScratchDirectory scratch;
     const auto [before, given] = Given::TwoOfOneName(scratch, {0, 10}, std::string(kMiB, 'x'));

@@ -3,6 +3,7 @@
 
 #include <core/logging/log.h>
 #include <core/logging/log_flush.h>
+#include <core/logging/log_form.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -48,6 +49,19 @@ TEST(LogFunctions, EachWayToPrintPutsItsArgumentsInPlace) {
         EXPECT_EQ(row.expected, Logged(row.print));
     }
     CoreLogSetLogLevelByModule("ZYL", CORE_LOG_ERROR);
+}
+
+TEST(LogFunctions, OneCallIsOneLineOnRequest) {
+    Logged([] { CoreLogGetLogSinkByModule("printing"); });
+    const auto print = [] {
+        CoreLogPrintLog("printing", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "%s", "a\n[b]");
+    };
+    CoreLogSetForm(CORE_LOG_ONE_LINE);
+    EXPECT_EQ("[Error][t]a\\n[b]\n", Logged(print));
+    CoreLogSetForm(7);
+    EXPECT_EQ("[Error][t]a\\n[b]\n", Logged(print));
+    CoreLogSetForm(CORE_LOG_AS_IT_IS);
+    EXPECT_EQ("[Error][t]a\n[b]\n", Logged(print));
 }
 
 TEST(LogFunctions, SettingsReachTheirModuleOrThoseToCome) {

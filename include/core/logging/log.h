@@ -118,7 +118,8 @@ CORE_API int CoreLogClearFilterTag(void);
 /// Has every line written through to its file at once, not only errors. Costs speed
 /// in a burst.
 CORE_API int CoreLogAutoFlush(bool isOn);
-/// Has everything accepted so far written; does not wait for it.
+/// Has everything accepted so far written; does not wait for it, as CoreLogFlushAndWait in
+/// core/logging/log_flush.h does.
 CORE_API int CoreLogFlush(void);
 
 /// Writes what is queued, waits for it and closes the files. Nothing is printed

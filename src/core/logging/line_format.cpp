@@ -38,9 +38,53 @@ void AppendNumber(auto number, LineBuffer& line) {
     line.Append({digits, static_cast<std::size_t>(end - digits)});
 }
 
-void AppendText(const char* text, LineBuffer& line) {
+/// How many bytes from `at` on are one control character: C0, DEL or, as UTF-8, C1.
+std::size_t ControlAt(std::string_view text, std::size_t at) noexcept {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte < 0x20 || byte == 0x7f) {
+        return 1;
+    }
+    const auto next = static_cast<unsigned char>(at + 1 < text.size() ? text[at + 1] : 0);
+    return byte == 0xc2 && next >= 0x80 && next < 0xa0 ? 2 : 0;
+}
+
+void AppendEscaped(std::string_view text, LineBuffer& line) {
+    std::size_t done = 0;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t size = ControlAt(text, at);
+        if (size == 0) {
+            ++at;
+            continue;
+        }
+        line.Append(text.substr(done, at - done));
+        const char c = text[at + size - 1];
+        constexpr std::string_view kDigits = "0123456789abcdef";
+        const auto code = static_cast<unsigned char>(c);
+        line.Append('\\');
+        if (c == '\n' || c == '\t' || c == '\r') {
+            line.Append(c == '\n' ? 'n' : c == '\t' ? 't' : 'r');
+        } else {
+            line.Append('x');
+            line.Append(kDigits[code >> 4]);
+            line.Append(kDigits[code & 15]);
+        }
+        at += size;
+        done = at;
+    }
+    line.Append(text.substr(done));
+}
+
+void AppendText(std::string_view text, const LineFields& fields, LineBuffer& line) {
+    if (fields.isOneLine) {
+        AppendEscaped(text, line);
+    } else {
+        line.Append(text);
+    }
+}
+
+void AppendText(const char* text, const LineFields& fields, LineBuffer& line) {
     if (text != nullptr) {
-        line.Append(std::string_view(text));
+        AppendText(std::string_view(text), fields, line);
     }
 }
 
@@ -68,19 +112,19 @@ void AppendField(char field, const LineFields& fields, Colour colour, LineBuffer
             line.Append(fields.time);
             break;
         case 't':
-            AppendText(fields.tag, line);
+            AppendText(fields.tag, fields, line);
             break;
         case 'm':
-            line.Append(fields.body);
+            AppendText(fields.body, fields, line);
             break;
         case 'f':
-            AppendText(fields.function, line);
+            AppendText(fields.function, fields, line);
             break;
         case 'l':
             AppendNumber(fields.line, line);
             break;
         case 'F':
-            AppendText(fields.file, line);
+            AppendText(fields.file, fields, line);
             break;
         default:
             break;

@@ -22,6 +22,8 @@ struct LineFields {
     /// The local time, as "%d" writes it.
     std::string_view time;
     std::string_view body;
+    /// Whether control characters in its texts are escaped.
+    bool isOneLine = false;
 };
 
 /// The message buffer; what needs more than its 1024 bytes allocates.

@@ -1,5 +1,7 @@
 #include <core/logging/log.h>
+#include <core/logging/log_files.h>
 #include <core/logging/log_flush.h>
+#include <core/logging/log_form.h>
 
 #include "core/foundation/report.h"
 #include "core/logging/zyl_log_wrapper_manager.h"
@@ -159,6 +161,27 @@ int CoreLogClearFilterTag(void) {
 
 int CoreLogAutoFlush(bool isOn) {
     return Guarded([&](auto& manager) { manager.SetAutoFlush(isOn); });
+}
+
+int CoreLogSetForm(int form) {
+    if (form == CORE_LOG_AS_IT_IS || form == CORE_LOG_ONE_LINE) {
+        ZylLogWrapperManager::Get().SetOneLine(form == CORE_LOG_ONE_LINE);
+    }
+    return 0;
+}
+
+int CoreLogSetFileAccess(int access) {
+    if (access == CORE_LOG_USUAL || access == CORE_LOG_PRIVATE) {
+        core::RotatingFile::SetPrivate(access == CORE_LOG_PRIVATE);
+    }
+    return 0;
+}
+
+int CoreLogSetFileLimit(int limit) {
+    if (limit == CORE_LOG_TIMELY_LIMIT || limit == CORE_LOG_EXACT_LIMIT) {
+        core::RotatingFile::SetExact(limit == CORE_LOG_EXACT_LIMIT);
+    }
+    return 0;
 }
 
 int CoreLogFlush(void) {

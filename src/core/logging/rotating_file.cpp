@@ -19,6 +19,8 @@ constexpr std::uint64_t kLeastMaxBytes = 0x100000;
 constexpr std::uint64_t kLeastMaxFiles = 1;
 constexpr int kErrorLevel = 6;
 std::atomic<bool> isSyncedWhenClosed = false;
+std::atomic<bool> isPrivate = false;
+std::atomic<bool> isExact = false;
 /// Of the time in a line.
 constexpr std::size_t kLongestTime = 64;
 
@@ -115,28 +117,79 @@ std::string RotatingFile::TakeNotice() {
     return std::exchange(notice, {});
 }
 
-platform::SystemError RotatingFile::OpenNext() {
+platform::SystemError RotatingFile::OpenNext(std::uint64_t room) {
     OpenFile& next = files[1 - current];
     {
         const Lock lock(prefixMutex);
         next.prefix = nextPrefix;
     }
-    next.path = directory + next.prefix->Text() + "_" + TimeUtil::now("") + ".log";
     MakeDirectories(directory);
-    platform::SystemError error = next.file.Open(next.path);
-    constexpr int kTries = 5;
-    for (int i = 1; i < kTries && platform::IsBusy(error); ++i) {
-        platform::SleepMilliseconds(1);
-        error = next.file.Open(next.path);
-    }
-    if (error != 0) {
+    if (const platform::SystemError error =
+            OpenAt(next, directory + next.prefix->Text() + "_" + TimeUtil::now(""), room)) {
         return error;
     }
-    next.file.Size(size);
     unseenLines = 0;
     current = 1 - current;
     Close(files[1 - current].file);
     return 0;
+}
+
+platform::SystemError RotatingFile::OpenAt(OpenFile& next, const std::string& begin,
+                                           std::uint64_t room) {
+    constexpr int kTries = 5;
+    constexpr int kMostOfASecond = 999;
+    // Lines never go back to an earlier file.
+    int number = isExact && begin == lastBegin ? std::min(lastNumber + 1, kMostOfASecond) : 0;
+    for (;; ++number) {
+        const std::string digits = std::to_string(kMostOfASecond + 1 + number).substr(1);
+        next.path = begin + (number == 0 ? "" : "_" + digits) + ".log";
+        const auto access = isPrivate ? platform::FileAccess::Private : platform::FileAccess::Usual;
+        platform::SystemError error = next.file.Open(next.path, access);
+        for (int i = 1; i < kTries && platform::IsBusy(error); ++i) {
+            platform::SleepMilliseconds(1);
+            error = next.file.Open(next.path, access);
+        }
+        if (error != 0) {
+            return error;
+        }
+        next.file.Size(size);
+        const bool hasRoom = size == 0 || size + room <= limits.maxBytes;
+        if (!isExact || hasRoom || number >= kMostOfASecond) {
+            lastBegin = begin;
+            lastNumber = number;
+            return 0;
+        }
+    }
+}
+
+void RotatingFile::SetPrivate(bool isOn) noexcept {
+    isPrivate = isOn;
+}
+
+void RotatingFile::SetExact(bool isOn) noexcept {
+    isExact = isOn;
+}
+
+LineSpan RotatingFile::WhatFits(LineSpan span) {
+    const auto fitting = [&] {
+        std::uint32_t count = span.count;
+        while (count > 0 && size + span.ends[count - 1] - span.firstByte > limits.maxBytes) {
+            --count;
+        }
+        return count;
+    };
+    std::uint32_t count = fitting();
+    if (count == 0 && size > 0) {
+        // Where no new file can be had, lines wait for none: the old one goes on.
+        if (OpenNext(span.ends[0] - span.firstByte) == 0) {
+            lastCheck.reset();
+            count = fitting();
+        } else {
+            count = span.count;
+        }
+    }
+    span.count = std::max(count, 1U);
+    return span;
 }
 
 void RotatingFile::SyncWhenClosed() noexcept {
@@ -166,11 +219,14 @@ bool RotatingFile::WriteAll(std::string_view text, std::size_t& written) noexcep
 }
 
 void RotatingFile::WriteFront(LineQueue& queue, Clock::time_point now) {
-    const LineSpan span = queue.Front();
+    LineSpan span = queue.Front();
     if (span.count == 0) {
         return;
     }
     const bool isDropped = isFailing && (now < nextTry || !Recover(now));
+    if (isExact && !isDropped) {
+        span = WhatFits(span);
+    }
     // Those that are dropped too: the end of a process finds its way by it.
     queue.Announce(span, size);
     std::size_t written = 0;
@@ -231,6 +287,9 @@ bool RotatingFile::Recover(Clock::time_point now) {
         return false;
     }
     const std::string notes = LossNotes();
+    if (isExact && size + notes.size() > limits.maxBytes) {
+        OpenNext(notes.size());
+    }
     cutLine = notes;
     const bool isWritten = WriteCutLine();
     if (!isWritten && cutLine.size() == notes.size()) {

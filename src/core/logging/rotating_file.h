@@ -66,8 +66,15 @@ public:
     bool IsWhole() const noexcept { return !isFailing && !files[current].file.IsRemoved(); }
     /// Waits until the disk has what was written.
     void SyncToDisk() noexcept { Current().Flush(); }
-    /// From now on, no file is closed before the disk has it.
+
+    // For all files, from now on.
+
+    /// No file is closed before the disk has it.
     static void SyncWhenClosed() noexcept;
+    /// New files are the user's alone.
+    static void SetPrivate(bool isOn) noexcept;
+    /// No file grows beyond its limit, but for a line that does so alone.
+    static void SetExact(bool isOn) noexcept;
 
     /// Something to tell the user, once; from any thread.
     std::string TakeNotice();
@@ -92,7 +99,11 @@ private:
     };
 
     platform::AppendFile& Current() noexcept { return files[current].file; }
-    platform::SystemError OpenNext();
+    /// Opens another file; with an exact limit, one that has `room` bytes left or is empty.
+    platform::SystemError OpenNext(std::uint64_t room = 1);
+    platform::SystemError OpenAt(OpenFile& next, const std::string& begin, std::uint64_t room);
+    /// The lines of `span` that fit into the open file, or into a new one; one at least.
+    LineSpan WhatFits(LineSpan span);
     static void Close(platform::AppendFile& file) noexcept;
     bool WriteAll(std::string_view text, std::size_t& written) noexcept;
     bool WriteCutLine();
@@ -115,6 +126,9 @@ private:
     // that one of them is the open file whenever the process ends.
     std::array<OpenFile, 2> files;
     std::atomic<std::size_t> current = 0;
+    /// The name of the newest file but for its number within the second, and that.
+    std::string lastBegin;
+    int lastNumber = 0;
     /// As far as we know: others may append too.
     std::uint64_t size = 0;
     std::optional<Clock::time_point> lastCheck;

@@ -100,6 +100,7 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
     fields.threadId = platform::CurrentThreadId();
     fields.time = time.View();
     fields.body = body.View();
+    fields.isOneLine = isOneLine.load(std::memory_order_relaxed);
     LineForms forms(fields);
     // What the sinks will want, as far as we see now.
     const unsigned likely = module->SinksLately();
@@ -168,7 +169,7 @@ ZylLogWrapper* ZylLogWrapperManager::FindOrCreate(const char* name) {
 }
 
 void ZylLogWrapperManager::PrintAtTheEnd(ZylLogWrapper* module, LineFields& fields,
-                                         const char* format, std::va_list arguments) {
+                                         const char* format, std::va_list arguments) const {
     if (module == nullptr) {
         // None can be made any more.
         return;
@@ -179,6 +180,7 @@ void ZylLogWrapperManager::PrintAtTheEnd(ZylLogWrapper* module, LineFields& fiel
     fields.threadId = platform::CurrentThreadId();
     fields.time = time.View();
     fields.body = body.View();
+    fields.isOneLine = isOneLine.load(std::memory_order_relaxed);
     LineForms forms(fields);
     module->WriteAtTheEnd(forms.Get(Colour::No), forms.Get(Colour::Yes), fields.level);
 }

@@ -65,6 +65,7 @@ public:
     void AddFilterTag(const char* tag);
     void ClearFilterTags();
     void SetAutoFlush(bool isOn) noexcept { isAutoFlush = isOn; }
+    void SetOneLine(bool isOn) noexcept { isOneLine = isOn; }
     void Flush();
     /// A CoreLogFlushResult.
     int FlushAndWait(bool toDisk, std::int64_t timeoutMs);
@@ -86,8 +87,8 @@ private:
     /// The log's mutex, held.
     class Held;
     /// For a line in a process whose other threads are gone, with any lock.
-    static void PrintAtTheEnd(ZylLogWrapper* module, LineFields& fields, const char* format,
-                              std::va_list arguments);
+    void PrintAtTheEnd(ZylLogWrapper* module, LineFields& fields, const char* format,
+                       std::va_list arguments) const;
     /// In a forked child: gives up worker and waiting lines, which are the parent's.
     void BeginAsChild() CORE_REQUIRES(logMutex);
 
@@ -104,6 +105,7 @@ private:
 
     std::atomic<int> defaultLevel = CORE_LOG_ERROR;
     std::atomic<bool> isAutoFlush = false;
+    std::atomic<bool> isOneLine = false;
     unsigned defaultSinks CORE_GUARDED_BY(logMutex) = CORE_LOG_CONSOLE;
     /// Ours; a plain pointer, because nobody destroys this object.
     IWorker* worker CORE_GUARDED_BY(logMutex) = nullptr;

@@ -83,6 +83,12 @@ void WriteToDebugger(const char* text) noexcept;
 
 // Files and directories
 
+/// Who may use a file that is made.
+enum class FileAccess : std::uint8_t {
+    Usual,    // whom the system lets
+    Private,  // the user of this process alone
+};
+
 /// A file that only grows, open for appending. Answers what the system answers: a
 /// write may be short, and an error leaves the file open. One thread at a time.
 class AppendFile {
@@ -96,7 +102,7 @@ public:
     /// holds. Others may read, rename and remove it meanwhile, but
     /// `RemoveFileUnlessOpen` of any process leaves it alone. Closes the file that was
     /// open before, if any, even when the new one can't be opened.
-    SystemError Open(const std::string& path) noexcept;
+    SystemError Open(const std::string& path, FileAccess access = FileAccess::Usual) noexcept;
     bool IsOpen() const noexcept { return handle != kClosed; }
     /// Appends in one call of the system. `written` may be less than `size`, with
     /// and without an error.

@@ -25,8 +25,9 @@ int Descriptor(std::intptr_t handle) noexcept {
     return static_cast<int>(handle);
 }
 
-SystemError OpenDescriptor(const std::string& path, int flags, std::intptr_t& handle) noexcept {
-    int descriptor = open(path.c_str(), flags | O_CLOEXEC, 0666);
+SystemError OpenDescriptor(const std::string& path, int flags, std::intptr_t& handle,
+                           mode_t mode = 0666) noexcept {
+    int descriptor = open(path.c_str(), flags | O_CLOEXEC, mode);
     if (descriptor >= 0 && descriptor <= STDERR_FILENO) {
         // Of a process that was started without its standard streams: what it prints
         // must not go into the file.
@@ -44,10 +45,10 @@ SystemError OpenDescriptor(const std::string& path, int flags, std::intptr_t& ha
 }
 
 /// For reading too, where that is allowed: some file systems lock no other files.
-SystemError OpenToLock(const std::string& path, int otherwise, int flags,
-                       std::intptr_t& handle) noexcept {
-    const SystemError error = OpenDescriptor(path, O_RDWR | flags, handle);
-    return error == EACCES ? OpenDescriptor(path, otherwise | flags, handle) : error;
+SystemError OpenToLock(const std::string& path, int otherwise, int flags, std::intptr_t& handle,
+                       mode_t mode = 0666) noexcept {
+    const SystemError error = OpenDescriptor(path, O_RDWR | flags, handle, mode);
+    return error == EACCES ? OpenDescriptor(path, otherwise | flags, handle, mode) : error;
 }
 
 SystemError SizeOf(std::intptr_t handle, std::uint64_t& size) noexcept {
@@ -76,9 +77,10 @@ AppendFile::~AppendFile() {
     Close();
 }
 
-SystemError AppendFile::Open(const std::string& path) noexcept {
+SystemError AppendFile::Open(const std::string& path, FileAccess access) noexcept {
     Close();
-    if (const SystemError error = OpenToLock(path, O_WRONLY, O_APPEND | O_CREAT, handle)) {
+    const mode_t mode = access == FileAccess::Private ? 0600 : 0666;
+    if (const SystemError error = OpenToLock(path, O_WRONLY, O_APPEND | O_CREAT, handle, mode)) {
         return error;
     }
     // Everybody who writes a file has a share of its lock; who removes it asks for all of

@@ -1,6 +1,7 @@
 #include "core/platform/platform.h"
 #include "core/platform/windows/windows_headers.h"
 
+#include <sddl.h>
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -21,8 +22,8 @@ HANDLE HandleOf(std::intptr_t handle) noexcept {
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 SystemError OpenHandle(const std::string& path, DWORD access, DWORD share, DWORD disposition,
-                       std::intptr_t& handle) noexcept {
-    const HANDLE opened = CreateFileW(WidePath(path).c_str(), access, share, nullptr, disposition,
+                       std::intptr_t& handle, SECURITY_ATTRIBUTES* security = nullptr) noexcept {
+    const HANDLE opened = CreateFileW(WidePath(path).c_str(), access, share, security, disposition,
                                       FILE_ATTRIBUTE_NORMAL, nullptr);
     if (opened == INVALID_HANDLE_VALUE) {
         return LastError();
@@ -66,11 +67,21 @@ AppendFile::~AppendFile() {
     Close();
 }
 
-SystemError AppendFile::Open(const std::string& path) noexcept {
+SystemError AppendFile::Open(const std::string& path, FileAccess access) noexcept {
     Close();
+    SECURITY_ATTRIBUTES security{sizeof security, nullptr, FALSE};
+    // All rights to the owner, none to others, and none from the directory.
+    if (access == FileAccess::Private &&
+        ConvertStringSecurityDescriptorToSecurityDescriptorW(
+            L"D:P(A;;FA;;;OW)", SDDL_REVISION_1, &security.lpSecurityDescriptor, nullptr) == 0) {
+        return LastError();
+    }
     // Without the right to write elsewhere, every write goes to the end.
-    return OpenHandle(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, kShareAll,
-                      OPEN_ALWAYS, handle);
+    const SystemError error =
+        OpenHandle(path, FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE, kShareAll,
+                   OPEN_ALWAYS, handle, &security);
+    LocalFree(security.lpSecurityDescriptor);
+    return error;
 }
 
 SystemError AppendFile::Write(const void* data, std::size_t size, std::size_t& written) noexcept {

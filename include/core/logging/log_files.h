@@ -1,0 +1,43 @@
+#pragma once
+
+/// More about the files of the log. This header is C too. Both functions are for the whole
+/// process, safe from any thread, ignore what has no name here, and answer 0.
+///
+///     CoreLogSetFileAccess(CORE_LOG_PRIVATE);
+///     CoreLogSetFileLimit(CORE_LOG_EXACT_LIMIT);
+///     CoreLogSetFilePath("render", "/var/log/editor", 5242880, 3);
+
+#include <core/export.h>
+
+enum CoreLogFileAccess {
+    /// What the system gives to new files: by the umask, or by the directory on Windows.
+    CORE_LOG_USUAL = 0,
+    /// Whoever runs the process reads and writes them, and nobody else.
+    CORE_LOG_PRIVATE = 1
+};
+
+enum CoreLogFileLimit {
+    /// A file's size is looked at behind a write, every 1.501 seconds at most: it may be
+    /// larger by what is written meanwhile.
+    CORE_LOG_TIMELY_LIMIT = 0,
+    /// No file is larger than its module's limit, but for one that holds a single, longer
+    /// line, and for what still waits when Windows has ended the threads of a process.
+    /// Files that are begun within a second are told apart by a number:
+    /// PREFIX_TIME_001.log. Where several processes write one file, each counts what it
+    /// found in it and what it wrote itself.
+    CORE_LOG_EXACT_LIMIT = 1
+};
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/// Chooses who may use the files that are made from now on, a CoreLogFileAccess. Those that
+/// are there already stay as they are.
+CORE_API int CoreLogSetFileAccess(int access);
+/// Chooses how the limit of CoreLogSetFilePath is kept, a CoreLogFileLimit.
+CORE_API int CoreLogSetFileLimit(int limit);
+
+#ifdef __cplusplus
+}
+#endif

@@ -1,0 +1,27 @@
+#pragma once
+
+/// How messages stand in the log. This header is C too.
+
+#include <core/export.h>
+
+enum CoreLogForm {
+    /// As they are, line ends and all.
+    CORE_LOG_AS_IT_IS = 0,
+    /// One call, one line: control characters in messages, tags, functions and files are
+    /// written as `\n`, `\t`, `\r` or `\x1b`, so that nothing that a message quotes can
+    /// look like another line, or steer a terminal. These are U+0000 to U+001F and U+007F
+    /// to U+009F; a backslash stays one.
+    CORE_LOG_ONE_LINE = 1
+};
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/// Chooses a CoreLogForm for all lines from now on, in every sink; others are ignored.
+/// Answers 0. Safe from any thread.
+CORE_API int CoreLogSetForm(int form);
+
+#ifdef __cplusplus
+}
+#endif
