@@ -77,7 +77,7 @@ TEST(NumberText, WritesTheShortestThatIsReadBack) {
         const std::string written(room.data(), WriteShortest(number, room.data()));
         ASSERT_EQ("########", std::string(room.data() + kNumberRoom, 8));
         std::array<char, 32> theirs;
-        const char* const end =
+        char* const end =
             std::to_chars(theirs.data(), theirs.data() + 32, number, std::chars_format::scientific)
                 .ptr;
         ASSERT_EQ(digitsOf(std::string(theirs.data(), end)), digitsOf(written));

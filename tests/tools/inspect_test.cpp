@@ -231,7 +231,7 @@ TEST(InspectErrors, NameTheFileInOneLineAndEndWith2) {
         {{"sample", good, "--to", "1e300"}, good + ": too long to be counted in frames"},
         {{"diff", good, other}, other + ": neither a parameter nor a speed curve"},
         {{"convert", good, folder.Path("no/such")},
-         folder.Path("no/such") + ": cannot be opened for writing"},
+         folder.Path("no/such") + ": can't be written: "},
         {{"convert", good, folder.Path()}, folder.Path() + ": is a directory"},
         {{"convert", folder.Write("nan", "\xCB\x7F\xF8\x01\x01\x01\x01\x01\x01"), "-"},
          folder.Path("nan") + ": a number that is not finite"},

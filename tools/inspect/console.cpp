@@ -4,6 +4,8 @@
 
 #include "support/number_text.h"
 
+#include <core/core.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>

@@ -56,7 +56,7 @@ SaveResult SaveFile(const std::string& path, std::string_view bytes) {
         error = platform::MoveOver(part, target);
     }
     if (error != 0) {
-        platform::RemoveFile(part);
+        platform::RemoveFileUnlessOpen(part);
         return {"can't be written: " + SystemErrorText(error)};
     }
     return {};

@@ -1,10 +1,11 @@
-#include <core/messaging/future.h>
 #include <core/messaging/worker.h>
 
 #include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
 #include "core/messaging/block_deque.h"
 #include "core/platform/platform.h"
+
+#include <core/messaging/future.h>
 
 #include <algorithm>
 #include <atomic>
