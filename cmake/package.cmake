@@ -3,7 +3,10 @@
 set(CPACK_PACKAGE_NAME core)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "The core maintainers")
-set(CPACK_PACKAGE_CONTACT "The core maintainers <maintainers@localhost>")
+# Whoever hands the packages on says who answers for them.
+set(CORE_MAINTAINER "The core maintainers <maintainers@localhost>" CACHE STRING
+  "Name and address in the packages")
+set(CPACK_PACKAGE_CONTACT ${CORE_MAINTAINER})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_SOURCE_DIR}/build/packages)
 set(CPACK_COMPONENTS_ALL runtime development)
@@ -27,6 +30,7 @@ else()
   set(whatItIs "Keyframed parameters and speed curves, JSON documents and a packed
 form of them, message queues, event buses, workers, a log, identifiers
 and clocks.")
+  set(debianNames libcore${PROJECT_VERSION_MAJOR} libcore-dev)
   # The soname's number is part of the name, so that two major versions can be
   # installed side by side.
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libcore${PROJECT_VERSION_MAJOR})
@@ -42,6 +46,22 @@ and clocks.")
   file(WRITE ${PROJECT_BINARY_DIR}/deb/triggers "activate-noawait ldconfig\n")
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
     ${PROJECT_BINARY_DIR}/deb/shlibs ${PROJECT_BINARY_DIR}/deb/triggers)
+
+  # Debian's own papers. cpack calls ldconfig from scripts where it is not given any, which
+  # the trigger does too.
+  configure_file(packaging/debian/changelog.in ${PROJECT_BINARY_DIR}/deb/doc/changelog @ONLY)
+  file(READ ${PROJECT_BINARY_DIR}/deb/doc/changelog changelog)
+  if(NOT changelog MATCHES "^core \\(${PROJECT_VERSION}\\)")
+    message(FATAL_ERROR "packaging/debian/changelog.in does not start with ${PROJECT_VERSION}")
+  endif()
+  find_program(CORE_GZIP gzip REQUIRED)
+  mark_as_advanced(CORE_GZIP)
+  execute_process(COMMAND ${CORE_GZIP} -9nc changelog WORKING_DIRECTORY ${PROJECT_BINARY_DIR}/deb/doc
+    OUTPUT_FILE ${PROJECT_BINARY_DIR}/deb/doc/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
+  foreach(component package IN ZIP_LISTS CPACK_COMPONENTS_ALL debianNames)
+    install(FILES packaging/debian/copyright ${PROJECT_BINARY_DIR}/deb/doc/changelog.gz
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
+  endforeach()
 
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libcore-dev)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
