@@ -147,6 +147,11 @@ TEST(InspectCheck, ReportsWhatIsSuspiciousAndEndsWith1) {
         {"no speed", speeds(key("0", "1") + "," + key("2", "0.00009") + "," + key("5", "1")),
          "keyframe 1 (2 s): speed 0.00009 turns into a freeze of 3 s"},
         {"negative speed", speeds(key("0", "-1")), "keyframe 0 (0 s): speed -1 is negative"},
+        {"a speed that does not run evenly",
+         speeds(key("0", "1", ", \"Interpolation\": 16") + "," + key("10", "3")),
+         // 5 s for a mean speed of 2, which the easing does not reach.
+         "keyframe 1 (10 s): the picture jumps by 2.49 s, because the speed from 0 s on, of type "
+         "EaseInCubic, does not run evenly"},
         {"beyond the source", speeds(key("0", "1") + "," + key("11", "1")),
          "keyframe 1 (11 s): lies beyond the length of the source, 10 s"},
         {"freezes that are none",
@@ -161,7 +166,7 @@ TEST(InspectCheck, ReportsWhatIsSuspiciousAndEndsWith1) {
     Checked(Keyframes(key("0", "1", ", \"Interpolation\": 7, \"_rightDerivative\": 40") + "," +
                       key("1", "1", ", \"Interpolation\": 6, \"_rightDerivative\": 2")),
             0);
-    Checked(speeds(key("0", "1") + "," + key("10", "0")), 0);
+    Checked(speeds(key("0", "1", ", \"Interpolation\": 1") + "," + key("10", "0")), 0);
 }
 
 TEST(InspectCheck, FindsNoFaultWithTheDigestOfAnySavedCurve) {

@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstddef>
 #include <filesystem>
+#include <memory>
 #include <ostream>
 #include <sstream>
 #include <utility>
@@ -28,6 +29,13 @@ using Interpolation = core::KeyframeInterpolationType;
 
 // Files keep eight decimals, which may round a fraction of 1 upwards.
 constexpr double kSavedDigit = 1e-8;
+
+// A hundredth of a frame, at 100 frames per second.
+constexpr double kVisibleJump = 1e-4;
+
+std::string SecondsText(double seconds) {
+    return NumberText(std::round(seconds * 1e4) / 1e4) + " s";
+}
 
 class Checker {
 public:
@@ -56,6 +64,7 @@ public:
         }
         if (speed != nullptr) {
             CheckSpeeds(*speed, keyframes);
+            CheckJumps(*speed);
             CheckFreezes(*speed, keyframes);
         }
         return findings;
@@ -296,6 +305,37 @@ private:
                 Report(keyframe, i,
                        "lies beyond the length of the source, " + NumberText(length) + " s");
             }
+        }
+    }
+
+    // A segment whose speed does not run evenly takes another time than what it shows; at
+    // its end, and at those behind it, the picture jumps to what the keyframe says.
+    void CheckJumps(core::SpeedParameter& speed) {
+        const std::vector<TimeValuePair> keyframes = example::Keyframes(speed);
+        const std::shared_ptr<core::Parameter> rendered = speed.GetParameterInternal();
+        const auto count = static_cast<std::size_t>(rendered->GetKeyFramesCount());
+        if (count != keyframes.size()) {
+            return;  // speeds that lead back
+        }
+        double before = 0.0;
+        std::size_t uneven = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const double at = rendered->GetPointTime(static_cast<int>(i));
+            const double jump =
+                keyframes[i].GetTime() - rendered->GetAreaFromTo(0.0, at, false, 0.0, 0.0);
+            // One that starts still is a freeze, and said to be one.
+            if (i > 0 && std::fabs(jump - before) > kVisibleJump &&
+                std::fabs(keyframes[i - 1].GetValue().AsDouble()) >= core::kNearZeroSpeed) {
+                uneven = i;
+            }
+            if (uneven > 0 && std::fabs(jump) > kVisibleJump) {
+                Report(keyframes[i], i,
+                       "the picture jumps by " + SecondsText(jump) + ", because the speed from " +
+                           TimeText(keyframes[uneven - 1].GetTime()) + " on, of type " +
+                           example::InterpolationName(keyframes[uneven - 1].GetInterpolation()) +
+                           ", does not run evenly");
+            }
+            before = jump;
         }
     }
 

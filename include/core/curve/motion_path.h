@@ -23,7 +23,8 @@ namespace core {
 ///    last microseconds beside an upright tangent. To this comes the tolerance to
 ///    which such segments are sampled;
 ///  - where one curve jumps and the other moves, by what it moves in 2e-7;
-///  - between the steps of an int parameter, within 1.
+///  - between the steps of an int parameter, within 2; within 1 where its values do not
+///    change their sign.
 ///
 /// A curve without keyframes counts as 0, and a keyframe whose value is no number
 /// is left out. The result has no range and no base ratio. An empty pointer when

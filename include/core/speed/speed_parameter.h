@@ -25,8 +25,13 @@ inline constexpr double kNearZeroSpeed = 0.0001;
 ///  - point time is source time with the freezes counted: a freeze of 2 s takes 2 s
 ///    of it. Freezes are placed and kept by their point time.
 /// Between two keyframes the speed is the start's for `Hold`, and runs from the
-/// start's to the end's in render time for every other interpolation, so that the
-/// segment takes its source length over the mean of the two.
+/// start's to the end's as the type says for every other; the segment then takes its
+/// source length over the mean of the two.
+///
+/// Kept on purpose: it takes that whatever the type. `Hold`, `Linear`, `HermiteFlat`,
+/// `ValueBezier`, `EaseInOutCubic` and `EaseInOutCirc` show their source length in it.
+/// With others the picture jumps where the segment ends, and at each keyframe behind
+/// it, to the time of the keyframe. Stored projects have these lengths.
 ///
 /// The keyframes are edited like those of any parameter. A new curve has one, speed
 /// 1 at time 0. Owned by its caller; safe from any thread. After an edit the first
