@@ -82,6 +82,12 @@ constexpr double kRightFraction = 1.0 / 3.0;
 
 }  // namespace
 
+bool CanBeAutomatic(Pointd handle) noexcept {
+    constexpr double kRounding = 1e-8;
+    return handle.y == 0.0 || std::fabs(handle.x - kLeftFraction) < kRounding ||
+           std::fabs(handle.x - kRightFraction) < kRounding;
+}
+
 Pointd AutomaticLeftHandle(const HandleKeys& keys) noexcept {
     using Type = KeyframeInterpolationType;
     const HandleKey* start = keys.previous;

@@ -48,6 +48,10 @@ Pointd AutomaticLeftHandle(const HandleKeys& keys) noexcept;
 /// The outgoing handle of `keys.key`, by the same rules. Always finite.
 Pointd AutomaticRightHandle(const HandleKeys& keys) noexcept;
 
+/// Whether a handle that was rounded to eight decimals can be one of these at all: they all
+/// have a Y of 0, or one of two fractions as X. Tells most that were set by hand, at once.
+bool CanBeAutomatic(Pointd handle) noexcept;
+
 /// The handle of `point` towards `neighbour` on a motion path: the third of the
 /// straight way, or `point` itself without a neighbour.
 Pointd AutomaticPathHandle(Pointd point, const Pointd* neighbour) noexcept;

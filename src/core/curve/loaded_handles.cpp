@@ -6,7 +6,6 @@
 #include <core/curve/time_unit.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -91,46 +90,53 @@ bool IsNear(Pointd stored, Pointd automatic, Pointd reach) noexcept {
 class KeyWalk {
 public:
     explicit KeyWalk(std::span<const TimeValuePair> all) : keyframes(all) {
-        Read(0, 1);
-        Read(1, 2);
+        here.isNumber = Read(0, here.key);
+        next.isNumber = Read(1, next.key);
+        MeasureGap();
     }
     void Advance() {
-        keys[0] = keys[1];
-        keys[1] = keys[2];
-        isNumber[0] = isNumber[1];
-        isNumber[1] = isNumber[2];
+        previous = here;
+        here = next;
         gapBefore = gapBehind;
-        Read(++index + 1, 2);
+        next.isNumber = Read(++index + 1, next.key);
+        MeasureGap();
     }
 
     Pointd Automatic(Side side) const noexcept {
-        if (!isNumber[1]) {
+        if (!here.isNumber) {
             return {};
         }
-        const HandleKeys around = {isNumber[0] ? &keys[0] : nullptr, keys[1],
-                                   isNumber[2] ? &keys[2] : nullptr};
+        const HandleKeys around = {previous.isNumber ? &previous.key : nullptr, here.key,
+                                   next.isNumber ? &next.key : nullptr};
         return side == Side::Left ? AutomaticLeftHandle(around) : AutomaticRightHandle(around);
+    }
+
+    // Whether this is further from the automatic handle than what a file cuts off could be.
+    // So are most that were set by hand.
+    bool IsFar(Pointd stored, Pointd automatic) const noexcept {
+        const double nearest = std::min({1.0, gapBefore, gapBehind});
+        const double distance =
+            std::fabs(stored.x - automatic.x) + std::fabs(stored.y - automatic.y);
+        const double size = 1.0 + std::fabs(automatic.x) + std::fabs(automatic.y);
+        return nearest * nearest * distance > 20.0 * kLastDigit * size;
     }
 
     // Whether this could be the automatic handle of keyframes that are written as these.
     bool Allows(Side side, Pointd stored, Pointd automatic) noexcept {
-        if (!IsNear(stored, automatic, MostReach(automatic))) {
-            return false;
-        }
         // Each number of each keyframe moves the handle for itself; near each other more
         // than evenly.
         constexpr double kUneven = 1.25;
         Pointd reach;
-        for (std::size_t i = 0; i < keys.size(); ++i) {
+        for (Place* const place : {&previous, &here, &next}) {
             for (double HandleKey::*const number : {&HandleKey::time, &HandleKey::value}) {
-                const double saved = keys[i].*number;
-                const double cut = isNumber[i] ? CutOf(saved) : 0.0;
+                const double saved = place->key.*number;
+                const double cut = place->isNumber ? CutOf(saved) : 0.0;
                 if (cut == 0.0) {
                     continue;
                 }
-                keys[i].*number = saved + cut;
+                place->key.*number = saved + cut;
                 const Pointd moved = Automatic(side);
-                keys[i].*number = saved;
+                place->key.*number = saved;
                 reach.x += kUneven * std::fabs(moved.x - automatic.x);
                 reach.y += kUneven * std::fabs(moved.y - automatic.y);
                 if (IsNear(stored, automatic, reach)) {
@@ -142,30 +148,29 @@ public:
     }
 
 private:
-    void Read(std::size_t i, std::size_t place) {
-        isNumber[place] =
-            i < keyframes.size() && ReadNumber(keyframes[i].PeekValue(), keys[place].value);
-        if (isNumber[place]) {
-            keys[place].time = keyframes[i].GetTime();
-            keys[place].type = keyframes[i].GetInterpolation();
-            gapBehind = InSeconds(keys[place].time) - InSeconds(keys[place - 1].time);
-        }
-    }
+    struct Place {
+        HandleKey key;
+        bool isNumber = false;
+    };
 
-    // More than cuts can move the handle. Most that were set by hand lie beyond it.
-    Pointd MostReach(Pointd automatic) const noexcept {
-        const double nearest = std::min({1.0, gapBefore, gapBehind});
-        const double size = 1.0 + std::fabs(automatic.x) + std::fabs(automatic.y);
-        const double most = 8.0 * kLastDigit * size / (nearest * nearest);
-        return {most, most};
+    bool Read(std::size_t i, HandleKey& key) const {
+        if (i >= keyframes.size() || !ReadNumber(keyframes[i].PeekValue(), key.value)) {
+            return false;
+        }
+        key.time = keyframes[i].GetTime();
+        key.type = keyframes[i].GetInterpolation();
+        return true;
+    }
+    void MeasureGap() noexcept {
+        gapBehind = next.isNumber ? InSeconds(next.key.time) - InSeconds(here.key.time) : 1.0;
     }
 
     std::span<const TimeValuePair> keyframes;
     std::size_t index = 0;
-    // The one before, itself, the one behind; only numbers count.
-    std::array<HandleKey, 3> keys;
-    std::array<bool, 3> isNumber{};
-    // In seconds; of no meaning where a neighbour is no number.
+    Place previous;
+    Place here;
+    Place next;
+    // In seconds.
     double gapBefore = 1.0;
     double gapBehind = 1.0;
 };
@@ -176,9 +181,13 @@ LoadedHandles RecogniseOnCurve(std::span<TimeValuePair> keyframes) {
     KeyWalk walk(keyframes);
     for (std::size_t i = 0; i < keyframes.size(); ++i, walk.Advance()) {
         const auto isHandSet = [&](Side side) {
+            const Pointd stored = HandleOf(keyframes[i], side);
+            if (!CanBeAutomatic(stored)) {
+                return true;
+            }
             const Pointd automatic = walk.Automatic(side);
-            return !TakeDigits(keyframes[i], side, automatic) &&
-                   !walk.Allows(side, HandleOf(keyframes[i], side), automatic);
+            return walk.IsFar(stored, automatic) || (!TakeDigits(keyframes[i], side, automatic) &&
+                                                     !walk.Allows(side, stored, automatic));
         };
         loaded.sides[i] = {isHandSet(Side::Left), isHandSet(Side::Right)};
     }

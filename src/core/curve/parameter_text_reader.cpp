@@ -314,10 +314,9 @@ bool ReadParameter(const JsonObject& document, ParameterSettings& settings,
     keyframes.reserve(static_cast<std::size_t>(elements->Count()));
     for (const JsonElem& element : *elements) {
         const JsonObject* object = nullptr;
-        TimeValuePair keyframe;
-        if (element.Get(object) && ReadKeyframe(*object, settings.type, keyframe)) {
-            keyframes.push_back(std::move(keyframe));
-        } else {
+        keyframes.emplace_back();
+        if (!element.Get(object) || !ReadKeyframe(*object, settings.type, keyframes.back())) {
+            keyframes.pop_back();
             skipped();
         }
     }
