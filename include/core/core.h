@@ -17,6 +17,7 @@
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
 #include <core/curve/pointd.h>
+#include <core/curve/snapshot.h>
 #include <core/curve/time_unit.h>
 #include <core/curve/time_value_pair.h>
 #include <core/curve/val_any.h>

@@ -1,4 +1,5 @@
 #include <core/curve/parameter.h>
+#include <core/curve/snapshot.h>
 
 #include <gtest/gtest.h>
 
@@ -96,6 +97,40 @@ TEST(Threads, SamplesStayPlausibleWhileAnotherThreadEdits) {
         };
         Race(samplers, sample, [&](Dice& dice) { EditInside(curve, dice); });
         EXPECT_EQ(0, implausible.load()) << samplers << " samplers";
+    }
+}
+
+// Readers, an editor and an undoer on one curve: a snapshot stays what it is, and two
+// edits that are made as one are never seen apart.
+TEST(Threads, SnapshotsStayWhatTheyAreWhileOthersEditAndUndo) {
+    for (int samplers : {1, 2, 8}) {
+        Parameter curve;
+        BuildRamp(curve);
+        const core::CurveSnapshot ramp = curve.Snapshot();
+        std::atomic<int> wrong = 0;
+        auto sample = [&](Dice& dice) {
+            const double time = dice.Between(0, 20);
+            const core::CurveSnapshot now = curve.Snapshot();
+            const double value = now.GetValue(time, true).AsDouble();
+            const double area = now.GetAreaFromTo(0, 20);
+            bool isRight = now.GetKeyframe(1).PeekValue().AsDouble() ==
+                           now.GetKeyframe(2).PeekValue().AsDouble() * 0.5;
+            if (dice.OneIn(8)) {
+                curve.Restore(ramp);
+            }
+            isRight = isRight && value == now.GetValue(time, true).AsDouble() &&
+                      area == now.GetAreaFromTo(0, 20) &&
+                      IsBetween(time / 20, ramp.GetValue(time, true).AsDouble(), time / 20);
+            wrong += isRight ? 0 : 1;
+        };
+        Race(samplers, sample, [&](Dice& dice) {
+            const double value = dice.Between(0, 0.5);
+            curve.Edit([value](Parameter& draft) {
+                draft.SetPointValue(1, value);
+                draft.SetPointValue(2, 2 * value);
+            });
+        });
+        EXPECT_EQ(0, wrong.load()) << samplers << " samplers";
     }
 }
 

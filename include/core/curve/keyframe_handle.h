@@ -1,7 +1,11 @@
 #pragma once
 
 #include <core/curve/keyframe.h>
+#include <core/curve/snapshot.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <memory>
 
 CORE_HIDES_STD_BEGIN
@@ -70,6 +74,43 @@ public:
     ParameterIterator* GetParameterIterator(bool reverse) override;
     void SetBaseRatio(ValAny ratio) override;
     ValAny GetBaseRatio() override;
+
+    /// The curve as it is now, which later edits don't change. O(1).
+    CurveSnapshot Snapshot() const;
+    /// Makes the curve what the snapshot is: undo, redo. On a speed curve it concerns the
+    /// keyframes and settings that any parameter has. False without an implementation. O(1).
+    bool Restore(const CurveSnapshot& snapshot);
+
+    /// A number that grows with every change. Takes no lock: what it says of two moments
+    /// holds, whatever is edited meanwhile.
+    std::uint64_t Revision() const noexcept;
+
+    /// Makes several edits as one: other threads see all of them or none, and if `edits`
+    /// throws, nothing has changed.
+    ///
+    ///     opacity.Edit([](core::Parameter& draft) {
+    ///         draft.SetPointTime(1, 2.0);
+    ///         draft.SetPointValue(1, ValAny(0.5));
+    ///     });
+    ///
+    /// `edits` gets a parameter of its own with this curve, and runs without a lock: it may
+    /// ask and edit any curve, but what it changes on this one directly is not part of
+    /// the draft. Where another thread has edited this curve meanwhile, it is called again
+    /// with what that has left. False, changing nothing, without an implementation. On a
+    /// speed curve it concerns the keyframes, as `Restore`.
+    bool Edit(const std::function<void(Parameter&)>& edits);
+    /// Adds keyframes as `AddPoint` does, as one edit: as if one by one in order of time, of
+    /// two that match the later one of the array. Their handles are automatic. False,
+    /// changing nothing, where a time is not finite. O((n / 64) + k log k).
+    bool AddPoints(const TimeValuePair* keyframes, std::size_t count);
+
+    /// Samples at many times, all of one moment; see `CurveSnapshot::GetValues`.
+    void GetValues(const double* times, std::size_t count, bool clampToRange, double* values) const;
+    void GetValues(const double* times, std::size_t count, bool clampToRange, Pointd* values) const;
+    void GetValues(double start, double step, std::size_t count, bool clampToRange,
+                   double* values) const;
+    void GetValues(double start, double step, std::size_t count, bool clampToRange,
+                   Pointd* values) const;
 
     /// The implementation, owned by this handle; null after a move. Its class is
     /// not part of the interface.

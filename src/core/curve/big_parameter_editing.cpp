@@ -1,7 +1,12 @@
 #include "core/curve/big_parameter_impl.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <numeric>
+#include <span>
 #include <utility>
+#include <vector>
 
 // The edits: what is asked is checked, and the curve makes the change.
 
@@ -32,6 +37,18 @@ void BigParameterImpl::AddPointEx(double time, ValAny value, KeyframeInterpolati
     const RecursiveLock lock(mutex);
     BeginEdit().Add(TimeValuePair(time, std::move(value), type), Curve::PathHandles::Maintained);
     Edited();
+}
+
+// In order, an insertion finds its block at hand.
+void BigParameterImpl::AddPoints(std::span<const TimeValuePair> keyframes) {
+    std::vector<std::size_t> order(keyframes.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(), [keyframes](std::size_t a, std::size_t b) {
+        return keyframes[a].GetTime() < keyframes[b].GetTime();
+    });
+    for (const std::size_t i : order) {
+        AddPoint(keyframes[i].GetTime(), keyframes[i].GetValue(), keyframes[i].GetInterpolation());
+    }
 }
 
 bool BigParameterImpl::RemovePoint(int index) {

@@ -2,7 +2,6 @@
 
 #include "core/curve/loaded_handles.h"
 
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -38,9 +37,6 @@ ParameterSettings SettingsOf(ParameterTypeEnum type) {
     return settings;
 }
 
-// A segment that holds no time, and its successor.
-constexpr std::array<Segment, 2> kNowhere = {};
-
 }  // namespace
 
 BigParameterImpl::BigParameterImpl() : BigParameterImpl(ParameterDouble, ValAny(), {}) {}
@@ -56,7 +52,7 @@ BigParameterImpl::BigParameterImpl(double time, ValAny value,
 
 BigParameterImpl::BigParameterImpl(ParameterTypeEnum type, ValAny constant,
                                    std::vector<TimeValuePair> keyframes)
-    : lastSegment(kNowhere.data()) {
+    : lastSegment(Segment::Nowhere()) {
     LoadedHandles handles = RecogniseHandles(keyframes, type);
     handles.keepsThirds = false;
     curve =
@@ -64,7 +60,7 @@ BigParameterImpl::BigParameterImpl(ParameterTypeEnum type, ValAny constant,
 }
 
 BigParameterImpl::BigParameterImpl(const BigParameterImpl& other)
-    : curve(other.CurrentCurve()), lastSegment(kNowhere.data()) {}
+    : curve(other.CurrentCurve()), lastSegment(Segment::Nowhere()) {}
 
 BigParameterImpl& BigParameterImpl::operator=(const BigParameterImpl& other) {
     if (this == &other) {
@@ -79,13 +75,29 @@ BigParameterImpl& BigParameterImpl::operator=(const BigParameterImpl& other) {
 BigParameterImpl::BigParameterImpl(const BigParameterImpl& other,
                                    SettingsOnly) CORE_NO_THREAD_SAFETY_ANALYSIS
     : curve(Shared<Curve>::Make(*other.curve)),
-      lastSegment(kNowhere.data()) {
+      lastSegment(Segment::Nowhere()) {
     curve->Clear();
 }
+
+BigParameterImpl::BigParameterImpl(Shared<Curve> shared)
+    : curve(std::move(shared)), lastSegment(Segment::Nowhere()) {}
 
 void BigParameterImpl::TakeCurve(BigParameterImpl& made) CORE_NO_THREAD_SAFETY_ANALYSIS {
     const RecursiveLock lock(mutex);
     Take(made.curve);
+}
+
+bool BigParameterImpl::TakeCurveIfStill(const Shared<Curve>& base,
+                                        BigParameterImpl& made) CORE_NO_THREAD_SAFETY_ANALYSIS {
+    const RecursiveLock lock(mutex);
+    // Nobody changes a curve that is shared: if it is the same one, it is as it was.
+    if (curve.get() != base.get()) {
+        return false;
+    }
+    if (made.curve.get() != base.get()) {
+        Take(made.curve);
+    }
+    return true;
 }
 
 void BigParameterImpl::Take(Shared<Curve>& made) {
@@ -101,34 +113,20 @@ Shared<Curve> BigParameterImpl::CurrentCurve() const {
 }
 
 Curve& BigParameterImpl::BeginEdit() {
-    lastSegment = kNowhere.data();
+    lastSegment = Segment::Nowhere();
     OnEditing();
     return curve.Own();
 }
 
 void BigParameterImpl::Edited() {
-    lastSegment = kNowhere.data();
+    CountRevision();
+    lastSegment = Segment::Nowhere();
     OnEdited();
 }
 
-// The common case is all in here: playback asks a double parameter for times in
-// order, on a Hermite or linear curve. The last segment and its successor are
-// tried before the search.
 ValAny BigParameterImpl::GetValue(double time, bool clampToRange) {
     const RecursiveLock lock(mutex);
-    if (!lastSegment->Holds(time) && !(++lastSegment)->Holds(time)) {
-        if (curve->Count() < 2) {
-            lastSegment = kNowhere.data();
-            return curve->Count() == 0 ? ValAny(0) : (*curve)[0].PeekValue();
-        }
-        lastSegment = kNowhere.data();
-        lastSegment = &curve->SegmentAt(time);
-    }
-    if (lastSegment->shape == Segment::Shape::Cubic && curve->IsPlainDouble()) {
-        const double value = lastSegment->CubicAt(time);
-        return clampToRange ? curve->Clamped(value) : value;
-    }
-    return curve->Sample(*lastSegment, time, clampToRange);
+    return curve->GetValue(lastSegment, time, clampToRange);
 }
 
 double BigParameterImpl::GetAreaFromTo(double from, double to, bool, double, double) const {

@@ -10,9 +10,11 @@
 #include <core/curve/time_value_pair.h>
 #include <core/curve/val_any.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -38,6 +40,8 @@ public:
                      ParameterTypeEnum type);
     /// A curve with keyframes that are in time order, no two of them matching.
     BigParameterImpl(ParameterTypeEnum type, ValAny constant, std::vector<TimeValuePair> keyframes);
+    /// Shares the curve.
+    explicit BigParameterImpl(Shared<Curve> shared);
     /// Copies under the lock of `other`.
     BigParameterImpl(const BigParameterImpl& other);
     /// Copies under the lock of `other`, then takes over under the own one: never
@@ -108,14 +112,23 @@ public:
     /// Takes the keyframes and settings of a curve that no other thread knows, which gets
     /// its own in return. Takes no memory, so that it can't fail.
     void TakeCurve(BigParameterImpl& made);
+    /// The same, but false and nothing where the curve is not `base` any more.
+    bool TakeCurveIfStill(const Shared<Curve>& base, BigParameterImpl& made);
 
     /// The curve as it is now.
     Shared<Curve> CurrentCurve() const;
+    /// Grows with every change. Takes no lock.
+    std::uint64_t Revision() const noexcept { return revision.load(std::memory_order_acquire); }
+    /// Adds keyframes as if one by one in order of time, of two that match the later one of
+    /// the row. Their times are finite.
+    void AddPoints(std::span<const TimeValuePair> keyframes);
 
     /// The curve as one dimension of a motion path: what it samples to, in numbers.
     MotionDimension AsMotionDimension() const;
 
 protected:
+    void CountRevision() noexcept { revision.fetch_add(1, std::memory_order_acq_rel); }
+
     struct SettingsOnly {};
     /// The settings of `other`, whose lock the caller holds, and no keyframes.
     BigParameterImpl(const BigParameterImpl& other, SettingsOnly);
@@ -154,6 +167,7 @@ private:
     // Where the last sample was found, in `curve`; playback asks for the same segment
     // again, or for the next one.
     const Segment* lastSegment CORE_GUARDED_BY(mutex);
+    std::atomic<std::uint64_t> revision = 1;
     mutable std::string serialisedText CORE_GUARDED_BY(mutex);
     mutable std::string hashText CORE_GUARDED_BY(mutex);
 };

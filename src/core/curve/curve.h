@@ -19,6 +19,7 @@
 #include "core/curve/sorted_times.h"
 #include "core/foundation/shared.h"
 
+#include <core/curve/snapshot.h>
 #include <core/curve/time_unit.h>
 #include <core/curve/time_value_pair.h>
 #include <core/curve/val_any.h>
@@ -139,12 +140,23 @@ public:
     /// Either may be null, and stays then.
     void SetHandles(std::size_t index, const Pointd* left, const Pointd* right);
 
-    // Samples, of curves with two keyframes or more
+    // Samples
 
-    /// The segment that holds `t`; NaN belongs to the last one. O(log n), and what it
-    /// takes to prepare the block.
-    const Segment& SegmentAt(double t) const;
-    /// What a double parameter answers, for a segment of shape `Cubic`.
+    /// What `IKeyFrame::GetValue` answers. `last` is the segment that was found last, or
+    /// `Segment::Nowhere()`: playback asks for it again, or for the next one. O(log n) for
+    /// others, and what it takes to prepare their block.
+    ValAny GetValue(const Segment*& last, double t, bool clampToRange) const {
+        if (!last->Holds(t)) {
+            last = last[1].Holds(t) ? last + 1 : count < 2 ? Segment::Nowhere() : &SegmentAt(t);
+        }
+        if (last->shape == Segment::Shape::Cubic && sampling.isPlainDouble) {
+            const double value = last->CubicAt(t);
+            return clampToRange ? Clamped(value) : value;
+        }
+        return count < 2 ? (count == 0 ? ValAny(0) : (*this)[0].PeekValue())
+                         : Sample(*last, t, clampToRange);
+    }
+    /// Whether a segment of shape `Cubic` has the samples as they are.
     bool IsPlainDouble() const noexcept { return sampling.isPlainDouble; }
     // Above the maximum first, then below the minimum: the order counts where a
     // caller has set them the wrong way round.
@@ -154,7 +166,6 @@ public:
         }
         return value > sampling.max ? sampling.max : value < sampling.min ? sampling.min : value;
     }
-    ValAny Sample(const Segment& segment, double t, bool clampToRange) const;
 
     // Areas: as `IKeyFrame` has them, for any number of keyframes
 
@@ -164,6 +175,13 @@ public:
     const std::string& Digest() const;
     /// The whole text.
     std::string Text() const;
+
+    // What two curves have in common; what they share is not compared.
+
+    static bool HaveSameSettings(const Curve& a, const Curve& b);
+    /// How many keyframes are the same from the first one on.
+    static std::size_t CommonStart(const Curve& a, const Curve& b);
+    static TimeRange ChangedBetween(const Curve& a, const Curve& b);
 
 private:
     // The settings as sampling wants them.
@@ -207,6 +225,9 @@ private:
     void InsertBlock(std::size_t place, Shared<CurveBlock> block);
     void CountFrom(std::size_t block) noexcept;
     void UpdateSampling() noexcept;
+    // Of curves with two keyframes or more; NaN belongs to the last one.
+    const Segment& SegmentAt(double t) const;
+    ValAny Sample(const Segment& segment, double t, bool clampToRange) const;
     const PreparedBlock& PreparedOf(std::size_t block) const;
     const TimeValuePair* Following(std::size_t block, std::size_t offset) const noexcept;
     bool PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& into,
@@ -215,6 +236,8 @@ private:
     ValAny Finish(double value, bool clampToRange) const;
     const AreaIndex& Areas() const;
     double AreaRatio() const noexcept { return count > 1 ? sampling.ratio : 1.0; }
+
+    static std::size_t CommonEnd(const Curve& a, const Curve& b, std::size_t most);
 
     ParameterSettings settings;
     ValAny constant;

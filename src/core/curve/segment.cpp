@@ -5,6 +5,7 @@
 #include <core/curve/time_unit.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 // Letters of this file: (t0, y0) and (t1, y1) are the ends of the segment, dt and
@@ -122,6 +123,11 @@ bool ReadEnds(const TimeValuePair& start, const TimeValuePair& end, bool isPoint
         ends.lx = ends.rx;
     }
     return true;
+}
+
+const Segment* Segment::Nowhere() noexcept {
+    static constexpr std::array<Segment, 2> kNowhere = {};
+    return kNowhere.data();
 }
 
 double Segment::EasedProgress(double t) const noexcept {

@@ -122,6 +122,8 @@ struct alignas(64) Segment {
     Shape shape = Shape::Constant;
 
     bool Holds(double t) const noexcept { return from <= t && t < to; }
+    /// A segment that holds no time, with another one behind it.
+    static const Segment* Nowhere() noexcept;
     bool HasCurve() const noexcept {
         return shape == Shape::TimeValueBezier || shape == Shape::Path;
     }

@@ -51,6 +51,22 @@ public:
         }
     }
 
+    /// One more pointer to an object that has one; null for null.
+    static Shared Of(T* owned) noexcept {
+        Shared one = Adopt(owned);
+        Shared another = one;
+        one.Release();
+        return another;
+    }
+    /// Takes over what `Release` has let go.
+    static Shared Adopt(T* released) noexcept {
+        Shared adopted;
+        adopted.object = released;
+        return adopted;
+    }
+    /// The object, which stays counted.
+    T* Release() noexcept { return std::exchange(object, nullptr); }
+
     bool IsAlone() const noexcept { return object->owners.load(std::memory_order_acquire) == 1; }
     /// The object, to be changed; a copy of its own where it is shared.
     T& Own() {

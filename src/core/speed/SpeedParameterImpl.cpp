@@ -85,6 +85,7 @@ void SpeedParameterImpl::OnEdited() {
 }
 
 void SpeedParameterImpl::FreezesChanged() {
+    CountRevision();
     freezesPlaced = false;
     stretchesValid = false;
     reversedValid = false;
@@ -168,6 +169,7 @@ void SpeedParameterImpl::SetSourceTotalTime(double totalTime) {
     // After a removal there is room; without one, nothing has changed if this fails.
     AddPoint(totalTime, kNormalSpeed, KeyframeInterpolationType::Hold);
     sourceTotalTime = totalTime;
+    CountRevision();
 }
 
 double SpeedParameterImpl::GetSourceFPS() const {
@@ -182,6 +184,7 @@ void SpeedParameterImpl::SetSourceFPS(double fps) {
     const RecursiveLock lock(mutex);
     sourceFPS = fps;
     text.clear();
+    CountRevision();
 }
 
 int SpeedParameterImpl::GetKeyFramesCountEx() const {
@@ -319,6 +322,7 @@ double SpeedParameterImpl::GetRenderTime(double sourceTime) {
 
 int SpeedParameterImpl::SetReverse(bool isReverse) noexcept {
     reverse = isReverse ? 1 : 0;
+    CountRevision();
     return 0;
 }
 

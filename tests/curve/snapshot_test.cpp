@@ -1,0 +1,179 @@
+#include <core/curve/parameter.h>
+#include <core/curve/snapshot.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/curve_words.h"
+
+namespace {
+
+using core::CurveSnapshot;
+using core::TimeValuePair;
+
+// Every exhibit of the gallery, with and without a ratio and a range, as number, integer
+// and path: what the snapshot answers is what the parameter answered, to the bit.
+TEST(Snapshot, AnswersWhatTheParameterAnswered) {
+    for (const gallery::Exhibit& exhibit : gallery::Curves()) {
+        for (const bool isScaled : {false, true}) {
+            Parameter parameter = gallery::Build(exhibit);
+            if (isScaled) {
+                parameter.SetBaseRatio(0.75);
+                parameter.SetValueRange(-0.5, 2.0);
+            }
+            const CurveSnapshot snapshot = parameter.Snapshot();
+            Parameter same(parameter);
+            parameter.AddPoint(0.123, 7.0, kLinear);
+            const double last = exhibit.curve.empty() ? 1.0 : exhibit.curve.back().time;
+            Dice dice(3);
+            Times times;
+            for (int i = 0; i < 60; ++i) {
+                times.push_back(dice.Between(-0.1, 1.1) * last);
+            }
+            std::sort(times.begin(), times.begin() + 40);
+            std::vector<double> many(times.size());
+            snapshot.GetValues(times.data(), times.size(), isScaled, many.data());
+            std::vector<double> even(times.size());
+            same.GetValues(-0.1 * last, last / 50, even.size(), isScaled, even.data());
+            for (std::size_t i = 0; i < times.size(); ++i) {
+                const double value = same.GetValue(times[i], isScaled).AsDouble();
+                ASSERT_EQ(value, snapshot.GetValue(times[i], isScaled).AsDouble()) << exhibit.name;
+                ASSERT_EQ(value, many[i]) << exhibit.name;
+                const double t = -0.1 * last + static_cast<double>(i) * (last / 50);
+                ASSERT_EQ(same.GetValue(t, isScaled).AsDouble(), even[i]) << exhibit.name;
+            }
+            EXPECT_EQ(Area(same, 0, last), snapshot.GetAreaFromTo(0, last)) << exhibit.name;
+            EXPECT_EQ(same.Serialize(), snapshot.Serialize()) << exhibit.name;
+            EXPECT_EQ(same.Serialize(), snapshot.ToParameter().Serialize()) << exhibit.name;
+        }
+    }
+}
+
+// Undo and redo are a list of snapshots; two of them tell where samples may differ.
+TEST(Snapshot, UndoesAndTellsWhatChanged) {
+    for (std::uint64_t seed = 0; seed < 20; ++seed) {
+        Dice dice(seed);
+        Parameter curve;
+        for (int i = 0; i < 200; ++i) {
+            curve.AddPoint(i, dice.Between(-1, 1), KeyframeInterpolationType::Hermite);
+        }
+        std::vector<CurveSnapshot> steps = {curve.Snapshot()};
+        std::vector<std::string> texts = {curve.Serialize()};
+        std::uint64_t revision = curve.Revision();
+        for (int i = 0; i < 30; ++i) {
+            static const std::vector<int> types = {0, 1, 6, 7, 12, 18, 24};
+            const int index = dice.Below(curve.GetKeyFramesCount());
+            const auto type = static_cast<KeyframeInterpolationType>(dice.Pick(types));
+            switch (dice.Below(5)) {
+                case 0:
+                    curve.AddPoint(dice.Between(-2, 202), dice.Between(-1, 1), type);
+                    break;
+                case 1:
+                    curve.RemovePoint(index);
+                    break;
+                case 2:
+                    curve.SetPointInterpolationType(index, type);
+                    break;
+                case 3:
+                    curve.SetPointControlRightParam(index, dice.Between(0, 1), 3.0);
+                    break;
+                default:
+                    curve.SetPointTime(index, dice.Between(0, 200));
+            }
+            steps.push_back(curve.Snapshot());
+            texts.push_back(curve.Serialize());
+            EXPECT_GE(curve.Revision(), revision);
+            revision = curve.Revision();
+        }
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            const std::size_t j = static_cast<std::size_t>(dice.Below(static_cast<int>(i + 1)));
+            EXPECT_EQ(texts[i] == texts[j], steps[i] == steps[j]);
+            const core::TimeRange changed = ChangedBetween(steps[i], steps[j]);
+            EXPECT_EQ(steps[i] == steps[j], changed.IsEmpty());
+            for (double t = -5; t < 205; t += 0.37) {
+                if (t < changed.from || t >= changed.to) {
+                    ASSERT_EQ(steps[i].GetValue(t, false).AsDouble(),
+                              steps[j].GetValue(t, false).AsDouble());
+                }
+            }
+            EXPECT_TRUE(curve.Restore(steps[i]));
+            EXPECT_EQ(texts[i], curve.Serialize());
+            EXPECT_EQ(steps[i], curve.Snapshot());
+        }
+    }
+    // One keyframe of many: between its neighbours, which their handles bend.
+    Parameter line;
+    for (int i = 0; i < 300; ++i) {
+        line.AddPoint(i, i, kLinear);
+    }
+    const CurveSnapshot before = line.Snapshot();
+    line.SetPointValue(150, -5.0);
+    const core::TimeRange changed = ChangedBetween(before, line.Snapshot());
+    EXPECT_GE(changed.from, 148);
+    EXPECT_LE(changed.to, 152);
+}
+
+TEST(Edit, IsMadeAsAWholeOrNotAtAll) {
+    Parameter curve;
+    curve.AddPoint(0, 1.0, kLinear);
+    const CurveSnapshot before = curve.Snapshot();
+    const std::uint64_t revision = curve.Revision();
+    EXPECT_THROW(curve.Edit([](Parameter& draft) {
+        draft.AddPoint(1, 2.0, kLinear);
+        throw std::runtime_error("changed its mind");
+    }),
+                 std::runtime_error);
+    EXPECT_EQ(before, curve.Snapshot());
+    EXPECT_EQ(revision, curve.Revision());
+
+    int calls = 0;
+    EXPECT_TRUE(curve.Edit([&](Parameter& draft) {
+        draft.AddPoint(1, 2.0, kLinear);
+        if (++calls == 1) {
+            curve.AddPoint(2, 3.0, kLinear);  // as another thread might: once more, then
+        }
+        draft.SetPointValue(0, 5.0);
+        if (calls == 2) {
+            EXPECT_EQ(3, draft.GetKeyFramesCount());
+        }
+    }));
+    EXPECT_EQ(2, calls);
+    EXPECT_EQ(3, curve.GetKeyFramesCount());
+    EXPECT_EQ(5.0, curve.GetPointValue(0).AsDouble());
+
+    Parameter gone(std::move(curve));
+    EXPECT_FALSE(curve.Edit([](Parameter&) { FAIL(); }));
+    EXPECT_FALSE(curve.Restore(before));
+    EXPECT_EQ(0U, curve.Revision());
+}
+
+// In any order, also among keyframes that are there, and with times that match.
+TEST(Edit, AddsManyKeyframesAsOneByOne) {
+    Dice dice(5);
+    std::vector<TimeValuePair> batch;
+    for (int i = 0; i < 1000; ++i) {
+        batch.emplace_back(dice.Below(700) * 0.5, dice.Between(0, 1),
+                           static_cast<KeyframeInterpolationType>(dice.Below(26)));
+    }
+    Parameter atOnce, oneByOne;
+    for (Parameter* curve : {&atOnce, &oneByOne}) {
+        for (int i = 0; i < 100; ++i) {
+            curve->AddPoint(i * 3, i, kLinear);
+        }
+    }
+    EXPECT_TRUE(atOnce.AddPoints(batch.data(), batch.size()));
+    for (const TimeValuePair& keyframe : batch) {
+        oneByOne.AddPoint(keyframe.GetTime(), keyframe.GetValue(), keyframe.GetInterpolation());
+    }
+    EXPECT_EQ(oneByOne.Snapshot(), atOnce.Snapshot());
+    batch.back().SetTime(kNan);
+    const CurveSnapshot before = atOnce.Snapshot();
+    EXPECT_FALSE(atOnce.AddPoints(batch.data(), batch.size()));
+    EXPECT_EQ(before, atOnce.Snapshot());
+}
+
+}  // namespace
