@@ -100,18 +100,17 @@ private:
     void Compare(const JsonValue* before, const JsonValue* after) {
         const JsonArray *elements = nullptr, *others = nullptr;
         const JsonObject *members = nullptr, *otherMembers = nullptr;
-        if (before == nullptr || after == nullptr) {
-            Note(before, after);
-        } else if (before->Get(elements) && after->Get(others)) {
+        const bool areBoth = before != nullptr && after != nullptr;
+        if (areBoth && before->Get(elements) && after->Get(others)) {
             Open(Pairs(*elements, *others));
-        } else if (before->Get(members) && after->Get(otherMembers)) {
+        } else if (areBoth && before->Get(members) && after->Get(otherMembers)) {
             bool isInOrder = true;
             std::vector<Child> children = Pairs(*members, *otherMembers, isInOrder);
             if (!isInOrder && options.order == JsonMemberOrder::Counts) {
                 Note(before, after);
             }
             Open(std::move(children));
-        } else if (!AreLeavesEqual(*before, *after)) {
+        } else if (!areBoth || !AreLeavesEqual(*before, *after)) {
             Note(before, after);
         }
     }

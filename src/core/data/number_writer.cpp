@@ -201,7 +201,7 @@ char* WriteDecimal(ShortDecimal decimal, char* to) noexcept {
     constexpr int kMostDigits = 17;
     constexpr int kMostZeros = 5;
     // All 17 digits; which of them count is seen in the words that they are made of.
-    std::array<char, 3 * kMostDigits> text;
+    std::array<char, 3 * std::size_t{kMostDigits}> text;
     const std::uint64_t first9 = decimal.digits / kTenTo8;
     const std::uint64_t first = first9 / kTenTo8;
     const std::uint64_t middle = DigitsOf(first9 % kTenTo8);
@@ -232,7 +232,7 @@ char* WriteDecimal(ShortDecimal decimal, char* to) noexcept {
         return to + point + 2;
     }
     if (point <= 0 && point > -kMostZeros) {
-        std::memcpy(to, "0.000000", 8);
+        WriteWord("0.000000", to);
         std::memcpy(to + 2 - point, digits, kMostDigits);
         return to + 2 - point + count;
     }
@@ -344,6 +344,7 @@ char* WriteShortest(double value, char* to) noexcept {
     // no two are the same double.
     constexpr double kFifteenDigits = 1e7;
     if (x < kFifteenDigits) {
+        // NOLINTNEXTLINE(bugprone-incorrect-roundings): the next line sees to it
         const auto n = static_cast<std::int64_t>(x * 1e8 + 0.5);
         if (static_cast<double>(n) / 1e8 == x) {
             return WriteDecimal({static_cast<std::uint64_t>(n), -8}, to);
