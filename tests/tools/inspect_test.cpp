@@ -154,6 +154,11 @@ TEST(InspectCheck, ReportsWhatIsSuspiciousAndEndsWith1) {
          "EaseInCubic, does not run evenly"},
         {"beyond the source", speeds(key("0", "1") + "," + key("11", "1")),
          "keyframe 1 (11 s): lies beyond the length of the source, 10 s"},
+        {"not JSON to others", Keyframes(key("01", "1")),
+         "not what the standard of JSON allows: line 1"},
+        {"beyond doubles", "[1e999]", "a number beyond all doubles: line 1, column 2"},
+        {"not UTF-8", "[\"\xFF\"]", "text that is not UTF-8: line 1, column 3"},
+        {"one name twice", R"([{"a": 1, "b": 2, "a": 3}])", "an object with two members \"a\""},
         {"freezes that are none",
          speeds(key("0", "1"), R"(, "_freeze": ["3 2", "4 1", "x", "13 1", "6 0"])"),
          "4 of 5 freezes left out"},
@@ -527,6 +532,10 @@ TEST(InspectConvert, KeepsEverythingAndReplacesTheFileOnlyWhenAllIsWritten) {
     EXPECT_EQ(folder.Read("b"), "[\n  1.5,\n  {\n    \"x\": null\n  }\n]\n");
     const std::string digits = "[0.123456789,0.1,5e-324]\n";
     EXPECT_EQ(Inspect({"convert", "-", "-", "--to", "compact"}, digits).out, digits);
+    const Outcome cut = Inspect({"convert", "-", "-", "--to", "compact"},
+                                R"([18446744073709551616, -1e3, "a\u0000b", "\\u0000", 0.5])");
+    EXPECT_THAT(cut.err, HasSubstr("standard input: 1 number cut to what 64 bits hold"));
+    EXPECT_THAT(cut.err, HasSubstr("standard input: 1 text cut at a zero byte"));
     // Neither a failed reading nor a failed writing touches what is there.
     folder.Write("b", "{");
     EXPECT_EQ(Inspect({"convert", file, file}).status, 2);

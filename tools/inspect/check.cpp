@@ -16,7 +16,9 @@
 #include <filesystem>
 #include <memory>
 #include <ostream>
+#include <set>
 #include <sstream>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -45,7 +47,8 @@ public:
     std::size_t Check() {
         if (document.What() == Subject::OtherJson) {
             console.out << document.Name() << ": " << Form() << OtherJsonText() << '\n';
-            return 0;
+            CheckText();
+            return findings;
         }
         core::Parameter stored = document.StoredCurve();
         std::unique_ptr<core::Parameter> curve;
@@ -57,6 +60,7 @@ public:
         console.out << document.Name() << ": " << Form()
                     << (speed != nullptr ? "speed curve" : "parameter") << ParameterText(stored)
                     << (speed != nullptr ? SpeedText(*speed) : "") << digest << '\n';
+        CheckText();
         CheckStoredOrder(stored);
         const std::vector<TimeValuePair> keyframes = example::Keyframes(stored);
         for (std::size_t i = 0; i < keyframes.size(); ++i) {
@@ -147,6 +151,60 @@ private:
     void Report(const std::string& finding) {
         console.out << document.Name() << ": " << finding << '\n';
         ++findings;
+    }
+
+    // What this library reads, and others read differently or not at all.
+    void CheckText() {
+        using core::JsonEncoding;
+        using core::JsonGrammar;
+        using core::JsonOverflow;
+        const auto check = [this](const char* what, const core::JsonParseOptions& options) {
+            core::JsonDoc read;
+            if (const auto result = core::ParseJson(document.Text(), read.Root(), options);
+                !result) {
+                Report(std::string(what) + result.Message());
+                return false;
+            }
+            return true;
+        };
+        core::JsonDoc strict;
+        // Stored curves without a range hold integers that only a double holds.
+        if (!document.IsPacked() && !document.IsTable() &&
+            !core::ParseJson(document.Text(), strict.Root(),
+                             {JsonGrammar::Standard, JsonOverflow::ToDouble, JsonEncoding::Utf8})) {
+            check("not what the standard of JSON allows: ",
+                  {JsonGrammar::Standard, JsonOverflow::Saturate, JsonEncoding::AnyBytes});
+            check("a number beyond all doubles: ",
+                  {JsonGrammar::Wide, JsonOverflow::ToDouble, JsonEncoding::AnyBytes});
+            check("text that is not UTF-8: ",
+                  {JsonGrammar::Wide, JsonOverflow::Saturate, JsonEncoding::Utf8});
+        }
+        CheckNames();
+    }
+
+    // Of two members with one name, readers take one or the other.
+    void CheckNames() {
+        std::vector<const core::JsonValue*> open = {&document.Root()};
+        std::set<std::string_view> names;
+        while (!open.empty()) {
+            const core::JsonValue& value = *open.back();
+            open.pop_back();
+            const core::JsonObject* object = nullptr;
+            const core::JsonArray* array = nullptr;
+            if (value.Get(object)) {
+                names.clear();
+                for (const core::JsonMember& member : *object) {
+                    if (!names.insert(member.Name()).second) {
+                        Report("an object with two members " + QuotedText(member.Name()));
+                    }
+                    open.push_back(&member);
+                }
+            } else if (value.Get(array)) {
+                for (const core::JsonElem& element : *array) {
+                    open.push_back(&element);
+                }
+            }
+        }
     }
 
     void Report(const TimeValuePair& keyframe, std::size_t index, const std::string& finding) {

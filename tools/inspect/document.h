@@ -27,6 +27,9 @@ public:
     /// The frame rate that a table names.
     const std::optional<double>& Rate() const { return rate; }
     Subject What() const { return subject; }
+    /// The JSON text, without a mark at its start; that of a packed document or a table is
+    /// this program's own.
+    const std::string& Text() const { return text; }
     const core::JsonValue& Root() const { return document.Root(); }
 
     /// The parameter, or the speed curve as one, that the document describes. Throws
