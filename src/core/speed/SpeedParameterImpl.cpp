@@ -6,8 +6,12 @@
 #include <core/speed/speed_parameter.h>
 
 #include <cmath>
+#include <cstddef>
+#include <limits>
 #include <list>
+#include <span>
 #include <utility>
+#include <vector>
 
 namespace core {
 namespace {
@@ -257,21 +261,40 @@ bool SpeedParameterImpl::SetFreezeFrameDuration(int index, double duration) {
     return true;
 }
 
+// Each at its keyframe's own source time, and so behind whatever freezes lie before that;
+// where one is already, it stays alone.
 void SpeedParameterImpl::FreezeNearZeroSpeeds() {
-    struct Span {
-        double start;
-        double length;
+    std::vector<FreezeFrame> all;
+    double added = 0.0;
+    std::size_t next = 0;
+    const std::span<const FreezeFrame> present = freeze.Frames();
+    const auto takeBefore = [&](double sourceTime) {
+        for (; next < present.size() && present[next].sourceTime <= sourceTime; ++next) {
+            all.push_back(present[next]);
+            all.back().key += added;
+        }
     };
-    std::vector<Span> spans;
     const int count = GetKeyFramesCountEx();
     for (int i = 0; i < count; ++i) {
-        const double speed = GetPointValue(i).AsDouble();
-        if (std::fabs(speed) < kNearZeroSpeed && i + 1 < count) {
-            spans.push_back({GetPointTime(i), GetPointTime(i + 1) - GetPointTime(i)});
+        // The last one has no segment; it too must be a number.
+        if (!(std::fabs(GetPointValue(i).AsDouble()) < kNearZeroSpeed) || i + 1 == count) {
+            continue;
         }
+        const double start = GetPointTime(i);
+        const double duration = GetPointTime(i + 1) - start;
+        const SpeedParameterFreezeImpl::Place place = freeze.AtSource(start);
+        if (place.freeze != nullptr || start < 0.0 || start >= sourceTotalTime + kTolerance ||
+            duration < kTolerance || !std::isfinite(duration)) {
+            continue;
+        }
+        takeBefore(start);
+        all.push_back({start + place.shift + added, duration, 0.0, start, 0.0});
+        added += duration;
     }
-    for (const Span& span : spans) {
-        AddFreezeFrame(span.start, span.length);
+    if (added > 0.0) {
+        takeBefore(std::numeric_limits<double>::infinity());
+        freeze.Assign(std::move(all));
+        FreezesChanged();
     }
 }
 

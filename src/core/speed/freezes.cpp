@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 // One picture for all three axes: a freeze takes `duration` on the point axis and on
 // the render axis, nothing on the source axis. A time outside all freezes, less what
@@ -86,6 +87,19 @@ double SpeedParameterFreezeImpl::SpeedAt(const TimeMap& map, double t) const noe
     const bool isFrozen = t <= last.renderStart + last.duration;
     return map.SpeedAt(isFrozen ? last.mapTime
                                 : std::max(t - durationBefore[behind], last.mapTime));
+}
+
+void SpeedParameterFreezeImpl::Assign(std::vector<FreezeFrame> inOrder) {
+    SpeedParameterFreezeImpl made;
+    made.frames = std::move(inOrder);
+    for (const FreezeFrame& frame : made.frames) {
+        made.keys.push_back(frame.key);
+        made.sourceTimes.push_back(frame.sourceTime);
+    }
+    made.renderStarts.resize(made.frames.size());
+    made.durationBefore.resize(made.frames.size() + 1);
+    made.SumDurations(0);
+    *this = std::move(made);
 }
 
 void SpeedParameterFreezeImpl::ReserveOneMore() {

@@ -55,6 +55,10 @@ public:
     double RenderOfPoint(const TimeMap& map, double pointTime) const noexcept;
     double SpeedAt(const TimeMap& map, double renderTime) const noexcept;
 
+    /// Takes freezes that are in order, with their places on the point axis. Then the
+    /// render axis is out of date.
+    void Assign(std::vector<FreezeFrame> inOrder);
+
     /// Makes room for one more freeze; the next insertion does not throw.
     void ReserveOneMore();
     /// Puts a freeze at a point that lies in none; those behind it move by
