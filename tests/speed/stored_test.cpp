@@ -231,6 +231,29 @@ TEST(StoredSpeed, ReproducesEveryAnswer) {
     }
 }
 
+TEST(StoredSpeed, FreezesAreWrittenAsTheyAre) {
+    auto speed = Speeds(10, {{0, 1, kHold}, {10, 1, kHold}});
+    std::string expected;
+    for (int i = 0; i < 9; ++i) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%.8f %.8f, ", 1 + 1.001 * i + i / 3.0, 1 / 3.0);
+        expected += text;
+        ASSERT_TRUE(speed->AddFreezeFrame(1 + 1.001 * i + i / 3.0, 1 / 3.0));
+    }
+    // The end itself, as far as a reader is concerned.
+    ASSERT_TRUE(speed->AddFreezeFrame(13.00000005, 2));
+    EXPECT_EQ(expected + "13.00000005 2.00000000, ", Freezes(*speed));
+    ExpectSettles(*speed);
+
+    // What is as short as an end marker is none that a reader takes.
+    EXPECT_TRUE(speed->SetFreezeFrameDuration(9, 5e-8));
+    EXPECT_EQ(expected, Freezes(*speed));
+    auto one = Speeds(10, {{0, 1, kHold}, {10, 1, kHold}});
+    one->AddFreezeFrame(3, 2);
+    one->SetFreezeFrameDuration(0, 5e-8);
+    EXPECT_EQ(std::string::npos, one->Serialize().find("_freeze"));
+}
+
 // Each of these is rounded by up to half of the last decimal, all in one direction.
 TEST(StoredSpeed, RoundingOfManyFreezesDoesNotAddUp) {
     auto speed = Speeds(400, {{0, 1, kHold}, {400, 1, kHold}});

@@ -29,8 +29,14 @@ std::string SpeedParameterImpl::Serialize() {
         // By way of a tree, whose writer gives the numbers their stored form.
         JsonDoc document;
         document.Parse(Write().c_str());
-        WriteSpeedMembers(document.Root().AsObject(), {sourceTotalTime, sourceFPS, flag},
-                          freeze.Frames());
+        std::vector<WrittenFreeze> freezes;
+        freezes.reserve(freeze.Frames().size());
+        for (const FreezeFrame& frame : freeze.Frames()) {
+            const int keyframe = GetPointIndex(frame.sourceTime);
+            freezes.push_back({frame.key, frame.duration,
+                               keyframe >= 0 ? GetPointTime(keyframe) : frame.sourceTime});
+        }
+        WriteSpeedMembers(document.Root().AsObject(), {sourceTotalTime, sourceFPS, flag}, freezes);
         std::string written;
         document.Root().DumpToTail(written);
         text = std::move(written);

@@ -1,8 +1,11 @@
 #include "core/speed/speed_text.h"
 
 #include "core/curve/numbers.h"
+#include "core/curve/parameter_text.h"
+#include "core/curve/sorted_times.h"
 #include "core/foundation/report.h"
 
+#include <core/curve/time_unit.h>
 #include <core/data/json_array.h>
 
 #include <array>
@@ -19,7 +22,7 @@
 namespace core {
 namespace {
 
-constexpr double kTolerance = SpeedParameterFreezeImpl::kTolerance;
+constexpr double kTolerance = kTimeTolerance;
 constexpr double kUsualFps = 25.0;
 constexpr int kSavedDecimals = 8;
 // Kept on purpose: converted projects have been saved with six decimals, not eight.
@@ -74,11 +77,11 @@ bool ReadFinite(const JsonValue* json, double& number) {
 }  // namespace
 
 // A reader takes the source instant of a freeze from its point time, less the freezes
-// before it. Where their rounding has added up to so much that the freeze would miss its
-// keyframe, its point time follows what was written of them. Nor must rounding make two
-// freezes touch, or a reader would refuse the second one.
+// before it, and then finds the keyframe that matches it. Where their rounding has added up
+// to so much that it would find none, or where rounding made two freezes touch, so that a
+// reader would refuse the second one, the point time follows what was written of the others.
 void WriteSpeedMembers(JsonObject& document, const SpeedSettings& settings,
-                       std::span<const FreezeFrame> freezes) {
+                       std::span<const WrittenFreeze> freezes) {
     JsonValue number;
     number.Set(settings.totalTime);
     document.Add("_totalTime", number);
@@ -90,21 +93,30 @@ void WriteSpeedMembers(JsonObject& document, const SpeedSettings& settings,
         number.Set(settings.reverse);
         document.Add("reverse", number);
     }
-    if (freezes.empty()) {
-        return;
-    }
-    JsonArray& elements = document.AddArray("_freeze");
+    JsonArray* elements = nullptr;
+    const double total = AfterSaving(settings.totalTime);
     double before = 0.0;
     double end = -std::numeric_limits<double>::infinity();
-    for (const FreezeFrame& freeze : freezes) {
+    for (const WrittenFreeze& freeze : freezes) {
+        if (freeze.duration < kTolerance) {
+            continue;
+        }
+        const auto findsInstant = [&](double key) {
+            const double found = Saved(key) - before;
+            return TimesMatch(TimesMatch(found, total) ? total : found,
+                              AfterSaving(freeze.instant));
+        };
         double key = freeze.key;
-        if (std::fabs(Saved(key) - before - freeze.sourceTime) > kTolerance / 4.0) {
-            key = freeze.sourceTime + before;
+        if (!findsInstant(key)) {
+            key = freeze.instant + before;
         }
         if (Saved(key) - end < kTolerance) {
             key = end + 1.1 * kTolerance;
         }
-        elements.Add(nullptr).Set(FixedPair(key, freeze.duration, kSavedDecimals));
+        if (elements == nullptr) {
+            elements = &document.AddArray("_freeze");
+        }
+        elements->Add(nullptr).Set(FixedPair(key, freeze.duration, kSavedDecimals));
         before += Saved(freeze.duration);
         end = Saved(key) + Saved(freeze.duration);
     }

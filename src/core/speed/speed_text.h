@@ -2,8 +2,6 @@
 
 // What the text of a speed curve holds beside that of a parameter.
 
-#include "core/speed/freezes.h"
-
 #include <core/data/json_object.h>
 #include <core/speed/speed_parameter.h>
 
@@ -25,9 +23,18 @@ struct StoredFreeze {
     double duration;
 };
 
-/// Adds the members of a speed curve to the object of its keyframes. O(n).
+/// A freeze to be written: its place on the point axis, and the time of the keyframe that
+/// it stands at, or of its source instant where that has none.
+struct WrittenFreeze {
+    double key;
+    double duration;
+    double instant;
+};
+
+/// Adds the members of a speed curve to the object of its keyframes. The freezes are in
+/// order; one too short for a reader is left out. O(n).
 void WriteSpeedMembers(JsonObject& document, const SpeedSettings& settings,
-                       std::span<const FreezeFrame> freezes);
+                       std::span<const WrittenFreeze> freezes);
 
 /// Reads the settings. An absent member, and one that is no finite number, leaves its
 /// field as it is.
