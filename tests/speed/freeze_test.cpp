@@ -273,6 +273,14 @@ TEST(Velocity, StretchesAreCountedAsTheyArePlayed) {
     for (int i = 0; i < 6; ++i) {
         EXPECT_EQ((Velocities{frozen[i], 0, 0, 0}), VelocityAt(*atEnds, i)) << i;
     }
+
+    // So near a keyframe that both are one on the render axis.
+    auto near = Speeds(10, {{0, 1, kHold}, {4, 4, kHold}, {7, 2, kHold}, {10, 1, kHold}});
+    near->AddFreezeFrame(4.00000015, 1.0);
+    const double speeds[] = {1, 4, 0, 4, 2, 0};
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ((Velocities{speeds[i], 0, 0, 0}), VelocityAt(*near, i)) << i;
+    }
 }
 
 TEST(Velocity, CoefficientsFollowTheTypes) {

@@ -236,6 +236,7 @@ void TimeMap::PlaceAsOne() {
             keys.push_back(KeyOf(keyframe));
         }
     }
+    bool goesBack = false;
     double reached = keys.front().time;
     for (std::size_t i = 0; i < keys.size(); ++i) {
         if (i > 0) {
@@ -243,8 +244,13 @@ void TimeMap::PlaceAsOne() {
             reached = reached <= 0.0 ? 0.0 : reached;
         }
         if (std::isfinite(reached)) {
-            Insert(whole->keys, {reached, keys[i].speed, keys[i].type});
+            goesBack = goesBack || (!playedKeys.empty() && reached < playedKeys.back().time);
+            playedKeys.push_back({reached, keys[i].speed, keys[i].type});
+            Insert(whole->keys, playedKeys.back());
         }
+    }
+    if (goesBack || playedKeys.size() == whole->keys.size()) {
+        playedKeys = {};
     }
     renderLength = reached;
     whole->stillSource = StillBefore(keys);
@@ -285,10 +291,14 @@ SpeedKey TimeMap::RenderKey(std::size_t index) const noexcept {
 }
 
 SpeedSegment TimeMap::SegmentFrom(std::size_t index) const noexcept {
-    const SpeedKey previous = RenderKey(index > 0 ? index - 1 : 0);
-    const SpeedKey next = RenderKey(std::min(index + 2, renderCount - 1));
-    return SegmentBetween(index > 0 ? &previous : nullptr, RenderKey(index), RenderKey(index + 1),
-                          index + 2 < renderCount ? &next : nullptr);
+    const std::size_t count = SegmentStarts();
+    const auto keyAt = [&](std::size_t i) {
+        return playedKeys.empty() ? RenderKey(i) : playedKeys[i];
+    };
+    const SpeedKey previous = keyAt(index > 0 ? index - 1 : 0);
+    const SpeedKey next = keyAt(std::min(index + 2, count - 1));
+    return SegmentBetween(index > 0 ? &previous : nullptr, keyAt(index), keyAt(index + 1),
+                          index + 2 < count ? &next : nullptr);
 }
 
 // On the axis of its block.

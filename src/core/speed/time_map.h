@@ -85,7 +85,12 @@ public:
     double SpeedAt(double renderTime) const noexcept;
     /// The index of the keyframe that matches a source time, or -1.
     int KeyframeAt(double sourceTime) const noexcept;
-    /// The segment from render key `index`, from 0 to one below the last.
+    /// How many keyframes there are to start a segment from, the last one included.
+    std::size_t SegmentStarts() const noexcept {
+        return playedKeys.empty() ? renderCount : playedKeys.size();
+    }
+    /// The segment from keyframe `index`, from 0 to one below the last, as it is played:
+    /// also one so short that both its ends are one render key.
     SpeedSegment SegmentFrom(std::size_t index) const noexcept;
 
 private:
@@ -115,6 +120,9 @@ private:
 
     // Where the blocks of the curve can't be placed one by one, all keyframes are one.
     std::unique_ptr<MapBlock> whole;
+    // Each keyframe by its own render time where some fall on one render key and none leads
+    // back; else empty.
+    std::vector<SpeedKey> playedKeys;
     std::vector<const MapBlock*> blocks;
     std::vector<double> offsets;
     std::vector<std::size_t> before;  // keys in the blocks before each

@@ -98,7 +98,7 @@ std::vector<VelocityStretch> ListStretches(const TimeMap& map,
 }
 
 bool HasVelocity(const TimeMap& map, int keyframe) noexcept {
-    const std::size_t count = std::min(map.RenderCount(), map.SourceCount());
+    const std::size_t count = std::min(map.SegmentStarts(), map.SourceCount());
     return keyframe >= 0 && static_cast<std::size_t>(keyframe) + 1 < count;
 }
 
