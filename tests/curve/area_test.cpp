@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 
 #include "support/curve_words.h"
 
@@ -193,6 +194,31 @@ TEST(Area, CountsWhatADoubleParameterAnswers) {
     for (double never : {kInfinity, -kInfinity, kNan}) {
         EXPECT_EQ(0.0, Area(reference, never, 1));
         EXPECT_EQ(0.0, Area(reference, 1, never));
+    }
+}
+
+// As that of a curve of small values, as often as the values are larger.
+TEST(Area, SaturatesInsteadOfOverflowing) {
+    const double larger = 0x1p1000;
+    const double most = std::numeric_limits<double>::max();
+    const Times bounds = {-most, -1e300, -3, 0.25, 1.75, 4, 1e8, 1e300, most};
+    Dice dice(19);
+    for (int n = 0; n < 400; ++n) {
+        Curve small;
+        Curve large;
+        for (int i = dice.Below(5); i >= 0; --i) {
+            small.push_back({4.0 - i, dice.Between(-1e7, 1e7), dice.Pick(gallery::Types())});
+            large.push_back(small.back());
+            large.back().value *= larger;
+        }
+        const double from = dice.Pick(bounds);
+        const double to = dice.Pick(bounds);
+        const double area = Area(plain::BuildAutomatic(small), from, to);
+        const double expected = std::clamp(area * larger, -most, most);
+        EXPECT_NEAR(expected, Area(plain::BuildAutomatic(large), from, to),
+                    1e-9 * std::fabs(expected))
+            << from << " to " << to << " of\n"
+            << plain::Print(small);
     }
 }
 

@@ -136,12 +136,12 @@ public:
     /// `GetValue(t, false)` answers for a double parameter, base ratio included,
     /// before the first and after the last keyframe too.
     ///
-    /// `from > to` gives the negative; a bound that is not finite gives 0. The last
-    /// three arguments are ignored. Throws `AnyBadAccess` where values are not
-    /// numbers. O(n) for the first call, a 64th of that after an edit, else
-    /// O(log n). Accurate to
-    /// rounding; where `GetValue` solves for the curve parameter by bisection, to
-    /// the bisection's tolerance.
+    /// `from > to` gives the negative; a bound that is not finite gives 0; an area
+    /// beyond the largest double gives that, with its sign. The last three arguments
+    /// are ignored. Throws `AnyBadAccess` where values are not numbers. O(n) for the
+    /// first call, a 64th of that after an edit, else O(log n). Accurate to rounding;
+    /// where `GetValue` solves for the curve parameter by bisection, to the bisection's
+    /// tolerance.
     virtual double GetAreaFromTo(double from, double to, bool flag, double a, double b) const = 0;
 
     /// The first time at or after `start` (at or before it for a negative area)

@@ -235,6 +235,8 @@ private:
     Segment OuterSegment(const TimeValuePair& keyframe, double from, double to) const;
     ValAny Finish(double value, bool clampToRange) const;
     const AreaIndex& Areas() const;
+    // Where sums overflow on the way: the area, or the largest double. O(n).
+    double SaturatedArea(double from, double to) const;
     double AreaRatio() const noexcept { return count > 1 ? sampling.ratio : 1.0; }
 
     static std::size_t CommonEnd(const Curve& a, const Curve& b, std::size_t most);

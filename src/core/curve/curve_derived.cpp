@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <utility>
+#include <vector>
 
 // A sample, in the order in which it is taken: find the segment, prepare its block where
 // an edit has dropped it, evaluate its shape, and turn the number into what the
@@ -270,11 +271,53 @@ const AreaIndex& Curve::Areas() const {
     });
 }
 
+// With all values made smaller by a power of two, which rounds nothing that counts where
+// sums of the values as they are overflow.
+double Curve::SaturatedArea(double from, double to) const {
+    // The largest value becomes 1/64, so that even over the longest time no sum overflows.
+    constexpr int kShift = 1030;
+    const auto smaller = [](double number) { return std::ldexp(number, -kShift); };
+    const std::size_t inner = count - 1;
+    std::vector<double> times = {TimeOf(0)};
+    std::vector<Segment> segments(inner);
+    std::vector<SegmentCurve> curves(inner);
+    times.reserve(count);
+    for (std::size_t i = 0; i < inner; ++i) {
+        SegmentEnds ends{};
+        ReadEnds((*this)[i], (*this)[i + 1], false, ends);
+        for (double* number : {&ends.y0, &ends.y1, &ends.ry, &ends.ly}) {
+            *number = smaller(*number);
+        }
+        if (RuleOf(ends.type0, ends.type1) != SegmentRule::TimeValueBezier) {
+            ends.rx = smaller(ends.rx);
+            ends.lx = smaller(ends.lx);
+        }
+        times.push_back(ends.t1);
+        segments[i] = PrepareSegment(ends, curves[i]);
+        if (segments[i].HasCurve()) {
+            segments[i].curve = &curves[i];
+        }
+    }
+    double first = 0.0;
+    double last = 0.0;
+    ReadNumber((*this)[0].PeekValue(), first);
+    ReadNumber((*this)[inner].PeekValue(), last);
+    const BlockAreas sums(segments);
+    const AreaIndex index({{times, segments, &sums, 0.0}}, smaller(first), smaller(last));
+    const double middle = std::clamp(0.0, std::min(from, to), std::max(from, to));
+    const double area = index.Area(from, middle) + index.Area(middle, to);
+    constexpr double kMost = std::numeric_limits<double>::max();
+    const double whole = std::ldexp(area * AreaRatio(), kShift);
+    return std::isnan(whole) ? 0.0 : std::clamp(whole, -kMost, kMost);
+}
+
 // A single keyframe's value is sampled as it is stored, without the ratio.
 double Curve::Area(double from, double to) const {
-    return count == 0 || !std::isfinite(from) || !std::isfinite(to)
-               ? 0.0
-               : Areas().Area(from, to) * AreaRatio();
+    if (count == 0 || !std::isfinite(from) || !std::isfinite(to)) {
+        return 0.0;
+    }
+    const double area = Areas().Area(from, to) * AreaRatio();
+    return std::isfinite(area) ? area : SaturatedArea(from, to);
 }
 
 double Curve::SolveArea(double start, double area) const {
