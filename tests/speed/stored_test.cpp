@@ -320,6 +320,60 @@ TEST(StoredSpeed, OlderTextsBecomeFreezes) {
     EXPECT_EQ(12.0, speed->GetRenderTotalTime());
 }
 
+/// A text with freezes, given as point time and duration.
+std::string WithFreezes(SpeedParameter& speed,
+                        const std::vector<std::pair<double, double>>& freezes) {
+    std::string text = speed.Serialize();
+    text.back() = ',';
+    text += "\"_freeze\": [";
+    for (const auto& [point, duration] : freezes) {
+        char freeze[64];
+        std::snprintf(freeze, sizeof freeze, "%s\"%.8f %.8f\"",
+                      &point == &freezes.front().first ? "" : ",", point, duration);
+        text += freeze;
+    }
+    return text + "]}";
+}
+
+TEST(StoredSpeed, LoadingFreezesIsAddingThemOneByOne) {
+    Dice dice(53);
+    for (int n = 0; n < 600; ++n) {
+        const std::vector<int> types =
+            n % 2 == 0 ? std::vector<int>{kHold, kLine} : gallery::Types();
+        SpeedKeys keys;
+        for (int i = dice.Below(5); i >= 0; --i) {
+            keys.push_back({dice.Below(40) / 4.0, (1 + dice.Below(64)) / 16.0, dice.Pick(types)});
+        }
+        const SpeedPointer added = Load(Speeds(10, keys)->Serialize());
+        std::vector<std::pair<double, double>> freezes;
+        for (int i = dice.Below(12); i > 0; --i) {
+            freezes.push_back({dice.Below(120) / 8.0, (1 + dice.Below(8)) / 8.0});
+        }
+        const SpeedPointer loaded = Load(WithFreezes(*added, freezes));
+        for (const auto& [point, duration] : freezes) {
+            added->AddFreezeFrame(point, duration);
+        }
+        ASSERT_EQ(Keyframes(*added), Keyframes(*loaded)) << "case " << n;
+        ASSERT_EQ(Freezes(*added), Freezes(*loaded)) << "case " << n;
+    }
+}
+
+// Adding these one by one would take minutes.
+TEST(StoredSpeed, ManyFreezesAreLoadedInAnyOrder) {
+    const int count = 100000;
+    for (int type : {kHold, 7}) {
+        auto speed = Speeds(count, {{0, 1, type}, {count, 1, type}});
+        std::vector<std::pair<double, double>> freezes;
+        for (int i = count; i-- > 0;) {
+            freezes.push_back({i + 0.5, 0.25});
+        }
+        const SpeedPointer loaded = Load(WithFreezes(*speed, freezes));
+        EXPECT_EQ(count + 2, loaded->GetKeyFramesCount());
+        EXPECT_NEAR(1.25 * count, loaded->GetRenderTotalTime(), 1e-6);
+        EXPECT_NEAR(1000.5, loaded->GetSourceTime(1250.5 + 0.125), 1e-9);
+    }
+}
+
 TEST(StoredSpeed, TakesWhatItUnderstands) {
     const Quiet quiet;
     struct Row {

@@ -205,9 +205,27 @@ void SpeedParameterImpl::BringUpToDate() const {
     }
 }
 
+bool SpeedParameterImpl::IsFreeze(double pointTime, double duration) noexcept {
+    return std::isfinite(pointTime) && pointTime >= 0.0 && std::isfinite(duration) &&
+           duration >= kTolerance;
+}
+
+double SpeedParameterImpl::InstantOf(double sourceTime) const {
+    return std::fabs(sourceTime - sourceTotalTime) < kTolerance ? sourceTotalTime : sourceTime;
+}
+
+TimeValuePair SpeedParameterImpl::FrozenKeyframe(double sourceTime, bool& changesNoSpeed) {
+    TimeValuePair before(0.0, kNormalSpeed, KeyframeInterpolationType::Hold);
+    GetPreviousKeyframeTime(sourceTime, &before);
+    // What the render curve has there, so that the two parts of a linear segment take the
+    // time of the whole.
+    const double renderTime = map->RenderOfInstant(sourceTime);
+    changesNoSpeed = map->StaysWithKeyframeAt(sourceTime, renderTime);
+    return {sourceTime, map->SpeedAt(renderTime), before.GetInterpolation()};
+}
+
 bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
-    if (!std::isfinite(pointTime) || pointTime < 0.0 || !std::isfinite(duration) ||
-        duration < kTolerance) {
+    if (!IsFreeze(pointTime, duration)) {
         return false;
     }
     const RecursiveLock lock(mutex);
@@ -218,23 +236,17 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
     if (place.freeze != nullptr) {
         return false;
     }
-    double sourceTime = pointTime - place.shift;
-    if (std::fabs(sourceTime - sourceTotalTime) < kTolerance) {
-        sourceTime = sourceTotalTime;
-    }
+    const double sourceTime = InstantOf(pointTime - place.shift);
     if (sourceTime > sourceTotalTime) {
         return false;
     }
     freeze.ReserveOneMore();
     if (!HasPoint(sourceTime)) {
-        TimeValuePair before(0.0, kNormalSpeed, KeyframeInterpolationType::Hold);
-        GetPreviousKeyframeTime(sourceTime, &before);
-        // What the render curve has there, so that the two parts of a linear segment
-        // take the time of the whole.
-        std::unique_ptr<const TimeMap> kept = std::move(map);
-        const double renderTime = kept->RenderOfInstant(sourceTime);
-        AddPoint(sourceTime, kept->SpeedAt(renderTime), before.GetInterpolation());
-        if (kept->StaysWithKeyframeAt(sourceTime, renderTime)) {
+        bool staysValid = false;
+        const TimeValuePair keyframe = FrozenKeyframe(sourceTime, staysValid);
+        std::unique_ptr<const TimeMap> kept = staysValid ? std::move(map) : nullptr;
+        AddPoint(sourceTime, keyframe.PeekValue(), keyframe.GetInterpolation());
+        if (kept != nullptr) {
             map = std::move(kept);
             mapLacksKeyframes = true;
         }

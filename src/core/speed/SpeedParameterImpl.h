@@ -88,6 +88,17 @@ private:
     bool LoadWithFreezes(const JsonObject& document, const SpeedSettings& settings,
                          const std::vector<StoredFreeze>& freezes) CORE_REQUIRES(mutex);
 
+    // Whether a freeze can be so at all.
+    static bool IsFreeze(double pointTime, double duration) noexcept;
+    // The instant that a freeze holds: the end of the source where it is that near.
+    double InstantOf(double sourceTime) const CORE_REQUIRES(mutex);
+    // The keyframe that a freeze adds between others, by the map; and whether the map stays
+    // right with it.
+    TimeValuePair FrozenKeyframe(double sourceTime, bool& changesNoSpeed) CORE_REQUIRES(mutex);
+    // As `AddFreezeFrame` one by one, on a curve that has none; where they add many hundred
+    // keyframes to smooth speeds, the last of these may lack what others changed. O(n log n).
+    void AddStoredFreezes(const std::vector<StoredFreeze>& stored) CORE_REQUIRES(mutex);
+
     void FreezeNearZeroSpeeds() CORE_REQUIRES(mutex);
     void FreezesChanged() CORE_REQUIRES(mutex);
     void BringMapUpToDate() const CORE_REQUIRES(mutex);

@@ -1,9 +1,15 @@
+#include "core/curve/sorted_times.h"
 #include "core/foundation/report.h"
 #include "core/speed/SpeedParameterImpl.h"
+#include "core/speed/freeze_order.h"
 #include "core/speed/speed_text.h"
 
+#include <core/curve/time_unit.h>
 #include <core/data/json_doc.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -88,12 +94,78 @@ bool SpeedParameterImpl::LoadWithFreezes(const JsonObject& document, const Speed
     // Instants are found by speeds, which only numbers are.
     const ParameterTypeEnum type = loaded.GetParameterType();
     if (type == ParameterDouble || type == ParameterInt) {
-        for (const StoredFreeze& stored : freezes) {
-            loaded.AddFreezeFrame(stored.pointTime, stored.duration);
-        }
+        loaded.AddStoredFreezes(freezes);
     }
     TakeLayers(loaded);
     return true;
+}
+
+namespace {
+
+// The keyframes that freezes add, until they are added all at once.
+class AddedKeyframes {
+public:
+    bool Has(double time) const {
+        const auto at = keyframes.lower_bound(time - 2.0 * kTimeTolerance);
+        return std::any_of(at, keyframes.upper_bound(time + 2.0 * kTimeTolerance),
+                           [time](const auto& added) { return TimesMatch(added.first, time); });
+    }
+    void Add(const TimeValuePair& keyframe) { keyframes.emplace(keyframe.GetTime(), keyframe); }
+    std::size_t Count() const { return keyframes.size(); }
+    std::vector<TimeValuePair> Take() {
+        std::vector<TimeValuePair> taken;
+        taken.reserve(keyframes.size());
+        for (auto& added : keyframes) {
+            taken.push_back(std::move(added.second));
+        }
+        keyframes.clear();
+        return taken;
+    }
+
+private:
+    std::map<double, TimeValuePair> keyframes;
+};
+
+// A freeze within smooth speeds changes them for the next one: the map is made anew. After
+// this many keyframes in such maps, some seven hundred freezes, that is done only when half
+// of the keyframes are new, so that no text takes minutes.
+constexpr std::size_t kMostMapped = 300'000;
+
+}  // namespace
+
+void SpeedParameterImpl::AddStoredFreezes(const std::vector<StoredFreeze>& stored) {
+    FreezeOrder order;
+    AddedKeyframes added;
+    std::size_t mapped = 0;
+    bool isStale = true;
+    for (const StoredFreeze& each : stored) {
+        if (!IsFreeze(each.pointTime, each.duration)) {
+            continue;
+        }
+        const FreezeOrder::Place place = order.AtPoint(each.pointTime);
+        const double sourceTime = InstantOf(each.pointTime - place.shift);
+        if (place.isFrozen || sourceTime > sourceTotalTime) {
+            continue;
+        }
+        if (!HasPoint(sourceTime) && !added.Has(sourceTime)) {
+            const std::size_t count = static_cast<std::size_t>(GetKeyFramesCount()) + added.Count();
+            const bool isWorthIt =
+                mapped == 0 || mapped + count <= kMostMapped || 2 * added.Count() >= count;
+            if (isStale && isWorthIt) {
+                AddPoints(added.Take());
+                RebuildMap();
+                mapped += count;
+                isStale = false;
+            }
+            bool changesNoSpeed = false;
+            added.Add(FrozenKeyframe(sourceTime, changesNoSpeed));
+            isStale = isStale || !changesNoSpeed;
+        }
+        order.Insert(each.pointTime, place.shift, each.duration, sourceTime);
+    }
+    AddPoints(added.Take());
+    freeze.Assign(order.Frames());
+    FreezesChanged();
 }
 
 bool SpeedParameterImpl::LoadSpeeds(const JsonObject& document, const SpeedSettings& settings) {

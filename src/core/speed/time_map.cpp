@@ -445,19 +445,20 @@ double TimeMap::RenderOfInstant(double p) const noexcept {
     return renderCount == 0 || FindPoint(p, render) ? render : TimeOfArea(SourceOfPoint(p));
 }
 
-// The two parts of the segment take the time of the whole, and no slope of a neighbour
-// runs through the new keyframe.
+// Both parts of the segment, or the new one behind the last keyframe, take the time that the
+// map gives them, and no slope of a neighbour runs through the new keyframe.
 bool TimeMap::StaysWithKeyframeAt(double p, double t) const noexcept {
     using Type = KeyframeInterpolationType;
     const std::size_t next = speeds->UpperBound(p);
-    if (!IsOneToOne() || next == 0 || next == speeds->Count()) {
+    if (!IsOneToOne() || next == 0) {
         return false;
     }
+    const bool isBehindAll = next == speeds->Count();
     const auto followsNoSlope = [](const SpeedKey& key) {
         return key.type == Type::Hold || key.type == Type::Linear || key.type == Type::HermiteFlat;
     };
     const SpeedKey start = RenderKey(next - 1);
-    const SpeedKey end = RenderKey(next);
+    const SpeedKey end = isBehindAll ? start : RenderKey(next);
     if (start.type == Type::HermiteFlat || !followsNoSlope(start) || !followsNoSlope(end)) {
         return false;
     }
@@ -468,7 +469,7 @@ bool TimeMap::StaysWithKeyframeAt(double p, double t) const noexcept {
     const SpeedKey added{p, SpeedAt(t), start.type};
     return IsStill(start) == IsStill(added) &&
            takes({speeds->TimeOf(next - 1), start.speed, start.type}, added, t - start.time) &&
-           takes(added, {speeds->TimeOf(next), end.speed, end.type}, end.time - t);
+           (isBehindAll || takes(added, {speeds->TimeOf(next), end.speed, end.type}, end.time - t));
 }
 
 double TimeMap::SpeedAt(double t) const noexcept {

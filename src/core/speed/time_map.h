@@ -77,9 +77,10 @@ public:
     /// Where the curve passes a point of the source that lies before its last keyframe,
     /// whatever the source length; for placing freezes.
     double RenderOfInstant(double pointTime) const noexcept;
-    /// Whether all answers stay what they are when a keyframe is added where the curve
-    /// passes `pointTime`, with the speed of that render time and the type of the keyframe
-    /// before it: so on held and linear speeds, which take the time that they show. O(log n).
+    /// Whether `RenderOfInstant` and `SpeedAt` stay what they are when a keyframe is added
+    /// where the curve passes `pointTime`, with the speed of that render time and the type of
+    /// the keyframe before it: so on held and linear speeds, which take the time that they
+    /// show, and behind the last of them. O(log n).
     bool StaysWithKeyframeAt(double pointTime, double renderTime) const noexcept;
 
     double SpeedAt(double renderTime) const noexcept;
