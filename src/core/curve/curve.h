@@ -87,8 +87,8 @@ public:
     double IntegerRatio() const noexcept { return sampling.integerRatio; }
     /// A type that differs changes every segment. Takes memory.
     void SetType(ParameterTypeEnum type);
-    void SetRange(ValAny& min, ValAny& max) noexcept;
-    void SetRatio(ValAny& ratio) noexcept;
+    void SetRange(ValAny& min, ValAny& max);
+    void SetRatio(ValAny& ratio);
 
     // Keyframes, by their indices
 
@@ -224,7 +224,7 @@ private:
     void Touch(std::size_t first, std::size_t last) noexcept;
     void InsertBlock(std::size_t place, Shared<CurveBlock> block);
     void CountFrom(std::size_t block) noexcept;
-    void UpdateSampling() noexcept;
+    void UpdateSampling();
     // Of curves with two keyframes or more; NaN belongs to the last one.
     const Segment& SegmentAt(double t) const;
     ValAny Sample(const Segment& segment, double t, bool clampToRange) const;

@@ -44,7 +44,7 @@ Segment StoredSegment(const ValAny& value, double from, double to) noexcept {
 
 // Settings
 
-void Curve::UpdateSampling() noexcept {
+void Curve::UpdateSampling() {
     sampling = Sampling{};
     if (settings.baseRatio.IsNumber()) {
         sampling.ratio = settings.baseRatio.AsDouble();
@@ -88,14 +88,14 @@ void Curve::SetType(ParameterTypeEnum type) {
     UpdateSampling();
 }
 
-void Curve::SetRange(ValAny& min, ValAny& max) noexcept {
+void Curve::SetRange(ValAny& min, ValAny& max) {
     BeginEdit();
     std::swap(settings.minVal, min);
     std::swap(settings.maxVal, max);
     UpdateSampling();
 }
 
-void Curve::SetRatio(ValAny& ratio) noexcept {
+void Curve::SetRatio(ValAny& ratio) {
     BeginEdit();
     std::swap(settings.baseRatio, ratio);
     UpdateSampling();

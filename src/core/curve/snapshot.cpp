@@ -32,9 +32,11 @@ CurveSnapshot::CurveSnapshot(const CurveSnapshot& other) noexcept
     : CurveSnapshot(Shared<Curve>::Of(other.curve).Release()) {}
 
 CurveSnapshot& CurveSnapshot::operator=(const CurveSnapshot& other) noexcept {
-    Shared<Curve> taken = Shared<Curve>::Of(other.curve);
-    const Shared<Curve> old = Shared<Curve>::Adopt(std::exchange(curve, taken.Release()));
-    lastSegment.store(Segment::Nowhere(), std::memory_order_relaxed);
+    if (this != &other) {
+        Shared<Curve> taken = Shared<Curve>::Of(other.curve);
+        const Shared<Curve> old = Shared<Curve>::Adopt(std::exchange(curve, taken.Release()));
+        lastSegment.store(Segment::Nowhere(), std::memory_order_relaxed);
+    }
     return *this;
 }
 

@@ -74,12 +74,12 @@ public:
 private:
     void Write(bool isRetry);
 
-    const std::uint64_t processId = platform::CurrentProcessId();
     LineQueue queue;
     std::atomic<bool> isTaskPosted = false;
     std::atomic<bool> hasUrgentLine = false;
     std::atomic<bool> mayHaveNotice = true;
     std::atomic<std::int64_t> lastWriteEnd = 0;
+    const std::uint64_t processId = platform::CurrentProcessId();
 
     Mutex fileMutex;
     RotatingFile file CORE_GUARDED_BY(fileMutex);

@@ -142,7 +142,11 @@ platform::SystemError RotatingFile::OpenAt(OpenFile& next, const std::string& be
     int number = isExact && begin == lastBegin ? std::min(lastNumber + 1, kMostOfASecond) : 0;
     for (;; ++number) {
         const std::string digits = std::to_string(kMostOfASecond + 1 + number).substr(1);
-        next.path = begin + (number == 0 ? "" : "_" + digits) + ".log";
+        next.path = begin;
+        if (number > 0) {
+            next.path.append("_").append(digits);
+        }
+        next.path.append(".log");
         const auto access = isPrivate ? platform::FileAccess::Private : platform::FileAccess::Usual;
         platform::SystemError error = next.file.Open(next.path, access);
         for (int i = 1; i < kTries && platform::IsBusy(error); ++i) {
