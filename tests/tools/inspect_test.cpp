@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -268,7 +269,9 @@ TEST(InspectCheck, TakesFoldersAndTellsMachines) {
     folder.Write("a.kf", "fps: 30\n0 0 1\n1 2 1\n");
     folder.Write("c.json", "{");
     folder.Write("clip.mov", "{");
-    const std::string path = folder.Path();
+    // Files of a folder are told with "/" on every platform.
+    std::string path = folder.Path();
+    std::replace(path.begin(), path.end(), '\\', '/');
     const Outcome lines = Inspect({"check", path});
     EXPECT_EQ(lines.status, 2);
     EXPECT_EQ(lines.out,
