@@ -3,7 +3,7 @@
 /// Everything that the library offers, in one include.
 
 #ifndef __cplusplus
-#error "core/core.h is for C++; C programs include core/logging/log.h, pref_trace.h and diagnostics.h"
+#error "core/core.h is for C++; C includes core/logging/log.h, pref_trace.h or diagnostics.h"
 #elif __cplusplus < 201703L && (!defined(_MSVC_LANG) || _MSVC_LANG < 201703L)
 #error "core needs C++17 or later: compile with -std=c++17, or /std:c++17 for Visual C++"
 #endif

@@ -17,12 +17,11 @@
 #define CORE_API __attribute__((visibility("default")))
 #endif
 
-/// @def CORE_LAYS_OVERLOADS_TOGETHER
-/// Defined for Visual C++, which lays the overloads of a virtual function side by side,
-/// where the first of them is declared, the last one first. Others keep the order of
-/// declaration, by which modules call each other here: where a class has overloads, what
-/// Visual C++ sees is declared so that its slots are the same.
-///
+// CORE_LAYS_OVERLOADS_TOGETHER is defined for Visual C++, which lays the overloads of a
+// virtual function side by side, where the first of them is declared, the last one first.
+// Others keep the order of declaration, by which modules call each other here: where a
+// class has overloads, what Visual C++ sees is declared so that its slots are the same.
+
 /// @def CORE_SLOT_NAME
 /// The name of a virtual function whose slot is not beside its overload's: its own, but
 /// for Visual C++, where an overload that is not virtual calls it.
@@ -31,6 +30,9 @@
 /// Around classes with members or bases of the standard library, which are not exported
 /// (C4251, C4275): they are hidden from callers, and module and caller need the same
 /// standard library anyway. Also around those that are padded on purpose (C4324).
+///
+/// @def CORE_HIDES_STD_END
+/// Ends what `CORE_HIDES_STD_BEGIN` began.
 #if defined(_MSC_VER)
 #define CORE_LAYS_OVERLOADS_TOGETHER
 #define CORE_SLOT_NAME(function) function##Slot

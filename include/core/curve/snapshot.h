@@ -18,9 +18,10 @@ class Parameter;
 
 /// A stretch of time, from `from` up to but without `to`; either may be infinite.
 struct TimeRange {
-    double from = 0.0;
-    double to = 0.0;
+    double from = 0.0;  ///< Part of it.
+    double to = 0.0;    ///< Not part of it.
 
+    /// Whether it holds no time at all.
     bool IsEmpty() const noexcept { return !(from < to); }
 };
 
@@ -44,11 +45,13 @@ public:
     CurveSnapshot& operator=(const CurveSnapshot& other) noexcept;
     ~CurveSnapshot();
 
-    // As the operations of `IKeyFrame` with the same names.
-
+    /// As `IKeyFrame::GetValue`.
     ValAny GetValue(double time, bool clampToRange) const;
+    /// As `IKeyFrame::GetAreaFromTo`.
     double GetAreaFromTo(double from, double to) const;
+    /// As `IKeyFrame::SolveTimeBaseArea`.
     double SolveTimeBaseArea(double start, double area) const;
+    /// The number of keyframes.
     int GetKeyFramesCount() const noexcept;
     /// The keyframe with this index; a default one outside. O(log n).
     TimeValuePair GetKeyframe(int index) const;

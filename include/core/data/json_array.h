@@ -28,6 +28,7 @@ public:
         JsonValue::operator=(static_cast<JsonValue&&>(other));
         return *this;
     }
+    /// As those of `JsonValue`.
     using JsonValue::operator=;
 
     /// Null after the last one.

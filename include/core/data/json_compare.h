@@ -16,7 +16,9 @@ enum class JsonMemberOrder : std::uint8_t {
     Counts,
 };
 
+/// How trees are compared.
 struct JsonCompareOptions {
+    /// Of each object on its own.
     JsonMemberOrder order = JsonMemberOrder::Ignored;
 };
 

@@ -29,6 +29,7 @@ public:
         JsonValue::operator=(static_cast<JsonValue&&>(other));
         return *this;
     }
+    /// As those of `JsonValue`.
     using JsonValue::operator=;
 
     /// Zero-terminated; valid until the name is changed.
@@ -248,6 +249,7 @@ decltype(auto) get(const JsonMember& member) noexcept {
 
 }  // namespace core
 
+/// @cond
 template <>
 struct std::tuple_size<core::JsonMember> : std::integral_constant<std::size_t, 2> {};
 template <std::size_t kIndex>
@@ -258,3 +260,4 @@ template <std::size_t kIndex>
 struct std::tuple_element<kIndex, const core::JsonMember> {
     using type = decltype(core::get<kIndex>(std::declval<const core::JsonMember&>()));
 };
+/// @endcond

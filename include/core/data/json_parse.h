@@ -36,9 +36,13 @@ enum class JsonEncoding : std::uint8_t {
     AnyBytes,  ///< They are kept as they are.
 };
 
+/// How strict a reader is; at first, as strict as can be.
 struct JsonParseOptions {
+    /// Which texts are JSON.
     JsonGrammar grammar = JsonGrammar::Standard;
+    /// Numbers that do not fit.
     JsonOverflow overflow = JsonOverflow::Refuse;
+    /// Texts that are no UTF-8.
     JsonEncoding encoding = JsonEncoding::Utf8;
 };
 
@@ -53,6 +57,7 @@ struct JsonParseResult {
     /// For people, as in "expected ',' or ']', not '}'"; empty when the document was read.
     std::string reason;
 
+    /// Whether the document was read.
     explicit operator bool() const noexcept { return reason.empty(); }
     /// Reason and place in a line: "line 3, column 7: expected a value, not ','".
     CORE_API std::string Message() const;

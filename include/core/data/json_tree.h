@@ -53,6 +53,7 @@ public:
     JsonValue& operator*() { return Root(); }
     const JsonValue& operator*() const noexcept { return Root(); }
 
+    /// Exchanges the documents, nodes where they are. O(1).
     friend void swap(JsonTree& a, JsonTree& b) noexcept { a.document.swap(b.document); }
 
 private:

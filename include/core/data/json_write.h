@@ -10,6 +10,7 @@ namespace core {
 
 class JsonValue;
 
+/// How a text is laid out.
 enum class JsonLayout : std::uint8_t {
     Compact,  ///< One line, as `JsonValue::Dump` has it.
     Pretty,   ///< Indented lines, as `JsonValue::PrettyDump` has them.
@@ -21,8 +22,11 @@ enum class JsonNotFinite : std::uint8_t {
     Null,    ///< They are written as null.
 };
 
+/// How a tree is written.
 struct JsonWriteOptions {
+    /// One line or many.
     JsonLayout layout = JsonLayout::Compact;
+    /// Numbers that JSON has no text for.
     JsonNotFinite notFinite = JsonNotFinite::Refuse;
     /// Whether texts and names must be UTF-8.
     JsonEncoding encoding = JsonEncoding::Utf8;
@@ -35,6 +39,7 @@ struct JsonWriteResult {
     /// For people; empty when all is well.
     std::string reason;
 
+    /// Whether there is nothing to blame.
     explicit operator bool() const noexcept { return reason.empty(); }
     /// Place and reason in a line: "/tracks/0/gain: a number that is not finite".
     CORE_API std::string Message() const;

@@ -13,6 +13,7 @@ struct SaveResult {
     /// was saved.
     std::string reason;
 
+    /// Whether the file was saved.
     explicit operator bool() const noexcept { return reason.empty(); }
 };
 

@@ -9,6 +9,7 @@
 
 #include <core/export.h>
 
+/// Who may read and write new files.
 enum CoreLogFileAccess {
     /// What the system gives to new files: by the umask, or by the directory on Windows.
     CORE_LOG_USUAL = 0,
@@ -16,6 +17,7 @@ enum CoreLogFileAccess {
     CORE_LOG_PRIVATE = 1
 };
 
+/// How exactly files keep their limits.
 enum CoreLogFileLimit {
     /// A file's size is looked at behind a write, every 1.501 seconds at most: it may be
     /// larger by what is written meanwhile.

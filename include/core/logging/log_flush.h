@@ -19,7 +19,9 @@ enum CoreLogFlushDepth {
     CORE_LOG_TO_DISK = 1
 };
 
+/// How a flush ended.
 enum CoreLogFlushResult {
+    /// All that was asked for is where it was to be.
     CORE_LOG_FLUSHED = 0,
     /// The time is over; what was asked for goes on.
     CORE_LOG_TIMED_OUT = 1,

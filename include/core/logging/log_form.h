@@ -4,6 +4,7 @@
 
 #include <core/export.h>
 
+/// What becomes of control characters in lines.
 enum CoreLogForm {
     /// As they are, line ends and all.
     CORE_LOG_AS_IT_IS = 0,

@@ -61,6 +61,7 @@ private:
 template <class Bus>
 class Listening {
 public:
+    /// Listens to nothing yet.
     explicit Listening(Bus& listenedTo)
         : bus(listenedTo),
           gate(detail::MakeListenerGate()),

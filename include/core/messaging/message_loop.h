@@ -66,6 +66,7 @@ public:
     virtual void OnMessage(const std::shared_ptr<VersatileMessage>& message);
 #else
     virtual void OnMessage(const std::shared_ptr<VersatileMessage>& message);
+    /// The same for messages of a SimpleMsgBus.
     virtual void OnMessage(const SimpleMessage& message);
 #endif
 
