@@ -255,7 +255,8 @@ Pieces PiecesOf(const Segment& s) noexcept {
         pieces.Add(PolynomialPiece(s));
         return pieces;
     }
-    const double border = std::clamp(kFirstTickCount, s.from, s.to);
+    // No clamp: keyframes of a curve that is played back may stand in no order.
+    const double border = std::min(std::max(kFirstTickCount, s.from), s.to);
     AddUnitPieces(pieces, s, {s.from, border}, 1.0);
     AddUnitPieces(pieces, s, {border, s.to}, kTicksPerSecond);
     return pieces;
