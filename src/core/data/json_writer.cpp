@@ -262,6 +262,8 @@ private:
         if (text[plain] != '\0') {
             // A text that fills the block has more storage, which its zero is in.
             to = WriteRest(text + plain, text + string.Capacity(), to, others);
+        } else if (kIsExact) {
+            others &= (1U << plain) - 1;  // nobody has written what is behind the zero
         }
         if (kIsExact && others != 0) {
             const char* const end = text + std::strlen(text);
