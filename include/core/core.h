@@ -49,6 +49,7 @@
 #include <core/foundation/mem_pool.h>
 #include <core/foundation/save_file.h>
 #include <core/foundation/text_encoding.h>
+#include <core/foundation/thread_name.h>
 #include <core/foundation/tick_time.h>
 #include <core/foundation/time_span.h>
 #include <core/foundation/time_util.h>

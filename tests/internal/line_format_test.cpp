@@ -59,6 +59,14 @@ TEST(LineFormat, TheOptionalFieldsFollowInTheirOrder) {
     EXPECT_EQ("[Info][42][now][]text[-2]", Expand(PatternFor(fields), fields));
 }
 
+TEST(LineFormat, AThreadsNameStaysInItsBrackets) {
+    LineFields fields = AllFields();
+    fields.threadName = "";
+    EXPECT_EQ("[Info][42][now][tag]text[Run][0][a.cpp]", Expand(PatternFor(fields), fields));
+    fields.threadName = "a]\n[\xc2\x9b \u0144";
+    EXPECT_EQ("42 a____ \u0144", Expand("%i", fields));
+}
+
 TEST(LineFormat, APatternIsExpandedAndItsFieldsAreCopied) {
     LineFields fields = AllFields();
     fields.body = "100%d %m %";

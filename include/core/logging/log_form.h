@@ -4,6 +4,8 @@
 
 #include <core/export.h>
 
+#include <stdbool.h>
+
 /// What becomes of control characters in lines.
 enum CoreLogForm {
     /// As they are, line ends and all.
@@ -22,6 +24,10 @@ extern "C" {
 /// Chooses a CoreLogForm for all lines from now on, in every sink; others are ignored.
 /// Answers 0. Safe from any thread.
 CORE_API int CoreLogSetForm(int form);
+/// Has lines name their threads from now on: `[3601 decoder]` for one that `SetThreadName`
+/// of core/foundation/thread_name.h has called "decoder", `[3601]` for others. Control
+/// characters and brackets in names are written as `_`. Answers 0. Safe from any thread.
+CORE_API int CoreLogSetThreadNames(bool isOn);
 
 #ifdef __cplusplus
 }

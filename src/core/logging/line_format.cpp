@@ -88,6 +88,21 @@ void AppendText(const char* text, const LineFields& fields, LineBuffer& line) {
     }
 }
 
+/// Nothing in a name looks like the end of its field.
+void AppendThreadName(const char* name, LineBuffer& line) {
+    if (name == nullptr || *name == '\0') {
+        return;
+    }
+    line.Append(' ');
+    const std::string_view text(name);
+    for (std::size_t at = 0; at < text.size();) {
+        const bool isBracket = text[at] == '[' || text[at] == ']';
+        const std::size_t size = isBracket ? 1 : ControlAt(text, at);
+        line.Append(size > 0 ? '_' : text[at]);
+        at += std::max<std::size_t>(size, 1);
+    }
+}
+
 void AppendLevel(int level, Colour colour, LineBuffer& line) {
     const LevelText text = LevelTextOf(level);
     const bool isColoured = colour == Colour::Yes && text.isNamed;
@@ -107,6 +122,7 @@ void AppendField(char field, const LineFields& fields, Colour colour, LineBuffer
             break;
         case 'i':
             AppendNumber(fields.threadId, line);
+            AppendThreadName(fields.threadName, line);
             break;
         case 'd':
             line.Append(fields.time);

@@ -19,6 +19,8 @@ struct LineFields {
     const char* function = nullptr;
     int line = -1;
     std::uint64_t threadId = 0;
+    /// Behind the number, unless null or empty.
+    const char* threadName = nullptr;
     /// The local time, as "%d" writes it.
     std::string_view time;
     std::string_view body;

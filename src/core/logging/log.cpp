@@ -170,6 +170,11 @@ int CoreLogSetForm(int form) {
     return 0;
 }
 
+int CoreLogSetThreadNames(bool isOn) {
+    ZylLogWrapperManager::Get().SetThreadNames(isOn);
+    return 0;
+}
+
 int CoreLogSetFileAccess(int access) {
     if (access == CORE_LOG_USUAL || access == CORE_LOG_PRIVATE) {
         core::RotatingFile::SetPrivate(access == CORE_LOG_PRIVATE);

@@ -2,9 +2,10 @@
 
 #include "core/foundation/never_destroyed.h"
 #include "core/foundation/report.h"
-#include "core/logging/time_stamp.h"
+#include "core/messaging/named_worker.h"
 #include "core/platform/platform.h"
 
+#include <core/foundation/thread_name.h>
 #include <core/logging/log_flush.h>
 
 #include <algorithm>
@@ -97,10 +98,7 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
     BodyBuffer body;
     FormatBody(format, arguments, body);
     TimeStamp time;
-    fields.threadId = platform::CurrentThreadId();
-    fields.time = time.View();
-    fields.body = body.View();
-    fields.isOneLine = isOneLine.load(std::memory_order_relaxed);
+    Complete(fields, time, body.View());
     LineForms forms(fields);
     // What the sinks will want, as far as we see now.
     const unsigned likely = module->SinksLately();
@@ -150,6 +148,17 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
     }
 }
 
+void ZylLogWrapperManager::Complete(LineFields& fields, const TimeStamp& time,
+                                    std::string_view body) const noexcept {
+    fields.threadId = platform::CurrentThreadId();
+    if (hasThreadNames.load(std::memory_order_relaxed)) {
+        fields.threadName = ThreadName();
+    }
+    fields.time = time.View();
+    fields.body = body;
+    fields.isOneLine = isOneLine.load(std::memory_order_relaxed);
+}
+
 ZylLogWrapper* ZylLogWrapperManager::FindOrCreate(const char* name) {
     if (isShutDown) {
         return nullptr;
@@ -177,10 +186,7 @@ void ZylLogWrapperManager::PrintAtTheEnd(ZylLogWrapper* module, LineFields& fiel
     BodyBuffer body;
     FormatBody(format, arguments, body);
     const TimeStamp time;
-    fields.threadId = platform::CurrentThreadId();
-    fields.time = time.View();
-    fields.body = body.View();
-    fields.isOneLine = isOneLine.load(std::memory_order_relaxed);
+    Complete(fields, time, body.View());
     LineForms forms(fields);
     module->WriteAtTheEnd(forms.Get(Colour::No), forms.Get(Colour::Yes), fields.level);
 }
@@ -199,7 +205,7 @@ void ZylLogWrapperManager::StartWorker() {
 
 void ZylLogWrapperManager::MakeWorker() {
     try {
-        worker = CreateWorker();
+        worker = CreateNamedWorker("core log");
     } catch (const std::system_error&) {
         // No thread to be had: lines are written on the threads that log.
     }

@@ -4,6 +4,7 @@
 #include "core/logging/filter_tags.h"
 #include "core/logging/line_format.h"
 #include "core/logging/name_table.h"
+#include "core/logging/time_stamp.h"
 #include "core/logging/zyl_log_wrapper.h"
 
 #include <core/logging/log.h>
@@ -66,12 +67,15 @@ public:
     void ClearFilterTags();
     void SetAutoFlush(bool isOn) noexcept { isAutoFlush = isOn; }
     void SetOneLine(bool isOn) noexcept { isOneLine = isOn; }
+    void SetThreadNames(bool isOn) noexcept { hasThreadNames = isOn; }
     void Flush();
     /// A CoreLogFlushResult.
     int FlushAndWait(bool toDisk, std::int64_t timeoutMs);
     void Shutdown();
 
 private:
+    /// Completes the fields of a line of the calling thread.
+    void Complete(LineFields& fields, const TimeStamp& time, std::string_view body) const noexcept;
     /// The module, made if it is new; null after the shutdown.
     ZylLogWrapper* FindOrCreate(const char* module) CORE_REQUIRES(logMutex);
     void StartWorker() CORE_REQUIRES(logMutex);
@@ -106,6 +110,7 @@ private:
     std::atomic<int> defaultLevel = CORE_LOG_ERROR;
     std::atomic<bool> isAutoFlush = false;
     std::atomic<bool> isOneLine = false;
+    std::atomic<bool> hasThreadNames = false;
     unsigned defaultSinks CORE_GUARDED_BY(logMutex) = CORE_LOG_CONSOLE;
     /// Ours; a plain pointer, because nobody destroys this object.
     IWorker* worker CORE_GUARDED_BY(logMutex) = nullptr;

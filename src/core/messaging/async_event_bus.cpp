@@ -8,6 +8,8 @@
 #include "core/messaging/listener_registry.h"
 #include "core/platform/platform.h"
 
+#include <core/foundation/thread_name.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -97,7 +99,10 @@ private:
 
 void AsyncEventBusImpl::Start(const std::shared_ptr<AsyncEventBusImpl>& impl) {
     const platform::SignalsBlocked blocked;
-    impl->thread = std::thread([impl] { impl->Consume(); });
+    impl->thread = std::thread([impl] {
+        SetThreadName("core bus");
+        impl->Consume();
+    });
 }
 
 int AsyncEventBusImpl::NewToken() {

@@ -6,6 +6,8 @@
 #include "core/messaging/message_queue.h"
 #include "core/platform/platform.h"
 
+#include <core/foundation/thread_name.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -160,7 +162,10 @@ void LoopThreads::Start(std::shared_ptr<LoopRun> run, Body body) {
     // First, so that nothing fails once the thread is there.
     entries.reserve(entries.size() + 1);
     const platform::SignalsBlocked blocked;
-    std::thread thread(std::move(body));
+    std::thread thread([run = std::move(body)]() mutable {
+        SetThreadName("core loop");
+        run();
+    });
     const std::thread::id id = thread.get_id();
     entries.push_back({id, std::move(thread), std::move(run), {}});
 }

@@ -3,8 +3,10 @@
 #include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
 #include "core/messaging/block_deque.h"
+#include "core/messaging/named_worker.h"
 #include "core/platform/platform.h"
 
+#include <core/foundation/thread_name.h>
 #include <core/messaging/future.h>
 
 #include <algorithm>
@@ -318,7 +320,7 @@ void TaskQueue::RunRest() {
 /// The `IWorker` behind CreateWorker: a thread and the queue that it serves.
 class Worker final : public IWorker {
 public:
-    Worker();
+    explicit Worker(const char* name);
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
     ~Worker() noexcept(false) override;  // NOLINT(bugprone-exception-escape)
@@ -337,9 +339,12 @@ private:
     HomeProcess home;
 };
 
-Worker::Worker() : queue(std::make_shared<TaskQueue>()) {
+Worker::Worker(const char* name) : queue(std::make_shared<TaskQueue>()) {
     const platform::SignalsBlocked blocked;
-    thread = std::thread([served = queue] { served->Serve(true); });
+    thread = std::thread([served = queue, name] {
+        SetThreadName(name);
+        served->Serve(true);
+    });
 }
 
 // It is declared to throw: a task that deletes its own worker is told so.
@@ -419,10 +424,14 @@ void WaitForPosted(IWorker& worker) {
 
 }  // namespace core
 
-core::IWorker* CreateWorker() {
+core::IWorker* core::CreateNamedWorker(const char* name) {
     try {
-        return new core::Worker;
+        return new Worker(name);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
+}
+
+core::IWorker* CreateWorker() {
+    return core::CreateNamedWorker("core worker");
 }

@@ -191,6 +191,9 @@ SystemError ExecutablePath(std::string& path);
 
 /// The number that the system's own tools show for the calling thread.
 std::uint64_t CurrentThreadId() noexcept;
+/// Names the calling thread for the system's own tools. What is longer than they take is cut
+/// between two characters of the UTF-8 text.
+void SetThreadName(const char* name) noexcept;
 /// The number of this process.
 std::uint64_t CurrentProcessId() noexcept;
 /// The bounds of the calling thread's stack; false, leaving them alone, when the

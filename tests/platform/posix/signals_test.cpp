@@ -1,5 +1,6 @@
-// Signals are the program's: the library's threads take none.
+// Signals are the program's: the library's threads take none. The system knows their names.
 
+#include <core/foundation/thread_name.h>
 #include <core/messaging/event_bus.h>
 #include <core/messaging/message_loop.h>
 #include <core/messaging/worker.h>
@@ -7,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <csignal>
 #include <memory>
+#include <string>
+#include <thread>
 
 #include "support/event.h"
 
@@ -22,9 +25,11 @@ bool IsLeftAlone() {
 
 struct Seen {
     bool isLeftAlone = false;
+    char name[16] = {};
     support::Event event;
     void Look() {
         isLeftAlone = IsLeftAlone();
+        pthread_getname_np(pthread_self(), name, sizeof name);
         event.Set();
     }
 };
@@ -66,6 +71,25 @@ TEST(PosixSignals, AreNotForTheLibrarysThreads) {
         EXPECT_TRUE(seen->isLeftAlone);
     }
     EXPECT_FALSE(IsLeftAlone());
+    EXPECT_STREQ("core worker", onWorker.name);
+    EXPECT_STREQ("core bus", onBus.name);
+    EXPECT_STREQ("core loop", onLoop.name);
+}
+
+TEST(ThreadName, IsCutBetweenTwoCharacters) {
+    std::thread([] {
+        EXPECT_STREQ("", core::ThreadName());
+        // The 15th and the 63rd byte are within a character.
+        std::string name(14, 'a');
+        name += "\u0144" + std::string(46, 'b') + "\u0144 and more";
+        core::SetThreadName(name.c_str());
+        EXPECT_EQ(std::string(14, 'a') + "\u0144" + std::string(46, 'b'), core::ThreadName());
+        char system[16] = {};
+        pthread_getname_np(pthread_self(), system, sizeof system);
+        EXPECT_EQ(std::string(14, 'a'), system);
+        core::SetThreadName(nullptr);
+        EXPECT_STREQ("", core::ThreadName());
+    }).join();
 }
 
 }  // namespace

@@ -53,6 +53,20 @@ std::uint64_t CurrentThreadId() noexcept {
     return id;
 }
 
+void SetThreadName(const char* name) noexcept {
+    constexpr std::size_t kLongest = 15;  // longer names are refused
+    char text[kLongest + 1] = {};
+    std::size_t size = strnlen(name, kLongest + 1);
+    if (size > kLongest) {
+        size = kLongest;
+        while (size > 0 && (static_cast<unsigned char>(name[size]) & 0xC0) == 0x80) {
+            --size;
+        }
+    }
+    std::memcpy(text, name, size);
+    pthread_setname_np(pthread_self(), text);
+}
+
 std::uint64_t CurrentProcessId() noexcept {
     return static_cast<std::uint64_t>(getpid());
 }

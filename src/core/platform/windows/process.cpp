@@ -25,6 +25,18 @@ std::uint64_t CurrentThreadId() noexcept {
     return GetCurrentThreadId();
 }
 
+void SetThreadName(const char* name) noexcept {
+    // Windows 10 and later.
+    using SetDescription = HRESULT WINAPI(HANDLE, PCWSTR);
+    auto* const setDescription =
+        FindFunction<SetDescription>("Kernel32.dll", "SetThreadDescription");
+    constexpr int kRoom = 256;
+    wchar_t wide[kRoom] = {};
+    if (setDescription != nullptr && MultiByteToWideChar(CP_UTF8, 0, name, -1, wide, kRoom) > 0) {
+        setDescription(GetCurrentThread(), wide);
+    }
+}
+
 std::uint64_t CurrentProcessId() noexcept {
     return GetCurrentProcessId();
 }
