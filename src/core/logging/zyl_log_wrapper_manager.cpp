@@ -391,7 +391,7 @@ int ZylLogWrapperManager::FlushAndWait(bool toDisk, std::int64_t timeoutMs) {
         Clock::now() +
         (timeoutMs < 0 ? longest : std::min(std::chrono::milliseconds(timeoutMs), longest));
     const auto wait = std::make_shared<FlushWait>();
-    std::unique_ptr<FlushAllTask> task;
+    std::unique_ptr<FlushAllTask> runsHere;
     {
         const Held held(*this);
         if (isShutDown) {
@@ -403,14 +403,16 @@ int ZylLogWrapperManager::FlushAndWait(bool toDisk, std::int64_t timeoutMs) {
                 files.push_back(module->File());
             }
         }
-        task = std::make_unique<FlushAllTask>(std::move(files), toDisk, wait);
+        auto task = std::make_unique<FlushAllTask>(std::move(files), toDisk, wait);
         if (worker != nullptr && !FlushAllTask::IsOnWorker()) {
             // Behind the tasks for all lines before it, of files that were replaced too.
             Post(std::move(task));
+        } else {
+            runsHere = std::move(task);
         }
     }
-    if (task != nullptr) {
-        task->Run();
+    if (runsHere != nullptr) {
+        runsHere->Run();
     }
     if (!wait->Await(deadline)) {
         return CORE_LOG_TIMED_OUT;
