@@ -101,6 +101,12 @@ bool IsBackwards(Interpolation type0, Interpolation type1) {
            (Number(type0) >= 12 && Number(type0) <= 15 && type1 == Interpolation::Extrapolate);
 }
 
+// Whether a handle of a straight segment has another slope than the segment, by more than
+// the last digit of a file.
+bool IsBent(double handle, double slope, double length) {
+    return std::fabs(handle - slope) > 1e-8 + 1e-9 * (std::fabs(slope) + 1.0 / length);
+}
+
 // The rules of the evaluator in its own order; handles are scaled by `ratio` like
 // the values.
 void SetControls(SegmentLevers& segment, Interpolation type0, Interpolation type1, Handle r,
@@ -150,16 +156,18 @@ void SetControls(SegmentLevers& segment, Interpolation type0, Interpolation type
         segment.endControl = {p3.x - third, l.x * ratio};
         return;
     }
+    if (type0 == Interpolation::Linear && type1 == Interpolation::Linear) {
+        l.x = r.x;  // one slope serves both sides
+    }
     segment.startControl = {p0.x + third, p0.y + third * r.x * ratio};
     segment.endControl = {p3.x - third, p3.y - third * l.x * ratio};
     if (type1 == Interpolation::Extrapolate) {  // a line from the start, as above
         segment.startControl.y = p0.y + third * length * r.x * ratio;
         segment.isCubic = segment.showsEnd = false;
     } else if (type0 == Interpolation::Linear) {
-        segment.showsStart = segment.showsEnd = false;
-        if (type1 == Interpolation::Linear) {  // one slope serves both sides
-            segment.endControl.y = p3.y - third * r.x * ratio;
-        }
+        const double slope = (p3.y - p0.y) / length;
+        segment.showsStart = IsBent(r.x * ratio, slope, length);
+        segment.showsEnd = type1 != Interpolation::Linear && IsBent(l.x * ratio, slope, length);
     }
 }
 

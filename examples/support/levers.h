@@ -16,7 +16,8 @@ struct SegmentLevers {
     core::Pointd endControl;
     core::Pointd end;
     bool isCubic = false;
-    /// Which of the two ends has a lever to show: an end without one takes no handle.
+    /// Which of the two ends has a lever to show: an end without one takes no handle, or
+    /// one that keeps a `Linear` segment straight.
     bool showsStart = false;
     bool showsEnd = false;
     /// The type settles the control points; there is nothing to drag.

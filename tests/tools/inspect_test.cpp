@@ -140,6 +140,10 @@ TEST(InspectCheck, ReportsWhatIsSuspiciousAndEndsWith1) {
          Keyframes(key("0", "1", ", \"Interpolation\": 7") + "," +
                    key("1", "1", ", \"Interpolation\": 13, \"_leftDerivative\": -0.1")),
          "keyframe 1 (1 s): the X of the left handle, -0.1, lies outside 0 to 1"},
+        {"no straight line",
+         Keyframes(key("0", "1", ", \"Interpolation\": 1") + "," +
+                   key("1", "2", ", \"Interpolation\": 1")),
+         "keyframe 0 (0 s): its segment is Linear but no straight line"},
         {"value beyond the range, by the ratio",
          Keyframes(key("0", "1.5"), "\"_minVal\": 0, \"_maxVal\": 2, \"_baseRatio\": 2, "),
          "keyframe 0 (0 s): value 3 lies outside the range 0 to 2"},
@@ -172,7 +176,7 @@ TEST(InspectCheck, ReportsWhatIsSuspiciousAndEndsWith1) {
     Checked(Keyframes(key("0", "1", ", \"Interpolation\": 7, \"_rightDerivative\": 40") + "," +
                       key("1", "1", ", \"Interpolation\": 6, \"_rightDerivative\": 2")),
             0);
-    Checked(speeds(key("0", "1", ", \"Interpolation\": 1") + "," + key("10", "0")), 0);
+    Checked(speeds(key("0", "1", ", \"Interpolation\": 6") + "," + key("10", "0")), 0);
 }
 
 TEST(InspectCheck, FindsNoFaultWithTheDigestOfAnySavedCurve) {

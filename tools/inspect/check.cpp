@@ -66,6 +66,7 @@ public:
         for (std::size_t i = 0; i < keyframes.size(); ++i) {
             CheckKeyframe(stored, keyframes, i);
         }
+        CheckStraightness(stored, keyframes);
         if (speed != nullptr) {
             CheckSpeeds(*speed, keyframes);
             CheckJumps(*speed);
@@ -340,6 +341,24 @@ private:
             Report(keyframes[i], i,
                    std::string("the X of the ") + side + " handle, " + NumberText(x) +
                        ", lies outside 0 to 1");
+        }
+    }
+
+    // A linear segment is straight while its handles say so.
+    void CheckStraightness(core::Parameter& stored, const std::vector<TimeValuePair>& keyframes) {
+        const core::ParameterTypeEnum type = stored.GetParameterType();
+        if (type != core::ParameterDouble && type != core::ParameterInt) {
+            return;
+        }
+        const std::vector<example::SegmentLevers> segments = example::Levers(stored);
+        for (std::size_t i = 0; i < segments.size(); ++i) {
+            const Interpolation to = keyframes[i + 1].GetInterpolation();
+            if (keyframes[i].GetInterpolation() == Interpolation::Linear &&
+                !example::IsTimeValueBezier(Interpolation::Linear, to) &&
+                (segments[i].showsStart || segments[i].showsEnd)) {
+                Report(keyframes[i], i,
+                       "its segment is Linear but no straight line: a handle has another slope");
+            }
         }
     }
 

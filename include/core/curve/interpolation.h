@@ -17,7 +17,10 @@ enum class KeyframeInterpolationType : std::int32_t {
     /// duration, 0 to 1, counted from the segment's start for both handles;
     /// handle Y is a slope in value per second.
     Bezier = 0,
-    /// The handle of this side is ignored: the control point lies on the anchor.
+    /// A straight line while the handles are automatic: a Hermite segment whose slopes are
+    /// its own. A slope set by hand bends it, and so do the slopes of 0 of a stored text
+    /// without handles; between two of this type the start's counts for both ends. Next to
+    /// a time-value Bezier end its own side has no handle.
     Linear = 1,
     Bezier2 = 2,
     Bezier3 = 3,

@@ -16,6 +16,9 @@ namespace core {
 ///     opacity.AddPoint(0.0, 0.0, core::KeyframeInterpolationType::EaseOutCubic);
 ///     opacity.AddPoint(1.5, 1.0, core::KeyframeInterpolationType::Hold);
 ///     double shown = opacity.GetValue(0.4, true).AsDouble();
+///
+/// A segment is straight where its start is `Linear` and nobody has set its handles by
+/// hand; see `KeyframeInterpolationType`.
 class CORE_API Parameter : public KeyframeHandle {
 public:
     /// A double parameter without keyframes.
