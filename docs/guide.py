@@ -35,6 +35,8 @@ def anchors_of(text):
 
 def is_excerpt(block, source):
     """Whether the lines stand in the file one after the other, all indented alike."""
+    if not block:
+        return False  # it is to be filled in
     first, *rest = block.splitlines()
     pattern = "^(?P<indent> *)" + re.escape(first) + r"\n"
     pattern += "".join(("(?P=indent)" + re.escape(line) if line else "") + r"\n" for line in rest)
