@@ -42,6 +42,7 @@
 #include <core/data/json_value.h>
 #include <core/data/json_view.h>
 #include <core/data/json_write.h>
+#include <core/data/message_pack.h>
 #include <core/data/value_types.h>
 #include <core/export.h>
 #include <core/foundation/file_helpers.h>

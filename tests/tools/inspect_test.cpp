@@ -543,6 +543,9 @@ TEST(InspectConvert, KeepsEverythingAndReplacesTheFileOnlyWhenAllIsWritten) {
                                 R"([18446744073709551616, -1e3, "a\u0000b", "\\u0000", 0.5])");
     EXPECT_THAT(cut.err, HasSubstr("standard input: 1 number cut to what 64 bits hold"));
     EXPECT_THAT(cut.err, HasSubstr("standard input: 1 text cut at a zero byte"));
+    const std::string foreign = Inspect({"convert", "-", "-"}, {"\x93\xA1\0\xFF\xD0\x9C", 6}).err;
+    EXPECT_THAT(foreign, HasSubstr("standard input: 1 text cut at a zero byte"));
+    EXPECT_THAT(foreign, HasSubstr("standard input: 2 numbers from -128 to -1 read as 256 more"));
     // Neither a failed reading nor a failed writing touches what is there.
     folder.Write("b", "{");
     EXPECT_EQ(Inspect({"convert", file, file}).status, 2);

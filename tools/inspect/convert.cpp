@@ -80,16 +80,17 @@ std::size_t CountCutTexts(const std::string& json) {
 int Convert(const ConvertRequest& request, const Console& console) {
     const Document document(request.from, console);
     std::string bytes;
-    if (!document.IsPacked()) {
-        if (const std::size_t cut = CountCutNumbers(document); cut > 0) {
-            ReportError(console, document.Name() + ": " + CountText(cut, "number") +
-                                     " cut to what 64 bits hold");
+    const auto report = [&](std::size_t count, const char* what, const char* fate) {
+        if (count > 0) {
+            ReportError(console, document.Name() + ": " + CountText(count, what) + fate);
         }
-        if (const std::size_t cut = CountCutTexts(document.Text()); cut > 0) {
-            ReportError(console,
-                        document.Name() + ": " + CountText(cut, "text") + " cut at a zero byte");
-        }
-    }
+    };
+    const bool isPacked = document.IsPacked();
+    report(isPacked ? 0 : CountCutNumbers(document), "number", " cut to what 64 bits hold");
+    report(isPacked ? document.Packed().textsWithZero : CountCutTexts(document.Text()), "text",
+           " cut at a zero byte");
+    report(document.Packed().smallNegatives, "number",
+           " from -128 to -1 read as 256 more, as the library reads what others pack");
     if (request.form == TextForm::Packed) {
         core::BsonBox box;
         core::JsonToBson(document.Root(), box);

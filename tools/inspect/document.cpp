@@ -1,7 +1,5 @@
 #include "inspect/document.h"
 
-#include "inspect/packed_fault.h"
-
 #include "support/keyframe_table.h"
 
 #include <algorithm>
@@ -37,6 +35,13 @@ bool LooksBinary(std::string_view bytes) {
 // is taken for text.
 bool LooksPacked(std::string_view bytes) {
     return !bytes.empty() && static_cast<unsigned char>(bytes.front()) >= 0x80;
+}
+
+// What starts with bytes that only look like a header: a picture, a program, text in an
+// older encoding.
+bool LooksForeign(const core::MessagePackResult& fault, std::size_t size) {
+    constexpr std::size_t kStart = 16;
+    return fault.offset < kStart && size > 2 * kStart;
 }
 
 Subject SubjectOf(const core::JsonValue& root) {
@@ -104,8 +109,13 @@ void Document::ReadJson() {
 void Document::ReadPacked() {
     isPacked = true;
     const core::BsonBox box(reinterpret_cast<const unsigned char*>(text.data()), text.size());
-    if (const std::string fault = PackedFault(box); !fault.empty()) {
-        throw Failure(name, fault);
+    packed = core::CheckMessagePack(box);
+    // The conversion to JSON ends quietly at the first fault and keeps what came before.
+    if (!packed.own) {
+        throw Failure(name, (LooksForeign(packed.own, text.size())
+                                 ? "not a document: as packed data it goes wrong in "
+                                 : "packed data with a fault in ") +
+                                packed.own.Message());
     }
     core::BsonToJson(box, document.Root());
     document.Dump(text);

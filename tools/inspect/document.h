@@ -22,6 +22,8 @@ public:
     /// How messages call the file.
     const std::string& Name() const { return name; }
     bool IsPacked() const { return isPacked; }
+    /// What packed data holds that the library's form does not.
+    const core::MessagePackReport& Packed() const { return packed; }
     /// Whether the file is a table of keyframes (.kf), which has the curve as JSON here.
     bool IsTable() const { return isTable; }
     /// The frame rate that a table names.
@@ -49,6 +51,7 @@ private:
     std::string name;
     std::string text;  // JSON without a byte order mark, also for packed data
     core::JsonDoc document;
+    core::MessagePackReport packed;
     bool isPacked = false;
     bool isTable = false;
     std::optional<double> rate;

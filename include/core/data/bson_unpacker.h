@@ -21,7 +21,8 @@ namespace core {
 ///
 /// The byte forms have the kinds that `BsonPacker` gives them, crossed: the negative
 /// numbers of one byte that other writers of MessagePack make come back as unsigned ones,
-/// -7 (F9) as 249, and so do the numbers behind D0, -100 as 156.
+/// -7 (F9) as 249, and so do the numbers behind D0, -100 as 156. `MessagePackToJson` reads
+/// them as they are meant.
 ///
 /// Any bytes are safe to read, and no length in them makes it allocate more than they
 /// hold. An item that is cut short, has no kind here or isn't what was asked for sets

@@ -30,8 +30,9 @@ CORE_API void JsonToBson(const JsonArray& array, BsonBox& out);
 /// around it that had elements to come. Integers come back signed, but for those
 /// beyond 2^63 - 1, and floats as doubles. Of what other writers of MessagePack make,
 /// numbers from -128 to -1 in their shortest forms come back with 256 added, -7 as 249;
-/// `bin` and `ext` items are faults. Any depth is fine, and memory grows with
-/// what the bytes hold, not with what their headers promise. Throws `std::bad_alloc`.
+/// `bin` and `ext` items are faults; `MessagePackToJson` reads all of that. Any depth is fine, and
+/// memory grows with what the bytes hold, not with what their headers promise. Throws
+/// `std::bad_alloc`.
 CORE_API bool BsonToJson(const BsonBox& box, JsonValue& out);
 
 }  // namespace core

@@ -138,22 +138,28 @@ inline unsigned char* MapHeader(unsigned char* at, std::int32_t count) noexcept 
 
 // Decoding
 
-/// The bytes of an item that its first byte settles: all but a text's own. 0 for a
-/// byte that begins no item.
-constexpr std::uint8_t FixedPart(unsigned first) {
+/// What the bytes mean.
+enum class Form : std::uint8_t {
+    Own,       // what BsonPacker writes, without binary data and extensions
+    Standard,  // MessagePack as its specification has it
+};
+
+/// Whether an item is binary data (C4 to C6) or an extension (C7 to C9, D4 to D8).
+constexpr bool IsForeign(unsigned first) {
+    return (first >= 0xC4 && first <= 0xC9) || (first >= 0xD4 && first <= 0xD8);
+}
+
+/// The bytes of an item that its first byte settles: all but the ones that a length there
+/// counts. 0 for a byte that begins no item.
+constexpr std::uint8_t FixedPart(unsigned first, Form form) {
+    if (IsForeign(first)) {
+        const bool isBinary = first <= 0xC6;
+        const unsigned lengthBytes = first >= 0xD4 ? 0 : 1U << (first - (isBinary ? 0xC4 : 0xC7));
+        return form == Form::Own ? 0
+                                 : static_cast<std::uint8_t>(1 + lengthBytes + (isBinary ? 0 : 1));
+    }
     switch (first) {
         case 0xC1:
-        case 0xC4:  // binary data and extensions
-        case 0xC5:
-        case 0xC6:
-        case 0xC7:
-        case 0xC8:
-        case 0xC9:
-        case 0xD4:
-        case 0xD5:
-        case 0xD6:
-        case 0xD7:
-        case 0xD8:
             return 0;
         case 0xCC:
         case 0xD0:
@@ -181,15 +187,17 @@ constexpr std::uint8_t FixedPart(unsigned first) {
     }
 }
 
+template <Form kForm>
 struct FixedParts {
     constexpr FixedParts() {
         for (unsigned first = 0; first < 256; ++first) {
-            size[first] = FixedPart(first);
+            size[first] = FixedPart(first, kForm);
         }
     }
     std::uint8_t size[256] = {};
 };
-inline constexpr FixedParts kFixedParts;
+template <Form kForm>
+inline constexpr FixedParts<kForm> kFixedParts;
 
 /// Packed bytes and where to go on reading them.
 struct Input {
@@ -197,11 +205,47 @@ struct Input {
     std::size_t size = 0;
     /// Beyond `size` after an item that was cut short.
     std::size_t cursor = 0;
+
+    const unsigned char* End() const noexcept { return data + size; }
 };
 
 /// The length of a text, or a count, as it stands: signed, of which no negative one is
 /// taken.
 inline constexpr std::uint64_t kMaxLength = 0x7FFF'FFFF;
+
+/// As Decode, for binary data and extensions. `at` is behind the first byte; the cursor is
+/// behind the fixed part, before `left` bytes.
+template <class Visitor>
+inline auto DecodeForeign(Input& input, unsigned first, const unsigned char* at, std::size_t left,
+                          Visitor& visitor) {
+    const bool isBinary = first <= 0xC6;
+    std::uint64_t length = 0;
+    switch (first) {
+        case 0xC4:
+        case 0xC7:
+            length = *at++;
+            break;
+        case 0xC5:
+        case 0xC8:
+            length = ReadBig<2>(at);
+            at += 2;
+            break;
+        case 0xC6:
+        case 0xC9:
+            length = ReadBig<4>(at);
+            at += 4;
+            break;
+        default:
+            length = std::uint64_t{1} << (first - 0xD4);
+    }
+    const unsigned char* const bytes = input.data + input.cursor;
+    input.cursor += length;
+    if (length > left) {
+        return visitor.Nothing();
+    }
+    return isBinary ? visitor.Binary(bytes, length)
+                    : visitor.Extension(static_cast<std::int8_t>(*at), bytes, length);
+}
 
 /// Reads the item at the cursor, which moves behind it, and answers what `visitor` makes
 /// of it, by one of
@@ -209,20 +253,21 @@ inline constexpr std::uint64_t kMaxLength = 0x7FFF'FFFF;
 ///     Number(kind, bits)      Nil, a boolean, a number, or the count of a header, in
 ///                             the low bytes of `bits`
 ///     Text(bytes, length)
+///     Binary(bytes, length), Extension(type, bytes, length)     in the standard form alone
 ///     Nothing()               There is no next item. The cursor stays where it is then
 ///                             before a byte that begins no item, and stands behind the
 ///                             end after an item that is cut short.
 ///
 /// The answer goes straight to where it is wanted: an item that was put together here
 /// and taken apart there would cost more than the reading.
-template <class Visitor>
+template <Form kForm = Form::Own, class Visitor>
 [[gnu::always_inline]] inline auto Decode(Input& input, Visitor&& visitor) {
     if (input.cursor >= input.size) {
         return visitor.Nothing();
     }
     const unsigned char* at = input.data + input.cursor;
     const unsigned first = *at++;
-    const std::size_t fixed = kFixedParts.size[first];
+    const std::size_t fixed = kFixedParts<kForm>.size[first];
     const std::size_t left = input.size - input.cursor;
     input.cursor += fixed;
     if (fixed == 0 || fixed > left) {
@@ -233,17 +278,23 @@ template <class Visitor>
     };
     // Kept on purpose: stored data pairs the byte forms with kinds of the other sign, so
     // that 0xE0 to 0xFF come back as 224 to 255.
+    constexpr std::int32_t kByte = kForm == Form::Own ? BsonItem::kUint8 : BsonItem::kInt8;
     if (first <= 0x7F) {
         return visitor.Number(BsonItem::kInt16, first);
     }
     if (first >= 0xE0) {
-        return visitor.Number(BsonItem::kUint8, first);
+        return visitor.Number(kByte, first);
     }
     if (first <= 0x8F) {
         return visitor.Number(BsonItem::kMap, first & 15);
     }
     if (first <= 0x9F) {
         return visitor.Number(BsonItem::kTuple, first & 15);
+    }
+    if constexpr (kForm == Form::Standard) {
+        if (IsForeign(first)) {
+            return DecodeForeign(input, first, at, left - fixed, visitor);
+        }
     }
     std::uint64_t length = first & 31;
     switch (first) {
@@ -265,7 +316,7 @@ template <class Visitor>
         case 0xCF:
             return visitor.Number(BsonItem::kUint64, ReadBig<8>(at));
         case 0xD0:
-            return visitor.Number(BsonItem::kUint8, *at);
+            return visitor.Number(kByte, *at);
         case 0xD1:
             return visitor.Number(BsonItem::kInt16, ReadBig<2>(at));
         case 0xD2:

@@ -4,9 +4,9 @@
 #include "core/data/bson_wire.h"
 #include "core/data/deep_stack.h"
 #include "core/data/json_nodes.h"
+#include "core/data/packed_values.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -257,11 +257,12 @@ private:
 
             JsonMember* Number(std::int32_t, std::uint64_t) const { return nullptr; }
             JsonMember* Text(const unsigned char* bytes, std::uint64_t length) const {
-                if (length > kLongestText) {
+                if (length > detail::kLongestPackedText) {
                     return nullptr;
                 }
                 JsonMember& member = JsonNodes::AddNull(object, self.memory);
-                self.StoreText(bytes, length, JsonNodes::Name(member));
+                detail::SetPackedText(JsonNodes::Name(member), bytes, length, self.input.End(),
+                                      self.memory);
                 return &member;
             }
             JsonMember* Nothing() const noexcept { return nullptr; }
@@ -282,10 +283,11 @@ private:
                 return self.Store(kind, bits, value, left);
             }
             Result Text(const unsigned char* bytes, std::uint64_t length) const {
-                if (length > kLongestText) {
+                if (length > detail::kLongestPackedText) {
                     return Result::Nothing;
                 }
-                self.StoreText(bytes, length, JsonNodes::MakeString(value, self.memory));
+                detail::SetPackedText(JsonNodes::MakeString(value, self.memory), bytes, length,
+                                      self.input.End(), self.memory);
                 return Result::Scalar;
             }
             Result Nothing() const noexcept { return Result::Nothing; }
@@ -294,31 +296,14 @@ private:
     }
 
     Result Store(std::int32_t kind, std::uint64_t bits, JsonValue& value, std::uint64_t left) {
-        const auto set = [&](std::int32_t as, std::uint64_t to) {
-            JsonNodes::SetScalar(value, as, to);
-            return Result::Scalar;
-        };
-        switch (kind) {
-            case BsonItem::kNil:
-                return set(JsonValue::kNull, 0);
-            case BsonItem::kBool:
-                return set(JsonValue::kBool, bits);
-            case BsonItem::kFloat: {
-                const auto single = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
-                return set(JsonValue::kDouble, std::bit_cast<std::uint64_t>(double{single}));
-            }
-            case BsonItem::kDouble:
-                return set(JsonValue::kDouble, bits);
-            case BsonItem::kTuple:
-                return Push(&JsonNodes::MakeArray(value, memory), nullptr, bits, left);
-            case BsonItem::kMap:
-                return Push(nullptr, &JsonNodes::MakeObject(value, memory), bits, left);
-            case BsonItem::kUint64:
-                return set(bits >> 63 != 0 ? JsonValue::kUnsigned : JsonValue::kSigned, bits);
-            default:
-                return set(JsonValue::kSigned,
-                           static_cast<std::uint64_t>(wire::IntegerOf(kind, bits)));
+        if (kind == BsonItem::kTuple) {
+            return Push(&JsonNodes::MakeArray(value, memory), nullptr, bits, left);
         }
+        if (kind == BsonItem::kMap) {
+            return Push(nullptr, &JsonNodes::MakeObject(value, memory), bits, left);
+        }
+        detail::SetPackedScalar(value, kind, bits);
+        return Result::Scalar;
     }
 
     Result Push(JsonArray* array, JsonObject* object, std::uint64_t count, std::uint64_t left) {
@@ -331,24 +316,6 @@ private:
         frame.left = count;
         return Result::Container;
     }
-
-    /// Fills an empty text.
-    void StoreText(const unsigned char* bytes, std::uint64_t length, JsonString& text) {
-        // A short text goes in one piece, with whatever follows it in the input.
-        constexpr std::size_t kPiece = 16;
-        const auto size = static_cast<std::size_t>(length);
-        char* const to = JsonNodes::Reserve(text, static_cast<std::int32_t>(size) + 1, memory);
-        if (size < kPiece && static_cast<std::size_t>(input.data + input.size - bytes) >= kPiece) {
-            static_assert(JsonNodes::kInPlaceText >= kPiece);
-            std::memcpy(to, bytes, kPiece);
-        } else {
-            std::memcpy(to, bytes, size);
-        }
-        to[size] = '\0';
-    }
-
-    /// A JSON text has less than 2 GiB with its terminating zero; no longer one comes in.
-    static constexpr std::uint64_t kLongestText = JsonNodes::kMaxCount - 1;
 
     wire::Input input;
     bool hasFailed = false;
