@@ -6,7 +6,12 @@
 #include <cctype>
 #include <cstdint>
 #include <random>
+#include <set>
 #include <string>
+#include <thread>
+#include <vector>
+
+#include "support/barrier.h"
 
 namespace {
 
@@ -166,6 +171,31 @@ TEST(Uuid, GeneratedOnesAreTimeBased) {
     EXPECT_TRUE(text.Generate());
     EXPECT_FALSE(Parse(text.Text()).IsNil());
     EXPECT_FALSE(core::MakeUuid().IsNil());
+}
+
+// Also where four threads draw more than one in 100 ns, so that the stamps alone differ.
+TEST(Uuid, GeneratedOnesHaveDistinctHashes) {
+    constexpr int kThreads = 4;
+    constexpr int kEach = 25'000;
+    std::vector<std::vector<std::uint64_t>> made(kThreads);
+    Barrier start(kThreads);
+    std::vector<std::thread> threads;
+    for (std::vector<std::uint64_t>& mine : made) {
+        threads.emplace_back([&] {
+            mine.reserve(kEach);
+            start.ArriveAndWait();
+            for (int i = 0; i < kEach; ++i) {
+                mine.push_back(core::MakeUuid().Hash());
+            }
+        });
+    }
+    std::set<std::uint64_t> all;
+    for (int i = 0; i < kThreads; ++i) {
+        threads[static_cast<std::size_t>(i)].join();
+        const auto& mine = made[static_cast<std::size_t>(i)];
+        all.insert(mine.begin(), mine.end());
+    }
+    EXPECT_EQ(static_cast<std::size_t>(kThreads * kEach), all.size());
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include "core/platform/platform.h"
 
-#include <core/foundation/uuid.h>
-
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,11 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <set>
-#include <thread>
-#include <vector>
-
-#include "support/barrier.h"
 
 namespace core::platform {
 namespace {
@@ -53,31 +46,6 @@ TEST(PosixIdentifiers, FollowTheClockInOneThread) {
     // Behind by the time since it was made, ahead by no more than a burst takes.
     EXPECT_LT(ahead, 10'000'000);
     EXPECT_GT(ahead, -600'000'000);
-}
-
-// Also where four threads draw more than one in 100 ns, so that the stamps alone differ.
-TEST(PosixIdentifiers, HaveDistinctHashes) {
-    constexpr int kThreads = 4;
-    constexpr int kEach = 25'000;
-    std::vector<std::vector<std::uint64_t>> made(kThreads);
-    Barrier start(kThreads);
-    std::vector<std::thread> threads;
-    for (std::vector<std::uint64_t>& mine : made) {
-        threads.emplace_back([&] {
-            mine.reserve(kEach);
-            start.ArriveAndWait();
-            for (int i = 0; i < kEach; ++i) {
-                mine.push_back(core::MakeUuid().Hash());
-            }
-        });
-    }
-    std::set<std::uint64_t> all;
-    for (int i = 0; i < kThreads; ++i) {
-        threads[static_cast<std::size_t>(i)].join();
-        const auto& mine = made[static_cast<std::size_t>(i)];
-        all.insert(mine.begin(), mine.end());
-    }
-    EXPECT_EQ(static_cast<std::size_t>(kThreads * kEach), all.size());
 }
 
 // A forked process starts with its parent's memory, and must not go on from there.
