@@ -1,8 +1,40 @@
 #include "core/foundation/mutex.h"
 
+#include <algorithm>
 #include <new>
 
 namespace core {
+
+void RecursiveMutex::Wait(std::thread::id self) {
+    constexpr int kSpins = 12;   // the last of them a few microseconds
+    constexpr int kYields = 20;  // tells a holder that runs from one that was interrupted
+    constexpr std::chrono::microseconds kLongest(1000);
+    std::chrono::microseconds sleep(20);
+    for (int round = 0;; ++round) {
+        if (round < kSpins) {
+            for (int pause = std::min(1 << round, 1 << 8); pause > 0; --pause) {
+                platform::Pause();
+            }
+        } else if (round < kSpins + kYields) {
+            std::this_thread::yield();
+        } else {
+            if (platform::OtherThreadsAreGone()) {
+                holder.store(self, std::memory_order_relaxed);
+                again = 0;
+                return;
+            }
+            std::this_thread::sleep_for(sleep);
+            sleep = std::min(2 * sleep, kLongest);
+        }
+        // A look first: only an exchange takes the line from the holder.
+        std::thread::id none;
+        if (holder.load(std::memory_order_relaxed) == none &&
+            holder.compare_exchange_strong(none, self, std::memory_order_acquire,
+                                           std::memory_order_relaxed)) {
+            return;
+        }
+    }
+}
 
 bool Mutex::WaitOrRenew() {
     const bool isOrphaned = platform::OtherThreadsAreGone();

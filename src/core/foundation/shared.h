@@ -115,7 +115,12 @@ public:
         return *found;
     }
     /// To be called by an object's only owner.
-    void Reset() noexcept { delete value.exchange(nullptr, std::memory_order_acq_rel); }
+    void Reset() noexcept {
+        if (const T* const old = Peek()) {
+            value.store(nullptr, std::memory_order_relaxed);
+            delete old;
+        }
+    }
 
 private:
     mutable std::atomic<T*> value = nullptr;

@@ -46,6 +46,10 @@ std::string TimeZoneName(const LocalTime& local);
 
 /// Suspends the calling thread.
 void SleepMilliseconds(std::uint32_t duration) noexcept;
+/// Tells the processor that this thread waits for another one in a loop.
+inline void Pause() noexcept {
+    __builtin_ia32_pause();
+}
 
 // Identifiers
 
