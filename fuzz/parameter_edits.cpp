@@ -7,6 +7,7 @@
 #include <core/curve/parameter_iterator.h>
 #include <core/logging/log.h>
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -207,10 +208,16 @@ private:
                 }
                 break;
             }
-            case 5:
-                FUZZ_REQUIRE(parameter.SetPointControlParamEx(index, Number(), Number(), Number(),
-                                                              Number()) == Holds(index));
+            case 5: {
+                const std::array<double, 4> handles = {Number(), Number(), Number(), Number()};
+                bool isTaken = Holds(index);
+                for (const double number : handles) {
+                    isTaken = isTaken && std::isfinite(number);
+                }
+                FUZZ_REQUIRE(parameter.SetPointControlParamEx(index, handles[0], handles[1],
+                                                              handles[2], handles[3]) == isTaken);
                 break;
+            }
             case 6:
                 FUZZ_REQUIRE(parameter.SetPointControlParam(index, script.Byte() / 255.0,
                                                             script.Byte() / 255.0) == Holds(index));

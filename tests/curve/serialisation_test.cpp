@@ -299,6 +299,11 @@ Times TroublesomeNumbers(Dice& dice) {
 }
 
 TEST(Serialisation, TheHashDoesNotNoticeWhatSavingDoesToNumbers) {
+    // An automatic handle, whose zero has a sign.
+    Parameter level;
+    level.AddPoint(0.0, 0.0, Type::Bezier);
+    level.SetPointControlParamEx(0, 2.0 / 3, -0.0, 1.0 / 3, 0.0);
+    ExpectSettles(level);
     Dice dice(32);
     for (const double number : TroublesomeNumbers(dice)) {
         Parameter parameter;

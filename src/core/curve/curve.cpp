@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 // The keyframes and their blocks. Edits are in curve_edits.cpp, what follows from the
@@ -40,21 +41,31 @@ void CurveBlock::ForgetDerived() noexcept {
 }
 
 Curve::Curve(ParameterSettings newSettings, ValAny newConstant,
-             std::vector<TimeValuePair> keyframes, const LoadedHandles& handles)
+             std::vector<TimeValuePair> keyframes, LoadedHandles handles)
     : settings(std::move(newSettings)),
       constant(std::move(newConstant)),
       maintainsPathHandles(handles.keepsThirds) {
     UpdateSampling();
-    for (std::size_t first = 0; first < keyframes.size(); first += CurveBlock::kMost) {
-        const std::size_t last = std::min(first + CurveBlock::kMost, keyframes.size());
+    const auto addBlock = [this](std::vector<TimeValuePair> row, std::vector<HandSet> sides) {
         auto block = Shared<CurveBlock>::Make();
-        block->Reserve(last - first);
-        for (std::size_t i = first; i < last; ++i) {
-            block->times.push_back(keyframes[i].GetTime());
-            block->keyframes.push_back(std::move(keyframes[i]));
-            block->handSets.push_back(handles.sides[i]);
+        block->times.reserve(row.size());
+        for (const TimeValuePair& keyframe : row) {
+            block->times.push_back(keyframe.GetTime());
         }
+        block->keyframes = std::move(row);
+        block->handSets = std::move(sides);
         InsertBlock(slots.size(), std::move(block));
+    };
+    const std::size_t all = keyframes.size();
+    if (0 < all && all <= CurveBlock::kMost) {
+        addBlock(std::move(keyframes), std::move(handles.sides));
+    } else {
+        for (std::size_t first = 0; first < all; first += CurveBlock::kMost) {
+            const std::size_t last = std::min(first + CurveBlock::kMost, all);
+            addBlock({std::make_move_iterator(keyframes.data() + first),
+                      std::make_move_iterator(keyframes.data() + last)},
+                     {handles.sides.data() + first, handles.sides.data() + last});
+        }
     }
     CountFrom(0);
 }
@@ -80,16 +91,45 @@ Curve::Place Curve::PlaceOf(std::size_t index) const noexcept {
     return {block, index - slots[block].before};
 }
 
+bool Curve::StepBack(Place& place) const noexcept {
+    if (place.offset > 0) {
+        --place.offset;
+        return true;
+    }
+    if (place.block == 0) {
+        return false;
+    }
+    --place.block;
+    place.offset = slots[place.block].block->times.size() - 1;
+    return true;
+}
+
+bool Curve::StepAhead(Place& place) const noexcept {
+    if (place.offset + 1 < slots[place.block].block->times.size()) {
+        ++place.offset;
+        return true;
+    }
+    if (place.block + 1 == slots.size()) {
+        return false;
+    }
+    place = {place.block + 1, 0};
+    return true;
+}
+
 std::size_t Curve::UpperBound(double t) const noexcept {
     const std::size_t behind = core::UpperBound(starts, t);
     if (behind == 0) {
         return 0;
     }
     const Slot& slot = slots[behind - 1];
-    return slot.before + core::UpperBound(slot.block->times, t);
+    return slot.before + slot.block->LastUpTo(t) + 1;
 }
 
 Curve::Range Curve::MatchesOf(double t) const noexcept {
+    // A curve that is built in order.
+    if (count == 0 || t - slots.back().block->times.back() > kSearchMargin) {
+        return {count, count};
+    }
     std::size_t first = UpperBound(t);
     while (first > 0 && TimeOf(first - 1) >= t - kSearchMargin) {
         --first;
@@ -119,7 +159,7 @@ std::size_t Curve::Find(double t) const noexcept {
         return toNext < kTimeTolerance ? 0 : kNone;
     }
     const std::vector<double>& times = slots[behind - 1].block->times;
-    const std::size_t next = core::UpperBound(times, t);
+    const std::size_t next = slots[behind - 1].block->LastUpTo(t) + 1;
     toNext = next < times.size() ? times[next] - t : toNext;
     const double sinceLast = t - times[next - 1];
     if (!(sinceLast < kTimeTolerance) && !(toNext < kTimeTolerance)) {
@@ -196,7 +236,7 @@ Curve::Place Curve::PlaceForOneMore(std::size_t index) {
                 place = {place.block + 1, place.offset - kHalf};
             }
         }
-        CountFrom(0);
+        CountFrom(place.block > 0 ? place.block - 1 : 0);
     }
     CurveBlock& block = slots[place.block].block.Own();
     block.Reserve(block.times.size() + 1);

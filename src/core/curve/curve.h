@@ -65,6 +65,11 @@ struct CurveBlock : Counted {
 
     void Reserve(std::size_t count);
     void ForgetDerived() noexcept;
+    /// The last keyframe at or before `t`, which the first one is; NaN belongs to the last.
+    std::size_t LastUpTo(double t) const noexcept {
+        static_assert(kMost == 64);
+        return times.size() == kMost ? LastOf64UpTo(times.data(), t) : UpperBound(times, t) - 1;
+    }
 };
 
 class Curve : public Counted {
@@ -74,7 +79,7 @@ public:
     Curve() = default;
     /// With keyframes that are in time order, no two of them matching.
     Curve(ParameterSettings settings, ValAny constant, std::vector<TimeValuePair> keyframes,
-          const LoadedHandles& handles);
+          LoadedHandles handles);
     /// Shares the blocks. O(n / 64).
     Curve(const Curve& other) = default;
 
@@ -204,6 +209,9 @@ private:
         std::size_t offset;
     };
     Place PlaceOf(std::size_t index) const noexcept;
+    // To the keyframe before or behind; false, changing nothing, where there is none.
+    bool StepBack(Place& place) const noexcept;
+    bool StepAhead(Place& place) const noexcept;
 
     // The parts of an edit. It begins by dropping what follows from the curve as a whole
     // and by making the blocks around it this curve's own: those of the keyframes from
@@ -216,9 +224,11 @@ private:
     void Erase(std::size_t first, std::size_t last) noexcept;
     // By one whose time keeps the order.
     void Replace(std::size_t index, TimeValuePair keyframe, HandSet sides) noexcept;
-    Pointd AutomaticHandle(Place place, Side side) const;
+    HandlePair AutomaticHandles(Place place) const;
     void WriteHandle(Place place, Side side, Pointd handle, bool isHandSet) noexcept;
-    void Follow(std::size_t index);
+    void Follow(Place place);
+    void FollowBeside(Place place);
+    void FollowGap(std::size_t index);
     // It ends by dropping what follows from the keyframes from `first` to `last`, the
     // handles of their neighbours included.
     void Touch(std::size_t first, std::size_t last) noexcept;

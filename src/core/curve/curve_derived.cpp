@@ -185,8 +185,7 @@ const Segment& Curve::SegmentAt(double t) const {
     }
     const CurveBlock& block = *slots[behind - 1].block;
     const PreparedBlock* prepared = block.prepared.Peek();
-    return (prepared != nullptr ? *prepared : PreparedOf(behind - 1))
-        .segments[core::UpperBound(block.times, t) - 1];
+    return (prepared != nullptr ? *prepared : PreparedOf(behind - 1)).segments[block.LastUpTo(t)];
 }
 
 // Samples

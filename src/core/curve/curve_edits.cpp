@@ -11,7 +11,7 @@ namespace core {
 
 // Handles
 
-Pointd Curve::AutomaticHandle(Place place, Side side) const {
+HandlePair Curve::AutomaticHandles(Place place) const {
     const CurveBlock& block = *slots[place.block].block;
     const TimeValuePair* previous = nullptr;
     if (place.offset > 0) {
@@ -19,9 +19,9 @@ Pointd Curve::AutomaticHandle(Place place, Side side) const {
     } else if (place.block > 0) {
         previous = &slots[place.block - 1].block->keyframes.back();
     }
-    return AutomaticHandleOf(previous, block.keyframes[place.offset],
-                             Following(place.block, place.offset), side,
-                             settings.type == ParameterPoint);
+    return AutomaticHandlesOf(previous, block.keyframes[place.offset],
+                              Following(place.block, place.offset),
+                              settings.type == ParameterPoint);
 }
 
 void Curve::WriteHandle(Place place, Side side, Pointd handle, bool isHandSet) noexcept {
@@ -35,22 +35,42 @@ void Curve::WriteHandle(Place place, Side side, Pointd handle, bool isHandSet) n
     }
 }
 
-// Before the first keyframe the index wraps and lies outside.
-void Curve::Follow(std::size_t index) {
-    if (index >= count || (settings.type == ParameterPoint && !maintainsPathHandles)) {
-        return;
-    }
-    const Place place = PlaceOf(index);
+// Of a keyframe that an edit has not given its own handles.
+void Curve::Follow(Place place) {
     const CurveBlock& block = *slots[place.block].block;
-    if (block.keyframes[place.offset].GetInterpolation() ==
-        KeyframeInterpolationType::Extrapolate) {
+    const HandSet sides = block.handSets[place.offset];
+    if ((sides.left && sides.right) || (settings.type == ParameterPoint && !maintainsPathHandles) ||
+        block.keyframes[place.offset].GetInterpolation() ==
+            KeyframeInterpolationType::Extrapolate) {
         return;
     }
-    for (const Side side : {Side::Left, Side::Right}) {
-        const HandSet& sides = block.handSets[place.offset];
-        if (!(side == Side::Left ? sides.left : sides.right)) {
-            WriteHandle(place, side, AutomaticHandle(place, side), false);
-        }
+    const HandlePair handles = AutomaticHandles(place);
+    if (!sides.left) {
+        WriteHandle(place, Side::Left, handles.left, false);
+    }
+    if (!sides.right) {
+        WriteHandle(place, Side::Right, handles.right, false);
+    }
+}
+
+// The keyframe before and the one behind.
+void Curve::FollowBeside(Place place) {
+    Place other = place;
+    if (StepBack(other)) {
+        Follow(other);
+    }
+    if (StepAhead(place)) {
+        Follow(place);
+    }
+}
+
+// The keyframes on both sides of where one was, before the one with this index.
+void Curve::FollowGap(std::size_t index) {
+    if (index > 0) {
+        Follow(PlaceOf(index - 1));
+    }
+    if (index < count) {
+        Follow(PlaceOf(index));
     }
 }
 
@@ -64,21 +84,22 @@ std::size_t Curve::Add(TimeValuePair keyframe, PathHandles paths) {
     const Range matches = MatchesOf(keyframe.GetTime());
     const std::size_t index = matches.first;
     OwnAround(index, matches.last);
+    Place place{};
     if (matches.first == matches.last) {
-        Insert(PlaceForOneMore(index), std::move(keyframe), HandSet{});
+        place = PlaceForOneMore(index);
+        Insert(place, std::move(keyframe), HandSet{});
     } else {
         Replace(index, std::move(keyframe), HandSet{});
         Erase(index + 1, matches.last);
+        place = PlaceOf(index);
     }
     const bool isMaintained = paths == PathHandles::Maintained;
     maintainsPathHandles = maintainsPathHandles || isMaintained;
     if (isMaintained || settings.type != ParameterPoint) {
-        const Place place = PlaceOf(index);
-        for (const Side side : {Side::Left, Side::Right}) {
-            WriteHandle(place, side, AutomaticHandle(place, side), false);
-        }
-        Follow(index - 1);
-        Follow(index + 1);
+        const HandlePair handles = AutomaticHandles(place);
+        WriteHandle(place, Side::Left, handles.left, false);
+        WriteHandle(place, Side::Right, handles.right, false);
+        FollowBeside(place);
     }
     Touch(index, index);
     return index;
@@ -89,8 +110,7 @@ void Curve::Remove(std::size_t first, std::size_t last) {
     OwnAround(first, first);
     OwnAround(last, last);
     Erase(first, last);
-    Follow(first - 1);
-    Follow(first);
+    FollowGap(first);
     Touch(first, first);
 }
 
@@ -106,9 +126,8 @@ void Curve::SetValue(std::size_t index, ValAny value) {
     OwnAround(index, index);
     const Place place = PlaceOf(index);
     slots[place.block].block->keyframes[place.offset].SetValue(std::move(value));
-    Follow(index - 1);
-    Follow(index);
-    Follow(index + 1);
+    Follow(place);
+    FollowBeside(place);
     Touch(index, index);
 }
 
@@ -138,14 +157,11 @@ void Curve::Move(std::size_t from, double time) {
         const std::size_t old = to < from ? from + 1 : from;
         Erase(old, old + 1);
         // The two between which it was.
-        const std::size_t behind = from < to ? from : from + 1;
-        Follow(behind - 1);
-        Follow(behind);
+        FollowGap(from < to ? from : from + 1);
         Touch(from, from);
     }
-    Follow(to - 1);
-    Follow(to);
-    Follow(to + 1);
+    Follow(PlaceOf(to));
+    FollowBeside(PlaceOf(to));
     Touch(to, to);
 }
 
@@ -154,11 +170,12 @@ void Curve::SetHandles(std::size_t index, const Pointd* left, const Pointd* righ
     BeginEdit();
     OwnAround(index, index);
     const Place place = PlaceOf(index);
+    const HandlePair automatic = AutomaticHandles(place);
     if (left != nullptr) {
-        WriteHandle(place, Side::Left, *left, *left != AutomaticHandle(place, Side::Left));
+        WriteHandle(place, Side::Left, *left, *left != automatic.left);
     }
     if (right != nullptr) {
-        WriteHandle(place, Side::Right, *right, *right != AutomaticHandle(place, Side::Right));
+        WriteHandle(place, Side::Right, *right, *right != automatic.right);
     }
     Touch(index, index);
 }

@@ -77,16 +77,7 @@ Pointd HandleOfOwnType(const HandleKeys& keys, double fraction) noexcept {
     return kZeroHandle;
 }
 
-constexpr double kLeftFraction = 2.0 / 3.0;
-constexpr double kRightFraction = 1.0 / 3.0;
-
 }  // namespace
-
-bool CanBeAutomatic(Pointd handle) noexcept {
-    constexpr double kRounding = 1e-8;
-    return handle.y == 0.0 || std::fabs(handle.x - kLeftFraction) < kRounding ||
-           std::fabs(handle.x - kRightFraction) < kRounding;
-}
 
 Pointd AutomaticLeftHandle(const HandleKeys& keys) noexcept {
     using Type = KeyframeInterpolationType;
@@ -179,16 +170,17 @@ bool ReadKey(const TimeValuePair* keyframe, HandleKey& key) {
 
 }  // namespace
 
-Pointd AutomaticHandleOf(const TimeValuePair* previous, const TimeValuePair& keyframe,
-                         const TimeValuePair* next, Side side, bool isPath) {
+HandlePair AutomaticHandlesOf(const TimeValuePair* previous, const TimeValuePair& keyframe,
+                              const TimeValuePair* next, bool isPath) {
     if (isPath) {
         Pointd own;
-        Pointd other;
+        Pointd before;
+        Pointd behind;
         if (!ReadPoint(&keyframe, own)) {
             return {};
         }
-        const bool hasOther = ReadPoint(side == Side::Left ? previous : next, other);
-        return AutomaticPathHandle(own, hasOther ? &other : nullptr);
+        return {AutomaticPathHandle(own, ReadPoint(previous, before) ? &before : nullptr),
+                AutomaticPathHandle(own, ReadPoint(next, behind) ? &behind : nullptr)};
     }
     HandleKeys keys{};
     HandleKey before;
@@ -198,14 +190,7 @@ Pointd AutomaticHandleOf(const TimeValuePair* previous, const TimeValuePair& key
     }
     keys.previous = ReadKey(previous, before) ? &before : nullptr;
     keys.next = ReadKey(next, behind) ? &behind : nullptr;
-    return side == Side::Left ? AutomaticLeftHandle(keys) : AutomaticRightHandle(keys);
-}
-
-Pointd AutomaticHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side,
-                         bool isPath) {
-    return AutomaticHandleOf(index > 0 ? &keyframes[index - 1] : nullptr, keyframes[index],
-                             index + 1 < keyframes.size() ? &keyframes[index + 1] : nullptr, side,
-                             isPath);
+    return {AutomaticLeftHandle(keys), AutomaticRightHandle(keys)};
 }
 
 }  // namespace core

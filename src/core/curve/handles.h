@@ -7,8 +7,7 @@
 #include <core/curve/pointd.h>
 #include <core/curve/time_value_pair.h>
 
-#include <cstddef>
-#include <span>
+#include <cmath>
 
 namespace core {
 
@@ -48,21 +47,31 @@ Pointd AutomaticLeftHandle(const HandleKeys& keys) noexcept;
 /// The outgoing handle of `keys.key`, by the same rules. Always finite.
 Pointd AutomaticRightHandle(const HandleKeys& keys) noexcept;
 
+/// The X of the automatic handles of time-value Bezier segments.
+inline constexpr double kLeftFraction = 2.0 / 3.0;
+inline constexpr double kRightFraction = 1.0 / 3.0;
+
 /// Whether a handle that was rounded to eight decimals can be one of these at all: they all
 /// have a Y of 0, or one of two fractions as X. Tells most that were set by hand, at once.
-bool CanBeAutomatic(Pointd handle) noexcept;
+inline bool CanBeAutomatic(Pointd handle) noexcept {
+    constexpr double kRounding = 1e-8;
+    return handle.y == 0.0 || std::fabs(handle.x - kLeftFraction) < kRounding ||
+           std::fabs(handle.x - kRightFraction) < kRounding;
+}
 
 /// The handle of `point` towards `neighbour` on a motion path: the third of the
 /// straight way, or `point` itself without a neighbour.
 Pointd AutomaticPathHandle(Pointd point, const Pointd* neighbour) noexcept;
 
-/// The handle of the keyframe with this index as it follows from its neighbours, which
-/// may be missing; on a motion path the one towards the neighbour. Zero where the values
-/// have none. Always finite.
-Pointd AutomaticHandleAt(std::span<const TimeValuePair> keyframes, std::size_t index, Side side,
-                         bool isPath);
-/// The same of a keyframe between two others, which may be null.
-Pointd AutomaticHandleOf(const TimeValuePair* previous, const TimeValuePair& keyframe,
-                         const TimeValuePair* next, Side side, bool isPath);
+/// Both automatic handles of a keyframe.
+struct HandlePair {
+    Pointd left;
+    Pointd right;
+};
+
+/// The handles of a keyframe as they follow from its neighbours, which may be null; on a
+/// motion path those towards the neighbours. Zero where the values have none. Always finite.
+HandlePair AutomaticHandlesOf(const TimeValuePair* previous, const TimeValuePair& keyframe,
+                              const TimeValuePair* next, bool isPath);
 
 }  // namespace core

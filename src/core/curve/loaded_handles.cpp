@@ -56,12 +56,13 @@ bool TakeDigits(TimeValuePair& keyframe, Side side, Pointd automatic) noexcept {
     if (!IsWrittenAs(automatic.x, stored.x) || !IsWrittenAs(automatic.y, stored.y)) {
         return false;
     }
-    if (automatic != stored) {
-        if (side == Side::Left) {
-            keyframe.SetLeftDerivativeEx(automatic.x, automatic.y);
-        } else {
-            keyframe.SetRightDerivativeEx(automatic.x, automatic.y);
-        }
+    // A zero keeps its sign, which is written too.
+    const Pointd exact = {automatic.x == stored.x ? stored.x : automatic.x,
+                          automatic.y == stored.y ? stored.y : automatic.y};
+    if (side == Side::Left) {
+        keyframe.SetLeftDerivativeEx(exact.x, exact.y);
+    } else {
+        keyframe.SetRightDerivativeEx(exact.x, exact.y);
     }
     return true;
 }
@@ -85,21 +86,24 @@ bool IsNear(Pointd stored, Pointd automatic, Pointd reach) noexcept {
     return isNear(stored.x, automatic.x, reach.x) && isNear(stored.y, automatic.y, reach.y);
 }
 
-// A keyframe of a curve of numbers between its neighbours, on its way from the first to
-// the last.
-class KeyWalk {
+// A keyframe of a curve of numbers between its neighbours.
+class KeyWindow {
 public:
-    explicit KeyWalk(std::span<const TimeValuePair> all) : keyframes(all) {
-        here.isNumber = Read(0, here.key);
-        next.isNumber = Read(1, next.key);
-        MeasureGap();
-    }
-    void Advance() {
-        previous = here;
-        here = next;
-        gapBefore = gapBehind;
-        next.isNumber = Read(++index + 1, next.key);
-        MeasureGap();
+    explicit KeyWindow(std::span<const TimeValuePair> all) : keyframes(all) {}
+    // Cheapest one by one.
+    void MoveTo(std::size_t i) {
+        if (i == index) {
+            return;
+        }
+        if (i == index + 1) {
+            previous = here;
+            here = next;
+        } else {
+            previous.isNumber = Read(i - 1, previous.key);
+            here.isNumber = Read(i, here.key);
+        }
+        next.isNumber = Read(i + 1, next.key);
+        index = i;
     }
 
     Pointd Automatic(Side side) const noexcept {
@@ -114,7 +118,7 @@ public:
     // Whether this is further from the automatic handle than what a file cuts off could be.
     // So are most that were set by hand.
     bool IsFar(Pointd stored, Pointd automatic) const noexcept {
-        const double nearest = std::min({1.0, gapBefore, gapBehind});
+        const double nearest = std::min(GapBetween(previous, here), GapBetween(here, next));
         const double distance =
             std::fabs(stored.x - automatic.x) + std::fabs(stored.y - automatic.y);
         const double size = 1.0 + std::fabs(automatic.x) + std::fabs(automatic.y);
@@ -153,6 +157,7 @@ private:
         bool isNumber = false;
     };
 
+    // False outside, also before the first one, whose index wraps.
     bool Read(std::size_t i, HandleKey& key) const {
         if (i >= keyframes.size() || !ReadNumber(keyframes[i].PeekValue(), key.value)) {
             return false;
@@ -161,33 +166,34 @@ private:
         key.type = keyframes[i].GetInterpolation();
         return true;
     }
-    void MeasureGap() noexcept {
-        gapBehind = next.isNumber ? InSeconds(next.key.time) - InSeconds(here.key.time) : 1.0;
+    // In seconds, at most one.
+    static double GapBetween(const Place& a, const Place& b) noexcept {
+        return a.isNumber && b.isNumber
+                   ? std::min(1.0, InSeconds(b.key.time) - InSeconds(a.key.time))
+                   : 1.0;
     }
 
     std::span<const TimeValuePair> keyframes;
-    std::size_t index = 0;
+    std::size_t index = static_cast<std::size_t>(-2);  // at none
     Place previous;
     Place here;
     Place next;
-    // In seconds.
-    double gapBefore = 1.0;
-    double gapBehind = 1.0;
 };
 
 LoadedHandles RecogniseOnCurve(std::span<TimeValuePair> keyframes) {
     LoadedHandles loaded;
     loaded.sides.resize(keyframes.size());
-    KeyWalk walk(keyframes);
-    for (std::size_t i = 0; i < keyframes.size(); ++i, walk.Advance()) {
+    KeyWindow window(keyframes);
+    for (std::size_t i = 0; i < keyframes.size(); ++i) {
         const auto isHandSet = [&](Side side) {
             const Pointd stored = HandleOf(keyframes[i], side);
             if (!CanBeAutomatic(stored)) {
                 return true;
             }
-            const Pointd automatic = walk.Automatic(side);
-            return walk.IsFar(stored, automatic) || (!TakeDigits(keyframes[i], side, automatic) &&
-                                                     !walk.Allows(side, stored, automatic));
+            window.MoveTo(i);
+            const Pointd automatic = window.Automatic(side);
+            return window.IsFar(stored, automatic) || (!TakeDigits(keyframes[i], side, automatic) &&
+                                                       !window.Allows(side, stored, automatic));
         };
         loaded.sides[i] = {isHandSet(Side::Left), isHandSet(Side::Right)};
     }
@@ -203,8 +209,11 @@ LoadedHandles RecogniseOnPath(std::span<TimeValuePair> keyframes) {
     bool hasOther = keyframes.empty();
     for (std::size_t i = 0; i < keyframes.size(); ++i) {
         const ValAny& value = keyframes[i].PeekValue();
+        const HandlePair handles =
+            AutomaticHandlesOf(i > 0 ? &keyframes[i - 1] : nullptr, keyframes[i],
+                               i + 1 < keyframes.size() ? &keyframes[i + 1] : nullptr, true);
         const auto isHandSet = [&](Side side) {
-            const Pointd automatic = AutomaticHandleAt(keyframes, i, side, true);
+            const Pointd automatic = side == Side::Left ? handles.left : handles.right;
             const bool isThird =
                 TakeDigits(keyframes[i], side, automatic) ||
                 IsNear(HandleOf(keyframes[i], side), automatic, {kLastDigit, kLastDigit});

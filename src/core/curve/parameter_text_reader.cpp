@@ -15,8 +15,12 @@
 namespace core {
 namespace {
 
-// The members of a keyframe, in the order in which they are written; two more that
-// older texts have.
+// The members of a parameter and of a keyframe, in the order in which they are written;
+// two more that older keyframes have.
+enum Member : std::size_t { kVersion, kType, kMinVal, kMaxVal, kBaseRatio, kSets, kMemberCount };
+constexpr std::array<const char*, kMemberCount> kMemberNames = {
+    "Version", "ParameterType", "_minVal", "_maxVal", "_baseRatio", "keyframeSets",
+};
 enum Field : std::size_t {
     kTime,
     kInterpolation,
@@ -29,7 +33,7 @@ enum Field : std::size_t {
     kRightX,
     kFieldCount,
 };
-constexpr std::array<const char*, kFieldCount> kNames = {
+constexpr std::array<const char*, kFieldCount> kFieldNames = {
     "_time",
     "Interpolation",
     "_value",
@@ -40,29 +44,30 @@ constexpr std::array<const char*, kFieldCount> kNames = {
     "_leftDerivativeX",
     "_rightDerivativeX",
 };
-using Fields = std::array<const JsonValue*, kFieldCount>;
 
 // The first member of each name, or null.
-Fields FieldsOf(const JsonObject& object) noexcept {
-    Fields fields{};
+template <std::size_t kCount>
+std::array<const JsonValue*, kCount> FirstOfEach(const std::array<const char*, kCount>& names,
+                                                 const JsonObject& object) noexcept {
+    std::array<const JsonValue*, kCount> found{};
     // Members are expected in their order; any other order is found, too.
     std::size_t expected = 0;
     for (const JsonMember& member : object) {
-        std::size_t field = expected;
-        if (field == kFieldCount || std::strcmp(member.Name(), kNames[field]) != 0) {
-            field = 0;
-            while (field < kFieldCount && std::strcmp(member.Name(), kNames[field]) != 0) {
-                ++field;
+        std::size_t i = expected;
+        if (i == kCount || std::strcmp(member.Name(), names[i]) != 0) {
+            i = 0;
+            while (i < kCount && std::strcmp(member.Name(), names[i]) != 0) {
+                ++i;
             }
         }
-        if (field < kFieldCount) {
-            if (fields[field] == nullptr) {
-                fields[field] = &member;
+        if (i < kCount) {
+            if (found[i] == nullptr) {
+                found[i] = &member;
             }
-            expected = field + 1;
+            expected = i + 1;
         }
     }
-    return fields;
+    return found;
 }
 
 bool ReadFinite(const JsonValue& json, double& number) noexcept {
@@ -225,7 +230,7 @@ bool ReadValue(const JsonValue& json, ParameterTypeEnum type, ValAny& value) {
 }
 
 bool ReadKeyframe(const JsonObject& object, ParameterTypeEnum type, TimeValuePair& keyframe) {
-    const Fields fields = FieldsOf(object);
+    const auto fields = FirstOfEach(kFieldNames, object);
     double time = 0.0;
     ValAny value;
     auto interpolation = static_cast<double>(KeyframeInterpolationType::Extrapolate);
@@ -284,14 +289,14 @@ bool ParameterSettings::HasNoRange() const {
 
 bool ReadParameter(const JsonObject& document, ParameterSettings& settings,
                    std::vector<TimeValuePair>& keyframes, void (*skipped)()) {
+    const auto members = FirstOfEach(kMemberNames, document);
     const JsonArray* elements = nullptr;
-    const JsonMember* const sets = document.Find("keyframeSets");
-    if (sets == nullptr || !sets->Get(elements)) {
+    if (members[kSets] == nullptr || !members[kSets]->Get(elements)) {
         return false;
     }
-    if (const JsonMember* const type = document.Find("ParameterType")) {
+    if (members[kType] != nullptr) {
         int number = 0;
-        if (!type->Get(number) || number < ParameterDouble || number > ParameterPoint) {
+        if (!members[kType]->Get(number) || number < ParameterDouble || number > ParameterPoint) {
             return false;
         }
         const bool hadNoRange = settings.HasNoRange();
@@ -300,12 +305,12 @@ bool ReadParameter(const JsonObject& document, ParameterSettings& settings,
             settings.ResetRange();
         }
     }
-    if (const JsonMember* const version = document.Find("Version")) {
-        version->Get(settings.version);
+    if (members[kVersion] != nullptr) {
+        members[kVersion]->Get(settings.version);
     }
-    ReadSetting(document.Find("_minVal"), settings.type, settings.minVal);
-    ReadSetting(document.Find("_maxVal"), settings.type, settings.maxVal);
-    ReadSetting(document.Find("_baseRatio"), settings.type, settings.baseRatio);
+    ReadSetting(members[kMinVal], settings.type, settings.minVal);
+    ReadSetting(members[kMaxVal], settings.type, settings.maxVal);
+    ReadSetting(members[kBaseRatio], settings.type, settings.baseRatio);
     if (settings.HasNoRange()) {
         settings.ResetRange();
     }

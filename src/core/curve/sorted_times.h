@@ -38,4 +38,15 @@ inline std::size_t UpperBound(std::span<const double> times, double t) noexcept 
     return index;
 }
 
+/// The index of the last one of 64 times that is not after `t`, as the first one is: the
+/// same three rounds, laid out.
+inline std::size_t LastOf64UpTo(const double* times, double t) noexcept {
+    const auto isNotAfter = [times, t](std::size_t i) {
+        return static_cast<std::size_t>(!(times[i] > t));
+    };
+    std::size_t i = 16 * (isNotAfter(16) + isNotAfter(32) + isNotAfter(48));
+    i += 4 * (isNotAfter(i + 4) + isNotAfter(i + 8) + isNotAfter(i + 12));
+    return i + isNotAfter(i + 1) + isNotAfter(i + 2) + isNotAfter(i + 3);
+}
+
 }  // namespace core
