@@ -68,5 +68,6 @@
 #include <core/messaging/message_loop.h>
 #include <core/messaging/msg_bus.h>
 #include <core/messaging/worker.h>
+#include <core/speed/snapshot.h>
 #include <core/speed/speed_parameter.h>
 #include <core/version.h>

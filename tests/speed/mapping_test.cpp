@@ -294,6 +294,13 @@ TEST(Speed, AHandleWithoutItsImplementationAnswersHarmlessly) {
     }
 }
 
+// Before its first keyframe a curve runs at that one's speed, here backwards, whatever comes
+// behind: the way back from 0 never meets a source time before it.
+TEST(Speed, WhatIsNeverReachedIsTheEnd) {
+    auto speed = Speeds(20, {{4, -0.5, 26}, {5, 2, kHold}, {20, 1, kHold}});
+    EXPECT_EQ(speed->GetRenderTotalTime(), speed->GetRenderTime(-1.0));
+}
+
 TEST(Speed, ValuesThatAreNoNumbersThrow) {
     SpeedParameter speed;
     speed.SetSourceTotalTime(10.0);

@@ -39,7 +39,7 @@ bool Between(double low, double x, double high) {
 }
 
 bool IsPlausible(SpeedParameter& speed, SpeedParameter& neighbour, Dice& dice) {
-    switch (dice.Below(8)) {
+    switch (dice.Below(9)) {
         case 0:
             return Between(0, speed.GetSourceTime(dice.Between(0, 15)), 10);
         case 1:
@@ -55,6 +55,15 @@ bool IsPlausible(SpeedParameter& speed, SpeedParameter& neighbour, Dice& dice) {
             return Between(5, speed.GetParameterInternal()->SolveTimeBaseArea(0, 10), 10);
         case 6:
             return Between(5, speed.RevertSpeedParameter()->GetRenderTotalTime(), 14);
+        case 7: {
+            // Of one moment, however long it is asked; undone by whoever asks.
+            const core::SpeedSnapshot snapshot = speed.Snapshot();
+            const double total = snapshot.GetRenderTotalTime();
+            const bool isSame =
+                snapshot.GetSourceTime(total) == (snapshot.GetReverse() != 0 ? 0.0 : 10.0);
+            speed.Restore(snapshot);
+            return isSame && total == snapshot.ToSpeedParameter().GetRenderTotalTime();
+        }
         default:
             // Two curves assigned to each other at once must not wait for each other.
             (dice.OneIn(2) ? speed : neighbour) = (dice.OneIn(2) ? speed : neighbour);

@@ -3,7 +3,10 @@
 #include <core/curve/parameter.h>
 #include <core/curve/val_any.h>
 #include <core/export.h>
+#include <core/speed/snapshot.h>
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -170,6 +173,28 @@ public:
     /// source time on. Never null.
     std::shared_ptr<Parameter> GetParameterSource();
 
+    /// The curve as it is now, freezes and settings included, which later edits don't
+    /// change. O(1).
+    SpeedSnapshot Snapshot() const;
+    /// Makes the curve what the snapshot is, the reverse flag included: undo, redo. False
+    /// without an implementation. O(1).
+    bool Restore(const SpeedSnapshot& snapshot);
+    using Parameter::Restore;
+    /// As `Edit` of a parameter, of all that a speed curve is: keyframes, freezes, settings
+    /// and the reverse flag.
+    ///
+    ///     speed.Edit([](core::SpeedParameter& draft) {
+    ///         draft.SetPointTime(1, 2.0);
+    ///         draft.SetFreezeFrameDuration(0, 0.5);
+    ///     });
+    ///
+    /// Where the draft leaves the reverse flag as it was, one that is set meanwhile stays.
+    bool Edit(const std::function<void(SpeedParameter&)>& edits);
+    /// Source times at many render times, all of one moment; see
+    /// `SpeedSnapshot::GetSourceTimes`.
+    void GetSourceTimes(const double* renderTimes, std::size_t count, double* sourceTimes) const;
+    void GetSourceTimes(double start, double step, std::size_t count, double* sourceTimes) const;
+
     /// v(x) = d x^3 + c x^2 + b x + a, the speed of a stretch.
     static double PrimeX(double x, double a, double b, double c, double d);
     /// Its integral: c/3 x^3 + d/4 x^4 + b/2 x^2 + a x + e.
@@ -182,6 +207,7 @@ public:
     static double SolveX(double x0, double a, double b, double c, double d, double e, double eps);
 
 private:
+    friend class SpeedSnapshot;
     explicit SpeedParameter(std::unique_ptr<SpeedParameterImpl> implementation);
     SpeedParameterImpl* Speed() const noexcept;
 };

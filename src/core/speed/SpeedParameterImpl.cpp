@@ -1,7 +1,6 @@
 #include "core/speed/SpeedParameterImpl.h"
 
 #include "core/curve/numbers.h"
-#include "core/foundation/report.h"
 
 #include <core/speed/speed_parameter.h>
 
@@ -29,19 +28,28 @@ SpeedParameterImpl::SpeedParameterImpl(ValAny value) : BigParameterImpl(value) {
     BigParameterImpl::AddPoint(0.0, std::move(value), KeyframeInterpolationType::Hold);
 }
 
+SpeedParameterImpl::SpeedParameterImpl(const SpeedSnapshot& snapshot)
+    : BigParameterImpl(snapshot.state->keyframes),
+      sourceTotalTime(snapshot.state->sourceTotalTime),
+      sourceFPS(snapshot.state->sourceFPS),
+      freezes(snapshot.state->freezes),
+      reverse(snapshot.reverse),
+      isReverted(snapshot.isReverted),
+      version{Shared<SpeedState>::Of(snapshot.state)} {}
+
 SpeedParameterImpl::SpeedParameterImpl(const SpeedParameterImpl& other)
     CORE_NO_THREAD_SAFETY_ANALYSIS : SpeedParameterImpl(other, RecursiveLock(other.mutex)) {}
 
-// No other thread knows the new object, but AddFreezeFrame locks it.
+// No other thread knows the new object.
 SpeedParameterImpl::SpeedParameterImpl(const SpeedParameterImpl& other,
                                        const RecursiveLock&) CORE_NO_THREAD_SAFETY_ANALYSIS
     : BigParameterImpl(other),
       sourceTotalTime(other.sourceTotalTime),
       sourceFPS(other.sourceFPS),
+      freezes(other.freezes),
       reverse(other.reverse.load()),
-      freeze(other.freeze),
-      reversed(other.reversed),
-      reversedValid(other.reversedValid),
+      isReverted(other.isReverted),
+      version{other.Current()},
       lastSourceTime(other.lastSourceTime) {
     FreezeNearZeroSpeeds();
 }
@@ -52,91 +60,86 @@ SpeedParameterImpl::SpeedParameterImpl(const SpeedParameterImpl& other,
       sourceTotalTime(other.sourceTotalTime),
       sourceFPS(other.sourceFPS),
       reverse(other.reverse.load()),
-      reversed(other.reversed),
+      isReverted(other.isReverted),
       lastSourceTime(other.lastSourceTime) {}
 
 SpeedParameterImpl& SpeedParameterImpl::operator=(const SpeedParameterImpl& other) {
     if (this != &other) {
         SpeedParameterImpl copy(other);
-        const RecursiveLock lock(mutex);
-        TakeLayers(copy);
-        reverse = copy.reverse.load();
+        Take(copy);
     }
     return *this;
 }
 
+void SpeedParameterImpl::Take(SpeedParameterImpl& made) {
+    const RecursiveLock lock(mutex);
+    TakeLayers(made);
+    reverse = made.reverse.load();
+}
+
+bool SpeedParameterImpl::TakeIfStill(const SpeedSnapshot& base, SpeedParameterImpl& made) {
+    const RecursiveLock lock(mutex);
+    // An edit lets the state go, and `base` keeps the next one from lying where it lies.
+    if (version.state.get() != base.state) {
+        return false;
+    }
+    TakeLayers(made);
+    if (made.reverse != base.reverse) {  // else SetReverse may have set it meanwhile
+        reverse = made.reverse.load();
+    }
+    return true;
+}
+
 void SpeedParameterImpl::TakeLayers(SpeedParameterImpl& copy) noexcept
     CORE_NO_THREAD_SAFETY_ANALYSIS {
+    Shared<SpeedState> taken = std::move(copy.version.state);
     TakeCurve(copy);
     sourceTotalTime = copy.sourceTotalTime;
     sourceFPS = copy.sourceFPS;
-    freeze = std::move(copy.freeze);
-    reversed = std::move(copy.reversed);
-    reversedValid = copy.reversedValid;
+    std::swap(freezes, copy.freezes);
+    isReverted = copy.isReverted;
     lastSourceTime = copy.lastSourceTime;
+    // The curve that callers see is renewed with the state.
+    version.state = renderCurve.use_count() > 1 ? Shared<SpeedState>() : std::move(taken);
 }
 
 SpeedParameterImpl::~SpeedParameterImpl() = default;
 
-// The map holds on to the keyframes; without it, they are changed in place.
-void SpeedParameterImpl::OnEditing() {
-    map = nullptr;
+const Shared<SpeedState>& SpeedParameterImpl::Current() const {
+    if (!version.state) {
+        version.state =
+            Shared<SpeedState>::Make(CurrentCurve(), freezes, sourceTotalTime, sourceFPS);
+        if (renderCurve.use_count() > 1) {
+            ShowRenderCurve();
+        }
+    }
+    return version.state;
 }
 
-void SpeedParameterImpl::OnEdited() {
-    map = nullptr;
-    FreezesChanged();
-}
-
-void SpeedParameterImpl::FreezesChanged() {
+SpeedParameterFreezeImpl& SpeedParameterImpl::EditFreezes() {
+    version = {};
     CountRevision();
-    freezesPlaced = false;
-    stretchesValid = false;
-    reversedValid = false;
-    text.clear();
+    return freezes.Own();
 }
 
-// The curve layer
-
-void SpeedParameterImpl::RebuildMap() const {
-    if (GetKeyFramesCount() == 0) {
-        ReportUnsolved("core::SpeedParameterImpl::GetRenderTotalTime0", 511);
-    }
-    map = std::make_unique<TimeMap>(CurrentCurve(), sourceTotalTime);
-    mapLacksKeyframes = false;
-    freezesPlaced = false;
-    MapWasMade();
+SpeedSnapshot SpeedParameterImpl::Snapshot() const {
+    const RecursiveLock lock(mutex);
+    return SpeedSnapshot(Shared<SpeedState>(Current()).Release(), reverse, isReverted);
 }
 
-void SpeedParameterImpl::MapWasMade() const {
-    renderCurvePublished = false;
-    if (renderCurve.use_count() > 1) {
-        PublishRenderCurve();
-    }
-}
-
-void SpeedParameterImpl::BringMapUpToDate() const {
-    if (map == nullptr || mapLacksKeyframes) {
-        RebuildMap();
-    }
-}
+// What callers see
 
 // Assigned as a whole, so that whoever holds it never sees a part of it.
-void SpeedParameterImpl::PublishRenderCurve() const {
-    Parameter published;
-    for (std::size_t i = 0; i < map->RenderCount(); ++i) {
-        const SpeedKey key = map->RenderKey(i);
-        published.AddPoint(key.time, key.speed, key.type);
-    }
-    *renderCurve = published;
-    renderCurvePublished = true;
+void SpeedParameterImpl::ShowRenderCurve() const {
+    *renderCurve = Current()->RenderCurve();
+    version.isShown = true;
 }
 
 std::shared_ptr<Parameter> SpeedParameterImpl::GetParameterInternal() {
     const RecursiveLock lock(mutex);
-    BringMapUpToDate();
-    if (!renderCurvePublished) {
-        PublishRenderCurve();
+    Current();
+    if (!version.isShown) {
+        ShowRenderCurve();
     }
     return renderCurve;
 }
@@ -186,8 +189,8 @@ void SpeedParameterImpl::SetSourceFPS(double fps) {
         return;
     }
     const RecursiveLock lock(mutex);
+    version = {};
     sourceFPS = fps;
-    text.clear();
     CountRevision();
 }
 
@@ -195,15 +198,7 @@ int SpeedParameterImpl::GetKeyFramesCountEx() const {
     return GetKeyFramesCount();
 }
 
-// The freeze layer
-
-void SpeedParameterImpl::BringUpToDate() const {
-    BringMapUpToDate();
-    if (!freezesPlaced) {
-        freeze.PlaceOnRenderAxis(*map);
-        freezesPlaced = true;
-    }
-}
+// The freezes
 
 bool SpeedParameterImpl::IsFreeze(double pointTime, double duration) noexcept {
     return std::isfinite(pointTime) && pointTime >= 0.0 && std::isfinite(duration) &&
@@ -214,14 +209,15 @@ double SpeedParameterImpl::InstantOf(double sourceTime) const {
     return std::fabs(sourceTime - sourceTotalTime) < kTolerance ? sourceTotalTime : sourceTime;
 }
 
-TimeValuePair SpeedParameterImpl::FrozenKeyframe(double sourceTime, bool& changesNoSpeed) {
+TimeValuePair SpeedParameterImpl::FrozenKeyframe(const TimeMap& map, double sourceTime,
+                                                 bool& changesNoSpeed) {
     TimeValuePair before(0.0, kNormalSpeed, KeyframeInterpolationType::Hold);
     GetPreviousKeyframeTime(sourceTime, &before);
     // What the render curve has there, so that the two parts of a linear segment take the
     // time of the whole.
-    const double renderTime = map->RenderOfInstant(sourceTime);
-    changesNoSpeed = map->StaysWithKeyframeAt(sourceTime, renderTime);
-    return {sourceTime, map->SpeedAt(renderTime), before.GetInterpolation()};
+    const double renderTime = map.RenderOfInstant(sourceTime);
+    changesNoSpeed = map.StaysWithKeyframeAt(sourceTime, renderTime);
+    return {sourceTime, map.SpeedAt(renderTime), before.GetInterpolation()};
 }
 
 bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
@@ -229,30 +225,22 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
         return false;
     }
     const RecursiveLock lock(mutex);
-    if (map == nullptr) {
-        RebuildMap();
-    }
-    const SpeedParameterFreezeImpl::Place place = freeze.AtPoint(pointTime);
-    if (place.freeze != nullptr) {
-        return false;
-    }
+    Current()->Map();
+    const SpeedParameterFreezeImpl::Place place = freezes->AtPoint(pointTime);
     const double sourceTime = InstantOf(pointTime - place.shift);
-    if (sourceTime > sourceTotalTime) {
+    if (place.IsFrozen() || sourceTime > sourceTotalTime) {
         return false;
     }
-    freeze.ReserveOneMore();
-    if (!HasPoint(sourceTime)) {
-        bool staysValid = false;
-        const TimeValuePair keyframe = FrozenKeyframe(sourceTime, staysValid);
-        std::unique_ptr<const TimeMap> kept = staysValid ? std::move(map) : nullptr;
+    const bool needsKeyframe = !HasPoint(sourceTime);
+    bool changesNoSpeed = false;
+    const TimeValuePair keyframe =
+        needsKeyframe ? FrozenKeyframe(Current()->Map(), sourceTime, changesNoSpeed)
+                      : TimeValuePair();
+    EditFreezes().ReserveOneMore();
+    if (needsKeyframe) {
         AddPoint(sourceTime, keyframe.PeekValue(), keyframe.GetInterpolation());
-        if (kept != nullptr) {
-            map = std::move(kept);
-            mapLacksKeyframes = true;
-        }
     }
-    freeze.Insert(pointTime, duration, sourceTime);
-    FreezesChanged();
+    freezes->Insert({pointTime, duration, sourceTime});
     return true;
 }
 
@@ -264,96 +252,87 @@ bool SpeedParameterImpl::SetFreezeFrameDuration(int index, double duration) {
     const std::size_t place = static_cast<std::size_t>(index);
     // Kept on purpose: a freeze may become shorter than any that can be added, and then
     // stays as it is. Callers rely on the answers.
-    if (index < 0 || place >= freeze.Frames().size() ||
-        freeze.Frames()[place].duration < kTolerance) {
+    if (index < 0 || place >= freezes->Freezes().size() ||
+        freezes->Freezes()[place].duration < kTolerance) {
         return false;
     }
-    freeze.SetDuration(place, duration);
-    FreezesChanged();
+    EditFreezes().SetDuration(place, duration);
     return true;
 }
 
 // Each at its keyframe's own source time, and so behind whatever freezes lie before that;
 // where one is already, it stays alone.
 void SpeedParameterImpl::FreezeNearZeroSpeeds() {
-    std::vector<FreezeFrame> all;
+    std::vector<Freeze> all;
     double added = 0.0;
     std::size_t next = 0;
-    const std::span<const FreezeFrame> present = freeze.Frames();
+    const std::span<const Freeze> present = freezes->Freezes();
     const auto takeBefore = [&](double sourceTime) {
         for (; next < present.size() && present[next].sourceTime <= sourceTime; ++next) {
             all.push_back(present[next]);
             all.back().key += added;
         }
     };
-    const int count = GetKeyFramesCountEx();
-    for (int i = 0; i < count; ++i) {
-        // The last one has no segment; it too must be a number.
-        if (!(std::fabs(GetPointValue(i).AsDouble()) < kNearZeroSpeed) || i + 1 == count) {
-            continue;
-        }
-        const double start = GetPointTime(i);
-        const double duration = GetPointTime(i + 1) - start;
-        const SpeedParameterFreezeImpl::Place place = freeze.AtSource(start);
-        if (place.freeze != nullptr || start < 0.0 || start >= sourceTotalTime + kTolerance ||
+    const Curve& keyframes = *Current()->keyframes;
+    for (const std::size_t i : Current()->NearZeroSpeeds()) {
+        const double start = keyframes.TimeOf(i);
+        const double duration = keyframes.TimeOf(i + 1) - start;
+        const SpeedParameterFreezeImpl::Place place = freezes->AtSource(start);
+        if (place.IsFrozen() || start < 0.0 || start >= sourceTotalTime + kTolerance ||
             duration < kTolerance || !std::isfinite(duration)) {
             continue;
         }
         takeBefore(start);
-        all.push_back({start + place.shift + added, duration, 0.0, start, 0.0});
+        all.push_back({start + place.shift + added, duration, start});
         added += duration;
     }
     if (added > 0.0) {
         takeBefore(std::numeric_limits<double>::infinity());
-        freeze.Assign(std::move(all));
-        FreezesChanged();
+        EditFreezes().Assign(std::move(all));
     }
 }
 
+// Questions
+
 double SpeedParameterImpl::GetRenderTotalTime() {
     const RecursiveLock lock(mutex);
-    if (map == nullptr || mapLacksKeyframes || map->SourceCount() == 0) {
-        RebuildMap();
-    } else {
-        // Kept on purpose: what a caller has done to the curve that it was shown is undone.
-        MapWasMade();
+    const double total = Current()->RenderTotalTime();
+    // Kept on purpose: what a caller has done to the curve that it was shown is undone.
+    if (renderCurve.use_count() > 1) {
+        ShowRenderCurve();
     }
-    return map->RenderLength() + freeze.TotalDuration();
+    return total;
 }
 
 double SpeedParameterImpl::GetCurrentFPS(double renderTime) const {
     const RecursiveLock lock(mutex);
-    BringUpToDate();
-    return freeze.SpeedAt(*map, renderTime);
+    return Current()->Placed().SpeedAt(renderTime);
 }
 
 double SpeedParameterImpl::PointTimeToRenderTime(double pointTime) {
     const RecursiveLock lock(mutex);
-    BringUpToDate();
-    return freeze.RenderOfPoint(*map, pointTime);
+    return Current()->Placed().RenderOfPoint(pointTime);
 }
 
 double SpeedParameterImpl::RenderTimeToPointTime(double renderTime) const {
     const RecursiveLock lock(mutex);
-    BringUpToDate();
-    return freeze.PointOfRender(*map, renderTime);
+    return Current()->Placed().PointOfRender(renderTime);
 }
-
-// The reverse layer
 
 double SpeedParameterImpl::GetSourceTime(double renderTime) const {
     const RecursiveLock lock(mutex);
-    BringUpToDate();
-    const double sourceTime = freeze.SourceOfRender(*map, renderTime);
+    const double sourceTime = Current()->Placed().SourceOfRender(renderTime);
     return reverse != 0 ? sourceTotalTime - sourceTime : sourceTime;
 }
 
 double SpeedParameterImpl::GetRenderTime(double sourceTime) {
     const RecursiveLock lock(mutex);
-    BringUpToDate();
+    const PlacedFreezes& placed = Current()->Placed();
     lastSourceTime = reverse != 0 ? sourceTotalTime - sourceTime : sourceTime;
-    return freeze.RenderOfSource(*map, lastSourceTime);
+    return placed.RenderOfSource(lastSourceTime);
 }
+
+// Reverse
 
 int SpeedParameterImpl::SetReverse(bool isReverse) noexcept {
     reverse = isReverse ? 1 : 0;
@@ -364,48 +343,24 @@ int SpeedParameterImpl::SetReverse(bool isReverse) noexcept {
 void SpeedParameterImpl::GetVelocityTimeCurve(double& a, double& b, double& c, double& d,
                                               int index) {
     const RecursiveLock lock(mutex);
-    const Velocity velocity = VelocityAt(index);
+    const Velocity velocity = Current()->VelocityAt(index, reverse != 0, isReverted);
     a = velocity.a;
     b = velocity.b;
     c = velocity.c;
     d = velocity.d;
 }
 
-Velocity SpeedParameterImpl::VelocityAt(int index) {
-    BringUpToDate();
-    if (reverse != 0) {
-        if (reversed != nullptr && !reversedValid) {
-            reversed = std::make_shared<SpeedParameterEx>(*map, freeze);
-            reversedValid = true;
-        }
-        return reversed != nullptr ? reversed->VelocityAt(index) : Velocity{};
-    }
-    if (!stretchesValid) {
-        stretches = ListStretches(*map, freeze);
-        stretchesValid = true;
-    }
-    if (index < 0 || static_cast<std::size_t>(index) >= stretches.size()) {
-        return {};
-    }
-    const int keyframe = stretches[static_cast<std::size_t>(index)].keyframe;
-    if (keyframe == VelocityStretch::kFreeze) {
-        return {};
-    }
-    if (!HasVelocity(*map, keyframe)) {
-        ReportUnsolved("core::SpeedParameterImpl::GetVelocityTimeCurve0", 920);
-        return {};
-    }
-    return VelocityFrom(*map, keyframe, Direction::Forward);
-}
-
 std::unique_ptr<SpeedParameterImpl> SpeedParameterImpl::RevertSpeedParameter() {
     const RecursiveLock lock(mutex);
-    RebuildMap();
-    BringUpToDate();
     auto copy = std::make_unique<SpeedParameterImpl>(*this);
     const RecursiveLock copyLock(copy->mutex);
-    copy->reversed = std::make_shared<SpeedParameterEx>(*map, freeze);
-    copy->reversedValid = true;
+    // In a state of its own, because near-zero speeds are freezes in the copy alone.
+    copy->isReverted = true;
+    copy->version = {};
+    copy->Current()->GiveReversed(*Current());
+    if (renderCurve.use_count() > 1) {
+        ShowRenderCurve();
+    }
     return copy;
 }
 

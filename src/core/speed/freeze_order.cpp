@@ -87,9 +87,9 @@ void FreezeOrder::Insert(double p, double shift, double duration, double sourceT
     }
 }
 
-std::vector<FreezeFrame> FreezeOrder::Frames() const {
-    std::vector<FreezeFrame> frames;
-    frames.reserve(nodes.size());
+std::vector<Freeze> FreezeOrder::Freezes() const {
+    std::vector<Freeze> freezes;
+    freezes.reserve(nodes.size());
     std::vector<Index> open;
     double shift = 0.0;
     for (Index node = root; node != kNone || !open.empty();) {
@@ -97,12 +97,12 @@ std::vector<FreezeFrame> FreezeOrder::Frames() const {
             open.push_back(node);
         }
         const Node& next = nodes[open.back()];
-        frames.push_back({StartOf(open.back(), shift), next.duration, 0.0, next.sourceTime, 0.0});
+        freezes.push_back({StartOf(open.back(), shift), next.duration, next.sourceTime});
         shift += next.duration;
         open.pop_back();
         node = next.right;
     }
-    return frames;
+    return freezes;
 }
 
 }  // namespace core

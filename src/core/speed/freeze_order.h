@@ -26,8 +26,8 @@ public:
     /// Adds a freeze at a point that lies in none and has this `shift`.
     void Insert(double pointTime, double shift, double duration, double sourceTime);
 
-    /// All of them in order, without their places on the render axis. O(n).
-    std::vector<FreezeFrame> Frames() const;
+    /// All of them in order. O(n).
+    std::vector<Freeze> Freezes() const;
 
 private:
     using Index = std::uint32_t;

@@ -3,7 +3,6 @@
 #include "core/curve/sorted_times.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 // One picture for all three axes: a freeze takes `duration` on the point axis and on
@@ -17,8 +16,8 @@
 namespace core {
 
 void SpeedParameterFreezeImpl::SumDurations(std::size_t from) noexcept {
-    for (std::size_t i = from; i < frames.size(); ++i) {
-        durationBefore[i + 1] = durationBefore[i] + frames[i].duration;
+    for (std::size_t i = from; i < freezes.size(); ++i) {
+        durationBefore[i + 1] = durationBefore[i] + freezes[i].duration;
     }
 }
 
@@ -28,7 +27,7 @@ SpeedParameterFreezeImpl::Place SpeedParameterFreezeImpl::Find(std::span<const d
                                                                double x,
                                                                bool hasLength) const noexcept {
     const auto endOf = [&](std::size_t i) {
-        return starts[i] + (hasLength ? frames[i].duration : 0.0);
+        return starts[i] + (hasLength ? freezes[i].duration : 0.0);
     };
     const std::size_t behind = UpperBound(starts, x);
     std::size_t first = behind;
@@ -36,124 +35,139 @@ SpeedParameterFreezeImpl::Place SpeedParameterFreezeImpl::Find(std::span<const d
         --first;
     }
     if (first < starts.size() && starts[first] - x < kTolerance) {
-        return {&frames[first], durationBefore[first]};
+        return {first, durationBefore[first]};
     }
-    return {nullptr, durationBefore[behind]};
+    return {kNone, durationBefore[behind]};
 }
 
-SpeedParameterFreezeImpl::Place SpeedParameterFreezeImpl::AtPoint(double p) const noexcept {
-    return Find(keys, p, true);
-}
-
-SpeedParameterFreezeImpl::Place SpeedParameterFreezeImpl::AtRender(double t) const noexcept {
-    return Find(renderStarts, t, true);
-}
-
-SpeedParameterFreezeImpl::Place SpeedParameterFreezeImpl::AtSource(double s) const noexcept {
-    return Find(sourceTimes, s, false);
-}
-
-double SpeedParameterFreezeImpl::SourceOfRender(const TimeMap& map, double t) const noexcept {
-    const Place place = AtRender(t);
-    return place.freeze != nullptr ? place.freeze->sourceTime : map.SourceOfRender(t - place.shift);
-}
-
-double SpeedParameterFreezeImpl::RenderOfSource(const TimeMap& map, double s) const noexcept {
-    const Place place = AtSource(s);
-    return place.freeze != nullptr ? place.freeze->renderStart
-                                   : map.RenderOfSource(s) + place.shift;
-}
-
-double SpeedParameterFreezeImpl::PointOfRender(const TimeMap& map, double t) const noexcept {
-    const Place place = AtRender(t);
-    return place.freeze != nullptr ? (t - place.freeze->renderStart) + place.freeze->key
-                                   : map.PointOfRender(t - place.shift) + place.shift;
-}
-
-double SpeedParameterFreezeImpl::RenderOfPoint(const TimeMap& map, double p) const noexcept {
-    const Place place = AtPoint(p);
-    return place.freeze != nullptr ? (p - place.freeze->key) + place.freeze->renderStart
-                                   : map.RenderOfPoint(p - place.shift) + place.shift;
-}
-
-// A freeze stands where a held speed may change, and rounding must not put a time in
-// it or behind it before the change.
-double SpeedParameterFreezeImpl::SpeedAt(const TimeMap& map, double t) const noexcept {
-    const std::size_t behind = UpperBound(renderStarts, t);
-    if (behind == 0) {
-        return map.SpeedAt(t);
-    }
-    const FreezeFrame& last = frames[behind - 1];
-    const bool isFrozen = t <= last.renderStart + last.duration;
-    return map.SpeedAt(isFrozen ? last.mapTime
-                                : std::max(t - durationBefore[behind], last.mapTime));
-}
-
-void SpeedParameterFreezeImpl::Assign(std::vector<FreezeFrame> inOrder) {
+void SpeedParameterFreezeImpl::Assign(std::vector<Freeze> inOrder) {
     SpeedParameterFreezeImpl made;
-    made.frames = std::move(inOrder);
-    for (const FreezeFrame& frame : made.frames) {
-        made.keys.push_back(frame.key);
-        made.sourceTimes.push_back(frame.sourceTime);
+    made.freezes = std::move(inOrder);
+    for (const Freeze& freeze : made.freezes) {
+        made.keys.push_back(freeze.key);
+        made.sourceTimes.push_back(freeze.sourceTime);
     }
-    made.renderStarts.resize(made.frames.size());
-    made.durationBefore.resize(made.frames.size() + 1);
+    made.durationBefore.resize(made.freezes.size() + 1);
     made.SumDurations(0);
     *this = std::move(made);
 }
 
 void SpeedParameterFreezeImpl::ReserveOneMore() {
-    if (frames.size() < frames.capacity()) {
+    if (freezes.size() < freezes.capacity()) {
         return;
     }
-    // The frames last: as long as they are full, the others are looked at too.
-    const std::size_t grown = std::max<std::size_t>(4, 2 * frames.size());
+    // The freezes last: as long as they are full, the others are looked at too.
+    const std::size_t grown = std::max<std::size_t>(4, 2 * freezes.size());
     keys.reserve(grown);
-    renderStarts.reserve(grown);
     sourceTimes.reserve(grown);
     durationBefore.reserve(grown + 1);
-    frames.reserve(grown);
+    freezes.reserve(grown);
 }
 
 // A freeze behind all others, as readers of texts add them, costs no walk over these.
-void SpeedParameterFreezeImpl::Insert(double pointTime, double duration,
-                                      double sourceTime) noexcept {
-    const std::size_t place = UpperBound(keys, pointTime);
+void SpeedParameterFreezeImpl::Insert(const Freeze& freeze) noexcept {
+    const std::size_t place = UpperBound(keys, freeze.key);
     const auto offset = static_cast<std::ptrdiff_t>(place);
-    frames.insert(frames.begin() + offset, FreezeFrame{pointTime, duration, 0.0, sourceTime, 0.0});
-    keys.insert(keys.begin() + offset, pointTime);
-    renderStarts.insert(renderStarts.begin() + offset, 0.0);
-    sourceTimes.insert(sourceTimes.begin() + offset, sourceTime);
+    freezes.insert(freezes.begin() + offset, freeze);
+    keys.insert(keys.begin() + offset, freeze.key);
+    sourceTimes.insert(sourceTimes.begin() + offset, freeze.sourceTime);
     durationBefore.push_back(0.0);
-    ShiftKeys(place + 1, duration);
+    ShiftKeys(place + 1, freeze.duration);
     SumDurations(place);
 }
 
+void SpeedParameterFreezeImpl::Remove(std::size_t index) noexcept {
+    const auto offset = static_cast<std::ptrdiff_t>(index);
+    ShiftKeys(index + 1, -freezes[index].duration);
+    freezes.erase(freezes.begin() + offset);
+    keys.erase(keys.begin() + offset);
+    sourceTimes.erase(sourceTimes.begin() + offset);
+    durationBefore.pop_back();
+    SumDurations(index);
+}
+
 void SpeedParameterFreezeImpl::SetDuration(std::size_t index, double duration) noexcept {
-    const double delta = duration - frames[index].duration;
-    frames[index].duration = duration;
+    const double delta = duration - freezes[index].duration;
+    freezes[index].duration = duration;
     ShiftKeys(index + 1, delta);
     SumDurations(index);
 }
 
 void SpeedParameterFreezeImpl::ShiftKeys(std::size_t from, double delta) noexcept {
-    for (std::size_t i = from; i < frames.size(); ++i) {
-        frames[i].key += delta;
-        keys[i] = frames[i].key;
+    for (std::size_t i = from; i < freezes.size(); ++i) {
+        freezes[i].key += delta;
+        keys[i] = freezes[i].key;
     }
 }
 
-void SpeedParameterFreezeImpl::PlaceOnRenderAxis(const TimeMap& map) noexcept {
-    double shift = 0.0;
+PlacedFreezes::PlacedFreezes(const SpeedParameterFreezeImpl& freezes, const TimeMap& timeMap)
+    : list(freezes), map(timeMap) {
+    const std::span<const Freeze> all = list.Freezes();
+    mapTimes.reserve(all.size());
+    renderStarts.reserve(all.size());
     double earliest = -std::numeric_limits<double>::infinity();
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        FreezeFrame& frame = frames[i];
-        frame.mapTime = std::max(map.RenderOfInstant(frame.sourceTime), earliest);
-        frame.renderStart = frame.mapTime + shift;
-        renderStarts[i] = frame.renderStart;
-        earliest = frame.mapTime;
-        shift += frame.duration;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        earliest = std::max(map.RenderOfInstant(all[i].sourceTime), earliest);
+        mapTimes.push_back(earliest);
+        renderStarts.push_back(earliest + list.DurationBefore(i));
     }
+}
+
+PlacedFreezes::Place PlacedFreezes::AtRender(double t) const noexcept {
+    return renderStarts.empty() ? Place{SpeedParameterFreezeImpl::kNone, 0.0}
+                                : list.Find(renderStarts, t, true);
+}
+
+double PlacedFreezes::SourceOfRender(double t) const noexcept {
+    const Place place = AtRender(t);
+    return place.IsFrozen() ? list.Freezes()[place.freeze].sourceTime
+                            : map.SourceOfRender(t - place.shift);
+}
+
+double PlacedFreezes::SourceOfRender(double t, Found& last) const noexcept {
+    constexpr double kTolerance = SpeedParameterFreezeImpl::kTolerance;
+    if (!(t - last.from >= kTolerance && last.to - t >= kTolerance)) {
+        const Place place = AtRender(t);
+        if (place.IsFrozen()) {
+            return list.Freezes()[place.freeze].sourceTime;
+        }
+        constexpr double kInfinity = std::numeric_limits<double>::infinity();
+        const std::size_t behind = UpperBound(renderStarts, t);
+        last.from = behind > 0 ? renderStarts[behind - 1] + list.Freezes()[behind - 1].duration
+                               : -kInfinity;
+        last.to = behind < renderStarts.size() ? renderStarts[behind] : kInfinity;
+        last.shift = place.shift;
+    }
+    return map.SourceOfRender(t - last.shift, last.inMap);
+}
+
+double PlacedFreezes::RenderOfSource(double s) const {
+    const Place place = list.AtSource(s);
+    return place.IsFrozen() ? renderStarts[place.freeze] : map.RenderOfSource(s) + place.shift;
+}
+
+double PlacedFreezes::PointOfRender(double t) const noexcept {
+    const Place place = AtRender(t);
+    return place.IsFrozen() ? (t - renderStarts[place.freeze]) + list.Freezes()[place.freeze].key
+                            : map.PointOfRender(t - place.shift) + place.shift;
+}
+
+double PlacedFreezes::RenderOfPoint(double p) const {
+    const Place place = list.AtPoint(p);
+    return place.IsFrozen() ? (p - list.Freezes()[place.freeze].key) + renderStarts[place.freeze]
+                            : map.RenderOfPoint(p - place.shift) + place.shift;
+}
+
+// A freeze stands where a held speed may change, and rounding must not put a time in
+// it or behind it before the change.
+double PlacedFreezes::SpeedAt(double t) const noexcept {
+    const std::size_t behind = UpperBound(renderStarts, t);
+    if (behind == 0) {
+        return map.SpeedAt(t);
+    }
+    const double last = mapTimes[behind - 1];
+    const bool isFrozen = t <= renderStarts[behind - 1] + list.Freezes()[behind - 1].duration;
+    return map.SpeedAt(isFrozen ? last : std::max(t - list.DurationBefore(behind), last));
 }
 
 }  // namespace core

@@ -26,29 +26,9 @@ void ReportSkippedKeyframe() {
 
 }  // namespace
 
-// The text is kept until something changes. The reverse flag changes without the lock,
-// so that the text remembers which flag it tells of.
 std::string SpeedParameterImpl::Serialize() {
     const RecursiveLock lock(mutex);
-    const int flag = reverse;
-    if (text.empty() || textReverse != flag) {
-        // By way of a tree, whose writer gives the numbers their stored form.
-        JsonDoc document;
-        document.Parse(Write().c_str());
-        std::vector<WrittenFreeze> freezes;
-        freezes.reserve(freeze.Frames().size());
-        for (const FreezeFrame& frame : freeze.Frames()) {
-            const int keyframe = GetPointIndex(frame.sourceTime);
-            freezes.push_back({frame.key, frame.duration,
-                               keyframe >= 0 ? GetPointTime(keyframe) : frame.sourceTime});
-        }
-        WriteSpeedMembers(document.Root().AsObject(), {sourceTotalTime, sourceFPS, flag}, freezes);
-        std::string written;
-        document.Root().DumpToTail(written);
-        text = std::move(written);
-        textReverse = flag;
-    }
-    return text;
+    return Current()->Text(reverse);
 }
 
 int SpeedParameterImpl::Desialize(const char* json) {
@@ -71,9 +51,9 @@ int SpeedParameterImpl::Desialize(const char* json) {
     const int reverseBefore = reverse;
     SpeedSettings settings{sourceTotalTime, sourceFPS, reverseBefore};
     ReadSpeedSettings(*object, settings);
-    std::vector<StoredFreeze> freezes;
-    const bool hasFreezes = ReadFreezes(*object, freezes);
-    if (!(hasFreezes ? LoadWithFreezes(*object, settings, freezes)
+    std::vector<StoredFreeze> stored;
+    const bool hasFreezes = ReadFreezes(*object, stored);
+    if (!(hasFreezes ? LoadWithFreezes(*object, settings, stored)
                      : LoadSpeeds(*object, settings))) {
         return -1;
     }
@@ -85,7 +65,7 @@ int SpeedParameterImpl::Desialize(const char* json) {
 
 // Aside: when a freeze can't be added, the keyframes must not be there already.
 bool SpeedParameterImpl::LoadWithFreezes(const JsonObject& document, const SpeedSettings& settings,
-                                         const std::vector<StoredFreeze>& freezes) {
+                                         const std::vector<StoredFreeze>& stored) {
     SpeedParameterImpl loaded(*this, SettingsOnly());
     const RecursiveLock loadedLock(loaded.mutex);
     if (!loaded.LoadSpeeds(document, settings)) {
@@ -94,7 +74,7 @@ bool SpeedParameterImpl::LoadWithFreezes(const JsonObject& document, const Speed
     // Instants are found by speeds, which only numbers are.
     const ParameterTypeEnum type = loaded.GetParameterType();
     if (type == ParameterDouble || type == ParameterInt) {
-        loaded.AddStoredFreezes(freezes);
+        loaded.AddStoredFreezes(stored);
     }
     TakeLayers(loaded);
     return true;
@@ -136,6 +116,7 @@ constexpr std::size_t kMostMapped = 300'000;
 void SpeedParameterImpl::AddStoredFreezes(const std::vector<StoredFreeze>& stored) {
     FreezeOrder order;
     AddedKeyframes added;
+    Shared<SpeedState> mappedState;
     std::size_t mapped = 0;
     bool isStale = true;
     for (const StoredFreeze& each : stored) {
@@ -153,19 +134,18 @@ void SpeedParameterImpl::AddStoredFreezes(const std::vector<StoredFreeze>& store
                 mapped == 0 || mapped + count <= kMostMapped || 2 * added.Count() >= count;
             if (isStale && isWorthIt) {
                 AddPoints(added.Take());
-                RebuildMap();
+                mappedState = Current();
                 mapped += count;
                 isStale = false;
             }
             bool changesNoSpeed = false;
-            added.Add(FrozenKeyframe(sourceTime, changesNoSpeed));
+            added.Add(FrozenKeyframe(mappedState->Map(), sourceTime, changesNoSpeed));
             isStale = isStale || !changesNoSpeed;
         }
         order.Insert(each.pointTime, place.shift, each.duration, sourceTime);
     }
     AddPoints(added.Take());
-    freeze.Assign(order.Frames());
-    FreezesChanged();
+    EditFreezes().Assign(order.Freezes());
 }
 
 bool SpeedParameterImpl::LoadSpeeds(const JsonObject& document, const SpeedSettings& settings) {

@@ -1,14 +1,13 @@
 #include "core/speed/time_map.h"
 
-#include "core/curve/handles.h"
+#include "core/curve/area.h"
 #include "core/curve/numbers.h"
 #include "core/curve/sorted_times.h"
 #include "core/foundation/report.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <span>
+#include <limits>
 #include <utility>
 
 // With v the speed, s the source time and t the render time,
@@ -23,277 +22,173 @@
 //     which for smooth and eased speeds differs from dt.
 // Numbers so large that an area overflows may leave none: then the answer is that of
 // a keyframe, because a caller must never see NaN for a finite time.
+//
+// A question is a search over the rows, one in a block, and one segment. The inverse is so
+// where the source runs forward: where it is exact, the segment is the one of the source
+// time, else that in which the area is reached. Elsewhere the areas of the curve answer.
 
 namespace core {
 namespace {
 
-constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // By this part of the render time, and of a second before it, each part of a split segment
 // may differ from what it was. Rounding makes a tenth of it in curves of 10,000 keyframes;
 // ten times as much would show as a distance between keyframes from a day on.
 constexpr double kSplitRounding = 1e-12;
 
-// Render times further apart than this stay apart, and in order, wherever they are moved.
-constexpr double kLeastLength = 1e-6;
+// What rounding may add up to between a keyframe and the area up to it, as a part of the
+// time. Ten times as much would be seen in the inverse before the ninth digit.
+constexpr double kExact = 1e-12;
 
-// The render time that a segment takes. One whose speeds cancel never ends by the
-// formula; it takes what one that stands still takes.
-double RenderLengthOf(const SpeedKey& start, const SpeedKey& end, double reached) noexcept {
-    const double dt = end.time - start.time;
-    if (start.speed == 0.0) {
-        return dt;
+// Areas are rounded to about this part of all that is summed.
+constexpr double kSumRounding = 1e-15;
+
+double Horner(double c0, double c1, double c2, double c3, double u) noexcept {
+    return ((c3 * u + c2) * u + c1) * u + c0;
+}
+
+// The integral of a cubic speed over u, from 0.
+double CubicArea(const double* c, double u) noexcept {
+    return u * Horner(c[0], 0.5 * c[1], (1.0 / 3.0) * c[2], 0.25 * c[3], u);
+}
+
+double AreaFromStart(const Segment& s, double x) noexcept {
+    if (s.shape == Segment::Shape::Cubic) {
+        return (s.to - s.from) * CubicArea(s.c, s.Progress(x));
     }
-    const double length = start.type == KeyframeInterpolationType::Hold
-                              ? dt / start.speed
-                              : 2.0 * dt / (start.speed + end.speed);
-    return std::isfinite(reached + length) ? length : dt;
+    return s.shape == Segment::Shape::Constant ? s.c[0] * (x - s.from) : SegmentArea(s, s.from, x);
 }
 
-bool IsStill(const SpeedKey& key) noexcept {
-    return std::fabs(key.speed) < kNegligible;
+// Where no key matches a time of the segment.
+bool IsInside(const Segment& s, double x) noexcept {
+    return x - s.from >= kTimeTolerance && s.to - x >= kTimeTolerance;
 }
 
-bool CountsAsStill(const SpeedKey& key) noexcept {
-    return IsStill(key) && key.time >= 0.0;
-}
-
-// For each key the length of the still segments that start before it, from time 0 on.
-std::vector<double> StillBefore(std::span<const SpeedKey> keys) {
-    std::vector<double> before(keys.size() + 1, 0.0);
-    for (std::size_t i = 1; i < keys.size(); ++i) {
-        const SpeedKey& start = keys[i - 1];
-        before[i] = before[i - 1] + (CountsAsStill(start) ? keys[i].time - start.time : 0.0);
-    }
-    before.back() = keys.empty() ? 0.0 : before[keys.size() - 1];
-    return before;
-}
-
-SpeedKey KeyOf(const TimeValuePair& keyframe) {
-    return {keyframe.GetTime(), keyframe.PeekValue().AsDouble(), keyframe.GetInterpolation()};
-}
-
-// `previous` and `next` lie on either side of the segment's ends, or are null.
-SpeedSegment SegmentBetween(const SpeedKey* previous, const SpeedKey& start, const SpeedKey& end,
-                            const SpeedKey* next) noexcept {
-    const auto handleKey = [](const SpeedKey* key) {
-        return key != nullptr ? HandleKey{key->time, key->speed, key->type} : HandleKey{};
-    };
-    const HandleKey before = handleKey(previous);
-    const HandleKey from = handleKey(&start);
-    const HandleKey to = handleKey(&end);
-    const HandleKey after = handleKey(next);
-    const auto right = AutomaticRightHandle({previous != nullptr ? &before : nullptr, from, &to});
-    const auto left = AutomaticLeftHandle({&from, to, next != nullptr ? &after : nullptr});
-    return {start.time, start.speed, right.x, right.y,    end.time,
-            end.speed,  left.x,      left.y,  start.type, end.type};
-}
-
-// Prepares the segments of a block whose keys are there. `previous` lies before them, the
-// next two behind.
-void PrepareSegments(MapBlock& block, const SpeedKey* previous, const SpeedKey* next,
-                     const SpeedKey* afterNext) {
-    const std::size_t count = block.keys.size();
-    block.times.reserve(count);
-    for (const SpeedKey& key : block.keys) {
-        block.times.push_back(key.time);
-    }
-    const auto keyAt = [&](std::size_t i) -> const SpeedKey* {
-        return i < count ? &block.keys[i] : i == count ? next : afterNext;
-    };
-    const std::size_t segments = next != nullptr ? count : count - 1;
-    block.segments.resize(segments);
-    for (std::size_t i = 0; i < segments; ++i) {
-        const SpeedSegment s = SegmentBetween(i > 0 ? &block.keys[i - 1] : previous, block.keys[i],
-                                              *keyAt(i + 1), keyAt(i + 2));
-        SegmentCurve curve{};
-        block.segments[i] = PrepareSegment(
-            {s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1}, curve);
-        if (block.segments[i].HasCurve()) {
-            block.curves.resize(segments);
-            block.curves[i] = curve;
+// The u in [0, 1] where the integral of a cubic speed is `area`, by Newton's method from
+// where an even rate between the two ends reaches it; the speed is nowhere negative. NaN
+// where that does not converge in a few rounds.
+double SolveCubicArea(const double* c, double area) noexcept {
+    constexpr int kMostRounds = 8;
+    const double r0 = c[0];
+    const double r1 = c[0] + c[1] + c[2] + c[3];
+    const double D = std::max(r0 * r0 + 2.0 * (r1 - r0) * area, 0.0);
+    const double rounding = kSumRounding * (r0 + r1 + std::fabs(c[2]) + std::fabs(c[3]));
+    double u = 2.0 * area / (r0 + std::sqrt(D));
+    for (int round = 0; round < kMostRounds && u >= 0.0 && u <= 1.0; ++round) {
+        const double missing = CubicArea(c, u) - area;
+        if (std::fabs(missing) <= rounding) {
+            return u;
         }
+        u -= missing / Horner(c[0], c[1], c[2], c[3], u);
     }
-    for (std::size_t i = 0; i < block.curves.size(); ++i) {
-        if (block.segments[i].HasCurve()) {
-            block.segments[i].curve = &block.curves[i];
-        }
-    }
-    block.sums = std::make_unique<BlockAreas>(block.segments);
-}
-
-// Render times are counted from the first keyframe of the block.
-std::unique_ptr<BlockExtension> MakeBlock(const Curve& speeds, std::size_t index) {
-    // One keyframe before the block's, and two behind.
-    std::array<SpeedKey, CurveBlock::kMost + 3> all;
-    std::size_t count = 0;
-    const CurveBlock& block = speeds.BlockAt(index);
-    const std::size_t first = index > 0 ? 1 : 0;
-    if (index > 0) {
-        all[count++] = KeyOf(speeds.BlockAt(index - 1).keyframes.back());
-    }
-    for (const TimeValuePair& keyframe : block.keyframes) {
-        all[count++] = KeyOf(keyframe);
-    }
-    const std::size_t end = count;
-    for (std::size_t i = index + 1; i < speeds.BlockCount() && count < end + 2; ++i) {
-        const std::vector<TimeValuePair>& keyframes = speeds.BlockAt(i).keyframes;
-        for (std::size_t k = 0; k < keyframes.size() && count < end + 2; ++k) {
-            all[count++] = KeyOf(keyframes[k]);
-        }
-    }
-
-    auto made = std::make_unique<MapBlock>();
-    made->stillSource.resize(end - first + 1);
-    made->stillRender.resize(end - first + 1);
-    std::array<SpeedKey, CurveBlock::kMost + 3> placed = all;
-    double reached = 0.0;
-    for (std::size_t i = first; i < count; ++i) {
-        placed[i].time = reached;
-        if (i + 1 == count) {
-            break;
-        }
-        const double length = RenderLengthOf(all[i], all[i + 1], reached);
-        reached += length;
-        if (i < end) {
-            made->canBeMoved = made->canBeMoved && length >= kLeastLength;
-            made->length = reached;
-            const bool isStill = CountsAsStill(all[i]);
-            const double source = isStill ? all[i + 1].time - all[i].time : 0.0;
-            const double render = isStill ? length : 0.0;
-            made->stillSource[i - first + 1] = made->stillSource[i - first] + source;
-            made->stillRender[i - first + 1] = made->stillRender[i - first] + render;
-        }
-    }
-    if (first > 0) {
-        placed[0].time = -RenderLengthOf(all[0], all[1], 0.0);
-    }
-    made->keys.assign(placed.begin() + static_cast<std::ptrdiff_t>(first),
-                      placed.begin() + static_cast<std::ptrdiff_t>(end));
-    PrepareSegments(*made, first > 0 ? placed.data() : nullptr,
-                    end < count ? &placed[end] : nullptr,
-                    end + 1 < count ? &placed[end + 1] : nullptr);
-    return made;
-}
-
-// As a keyframe curve takes a point: in order, replacing those that it matches. Only
-// negative speeds lead back.
-void Insert(std::vector<SpeedKey>& keys, const SpeedKey& key) {
-    const auto isBefore = [](const SpeedKey& other, double time) {
-        return other.time < time && !TimesMatch(other.time, time);
-    };
-    if (keys.empty() || isBefore(keys.back(), key.time)) {
-        keys.push_back(key);
-        return;
-    }
-    const auto first = std::lower_bound(keys.begin(), keys.end(), key.time, isBefore);
-    const auto last = std::find_if_not(first, keys.end(), [&key](const SpeedKey& other) {
-        return TimesMatch(other.time, key.time);
-    });
-    keys.insert(keys.erase(first, last), key);
+    return std::numeric_limits<double>::quiet_NaN();
 }
 
 }  // namespace
 
-TimeMap::TimeMap(Shared<Curve> curve, double length)
-    : speeds(std::move(curve)), sourceLength(length) {
-    if (speeds->Count() == 0) {
+TimeMap::TimeMap(const Curve& curve, double length) : speeds(curve), sourceLength(length) {
+    if (speeds.Count() == 0) {
         return;
     }
-    PlaceBlocks();
-    if (blocks.empty()) {
-        PlaceAsOne();
+    std::vector<const MapBlock*> blocks;
+    if (!PlaceBlocks(blocks, starts)) {
+        whole = MakeWholeMap(speeds);
+        renderLength = whole->renderLength;
+        blocks = {&whole->block};
+        starts = {0.0};
     }
-    Index();
+    rows.reserve(blocks.size());
+    sourceStarts.reserve(blocks.size());
+    sources.reserve(blocks.size());
+    Row next{};
+    AreaSum source;
+    firstTime = starts.front() + blocks.front()->times.front();
+    firstSpeed = blocks.front()->keys.front().speed;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        const MapBlock& block = *blocks[i];
+        next.block = &block;
+        next.sourceTimes = whole != nullptr ? std::span<const double>(whole->sourceTimes)
+                                            : std::span<const double>(speeds.BlockAt(i).times);
+        next.offset = starts[i];
+        next.source = source.high;
+        rows.push_back(next);
+        sourceStarts.push_back(next.sourceTimes.front());
+        next.stillSource += block.StillSource(block.keys.size());
+        next.stillRender += block.StillRender(block.keys.size());
+        next.before += block.keys.size();
+        source = source.Plus(block.sums->upTo.back());
+        runsForward = runsForward && block.runsForward;
+    }
+    renderCount = next.before;
+    starts.front() = firstTime;
+    const Place last{rows.size() - 1, rows.back().block->keys.size() - 1};
+    lastTime = TimeOfKey(last);
+    lastSourceTime = SourceTime(SourceCount() - 1);
+
+    // What is counted from the first key so far is counted from time 0 from here on.
+    const double toZero =
+        firstTime >= 0.0 ? -(firstSpeed * firstTime) : Areas().Area(firstTime, 0.0);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        Row& row = rows[i];
+        row.source -= toZero;
+        sources.push_back(row.source);
+        const double scale = kExact * std::max(1.0, std::fabs(row.sourceTimes.back()));
+        isExact = isExact && row.block->mostMissed <= scale &&
+                  std::fabs(row.source - sourceStarts[i]) <= scale;
+    }
+    // As `AreaIndex::Solve` has it, where every area is positive.
+    tolerance = std::min(2.0 * kSumRounding * source.high, 1e-10);
+    runsForward = runsForward && firstTime >= 0.0 && std::isfinite(source.high);
+    isExact = isExact && runsForward;
 }
 
 // Blocks are counted from their own start, which only moves them where no time is before 0
-// and none is read as ticks.
-void TimeMap::PlaceBlocks() {
-    double offset = speeds->TimeOf(0);
+// and none is read as ticks. False where that is not so.
+bool TimeMap::PlaceBlocks(std::vector<const MapBlock*>& blocks, std::vector<double>& offsets) {
+    double offset = speeds.TimeOf(0);
     bool canBeMoved = offset >= 0.0;
-    for (std::size_t i = 0; i < speeds->BlockCount() && canBeMoved; ++i) {
-        const auto& block = static_cast<const MapBlock&>(
-            speeds->BlockAt(i).extension.Get([&] { return MakeBlock(*speeds, i); }));
+    blocks.reserve(speeds.BlockCount());
+    offsets.reserve(speeds.BlockCount());
+    for (std::size_t i = 0; i < speeds.BlockCount() && canBeMoved; ++i) {
+        const auto& block = static_cast<const MapBlock&>(speeds.BlockAt(i).extension.Get(
+            [&]() -> std::unique_ptr<BlockExtension> { return MakeMapBlock(speeds, i); }));
         blocks.push_back(&block);
         offsets.push_back(offset);
         offset += block.length;
         canBeMoved = block.canBeMoved && offset < kFirstTickCount;
     }
-    if (!canBeMoved) {
-        blocks.clear();
-        offsets.clear();
-    }
     renderLength = offset;
+    return canBeMoved;
 }
 
-void TimeMap::PlaceAsOne() {
-    whole = std::make_unique<MapBlock>();
-    std::vector<SpeedKey> keys;
-    keys.reserve(speeds->Count());
-    for (std::size_t i = 0; i < speeds->BlockCount(); ++i) {
-        for (const TimeValuePair& keyframe : speeds->BlockAt(i).keyframes) {
-            keys.push_back(KeyOf(keyframe));
+const AreaIndex& TimeMap::Areas() const {
+    return areas.Get([&] {
+        std::vector<AreaIndex::Block> parts;
+        parts.reserve(rows.size());
+        for (const Row& row : rows) {
+            parts.push_back(
+                {row.block->times, row.block->segments, row.block->sums.get(), row.offset});
         }
-    }
-    bool goesBack = false;
-    double reached = keys.front().time;
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-        if (i > 0) {
-            reached += RenderLengthOf(keys[i - 1], keys[i], reached);
-            reached = reached <= 0.0 ? 0.0 : reached;
-        }
-        if (std::isfinite(reached)) {
-            goesBack = goesBack || (!playedKeys.empty() && reached < playedKeys.back().time);
-            playedKeys.push_back({reached, keys[i].speed, keys[i].type});
-            Insert(whole->keys, playedKeys.back());
-        }
-    }
-    if (goesBack || playedKeys.size() == whole->keys.size()) {
-        playedKeys = {};
-    }
-    renderLength = reached;
-    whole->stillSource = StillBefore(keys);
-    whole->stillRender = StillBefore(whole->keys);
-    PrepareSegments(*whole, nullptr, nullptr, nullptr);
-    blocks = {whole.get()};
-    offsets = {0.0};
-}
-
-void TimeMap::Index() {
-    std::vector<AreaIndex::Block> rows;
-    rows.reserve(blocks.size());
-    double stillSource = 0.0;
-    double stillRender = 0.0;
-    for (std::size_t i = 0; i < blocks.size(); ++i) {
-        const MapBlock& block = *blocks[i];
-        before.push_back(renderCount);
-        renderCount += block.keys.size();
-        stillSourceBefore.push_back(stillSource);
-        stillRenderBefore.push_back(stillRender);
-        stillSource += block.stillSource.back();
-        stillRender += block.stillRender.back();
-        rows.push_back({block.times, block.segments, block.sums.get(), offsets[i]});
-    }
-    areas = std::make_unique<AreaIndex>(std::move(rows), RenderKey(0).speed,
-                                        RenderKey(renderCount - 1).speed);
-    lastTime = RenderKey(renderCount - 1).time;
-    lastSourceTime = SourceTime(SourceCount() - 1);
-    areaToZero = areas->Area(RenderKey(0).time, 0.0);
+        return std::make_unique<AreaIndex>(std::move(parts), firstSpeed,
+                                           rows.back().block->keys.back().speed);
+    });
 }
 
 SpeedKey TimeMap::RenderKey(std::size_t index) const noexcept {
-    const auto behind = std::upper_bound(before.begin(), before.end(), index);
-    const auto block = static_cast<std::size_t>(behind - before.begin()) - 1;
-    SpeedKey key = blocks[block]->keys[index - before[block]];
-    key.time += offsets[block];
+    const auto behind =
+        std::upper_bound(rows.begin(), rows.end(), index,
+                         [](std::size_t wanted, const Row& row) { return wanted < row.before; });
+    const Row& row = *(behind - 1);
+    SpeedKey key = row.block->keys[index - row.before];
+    key.time += row.offset;
     return key;
 }
 
 SpeedSegment TimeMap::SegmentFrom(std::size_t index) const noexcept {
     const std::size_t count = SegmentStarts();
     const auto keyAt = [&](std::size_t i) {
-        return playedKeys.empty() ? RenderKey(i) : playedKeys[i];
+        return whole == nullptr || whole->played.empty() ? RenderKey(i) : whole->played[i];
     };
     const SpeedKey previous = keyAt(index > 0 ? index - 1 : 0);
     const SpeedKey next = keyAt(std::min(index + 2, count - 1));
@@ -301,28 +196,74 @@ SpeedSegment TimeMap::SegmentFrom(std::size_t index) const noexcept {
                           index + 2 < count ? &next : nullptr);
 }
 
-// On the axis of its block.
-const SpeedKey* TimeMap::KeyAt(Place p) const noexcept {
-    return &blocks[p.block]->keys[static_cast<std::size_t>(p.segment)];
-}
+// Places
 
-// The index of the key that matches `t`, the nearer should two do so, or kNone. `p` is the
-// place of `t`.
-std::size_t TimeMap::MatchAt(Place p, double t) const noexcept {
-    const bool hasBefore = !areas->IsBefore(p);
-    const double timeBefore = hasBefore ? areas->StartOf(p) : 0.0;
-    const Place next = areas->Next(p);
-    const bool hasNext = !areas->IsAfter(p);
-    const double timeAfter = hasNext ? areas->StartOf(next) : 0.0;
-    const bool matchesBefore = hasBefore && TimesMatch(timeBefore, t);
-    const bool matchesAfter = hasNext && TimesMatch(timeAfter, t);
-    if (matchesBefore && matchesAfter) {
-        return IndexOf(t - timeBefore <= timeAfter - t ? p : next);
+// Of a time that is not before the first key. Rounding of the difference must not move `t`
+// past a keyframe.
+TimeMap::Place TimeMap::PlaceOf(double t) const noexcept {
+    const std::size_t row = std::max<std::size_t>(UpperBound(starts, t), 1) - 1;
+    const std::vector<double>& times = rows[row].block->times;
+    const double offset = rows[row].offset;
+    std::size_t next = UpperBound(times, t - offset);
+    while (next < times.size() && times[next] + offset <= t) {
+        ++next;
     }
-    return matchesBefore ? IndexOf(p) : matchesAfter ? IndexOf(next) : kNone;
+    while (next > 1 && times[next - 1] + offset > t) {
+        --next;
+    }
+    return {row, std::max<std::size_t>(next, 1) - 1};
 }
 
-double TimeMap::SourceOfRender(double t) const noexcept {
+TimeMap::Place TimeMap::Next(Place p) const noexcept {
+    return p.key + 1 < BlockOf(p).keys.size() ? Place{p.row, p.key + 1} : Place{p.row + 1, 0};
+}
+
+TimeMap::SourcePlace TimeMap::PlaceOfSource(double s) const noexcept {
+    using Match = SourcePlace::Match;
+    const std::size_t behind = UpperBound(sourceStarts, s);
+    if (behind == 0) {
+        const bool matches = sourceStarts.front() - s < kTimeTolerance;
+        return {{0, 0}, true, matches ? Match::This : Match::None};
+    }
+    const std::span<const double> times = rows[behind - 1].sourceTimes;
+    const std::size_t next = UpperBound(times, s);
+    const double toNext = next < times.size()    ? times[next] - s
+                          : behind < rows.size() ? sourceStarts[behind] - s
+                                                 : kTimeTolerance;
+    const double sinceLast = s - times[next - 1];
+    Match match = Match::None;
+    if (sinceLast < kTimeTolerance || toNext < kTimeTolerance) {
+        match = sinceLast <= toNext ? Match::This : Match::Next;
+    }
+    return {{behind - 1, next - 1}, false, match};
+}
+
+// The index of the key that matches `t`, the nearer should two do so, or kNone.
+std::size_t TimeMap::MatchAt(double t) const noexcept {
+    const Place p = PlaceOf(t);
+    const std::size_t index = rows[p.row].before + p.key;
+    const double since = t - TimeOfKey(p);
+    const double until = index + 1 < renderCount ? TimeOfKey(Next(p)) - t : kInfinity;
+    if (std::fabs(since) < kTimeTolerance && since <= until) {
+        return index;
+    }
+    return until < kTimeTolerance ? index + 1 : kNone;
+}
+
+// Render to source
+
+double TimeMap::SourceOfRender(double t, Found& last) const noexcept {
+    const double x = t - last.offset;
+    if (IsInside(*last.segment, x)) {
+        const double source = last.source + AreaFromStart(*last.segment, x);
+        if (!std::isnan(source)) {
+            return source;
+        }
+    }
+    return FindSource(t, last);
+}
+
+double TimeMap::FindSource(double t, Found& found) const noexcept {
     if (renderCount == 0) {
         return t;
     }
@@ -332,16 +273,35 @@ double TimeMap::SourceOfRender(double t) const noexcept {
     if (!std::isfinite(t)) {
         return 0.0;
     }
-    const Place place = areas->PlaceOf(t);
-    const std::size_t match = MatchAt(place, t);
-    if (match != kNone && IsOneToOne()) {
-        return speeds->TimeOf(match);
+    if (t < firstTime) {
+        if (firstTime - t < kTimeTolerance && IsOneToOne()) {
+            return SourceTime(0);
+        }
+        const double source = firstSpeed * (t - firstTime) + sources.front();
+        return std::isnan(source) ? SourceTime(0) : source;
     }
-    const double source = areas->AreaUpTo(place, t) - areaToZero;
-    return std::isnan(source) ? speeds->TimeOf(0) : source;
+    const Row& row = rows[UpperBound(starts, t) - 1];
+    const double x = t - row.offset;
+    const std::size_t key = std::max<std::size_t>(UpperBound(row.block->times, x), 1) - 1;
+    const Segment& segment = row.block->segments[std::min(key, row.block->segments.size() - 1)];
+    if (!IsInside(segment, x) && IsOneToOne()) {
+        const std::size_t match = MatchAt(t);
+        if (match != kNone) {
+            return SourceTime(match);
+        }
+    }
+    const double before = row.source + row.block->sums->upTo[key].high;
+    const double source = before + AreaFromStart(segment, x);
+    if (std::isnan(source)) {
+        return SourceTime(0);
+    }
+    found = {&segment, row.offset, before};
+    return source;
 }
 
-double TimeMap::RenderOfSource(double s) const noexcept {
+// Source to render
+
+double TimeMap::RenderOfSource(double s) const {
     if (renderCount == 0) {
         return s;
     }
@@ -349,111 +309,152 @@ double TimeMap::RenderOfSource(double s) const noexcept {
     if (s >= sourceLength) {
         return lastTime;
     }
-    const std::size_t match = speeds->Find(s);
-    if (match != Curve::kNone && IsOneToOne()) {
-        return RenderKey(match).time;
+    if (!IsOneToOne()) {
+        return TimeOfArea(s);
     }
-    return TimeOfArea(s);
+    const SourcePlace found = PlaceOfSource(s);
+    if (found.match != SourcePlace::Match::None) {
+        return TimeOfKey(found.match == SourcePlace::Match::This ? found.place : Next(found.place));
+    }
+    return isExact && !found.isBefore && HasSegment(found.place)
+               ? TimeIn(found.place, s - rows[found.place.row].source -
+                                         BlockOf(found.place).sums->upTo[found.place.key].high)
+               : TimeOfArea(s);
 }
 
 // Source time is measured from 0 on a curve of speed 1 over the keyframes from there
 // on; without one it has no length.
-double TimeMap::TimeOfArea(double area) const noexcept {
+double TimeMap::TimeOfArea(double area) const {
     if (lastSourceTime < 0.0 || std::fabs(area) < kNegligible) {
         return 0.0;
     }
+    // The first segment in which it is reached, but for rounding.
+    const double bound = area - tolerance;
+    if (runsForward && area > 0.0 && bound >= sources.front()) {
+        Place p{UpperBound(sources, bound) - 1, 0};
+        p.key = UpperBound(BlockOf(p).sums->highest, bound - rows[p.row].source);
+        p = HasSegment(p) || p.row + 1 == rows.size() ? p : Place{p.row + 1, 0};
+        if (HasSegment(p)) {
+            return TimeIn(p, area - rows[p.row].source - BlockOf(p).sums->upTo[p.key].high);
+        }
+    }
     double t = 0.0;
-    if (!std::isfinite(area) || !areas->Solve(0.0, area, 1.0, t) || std::isnan(t)) {
+    if (!std::isfinite(area) || !Areas().Solve(0.0, area, 1.0, t) || std::isnan(t)) {
         ReportUnsolved("core::BigParameterImpl::SolveTimeBaseArea", 2247);
         return lastTime;
     }
     return t;
 }
 
+// Where the segment has shown `missing` since its start; it runs forward, and shows as much
+// but for rounding.
+double TimeMap::TimeIn(Place p, double missing) const noexcept {
+    const Segment& s = BlockOf(p).segments[p.key];
+    const double offset = rows[p.row].offset;
+    double time = s.to;
+    if (!(missing > 0.0)) {
+        time = s.from;
+    } else if (s.shape == Segment::Shape::Constant) {
+        time = std::min(s.from + missing / s.c[0], s.to);
+    } else {
+        const double span = s.to - s.from;
+        const double u = s.shape == Segment::Shape::Cubic
+                             ? SolveCubicArea(s.c, missing / span)
+                             : std::numeric_limits<double>::quiet_NaN();
+        if (!std::isnan(u)) {
+            time = s.from + u * span;
+        } else {
+            SolveSegmentArea(s, s.from, s.to, 1.0, 4.0 * tolerance, missing, time);
+        }
+    }
+    return time + offset;
+}
+
+// Points
+
 // Whether no source passes from a render key to the next.
 bool TimeMap::StandsStillFrom(Place p) const noexcept {
-    if (areas->IsBefore(p) || areas->IsAfter(p)) {
+    if (BlockOf(p).stillRender.empty() || !HasSegment(p)) {
         return false;
     }
-    const SpeedKey& start = *KeyAt(p);
-    return IsStill(start) && areas->StartOf(p) >= 0.0 &&
-           (start.type == KeyframeInterpolationType::Hold || IsStill(*KeyAt(areas->Next(p))));
+    const SpeedKey& start = BlockOf(p).keys[p.key];
+    const Place next = Next(p);
+    return IsStill(start) && TimeOfKey(p) >= 0.0 &&
+           (start.type == KeyframeInterpolationType::Hold || IsStill(BlockOf(next).keys[next.key]));
 }
 
 double TimeMap::PointOfRender(double t) const noexcept {
     if (renderCount == 0) {
         return t;
     }
-    const Place place = areas->PlaceOf(t);
-    const std::size_t match = MatchAt(place, t);
-    if (match != kNone && IsOneToOne()) {
-        return speeds->TimeOf(match);
+    if (IsOneToOne()) {
+        const std::size_t match = MatchAt(t);
+        if (match != kNone) {
+            return SourceTime(match);
+        }
     }
-    if (areas->IsBefore(place)) {
-        return SourceOfRender(t);
+    const double source = SourceOfRender(t);
+    if (t < firstTime) {
+        return source;
     }
-    const double within = StandsStillFrom(place) ? t - areas->StartOf(place) : 0.0;
-    const double still = stillRenderBefore[place.block] +
-                         blocks[place.block]->stillRender[static_cast<std::size_t>(place.segment)];
-    return SourceOfRender(t) + still + within;
+    const Place p = PlaceOf(t);
+    const double within = StandsStillFrom(p) ? t - TimeOfKey(p) : 0.0;
+    return source + (rows[p.row].stillRender + BlockOf(p).StillRender(p.key)) + within;
 }
 
-bool TimeMap::FindPoint(double p, double& render) const noexcept {
+bool TimeMap::FindPoint(double p, const SourcePlace& found, double& render) const noexcept {
     if (!IsOneToOne()) {
         return false;
     }
-    const std::size_t match = speeds->Find(p);
-    if (match != Curve::kNone) {
-        render = RenderKey(match).time;
+    if (found.match != SourcePlace::Match::None) {
+        render =
+            TimeOfKey(found.match == SourcePlace::Match::This ? found.place : Next(found.place));
         return true;
     }
-    const std::size_t next = speeds->UpperBound(p);
-    if (next == 0) {
-        return false;
-    }
-    const double start = RenderKey(next - 1).time;
-    if (StandsStillFrom(areas->PlaceOf(start))) {
-        render = start + (p - speeds->TimeOf(next - 1));
+    if (!found.isBefore && StandsStillFrom(found.place)) {
+        const double start = rows[found.place.row].sourceTimes[found.place.key];
+        render = TimeOfKey(found.place) + (p - start);
         return true;
     }
     return false;
 }
 
 // Segments that start at speed 0 before the point are taken off it.
-double TimeMap::SourceOfPoint(double p) const noexcept {
-    const std::size_t next = speeds->UpperBound(p);
-    if (next == 0) {
-        return p;
-    }
-    if (whole != nullptr) {
-        return p - whole->stillSource[next - 1];
-    }
-    const auto behind = std::upper_bound(before.begin(), before.end(), next - 1);
-    const auto block = static_cast<std::size_t>(behind - before.begin()) - 1;
-    return p - (stillSourceBefore[block] + blocks[block]->stillSource[next - 1 - before[block]]);
+double TimeMap::SourceOfPoint(double p, const SourcePlace& found) const noexcept {
+    return found.isBefore ? p
+                          : p - (rows[found.place.row].stillSource +
+                                 BlockOf(found.place).StillSource(found.place.key));
 }
 
-double TimeMap::RenderOfPoint(double p) const noexcept {
+double TimeMap::RenderOfPoint(double p) const {
+    if (renderCount == 0) {
+        return p;
+    }
+    const SourcePlace found = PlaceOfSource(p);
     double render = 0.0;
     // Kept on purpose: callers' freezes were placed with the rules for source times,
     // where what is left of the point meets the length or a keyframe exactly too.
-    return FindPoint(p, render) ? render : RenderOfSource(SourceOfPoint(p));
+    return FindPoint(p, found, render) ? render : RenderOfSource(SourceOfPoint(p, found));
 }
 
-double TimeMap::RenderOfInstant(double p) const noexcept {
-    double render = p;
-    return renderCount == 0 || FindPoint(p, render) ? render : TimeOfArea(SourceOfPoint(p));
+double TimeMap::RenderOfInstant(double p) const {
+    if (renderCount == 0) {
+        return p;
+    }
+    const SourcePlace found = PlaceOfSource(p);
+    double render = 0.0;
+    return FindPoint(p, found, render) ? render : TimeOfArea(SourceOfPoint(p, found));
 }
 
 // Both parts of the segment, or the new one behind the last keyframe, take the time that the
 // map gives them, and no slope of a neighbour runs through the new keyframe.
 bool TimeMap::StaysWithKeyframeAt(double p, double t) const noexcept {
     using Type = KeyframeInterpolationType;
-    const std::size_t next = speeds->UpperBound(p);
+    const std::size_t next = speeds.UpperBound(p);
     if (!IsOneToOne() || next == 0) {
         return false;
     }
-    const bool isBehindAll = next == speeds->Count();
+    const bool isBehindAll = next == speeds.Count();
     const auto followsNoSlope = [](const SpeedKey& key) {
         return key.type == Type::Hold || key.type == Type::Linear || key.type == Type::HermiteFlat;
     };
@@ -462,36 +463,34 @@ bool TimeMap::StaysWithKeyframeAt(double p, double t) const noexcept {
     if (start.type == Type::HermiteFlat || !followsNoSlope(start) || !followsNoSlope(end)) {
         return false;
     }
-    const double tolerance = kSplitRounding * (1.0 + std::fabs(t));
+    const double most = kSplitRounding * (1.0 + std::fabs(t));
     const auto takes = [=](const SpeedKey& from, const SpeedKey& to, double length) {
-        return std::fabs(RenderLengthOf(from, to, 0.0) - length) <= tolerance;
+        return std::fabs(RenderLengthOf(from, to, 0.0) - length) <= most;
     };
     const SpeedKey added{p, SpeedAt(t), start.type};
     return IsStill(start) == IsStill(added) &&
-           takes({speeds->TimeOf(next - 1), start.speed, start.type}, added, t - start.time) &&
-           (isBehindAll || takes(added, {speeds->TimeOf(next), end.speed, end.type}, end.time - t));
+           takes({SourceTime(next - 1), start.speed, start.type}, added, t - start.time) &&
+           (isBehindAll || takes(added, {SourceTime(next), end.speed, end.type}, end.time - t));
 }
 
 double TimeMap::SpeedAt(double t) const noexcept {
     if (renderCount == 0) {
         return 0.0;
     }
-    const Place place = areas->PlaceOf(t);
-    if (areas->IsBefore(place)) {
-        return RenderKey(0).speed;
+    if (t < firstTime) {
+        return firstSpeed;
     }
-    const double held = KeyAt(place)->speed;
-    if (areas->IsAfter(place)) {
+    const Place p = PlaceOf(t);
+    const double held = BlockOf(p).keys[p.key].speed;
+    if (!HasSegment(p)) {
         return held;
     }
-    const MapBlock& block = *blocks[place.block];
-    const double speed = SampleSegment(block.segments[static_cast<std::size_t>(place.segment)],
-                                       t - offsets[place.block]);
+    const double speed = SampleSegment(BlockOf(p).segments[p.key], t - rows[p.row].offset);
     return std::isnan(speed) ? held : speed;
 }
 
 int TimeMap::KeyframeAt(double s) const noexcept {
-    const std::size_t match = speeds->Find(s);
+    const std::size_t match = speeds.Find(s);
     return match == Curve::kNone ? -1 : static_cast<int>(match);
 }
 

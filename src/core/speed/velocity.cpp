@@ -76,7 +76,7 @@ std::vector<VelocityStretch> ListStretches(const TimeMap& map,
         const double time = map.SourceTime(i);
         all.push_back({time + freezes.AtSource(time).shift, static_cast<int>(i)});
     }
-    for (const FreezeFrame& freeze : freezes.Frames()) {
+    for (const Freeze& freeze : freezes.Freezes()) {
         const int keyframe = map.KeyframeAt(freeze.sourceTime);
         all.push_back({freeze.key, VelocityStretch::kFreeze});
         all.push_back(
