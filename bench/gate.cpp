@@ -1,4 +1,4 @@
-// core_bench_gate: does one of 20 jobs a known number of times, so that callgrind can
+// core_bench_gate: does one of 23 jobs a known number of times, so that callgrind can
 // count what an item of it executes. gate.sh holds the counts against those on record.
 
 #include "inputs.h"
@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -35,13 +36,13 @@ Job Sampling(Type type, Order order) {
     };
 }
 
-std::shared_ptr<core::SpeedParameter> Ramps() {
+std::shared_ptr<core::SpeedParameter> Ramps(Type type) {
     auto speed = std::make_shared<core::SpeedParameter>();
     const std::vector<double> times = bench::KeyTimes(kKeyframes);
     speed->SetSourceTotalTime(times.back() + 1.0);
     bench::Dice dice(31);
     for (const double time : times) {
-        speed->AddPoint(time, dice.Between(0.5, 2.0), Type::Linear);
+        speed->AddPoint(time, dice.Between(0.5, 2.0), type);
     }
     return speed;
 }
@@ -92,14 +93,32 @@ Job MakeJob(std::string_view name) {
         };
     }
     if (name == "speed/source-time") {
-        return [speed = Ramps(), times = bench::SampleTimes(500, Order::Random)](int item) {
+        return [speed = Ramps(Type::Linear),
+                times = bench::SampleTimes(500, Order::Random)](int item) {
             return speed->GetSourceTime((*times)[static_cast<std::size_t>(item)]);
         };
     }
-    if (name == "speed/render-time") {
-        return [speed = Ramps(), times = bench::SampleTimes(kKeyframes, Order::Random)](int item) {
-            return speed->GetRenderTime((*times)[static_cast<std::size_t>(item)]);
+    if (name == "speed/render-time" || name == "speed/render-time-smooth") {
+        const Type type = name == "speed/render-time" ? Type::Linear : Type::Hermite;
+        return
+            [speed = Ramps(type), times = bench::SampleTimes(kKeyframes, Order::Random)](int item) {
+                return speed->GetRenderTime((*times)[static_cast<std::size_t>(item)]);
+            };
+    }
+    if (name == "speed/edit-and-source-time") {
+        return [speed = Ramps(Type::Linear)](int item) {
+            speed->SetPointValue(500, 1.0 + item % 2);
+            return speed->GetSourceTime(250.0);
         };
+    }
+    if (name == "speed/frames-of-batch") {
+        return
+            [speed = Ramps(Type::Linear), sources = std::vector<double>(kItems)](int item) mutable {
+                if (item == 0) {
+                    speed->GetSourceTimes(0.0, 1.0 / 25, sources.size(), sources.data());
+                }
+                return sources[static_cast<std::size_t>(item)];
+            };
     }
     if (name == "stored/save-10-keyframes") {
         return [curve = bench::MakeCurve(Type::Bezier, 10)](int item) {

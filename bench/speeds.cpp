@@ -20,14 +20,14 @@ constexpr double kFreezeSeconds = 0.5;
 constexpr int kFrames = 100'000;
 
 /// Ramps between speeds of 0.5 to 2, and freezes spread over the clip.
-std::shared_ptr<core::SpeedParameter> MakeSpeeds(int n, int freezes) {
+std::shared_ptr<core::SpeedParameter> MakeSpeeds(int n, int freezes, Type type = Type::Linear) {
     const std::vector<double> times = KeyTimes(n);
     const double total = times.back() + 1.0;
     auto speed = std::make_shared<core::SpeedParameter>();
     speed->SetSourceTotalTime(total);
     Dice dice(31);
     for (const double time : times) {
-        speed->AddPoint(time, dice.Between(0.5, 2.0), Type::Linear);
+        speed->AddPoint(time, dice.Between(0.5, 2.0), type);
     }
     for (int i = 0; i < freezes; ++i) {
         speed->AddFreezeFrame(total * (i + 0.5) / freezes + kFreezeSeconds * i, kFreezeSeconds);
@@ -99,21 +99,92 @@ void AddClip(Suite& suite, int n) {
         RunOverPool(state, *frames, [&](double t) { return speed->GetValue(t, false).AsDouble(); });
     });
     suite.Compare({"GetSourceTime, frame by frame", n, mapped, sampled, "GetValue", 3.0});
-}
 
-void AddAfterEdit(Suite& suite, int n) {
-    const std::string edited = Name("source time", "after edit", n);
-    suite.Measure(edited, [=](benchmark::State& state) {
-        const auto speed = MakeSpeeds(n, 0);
-        double value = 1.0;
-        for (auto _ : state) {
-            value = 3.0 - value;
-            speed->SetPointValue(0, value);
-            benchmark::DoNotOptimize(speed->GetSourceTime(1.0));
+    const std::string batched = Name("clip of 100,000 frames", "GetSourceTimes", n);
+    const auto sources = std::make_shared<std::vector<double>>(frames->size());
+    suite.Check(batched, 0.0, [=] {
+        speed->GetSourceTimes(0.0, perFrame, sources->size(), sources->data());
+        Agreement agreement;
+        for (std::size_t i = 0; i < sources->size(); ++i) {
+            agreement.Compare((*sources)[i], speed->GetSourceTime((*frames)[i]));
+        }
+        return agreement;
+    });
+    suite.Measure(batched, [=](benchmark::State& state) {
+        while (state.KeepRunningBatch(kFrames)) {
+            speed->GetSourceTimes(0.0, perFrame, sources->size(), sources->data());
+            benchmark::DoNotOptimize(sources->data());
         }
     });
-    suite.Compare({"source time, first query after an edit", n, edited,
-                   Name("source time", "no freezes", n), "query at rest", 0.0});
+    suite.Compare({"GetSourceTimes, each frame", n, batched, mapped, "GetSourceTime", 0.5});
+}
+
+/// Random render times of speeds of one type, beside those of held ones.
+void AddTypes(Suite& suite, int n) {
+    const auto measure = [&suite, n](const char* what, Type type) {
+        const auto speed = MakeSpeeds(n, 0, type);
+        const auto times = TimesUpTo(speed->GetSourceTotalTime());
+        const std::string name = Name("render time", what, n);
+        suite.Measure(name, [=](benchmark::State& state) {
+            RunOverPool(state, *times, [&](double s) { return speed->GetRenderTime(s); });
+        });
+        return name;
+    };
+    const std::string held = measure("held", Type::Hold);
+    suite.Compare(
+        {"render time, Hermite", n, measure("Hermite", Type::Hermite), held, "held", 3.0});
+    suite.Compare({"render time, Bezier", n, measure("Bezier", Type::Bezier), held, "held", 8.0});
+}
+
+/// What a user waits for after an edit, beside the same question at rest.
+void AddAfterEdit(Suite& suite, int n) {
+    const auto measure = [&suite, n](const char* what, const auto& edit) {
+        const std::string name = Name("source time", what, n);
+        suite.Measure(name, [=](benchmark::State& state) {
+            const auto speed = MakeSpeeds(n, 0);
+            double value = 1.0;
+            for (auto _ : state) {
+                value = 3.0 - value;
+                edit(*speed, n, value);
+                benchmark::DoNotOptimize(speed->GetSourceTime(1.0));
+            }
+        });
+        return name;
+    };
+    const std::string atRest = measure("at rest", [](core::SpeedParameter&, int, double) {});
+    const auto change = [](core::SpeedParameter& speed, int count, double value) {
+        speed.SetPointValue(count / 2, value);
+    };
+    suite.Compare(
+        {"edit, then source time", n, measure("after edit", change), atRest, "query at rest", 0.0});
+    suite.Compare({"the same while a snapshot is held", n,
+                   measure("after edit beside a snapshot",
+                           [change](core::SpeedParameter& speed, int count, double value) {
+                               const core::SpeedSnapshot held = speed.Snapshot();
+                               change(speed, count, value);
+                           }),
+                   atRest, "query at rest", 0.0});
+    suite.Compare({"freeze added and undone, then source time", n,
+                   measure("after freeze",
+                           [](core::SpeedParameter& speed, int count, double value) {
+                               const core::SpeedSnapshot before = speed.Snapshot();
+                               speed.AddFreezeFrame(count / 2 + 0.3, value);
+                               benchmark::DoNotOptimize(speed.GetSourceTime(1.0));
+                               speed.Restore(before);
+                           }),
+                   atRest, "query at rest", 0.0});
+    suite.Compare(
+        {"GetRenderTotalTime", n,
+         measure("and total", [](core::SpeedParameter& speed, int,
+                                 double) { benchmark::DoNotOptimize(speed.GetRenderTotalTime()); }),
+         atRest, "query at rest", 3.0});
+    suite.Compare({"copy, then source time", n,
+                   measure("of a copy",
+                           [](core::SpeedParameter& speed, int, double) {
+                               const core::SpeedParameter copy(speed);
+                               benchmark::DoNotOptimize(copy.GetSourceTime(1.0));
+                           }),
+                   atRest, "query at rest", 0.0});
 }
 
 /// A text of a ramp with `n` freezes where it has no keyframes; an item is one freeze.
@@ -171,7 +242,8 @@ void AddSpeeds(Suite& suite) {
         suite.Compare({"source time", n, Name("source time", HowMany(0), n),
                        Name("source time", "plain", n), "plain prefix sums", 0.0});
     }
-    for (const int n : {10, 40, 4'000}) {
+    AddTypes(suite, 1'000);
+    for (const int n : {1'000, 10'000, 100'000}) {
         AddAfterEdit(suite, n);
     }
 

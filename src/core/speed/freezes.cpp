@@ -124,21 +124,22 @@ double PlacedFreezes::SourceOfRender(double t) const noexcept {
                             : map.SourceOfRender(t - place.shift);
 }
 
-double PlacedFreezes::SourceOfRender(double t, Found& last) const noexcept {
-    constexpr double kTolerance = SpeedParameterFreezeImpl::kTolerance;
-    if (!(t - last.from >= kTolerance && last.to - t >= kTolerance)) {
-        const Place place = AtRender(t);
-        if (place.IsFrozen()) {
-            return list.Freezes()[place.freeze].sourceTime;
-        }
-        constexpr double kInfinity = std::numeric_limits<double>::infinity();
-        const std::size_t behind = UpperBound(renderStarts, t);
-        last.from = behind > 0 ? renderStarts[behind - 1] + list.Freezes()[behind - 1].duration
-                               : -kInfinity;
-        last.to = behind < renderStarts.size() ? renderStarts[behind] : kInfinity;
-        last.shift = place.shift;
+double PlacedFreezes::FindSource(double t, Found& found) const noexcept {
+    const Place place = AtRender(t);
+    if (place.IsFrozen()) {
+        return list.Freezes()[place.freeze].sourceTime;
     }
-    return map.SourceOfRender(t - last.shift, last.inMap);
+    found.from = -std::numeric_limits<double>::infinity();
+    found.to = std::numeric_limits<double>::infinity();
+    found.shift = place.shift;
+    const std::size_t behind = UpperBound(renderStarts, t);
+    if (behind > 0) {
+        found.from = renderStarts[behind - 1] + list.Freezes()[behind - 1].duration;
+    }
+    if (behind < renderStarts.size()) {
+        found.to = renderStarts[behind];
+    }
+    return map.SourceOfRender(t - place.shift, found.inMap);
 }
 
 double PlacedFreezes::RenderOfSource(double s) const {

@@ -104,7 +104,12 @@ public:
     };
     /// The questions of the time map with freezes counted. O(log n).
     double SourceOfRender(double renderTime) const noexcept;
-    double SourceOfRender(double renderTime, Found& last) const noexcept;
+    double SourceOfRender(double renderTime, Found& last) const noexcept {
+        constexpr double kTolerance = SpeedParameterFreezeImpl::kTolerance;
+        return renderTime - last.from >= kTolerance && last.to - renderTime >= kTolerance
+                   ? map.SourceOfRender(renderTime - last.shift, last.inMap)
+                   : FindSource(renderTime, last);
+    }
     double RenderOfSource(double sourceTime) const;
     double PointOfRender(double renderTime) const noexcept;
     double RenderOfPoint(double pointTime) const;
@@ -112,6 +117,8 @@ public:
     double RenderLength() const noexcept { return map.RenderLength() + list.TotalDuration(); }
 
 private:
+    double FindSource(double renderTime, Found& found) const noexcept;
+
     const SpeedParameterFreezeImpl& list;
     const TimeMap& map;
     std::vector<double> mapTimes;

@@ -2,10 +2,12 @@
 
 // A block of a speed curve's keyframes on the render axis.
 
+#include "core/curve/area.h"
 #include "core/curve/area_index.h"
 #include "core/curve/curve.h"
 
 #include <core/curve/interpolation.h>
+#include <core/curve/time_unit.h>
 
 #include <cstddef>
 #include <memory>
@@ -67,6 +69,29 @@ double RenderLengthOf(const SpeedKey& start, const SpeedKey& end, double reached
 /// `previous` and `next` lie on either side of the segment's ends, or are null.
 SpeedSegment SegmentBetween(const SpeedKey* previous, const SpeedKey& start, const SpeedKey& end,
                             const SpeedKey* next) noexcept;
+
+/// Whether a time lies in a segment, and matches neither of its keys.
+inline bool IsInside(const Segment& s, double x) noexcept {
+    return x - s.from >= kTimeTolerance && s.to - x >= kTimeTolerance;
+}
+
+/// c0 + c1 u + c2 u^2 + c3 u^3, by Horner's scheme.
+inline double EvaluateCubic(double c0, double c1, double c2, double c3, double u) noexcept {
+    return ((c3 * u + c2) * u + c1) * u + c0;
+}
+
+/// The integral of the speed c0 + c1 u + c2 u^2 + c3 u^3 over u, from 0.
+inline double CubicArea(const double* c, double u) noexcept {
+    return u * EvaluateCubic(c[0], 0.5 * c[1], (1.0 / 3.0) * c[2], 0.25 * c[3], u);
+}
+
+/// The source that a segment of speeds has shown from its start to a time in it.
+inline double SourceShown(const Segment& s, double x) noexcept {
+    if (s.shape == Segment::Shape::Cubic) {
+        return (s.to - s.from) * CubicArea(s.c, s.Progress(x));
+    }
+    return s.shape == Segment::Shape::Constant ? s.c[0] * (x - s.from) : SegmentArea(s, s.from, x);
+}
 
 /// Makes a block of a curve; render times are counted from its first keyframe. It follows
 /// from its keyframes, one before and two behind them.

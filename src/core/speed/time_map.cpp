@@ -44,27 +44,6 @@ constexpr double kExact = 1e-12;
 // Areas are rounded to about this part of all that is summed.
 constexpr double kSumRounding = 1e-15;
 
-double Horner(double c0, double c1, double c2, double c3, double u) noexcept {
-    return ((c3 * u + c2) * u + c1) * u + c0;
-}
-
-// The integral of a cubic speed over u, from 0.
-double CubicArea(const double* c, double u) noexcept {
-    return u * Horner(c[0], 0.5 * c[1], (1.0 / 3.0) * c[2], 0.25 * c[3], u);
-}
-
-double AreaFromStart(const Segment& s, double x) noexcept {
-    if (s.shape == Segment::Shape::Cubic) {
-        return (s.to - s.from) * CubicArea(s.c, s.Progress(x));
-    }
-    return s.shape == Segment::Shape::Constant ? s.c[0] * (x - s.from) : SegmentArea(s, s.from, x);
-}
-
-// Where no key matches a time of the segment.
-bool IsInside(const Segment& s, double x) noexcept {
-    return x - s.from >= kTimeTolerance && s.to - x >= kTimeTolerance;
-}
-
 // The u in [0, 1] where the integral of a cubic speed is `area`, by Newton's method from
 // where an even rate between the two ends reaches it; the speed is nowhere negative. NaN
 // where that does not converge in a few rounds.
@@ -80,7 +59,7 @@ double SolveCubicArea(const double* c, double area) noexcept {
         if (std::fabs(missing) <= rounding) {
             return u;
         }
-        u -= missing / Horner(c[0], c[1], c[2], c[3], u);
+        u -= missing / EvaluateCubic(c[0], c[1], c[2], c[3], u);
     }
     return std::numeric_limits<double>::quiet_NaN();
 }
@@ -252,17 +231,6 @@ std::size_t TimeMap::MatchAt(double t) const noexcept {
 
 // Render to source
 
-double TimeMap::SourceOfRender(double t, Found& last) const noexcept {
-    const double x = t - last.offset;
-    if (IsInside(*last.segment, x)) {
-        const double source = last.source + AreaFromStart(*last.segment, x);
-        if (!std::isnan(source)) {
-            return source;
-        }
-    }
-    return FindSource(t, last);
-}
-
 double TimeMap::FindSource(double t, Found& found) const noexcept {
     if (renderCount == 0) {
         return t;
@@ -291,7 +259,7 @@ double TimeMap::FindSource(double t, Found& found) const noexcept {
         }
     }
     const double before = row.source + row.block->sums->upTo[key].high;
-    const double source = before + AreaFromStart(segment, x);
+    const double source = before + SourceShown(segment, x);
     if (std::isnan(source)) {
         return SourceTime(0);
     }

@@ -52,7 +52,16 @@ public:
         return FindSource(renderTime, found);
     }
     /// The same number; O(1) where `last` holds the time.
-    double SourceOfRender(double renderTime, Found& last) const noexcept;
+    double SourceOfRender(double renderTime, Found& last) const noexcept {
+        const double x = renderTime - last.offset;
+        if (IsInside(*last.segment, x)) {
+            const double source = last.source + SourceShown(*last.segment, x);
+            if (source == source) {  // no NaN
+                return source;
+            }
+        }
+        return FindSource(renderTime, last);
+    }
     /// Reports an error where the source time is never reached, and answers the
     /// render time of the last keyframe.
     double RenderOfSource(double sourceTime) const;
