@@ -125,7 +125,7 @@ class Curve:
         if actual.name == "core::SpeedParameterImpl":
             speed = self.value.cast(actual)
             parts[0] = "speed curve of %.10g s" % float(speed["sourceTotalTime"])
-            freezes = std_vector(speed["freeze"]["frames"])[1]
+            freezes = std_vector(speed["freezes"]["object"].dereference()["freezes"])[1]
             if freezes:
                 parts.append(counted(freezes, "freeze"))
             if int(speed["reverse"]["_M_i"]):
