@@ -61,6 +61,7 @@
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>
 #include <core/logging/pref_trace.h>
+#include <core/logging/timeline.h>
 #include <core/messaging/event_bus.h>
 #include <core/messaging/future.h>
 #include <core/messaging/listening.h>
