@@ -57,6 +57,7 @@
 #include <core/foundation/uuid.h>
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
+#include <core/logging/log_crash.h>
 #include <core/logging/log_files.h>
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>

@@ -16,6 +16,8 @@ using Clock = RotatingFile::Clock;
 /// fraction of a second, and memory stays bounded.
 constexpr std::uint64_t kMostWaitingBytes = 32 << 20;
 constexpr std::chrono::seconds kLongestWaitForRoom(1);
+/// What a write that another thread is in has left, in a crash.
+constexpr std::chrono::seconds kLongestWaitInACrash(1);
 
 /// A write of this size costs little more per byte than a larger one.
 constexpr std::uint64_t kGoodWriteBytes = 32 << 10;
@@ -178,6 +180,7 @@ void BsFileChannel::Flush() {
 void BsFileChannel::Write(bool isRetry) {
     platform::MakeFileSizeLimitAnError();
     const Lock lock(fileMutex);
+    writingThread.store(platform::CurrentThreadId(), std::memory_order_relaxed);
     // Lines that come from here on have a task of their own.
     isTaskPosted.store(false);
     if (hasUrgentLine.exchange(false)) {
@@ -187,7 +190,7 @@ void BsFileChannel::Write(bool isRetry) {
         file.Retry(Clock::now());
     }
     const std::uint64_t until = queue.AppendedLines();
-    while (queue.RemovedLines() < until) {
+    while (queue.RemovedLines() < until && !isTakenOver.load(std::memory_order_relaxed)) {
         file.WriteFront(queue, Clock::now());
         file.Rotate(Clock::now());
         if (waitingForRoom.load() > 0 && queue.WaitingBytes() < kMostWaitingBytes) {
@@ -196,6 +199,7 @@ void BsFileChannel::Write(bool isRetry) {
         }
     }
     lastWriteEnd.store(Nanoseconds(Clock::now()));
+    writingThread.store(0, std::memory_order_relaxed);
 }
 
 void BsFileChannel::TellNotice() CORE_NO_THREAD_SAFETY_ANALYSIS {
@@ -217,6 +221,70 @@ void BsFileChannel::WriteAllAtTheEnd() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
 void BsFileChannel::WriteAtTheEnd(std::string_view line) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
     file.WriteAtTheEnd(queue);
     file.WriteAtTheEnd(line);
+}
+
+template <class Action>
+void BsFileChannel::UseInACrash(std::uint64_t threadId, Clock::time_point deadline,
+                                Action&& action) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    bool isHeld = fileMutex.TryLock();
+    // A thread does not wait for itself.
+    while (!isHeld && writingThread.load() != threadId && !isTakenOver && Clock::now() < deadline) {
+        platform::SleepMilliseconds(1);
+        isHeld = fileMutex.TryLock();
+    }
+    isTakenOver = isTakenOver || !isHeld;
+    action(*this, isHeld);
+    if (isHeld) {
+        fileMutex.unlock();
+    }
+}
+
+namespace {
+
+/// Calls `action` for each channel. The list may be in change on another thread, which is
+/// given a moment.
+template <class Action>
+void ForEachInACrash(Mutex& mutex, Action&& action) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    bool isHeld = mutex.TryLock();
+    for (int i = 0; i < 100 && !isHeld; ++i) {
+        platform::SleepMilliseconds(1);
+        isHeld = mutex.TryLock();
+    }
+    action();
+    if (isHeld) {
+        mutex.unlock();
+    }
+}
+
+}  // namespace
+
+void BsFileChannel::SaveAllInACrash(std::uint64_t threadId) noexcept {
+    const Clock::time_point deadline = Clock::now() + kLongestWaitInACrash;
+    ForEachInACrash(liveMutex, [&] {
+        for (BsFileChannel* at = firstLive; at != nullptr; at = at->nextChannel) {
+            at->UseInACrash(threadId, deadline,
+                            [](BsFileChannel& channel, bool isHeld) CORE_NO_THREAD_SAFETY_ANALYSIS {
+                                if (isHeld) {
+                                    channel.file.WriteInACrash(channel.queue,
+                                                               channel.queue.AppendedLines());
+                                } else {
+                                    channel.file.WriteAtTheEnd(channel.queue);
+                                }
+                            });
+        }
+    });
+}
+
+void BsFileChannel::WriteAllInACrash(std::uint64_t threadId, std::string_view line) noexcept {
+    const Clock::time_point deadline = Clock::now() + kLongestWaitInACrash;
+    ForEachInACrash(liveMutex, [&] {
+        for (BsFileChannel* at = firstLive; at != nullptr; at = at->nextChannel) {
+            at->UseInACrash(threadId, deadline,
+                            [line](BsFileChannel& channel, bool) CORE_NO_THREAD_SAFETY_ANALYSIS {
+                                channel.file.WriteAtTheEnd(line);
+                            });
+        }
+    });
 }
 
 void FileChannelTask::Run() {
