@@ -49,10 +49,6 @@ CrashLine crashLine;
 /// What an exception that ends the process says.
 char reason[256] = "";
 
-void Save(std::uint64_t threadId) noexcept {
-    BsFileChannel::SaveAllInACrash(threadId);
-}
-
 void Tell(const platform::Crash& crash) noexcept {
     crashLine.Clear();
     crashLine.Append("[Fatal][");
@@ -79,7 +75,7 @@ void Tell(const platform::Crash& crash) noexcept {
         crashLine.Append("+0x");
         crashLine.AppendNumber(offset, 16);
     }
-    BsFileChannel::WriteAllInACrash(crash.threadId, crashLine.View());
+    BsFileChannel::WriteAllInACrash(crash.threadId, crashLine.View(), crash.endsProcess);
     platform::WriteToStandardErrorAtOnce(crashLine.View());
     platform::WriteToStandardErrorAtOnce("\n");
     *reason = '\0';
@@ -89,7 +85,8 @@ void Tell(const platform::Crash& crash) noexcept {
     }
 }
 
-constexpr platform::CrashHandler kHandler{Save, Tell};
+constexpr platform::CrashHandler kHandler{BsFileChannel::SaveAllInACrash, Tell,
+                                          BsFileChannel::HoldAllInACrash};
 bool isHandling = false;
 std::terminate_handler terminateBefore = nullptr;
 

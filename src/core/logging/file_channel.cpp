@@ -224,17 +224,18 @@ void BsFileChannel::WriteAtTheEnd(std::string_view line) noexcept CORE_NO_THREAD
 }
 
 template <class Action>
-void BsFileChannel::UseInACrash(std::uint64_t threadId, Clock::time_point deadline,
+void BsFileChannel::UseInACrash(std::uint64_t threadId, Clock::time_point deadline, bool isKeeping,
                                 Action&& action) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
-    bool isHeld = fileMutex.TryLock();
+    bool isHeld = isKept || fileMutex.TryLock();
     // A thread does not wait for itself.
     while (!isHeld && writingThread.load() != threadId && !isTakenOver && Clock::now() < deadline) {
         platform::SleepMilliseconds(1);
         isHeld = fileMutex.TryLock();
     }
     isTakenOver = isTakenOver || !isHeld;
-    action(*this, isHeld);
-    if (isHeld) {
+    action(isHeld);
+    isKept = isKept || (isHeld && isKeeping);
+    if (isHeld && !isKept) {
         fileMutex.unlock();
     }
 }
@@ -244,45 +245,50 @@ namespace {
 /// Calls `action` for each channel. The list may be in change on another thread, which is
 /// given a moment.
 template <class Action>
-void ForEachInACrash(Mutex& mutex, Action&& action) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
-    bool isHeld = mutex.TryLock();
+void ForEachInACrash(Action&& action) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    bool isHeld = liveMutex.TryLock();
     for (int i = 0; i < 100 && !isHeld; ++i) {
         platform::SleepMilliseconds(1);
-        isHeld = mutex.TryLock();
+        isHeld = liveMutex.TryLock();
     }
-    action();
+    action(Clock::now() + kLongestWaitInACrash);
     if (isHeld) {
-        mutex.unlock();
+        liveMutex.unlock();
     }
 }
 
 }  // namespace
 
 void BsFileChannel::SaveAllInACrash(std::uint64_t threadId) noexcept {
-    const Clock::time_point deadline = Clock::now() + kLongestWaitInACrash;
-    ForEachInACrash(liveMutex, [&] {
+    ForEachInACrash([&](Clock::time_point deadline) CORE_NO_THREAD_SAFETY_ANALYSIS {
         for (BsFileChannel* at = firstLive; at != nullptr; at = at->nextChannel) {
-            at->UseInACrash(threadId, deadline,
-                            [](BsFileChannel& channel, bool isHeld) CORE_NO_THREAD_SAFETY_ANALYSIS {
+            at->UseInACrash(threadId, deadline, false,
+                            [at](bool isHeld) CORE_NO_THREAD_SAFETY_ANALYSIS {
                                 if (isHeld) {
-                                    channel.file.WriteInACrash(channel.queue,
-                                                               channel.queue.AppendedLines());
+                                    at->file.WriteInACrash(at->queue, at->queue.AppendedLines());
                                 } else {
-                                    channel.file.WriteAtTheEnd(channel.queue);
+                                    at->file.WriteAtTheEnd(at->queue);
                                 }
                             });
         }
     });
 }
 
-void BsFileChannel::WriteAllInACrash(std::uint64_t threadId, std::string_view line) noexcept {
-    const Clock::time_point deadline = Clock::now() + kLongestWaitInACrash;
-    ForEachInACrash(liveMutex, [&] {
+void BsFileChannel::WriteAllInACrash(std::uint64_t threadId, std::string_view line,
+                                     bool isLast) noexcept {
+    ForEachInACrash([&](Clock::time_point deadline) CORE_NO_THREAD_SAFETY_ANALYSIS {
         for (BsFileChannel* at = firstLive; at != nullptr; at = at->nextChannel) {
-            at->UseInACrash(threadId, deadline,
-                            [line](BsFileChannel& channel, bool) CORE_NO_THREAD_SAFETY_ANALYSIS {
-                                channel.file.WriteAtTheEnd(line);
-                            });
+            at->UseInACrash(threadId, deadline, isLast, [&](bool) CORE_NO_THREAD_SAFETY_ANALYSIS {
+                at->file.WriteAtTheEnd(line);
+            });
+        }
+    });
+}
+
+void BsFileChannel::HoldAllInACrash(std::uint64_t threadId) noexcept {
+    ForEachInACrash([&](Clock::time_point deadline) CORE_NO_THREAD_SAFETY_ANALYSIS {
+        for (BsFileChannel* at = firstLive; at != nullptr; at = at->nextChannel) {
+            at->UseInACrash(threadId, deadline, true, [](bool) {});
         }
     });
 }

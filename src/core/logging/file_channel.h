@@ -71,18 +71,21 @@ public:
     /// In a crash of thread `threadId`: writes what waits in all channels, without memory.
     /// A write that another thread is in gets a second to end, and is continued then.
     static void SaveAllInACrash(std::uint64_t threadId) noexcept;
-    /// Likewise, a line behind what was saved, in each file.
-    static void WriteAllInACrash(std::uint64_t threadId, std::string_view line) noexcept;
+    /// Likewise, a line behind what was saved, in each file; the last one where `isLast`.
+    static void WriteAllInACrash(std::uint64_t threadId, std::string_view line,
+                                 bool isLast) noexcept;
+    /// Likewise: nobody writes any more.
+    static void HoldAllInACrash(std::uint64_t threadId) noexcept;
 
     /// In a forked child: gives up the locks that threads of the parent may have held.
     static void ForgetLocks() noexcept;
 
 private:
     void Write(bool isRetry);
-    /// Has `action` use the file in a crash, before `deadline`.
+    /// Has `action` use the file in a crash, before `deadline`; keeps the file's lock if told.
     template <class Action>
     void UseInACrash(std::uint64_t threadId, std::chrono::steady_clock::time_point deadline,
-                     Action&& action) noexcept;
+                     bool isKeeping, Action&& action) noexcept;
 
     LineQueue queue;
     std::atomic<bool> isTaskPosted = false;
@@ -93,6 +96,8 @@ private:
     std::atomic<std::uint64_t> writingThread = 0;
     /// After a crash in the middle of a write: nobody else writes any more.
     std::atomic<bool> isTakenOver = false;
+    /// In a crash: its lock is held for good.
+    std::atomic<bool> isKept = false;
     const std::uint64_t processId = platform::CurrentProcessId();
 
     Mutex fileMutex;

@@ -257,6 +257,8 @@ struct Crash {
     /// Where the thread stood, and whence it was called; the innermost first.
     const std::uintptr_t* frames;
     std::size_t frameCount;
+    /// Whether nobody handles it behind us: the process ends.
+    bool endsProcess;
 };
 /// What to do in a crash: `save` first, and when the calls are known, `tell`. Neither may
 /// take memory or wait for a lock. A crash within `save` or while the calls are looked for
@@ -264,6 +266,8 @@ struct Crash {
 struct CrashHandler {
     void (*save)(std::uint64_t threadId) noexcept;
     void (*tell)(const Crash& crash) noexcept;
+    /// The process ends now, in a crash of `threadId` that was told already.
+    void (*hold)(std::uint64_t threadId) noexcept;
 };
 /// Has crashes of the process call `handler`, and then what was there before; gives the
 /// calling thread a stack for that where one is needed. Null puts back what was there

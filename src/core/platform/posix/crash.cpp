@@ -111,8 +111,8 @@ void Tell(const CrashHandler& what) noexcept {
 }
 
 /// Handles a crash of this thread, or its rest where handling it has crashed again.
-void Handle(const char* name, bool hasAddress, std::uintptr_t address,
-            std::uintptr_t place) noexcept {
+void Handle(const char* name, bool hasAddress, std::uintptr_t address, std::uintptr_t place,
+            bool endsProcess) noexcept {
     const CrashHandler* const what = handler.load();
     if (what == nullptr) {
         return;
@@ -130,7 +130,7 @@ void Handle(const char* name, bool hasAddress, std::uintptr_t address,
         }
         return;
     }
-    current = {static_cast<std::uint64_t>(self), name, hasAddress, address, frames, 0};
+    current = {static_cast<std::uint64_t>(self), name, hasAddress, address, frames, 0, endsProcess};
     stage.store(Stage::Saving);
     what->save(static_cast<std::uint64_t>(self));
     stage.store(Stage::Unwinding);
@@ -144,14 +144,19 @@ void Handle(const char* name, bool hasAddress, std::uintptr_t address,
     crashingThread.store(0);
 }
 
+bool IsLeftToTheSystem(const HandledSignal& signal) noexcept {
+    return (signal.before.sa_flags & SA_SIGINFO) == 0 &&
+           (signal.before.sa_handler == SIG_DFL || signal.before.sa_handler == SIG_IGN);
+}
+
 /// Has the handler from before run.
 void PassOn(const HandledSignal& signal, siginfo_t* info, void* context) noexcept {
     const struct sigaction& before = signal.before;
-    if ((before.sa_flags & SA_SIGINFO) != 0 && before.sa_sigaction != nullptr) {
+    if ((before.sa_flags & SA_SIGINFO) != 0) {
         before.sa_sigaction(signal.number, info, context);
         return;
     }
-    if (before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN) {
+    if (!IsLeftToTheSystem(signal)) {
         before.sa_handler(signal.number);
         return;
     }
@@ -167,11 +172,16 @@ void OnSignal(int number, siginfo_t* info, void* context) noexcept {
     const HandledSignal& signal =
         *std::find_if(std::begin(handled), std::end(handled),
                       [=](const HandledSignal& candidate) { return candidate.number == number; });
-    const bool isTold = number == SIGABRT && toldThread.load() == gettid();
-    if (!isTold) {
+    if (number == SIGABRT && toldThread.load() == gettid()) {
+        const CrashHandler* const what = handler.load();
+        if (what != nullptr && IsLeftToTheSystem(signal)) {
+            what->hold(static_cast<std::uint64_t>(gettid()));
+        }
+    } else {
         const bool hasAddress = info->si_code > 0;
         Handle(signal.name, hasAddress,
-               hasAddress ? reinterpret_cast<std::uintptr_t>(info->si_addr) : 0, PlaceOf(context));
+               hasAddress ? reinterpret_cast<std::uintptr_t>(info->si_addr) : 0, PlaceOf(context),
+               IsLeftToTheSystem(signal));
     }
     errno = errorBefore;
     PassOn(signal, info, context);
@@ -287,7 +297,7 @@ bool HandleCrashes(const CrashHandler* newHandler) noexcept {
 }
 
 void CrashNow(const char* name) noexcept {
-    Handle(name, false, 0, 0);
+    Handle(name, false, 0, 0, false);
     toldThread.store(gettid());
 }
 

@@ -100,7 +100,7 @@ void Handle(const char* name, bool hasAddress, std::uintptr_t address,
         }
         return;
     }
-    current = {static_cast<std::uint64_t>(self), name, hasAddress, address, frames, 0};
+    current = {static_cast<std::uint64_t>(self), name, hasAddress, address, frames, 0, false};
     stage.store(Stage::Saving);
     what->save(static_cast<std::uint64_t>(self));
     stage.store(Stage::Unwinding);
