@@ -75,16 +75,17 @@ public:
     std::uint64_t ThreadId() const noexcept { return threadId; }
 
 private:
+    // The pushing thread's cache line: words pushed since the beginning, ...
+    alignas(64) std::atomic<std::uint64_t> pushed = 0;
+    /// ... what it knows of `popped`, and what found no room.
+    std::uint64_t knownPopped = 0;
+    std::atomic<std::uint64_t> lost = 0;
     const std::uint64_t capacity;  // a power of two, in words
     const std::unique_ptr<std::uint64_t[]> words;
     const std::uint64_t threadId;
     std::atomic<bool> isFinished = false;
 
-    // Words pushed and popped since the beginning, each on a cache line of its own.
-    alignas(64) std::atomic<std::uint64_t> pushed = 0;
-    /// What the pushing thread knows of `popped`.
-    std::uint64_t knownPopped = 0;
-    std::atomic<std::uint64_t> lost = 0;
+    // The other one's.
     alignas(64) std::atomic<std::uint64_t> popped = 0;
     std::uint64_t toldLost = 0;
 };
