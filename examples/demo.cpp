@@ -9,6 +9,7 @@
 #include "support/pictures.h"
 
 #include <core/logging/log.h>
+#include <core/logging/timeline.h>
 #include <CLI/CLI.hpp>
 
 #include <cstdint>
@@ -35,8 +36,8 @@ struct Request {
     bool wantsTables = true;
 };
 
-/// The demo's part of the log, module "demo", in files of their own. Without a folder
-/// nothing is logged.
+/// The demo's part of the log, module "demo", in files of their own, and beside them a
+/// timeline of what it did. Without a folder nothing is logged.
 class DemoLog {
 public:
     explicit DemoLog(const std::string& folder) : isOn(!folder.empty()) {
@@ -46,8 +47,13 @@ public:
             CoreLogSetLogSinkByModule(kModule, CORE_LOG_FILE);
             CoreLogSetLogLevelByModule(kModule, CORE_LOG_INFO);
             CoreLogSetFilePath(kModule, folder.c_str(), kMaxFileBytes, kMaxFiles);
+            fs::create_directories(folder);
+            CoreTimelineStart((fs::path(folder) / "timeline.json").generic_string().c_str(), 0);
         }
     }
+    ~DemoLog() { CoreTimelineStop(); }
+    DemoLog(const DemoLog&) = delete;
+    DemoLog& operator=(const DemoLog&) = delete;
     void Write(int level, const char* tag, const std::string& text) const {
         if (isOn) {
             CoreLogPrintLog(kModule, level, tag, nullptr, nullptr, -1, "%s", text.c_str());
@@ -64,6 +70,7 @@ public:
     Demo(Request what, const DemoLog& where) : request(std::move(what)), log(where) {}
 
     void ShowFile(const std::string& file) {
+        CORE_TIMELINE_SCOPE_WITH("show", {{"file", file}});
         const bool isDocument = fs::path(file).extension() == ".json";
         if (isDocument) {
             if (std::optional<example::Clip> clip = example::LoadClip(file)) {
@@ -79,9 +86,11 @@ public:
                       " keyframes, frames " + std::to_string(first) + " to " +
                       std::to_string(last));
         if (request.wantsTables) {
+            CORE_TIMELINE_SCOPE("table");
             std::cout << example::FrameTable(table, request.every) << '\n';
         }
         if (request.wantsPictures) {
+            CORE_TIMELINE_SCOPE("draw");
             WritePicture(fs::path(file).stem().string() + ".svg", example::DrawAnimation(table));
         }
         if (!request.documentFolder.empty()) {
@@ -134,9 +143,11 @@ private:
                   name + ": " + std::to_string(clip.speed.GetKeyFramesCount()) +
                       " keyframes, frames 0 to " + std::to_string(clip.LastFrame()));
         if (request.wantsTables) {
+            CORE_TIMELINE_SCOPE("table");
             std::cout << example::FrameTable(clip, request.every) << '\n';
         }
         if (request.wantsPictures) {
+            CORE_TIMELINE_SCOPE("draw");
             WritePicture(name + ".svg", example::DrawClip(clip));
         }
     }
@@ -148,6 +159,8 @@ private:
             throw std::runtime_error(path.generic_string() +
                                      ": drawn already, from another file of this name");
         }
+        CORE_TIMELINE_SCOPE_WITH(
+            "write", {{"file", fileName}, {"bytes", static_cast<std::int64_t>(svg.size())}});
         std::ofstream out(path, std::ios::binary);
         out << svg;
         out.close();
@@ -188,8 +201,10 @@ int main(int argc, char** argv) {
         "six and a picture of all interpolation types");
     app.add_option("--out", request.outputFolder, "folder for the pictures, made if missing")
         ->capture_default_str();
-    app.add_option("--log", request.logFolder,
-                   "folder for a log of what is done, made if missing; without it there is none");
+    app.add_option(
+        "--log", request.logFolder,
+        "folder for a log of what is done, and a timeline of it, made if missing; without it "
+        "there is none");
     app.add_option("--save", request.documentFolder,
                    "also saves each animation as a document in this folder, made if missing");
     app.add_option("--every", request.every, "print each N-th frame only")

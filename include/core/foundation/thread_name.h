@@ -9,8 +9,9 @@ namespace core {
 /// Bytes of a thread's name that are kept.
 inline constexpr std::size_t kLongestThreadName = 63;
 
-/// Gives the calling thread a name, for debuggers and the tools of the system and, on
-/// request, for its lines in the log (`CoreLogSetThreadNames`).
+/// Gives the calling thread a name, for debuggers and the tools of the system, for the
+/// timeline (core/logging/timeline.h) and, on request, for its lines in the log
+/// (`CoreLogSetThreadNames`).
 ///
 /// `name` is UTF-8 and copied; what is longer than `kLongestThreadName` bytes is cut between
 /// two characters, and the system may keep less: Linux has room for 15 bytes. Null and ""

@@ -89,6 +89,7 @@ class CORE_CAPABILITY("mutex") Mutex {
 public:
     void lock() CORE_ACQUIRE() { mutex.lock(); }
     void unlock() CORE_RELEASE() { mutex.unlock(); }
+    bool TryLock() CORE_THREAD_ATTRIBUTE(try_acquire_capability(true)) { return mutex.try_lock(); }
 
     /// As `lock`, but true where the thread that holds it is gone with the end of the
     /// process. The mutex is made anew then: what it guards is to be abandoned.

@@ -16,6 +16,8 @@ using Clock = RotatingFile::Clock;
 /// fraction of a second, and memory stays bounded.
 constexpr std::uint64_t kMostWaitingBytes = 32 << 20;
 constexpr std::chrono::seconds kLongestWaitForRoom(1);
+/// What a write that another thread is in has left, in a crash.
+constexpr std::chrono::seconds kLongestWaitInACrash(1);
 
 /// A write of this size costs little more per byte than a larger one.
 constexpr std::uint64_t kGoodWriteBytes = 32 << 10;
@@ -178,6 +180,7 @@ void BsFileChannel::Flush() {
 void BsFileChannel::Write(bool isRetry) {
     platform::MakeFileSizeLimitAnError();
     const Lock lock(fileMutex);
+    writingThread.store(platform::CurrentThreadId(), std::memory_order_relaxed);
     // Lines that come from here on have a task of their own.
     isTaskPosted.store(false);
     if (hasUrgentLine.exchange(false)) {
@@ -187,7 +190,7 @@ void BsFileChannel::Write(bool isRetry) {
         file.Retry(Clock::now());
     }
     const std::uint64_t until = queue.AppendedLines();
-    while (queue.RemovedLines() < until) {
+    while (queue.RemovedLines() < until && !isTakenOver.load(std::memory_order_relaxed)) {
         file.WriteFront(queue, Clock::now());
         file.Rotate(Clock::now());
         if (waitingForRoom.load() > 0 && queue.WaitingBytes() < kMostWaitingBytes) {
@@ -196,6 +199,7 @@ void BsFileChannel::Write(bool isRetry) {
         }
     }
     lastWriteEnd.store(Nanoseconds(Clock::now()));
+    writingThread.store(0, std::memory_order_relaxed);
 }
 
 void BsFileChannel::TellNotice() CORE_NO_THREAD_SAFETY_ANALYSIS {
@@ -217,6 +221,76 @@ void BsFileChannel::WriteAllAtTheEnd() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
 void BsFileChannel::WriteAtTheEnd(std::string_view line) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
     file.WriteAtTheEnd(queue);
     file.WriteAtTheEnd(line);
+}
+
+template <class Action>
+void BsFileChannel::UseInACrash(std::uint64_t threadId, Clock::time_point deadline, bool isKeeping,
+                                Action&& action) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    bool isHeld = isKept || fileMutex.TryLock();
+    // A thread does not wait for itself.
+    while (!isHeld && writingThread.load() != threadId && !isTakenOver && Clock::now() < deadline) {
+        platform::SleepMilliseconds(1);
+        isHeld = fileMutex.TryLock();
+    }
+    isTakenOver = isTakenOver || !isHeld;
+    action(isHeld);
+    isKept = isKept || (isHeld && isKeeping);
+    if (isHeld && !isKept) {
+        fileMutex.unlock();
+    }
+}
+
+namespace {
+
+/// Calls `action` for each channel. The list may be in change on another thread, which is
+/// given a moment.
+template <class Action>
+void ForEachInACrash(Action&& action) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    bool isHeld = liveMutex.TryLock();
+    for (int i = 0; i < 100 && !isHeld; ++i) {
+        platform::SleepMilliseconds(1);
+        isHeld = liveMutex.TryLock();
+    }
+    action(Clock::now() + kLongestWaitInACrash);
+    if (isHeld) {
+        liveMutex.unlock();
+    }
+}
+
+}  // namespace
+
+void BsFileChannel::SaveAllInACrash(std::uint64_t threadId) noexcept {
+    ForEachInACrash([&](Clock::time_point deadline) CORE_NO_THREAD_SAFETY_ANALYSIS {
+        for (BsFileChannel* at = firstLive; at != nullptr; at = at->nextChannel) {
+            at->UseInACrash(threadId, deadline, false,
+                            [at](bool isHeld) CORE_NO_THREAD_SAFETY_ANALYSIS {
+                                if (isHeld) {
+                                    at->file.WriteInACrash(at->queue, at->queue.AppendedLines());
+                                } else {
+                                    at->file.WriteAtTheEnd(at->queue);
+                                }
+                            });
+        }
+    });
+}
+
+void BsFileChannel::WriteAllInACrash(std::uint64_t threadId, std::string_view line,
+                                     bool isLast) noexcept {
+    ForEachInACrash([&](Clock::time_point deadline) CORE_NO_THREAD_SAFETY_ANALYSIS {
+        for (BsFileChannel* at = firstLive; at != nullptr; at = at->nextChannel) {
+            at->UseInACrash(threadId, deadline, isLast, [&](bool) CORE_NO_THREAD_SAFETY_ANALYSIS {
+                at->file.WriteAtTheEnd(line);
+            });
+        }
+    });
+}
+
+void BsFileChannel::HoldAllInACrash(std::uint64_t threadId) noexcept {
+    ForEachInACrash([&](Clock::time_point deadline) CORE_NO_THREAD_SAFETY_ANALYSIS {
+        for (BsFileChannel* at = firstLive; at != nullptr; at = at->nextChannel) {
+            at->UseInACrash(threadId, deadline, true, [](bool) {});
+        }
+    });
 }
 
 void FileChannelTask::Run() {

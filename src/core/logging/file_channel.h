@@ -68,17 +68,36 @@ public:
     /// Likewise, a line that comes then.
     void WriteAtTheEnd(std::string_view line) noexcept;
 
+    /// In a crash of thread `threadId`: writes what waits in all channels, without memory.
+    /// A write that another thread is in gets a second to end, and is continued then.
+    static void SaveAllInACrash(std::uint64_t threadId) noexcept;
+    /// Likewise, a line behind what was saved, in each file; the last one where `isLast`.
+    static void WriteAllInACrash(std::uint64_t threadId, std::string_view line,
+                                 bool isLast) noexcept;
+    /// Likewise: nobody writes any more.
+    static void HoldAllInACrash(std::uint64_t threadId) noexcept;
+
     /// In a forked child: gives up the locks that threads of the parent may have held.
     static void ForgetLocks() noexcept;
 
 private:
     void Write(bool isRetry);
+    /// Has `action` use the file in a crash, before `deadline`; keeps the file's lock if told.
+    template <class Action>
+    void UseInACrash(std::uint64_t threadId, std::chrono::steady_clock::time_point deadline,
+                     bool isKeeping, Action&& action) noexcept;
 
     LineQueue queue;
     std::atomic<bool> isTaskPosted = false;
     std::atomic<bool> hasUrgentLine = false;
     std::atomic<bool> mayHaveNotice = true;
     std::atomic<std::int64_t> lastWriteEnd = 0;
+    /// Who is in `Write`, or 0.
+    std::atomic<std::uint64_t> writingThread = 0;
+    /// After a crash in the middle of a write: nobody else writes any more.
+    std::atomic<bool> isTakenOver = false;
+    /// In a crash: its lock is held for good.
+    std::atomic<bool> isKept = false;
     const std::uint64_t processId = platform::CurrentProcessId();
 
     Mutex fileMutex;

@@ -117,6 +117,17 @@ void LineQueue::Remove(const LineSpan& span) noexcept {
         Recycle(std::exchange(front, front->next.load(std::memory_order_acquire)));
     }
     removedOfFront = place.line + span.count;
+    CountRemoved(span);
+}
+
+void LineQueue::RemoveInACrash(const LineSpan& span) noexcept {
+    const Place place = Onward({front, removedOfFront});
+    front = place.block;
+    removedOfFront = place.line + span.count;
+    CountRemoved(span);
+}
+
+void LineQueue::CountRemoved(const LineSpan& span) noexcept {
     announcement.isOn.store(false, std::memory_order_release);
     removedBytes.store(removedBytes.load(std::memory_order_relaxed) + span.Text().size(),
                        std::memory_order_relaxed);

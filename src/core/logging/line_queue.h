@@ -50,6 +50,8 @@ public:
     LineSpan Front() const noexcept;
     /// Removes what `Front` answered.
     void Remove(const LineSpan& span) noexcept;
+    /// The same without memory given back: in a crash, that may wait for a lock.
+    void RemoveInACrash(const LineSpan& span) noexcept;
     /// Says that `span`, the answer of `Front`, is about to be written to a file of
     /// this size, until it is removed.
     void Announce(const LineSpan& span, std::uint64_t fileSize) noexcept;
@@ -95,6 +97,7 @@ private:
     static Place Onward(Place place) noexcept;
     static LineSpan SpanAt(const Place& place) noexcept;
     void Recycle(Block* block) noexcept;
+    void CountRemoved(const LineSpan& span) noexcept;
 
     // Each end on a cache line of its own.
     alignas(64) Block* back;

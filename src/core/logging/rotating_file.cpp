@@ -395,6 +395,24 @@ void RotatingFile::TellLosses() noexcept {
     platform::WriteToStandardError("\n");
 }
 
+void RotatingFile::WriteInACrash(LineQueue& queue, std::uint64_t until) noexcept {
+    std::size_t written = 0;
+    if (!cutLine.empty() && WriteAll(cutLine, written)) {
+        cutLine.clear();
+    }
+    while (queue.RemovedLines() < until) {
+        const LineSpan span = queue.Front();
+        queue.Announce(span, size);
+        if (WriteAll(span.Text(), written)) {
+            unseenLines += span.count;
+            lastWritten = span;
+        } else {
+            refusedLines += span.count;
+        }
+        queue.RemoveInACrash(span);
+    }
+}
+
 void RotatingFile::WriteAtTheEnd(LineQueue& queue) noexcept {
     LineSpan span;
     std::uint64_t sizeBefore = 0;

@@ -82,6 +82,8 @@ public:
     /// how many lines are lost that no file was told of. Brings no directory back.
     void Finish() noexcept;
 
+    /// In a crash: writes the lines of `queue` up to number `until`, without memory.
+    void WriteInACrash(LineQueue& queue, std::uint64_t until) noexcept;
     /// Writes what is left of `queue` in a process whose other threads are gone:
     /// without a lock, without memory, and without a line twice.
     void WriteAtTheEnd(LineQueue& queue) noexcept;

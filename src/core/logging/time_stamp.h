@@ -21,4 +21,8 @@ private:
     std::size_t size;
 };
 
+/// The time now as `TimeStamp` writes it, in the zone of its last line: for a crash, where
+/// the zone can't be looked up. Allocates nothing.
+std::string_view TimeWithoutZone(char (&text)[64]) noexcept;
+
 }  // namespace core

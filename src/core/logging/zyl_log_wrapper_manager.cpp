@@ -139,6 +139,9 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
             Write(file);
         }
     }
+    if (file && fields.level == CORE_LOG_FATAL && isFatalAtOnce) {
+        file->Flush();
+    }
     if (file) {
         file->WaitForRoom();
         file->TellNotice();

@@ -68,6 +68,7 @@ public:
     void SetAutoFlush(bool isOn) noexcept { isAutoFlush = isOn; }
     void SetOneLine(bool isOn) noexcept { isOneLine = isOn; }
     void SetThreadNames(bool isOn) noexcept { hasThreadNames = isOn; }
+    void SetFatalAtOnce(bool isOn) noexcept { isFatalAtOnce = isOn; }
     void Flush();
     /// A CoreLogFlushResult.
     int FlushAndWait(bool toDisk, std::int64_t timeoutMs);
@@ -111,6 +112,7 @@ private:
     std::atomic<bool> isAutoFlush = false;
     std::atomic<bool> isOneLine = false;
     std::atomic<bool> hasThreadNames = false;
+    std::atomic<bool> isFatalAtOnce = false;
     unsigned defaultSinks CORE_GUARDED_BY(logMutex) = CORE_LOG_CONSOLE;
     /// Ours; a plain pointer, because nobody destroys this object.
     IWorker* worker CORE_GUARDED_BY(logMutex) = nullptr;

@@ -81,6 +81,8 @@ void PrepareConsole() noexcept;
 /// for it, and through to the system.
 void WriteToStandardOutput(std::string_view text) noexcept;
 void WriteToStandardError(std::string_view text) noexcept;
+/// The same past the C library, without its locks.
+void WriteToStandardErrorAtOnce(std::string_view text) noexcept;
 /// Hands a text to the debugger; where the system has no such place, to standard
 /// error.
 void WriteToDebugger(const char* text) noexcept;
@@ -240,6 +242,46 @@ bool OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept;
 /// Has the library that this code is in stay loaded to the end of the process, where
 /// unloading could not wait for its threads.
 void KeepLibraryLoaded() noexcept;
+
+// Crashes
+
+/// A crash, as far as it is known.
+struct Crash {
+    /// Of the thread that crashed.
+    std::uint64_t threadId;
+    /// As in "SIGSEGV".
+    const char* name;
+    /// What could not be accessed or done, where the system says so.
+    bool hasAddress;
+    std::uintptr_t address;
+    /// Where the thread stood, and whence it was called; the innermost first.
+    const std::uintptr_t* frames;
+    std::size_t frameCount;
+    /// Whether nobody handles it behind us: the process ends.
+    bool endsProcess;
+};
+/// What to do in a crash: `save` first, and when the calls are known, `tell`. Neither may
+/// take memory or wait for a lock. A crash within `save` or while the calls are looked for
+/// goes on with `tell`.
+struct CrashHandler {
+    void (*save)(std::uint64_t threadId) noexcept;
+    void (*tell)(const Crash& crash) noexcept;
+    /// The process ends now, in a crash of `threadId` that was told already.
+    void (*hold)(std::uint64_t threadId) noexcept;
+};
+/// Has crashes of the process call `handler`, and then what was there before; gives the
+/// calling thread a stack for that where one is needed. Null puts back what was there
+/// before. False when the system refuses. One thread at a time.
+bool HandleCrashes(const CrashHandler* handler) noexcept;
+/// Handles a crash of the calling thread that the system does not know of. What it raises
+/// afterwards to end the process is not another one.
+void CrashNow(const char* name) noexcept;
+/// The file name of the module that has `address`, cut to fit and with a zero byte, and the
+/// offset into it; "" where there is none. Takes no memory and waits for no lock.
+void FindModule(std::uintptr_t address, char* name, std::size_t room,
+                std::uintptr_t& offset) noexcept;
+
+// Libraries
 
 /// Loads a library by the name that the system's loader takes; null, with `error`,
 /// when it can't be loaded. An empty name is no library.

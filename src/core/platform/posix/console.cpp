@@ -1,5 +1,6 @@
 #include "core/platform/platform.h"
 
+#include <unistd.h>
 #include <cstdio>
 
 namespace core::platform {
@@ -16,6 +17,16 @@ void WriteToStandardOutput(std::string_view text) noexcept {
 void WriteToStandardError(std::string_view text) noexcept {
     std::fwrite(text.data(), 1, text.size(), stderr);
     std::fflush(stderr);
+}
+
+void WriteToStandardErrorAtOnce(std::string_view text) noexcept {
+    while (!text.empty()) {
+        const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+        if (written <= 0) {
+            return;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
 }
 
 void WriteToDebugger(const char* text) noexcept {

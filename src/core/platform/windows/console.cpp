@@ -75,6 +75,12 @@ void WriteToStandardError(std::string_view text) noexcept {
     std::fflush(stderr);
 }
 
+void WriteToStandardErrorAtOnce(std::string_view text) noexcept {
+    DWORD written = 0;
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()),
+              &written, nullptr);
+}
+
 void WriteToDebugger(const char* text) noexcept {
     OutputDebugStringA(text);
 }

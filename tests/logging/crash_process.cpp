@@ -1,0 +1,179 @@
+// A process that crashes while others of its threads log, and one that looks at what is left.
+//
+//   crash_process HOW DIRECTORY      crashes
+//   crash_process check HOW DIRECTORY    status 1 unless its lines are there, and the last one
+//
+// HOW is segv, sent, fpe, ill, abort, terminate, throw, overflow, hooked or fatal.
+
+#include <core/logging/log.h>
+#include <core/logging/log_crash.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "logging/process_lines.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kThreads = 4;
+const char* const kOther = "other";
+std::array<std::atomic<int>, kThreads> accepted{};
+
+int Overflow(int depth) {
+    volatile char room[4096];
+    room[0] = static_cast<char>(depth);
+    return depth < 0 ? 0 : Overflow(depth + 1) + room[0];
+}
+
+void WriteToNowhere() {
+    static volatile std::uintptr_t nowhere = 16;
+    *reinterpret_cast<volatile int*>(nowhere) = 1;
+}
+
+[[noreturn]] void Fail() {
+    throw std::runtime_error("no\nway");
+}
+
+const std::map<std::string, std::function<void()>> kWays = {
+    {"segv", WriteToNowhere},
+    {"sent", [] { std::raise(SIGSEGV); }},
+    {"fpe",
+     [] {
+         volatile int zero = 0;
+         volatile int one = 1;
+         one = one / zero;
+     }},
+    {"ill", [] { __builtin_trap(); }},
+    {"abort", [] { std::abort(); }},
+    {"terminate", [] { std::terminate(); }},
+    {"throw", [] { std::thread([] { Fail(); }).join(); }},
+    {"overflow", [] { Overflow(1); }},
+    {"hooked", [] { std::abort(); }},
+    {"fatal",
+     [] {
+         CoreLogPrintLog(kModule, CORE_LOG_FATAL, "t", nullptr, nullptr, -1, "the end");
+         std::_Exit(42);
+     }},
+};
+
+/// Other threads log to two modules without a pause, but for the disk's sake.
+void LogFromThreads() {
+    for (int t = 0; t < kThreads; ++t) {
+        std::thread([t] {
+            for (int i = 0;; ++i) {
+                WriteLine(t, i, t % 2 == 0 ? kModule : kOther);
+                accepted[static_cast<std::size_t>(t)] = i + 1;
+                if (i % 200 == 199) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                }
+            }
+        }).detach();
+    }
+}
+
+int Crash(const std::string& how, const fs::path& directory) {
+    if (how == "hooked") {
+        // Somebody else's, which runs behind ours.
+        std::signal(SIGABRT, [](int) { std::_Exit(42); });
+    }
+    if (CoreLogHandleCrashes(true) != 0) {
+        return 3;
+    }
+    CoreLogWriteFatalAtOnce(how == "fatal");
+    LogFromThreads();
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::vector<int> counts;
+    for (const std::atomic<int>& count : accepted) {
+        counts.push_back(count);
+    }
+    WriteCounts(directory, counts);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    kWays.at(how)();
+    return 3;
+}
+
+/// Whether a file ends with, or has near its end, what it should.
+int Check(const std::string& how, const fs::path& directory) {
+    std::vector<int> counts;
+    {
+        std::ifstream file(directory / kCounts);
+        counts.assign(std::istream_iterator<int>(file), {});
+    }
+    std::vector<int> next(counts.size(), 0);
+    int faults = 0;
+    int files = 0;
+    int ends = 0;
+    for (const auto& entry : fs::directory_iterator(directory)) {
+        if (entry.path().extension() != ".log") {
+            continue;
+        }
+        ++files;
+        std::ifstream text(entry.path(), std::ios::binary);
+        for (std::string line; std::getline(text, line);) {
+            const bool isEnd = line.rfind("[Fatal][", 0) == 0;
+            const std::size_t mark = line.find('|');
+            int thread = 0;
+            int index = 0;
+            if (isEnd) {
+                const bool isRight = how == "fatal"
+                                         ? line.find("]the end") != std::string::npos
+                                         : line.find("][core]crash: ") != std::string::npos &&
+                                               line.find("+0x") != std::string::npos &&
+                                               (how != "throw" || line.find("no_way") != line.npos);
+                ends += isRight ? 1 : 0;
+            } else if (mark != std::string::npos &&
+                       std::sscanf(line.c_str() + mark, "|%d|%d|", &thread, &index) == 2 &&
+                       index == next[static_cast<std::size_t>(thread)]) {
+                ++next[static_cast<std::size_t>(thread)];
+            } else if (text.eof()) {
+                // Logged during the crash, and cut by the end of the process.
+            } else if (++faults < 10) {
+                std::printf("%s\n", line.c_str());
+            }
+        }
+    }
+    for (std::size_t t = 0; t < counts.size(); ++t) {
+        // Only the file of the fatal line is promised then.
+        if (next[t] < counts[t] && (how != "fatal" || t % 2 == 0)) {
+            std::printf("thread %zu: %d lines of %d\n", t, next[t], counts[t]);
+            ++faults;
+        }
+    }
+    const int expectedEnds = how == "fatal" ? 1 : 2;
+    std::printf("%d files, %d ends, %d faults\n", files, ends, faults);
+    return counts.size() == kThreads && ends == expectedEnds && faults == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 4) {
+        return Check(argv[2], argv[3]);
+    }
+    if (argc != 3 || kWays.count(argv[1]) == 0) {
+        return 2;
+    }
+    fs::create_directories(argv[2]);
+    CoreLogSetLogSink(CORE_LOG_FILE);
+    CoreLogSetLogLevel(CORE_LOG_INFO);
+    CoreLogSetFilePath(kModule, argv[2], 1 << 30, 3);
+    CoreLogSetFilePath(kOther, argv[2], 1 << 30, 3);
+    return Crash(argv[1], argv[2]);
+}
