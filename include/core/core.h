@@ -68,6 +68,7 @@
 #include <core/messaging/message_loop.h>
 #include <core/messaging/msg_bus.h>
 #include <core/messaging/worker.h>
+#include <core/speed/frames.h>
 #include <core/speed/snapshot.h>
 #include <core/speed/speed_parameter.h>
 #include <core/version.h>
