@@ -5,8 +5,10 @@
 #include "inputs.h"
 #include "yardstick.h"
 
+#include <core/speed/frames.h>
 #include <core/speed/speed_parameter.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -117,6 +119,17 @@ void AddClip(Suite& suite, int n) {
         }
     });
     suite.Compare({"GetSourceTimes, each frame", n, batched, mapped, "GetSourceTime", 0.5});
+
+    const std::string counted = Name("clip of 100,000 frames", "GetSourceFrames", n);
+    const auto numbers = std::make_shared<std::vector<std::int64_t>>(frames->size());
+    suite.Measure(counted, [=](benchmark::State& state) {
+        const core::FrameRate rate{30'000, 1'001};
+        while (state.KeepRunningBatch(kFrames)) {
+            GetSourceFrames(speed->Snapshot(), 0, numbers->size(), rate, rate, numbers->data());
+            benchmark::DoNotOptimize(numbers->data());
+        }
+    });
+    suite.Compare({"GetSourceFrames, each frame", n, counted, mapped, "GetSourceTime", 0.8});
 }
 
 /// Random render times of speeds of one type, beside those of held ones.

@@ -1,4 +1,4 @@
-// Holds one picture of a clip for a while, and makes it longer later.
+// Holds one picture of a clip for a while, makes that longer, moves and removes it.
 
 #include <core/core.h>
 
@@ -29,4 +29,12 @@ int main() {
 
     // Two freezes never overlap.
     std::printf("again: %s\n", speed.AddFreezeFrame(4.0, 1.0) ? "added" : "refused");
+
+    // Each has a place in the list of freezes, by which it is moved and removed.
+    speed.MoveFreezeFrame(0, 5.0);
+    const core::FreezeFrame moved = speed.GetFreezeFrame(0);
+    std::printf("moved:   shows %.1f s from %.1f s on, for %.1f s\n", moved.sourceTime,
+                moved.renderTime, moved.duration);
+    speed.RemoveFreezeFrame(0);
+    Show("removed", speed);
 }

@@ -79,6 +79,7 @@
 #include <core/messaging/thread_of.h>
 #include <core/messaging/timer.h>
 #include <core/messaging/worker.h>
+#include <core/speed/frames.h>
 #include <core/speed/snapshot.h>
 #include <core/speed/speed_parameter.h>
 #include <core/version.h>

@@ -152,6 +152,8 @@ TEST(InspectCheck, ReportsWhatIsSuspiciousAndEndsWith1) {
         {"no speed", speeds(key("0", "1") + "," + key("2", "0.00009") + "," + key("5", "1")),
          "keyframe 1 (2 s): speed 0.00009 turns into a freeze of 3 s"},
         {"negative speed", speeds(key("0", "-1")), "keyframe 0 (0 s): speed -1 is negative"},
+        {"speeds of integers", With(speeds(key("0", "2")), "Type\": 0", "Type\": 1"),
+         "a speed curve of integers"},
         {"a speed that does not run evenly",
          speeds(key("0", "1", ", \"Interpolation\": 16") + "," + key("10", "3")),
          // 5 s for a mean speed of 2, which the easing does not reach.

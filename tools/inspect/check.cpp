@@ -364,6 +364,9 @@ private:
 
     void CheckSpeeds(core::SpeedParameter& speed, const std::vector<TimeValuePair>& keyframes) {
         const double length = speed.GetSourceTotalTime();
+        if (speed.GetParameterType() == core::ParameterInt) {
+            Report("a speed curve of integers: its speeds are cut to whole numbers when saved");
+        }
         for (std::size_t i = 0; i < keyframes.size(); ++i) {
             const TimeValuePair& keyframe = keyframes[i];
             if (!keyframe.GetValue().IsNumber()) {

@@ -57,7 +57,8 @@ public:
     /// A curve of speed 1 with one keyframe at time 0.
     SpeedParameter();
     /// The same with `value` at time 0; the type follows from its kind, as for any
-    /// parameter.
+    /// parameter. So `SpeedParameter(1)` is a curve of integers: a speed of 1.5 that it gets
+    /// later is cut to 1 when it is saved. Write `SpeedParameter(1.0)`.
     explicit SpeedParameter(ValAny value);
     /// A copy with the keyframes, settings and freezes of `other`. On top, each
     /// keyframe but the last whose speed is below 0.0001 in magnitude becomes a
@@ -79,7 +80,8 @@ public:
     /// when -1 is answered.
     ///
     /// Kept on purpose: a member that the text lacks leaves its field as it was, the
-    /// freezes too. So does one that is no finite number, or no array. A freeze that is
+    /// freezes too; `LoadAsNew` does not, so that it can undo by text. Better undo by `Snapshot`
+    /// and `Restore`. So does one that is no finite number, or no array. A freeze that is
     /// no two numbers, or that `AddFreezeFrame` refuses, is left out; those of a curve
     /// whose values are no numbers are.
     ///
@@ -87,6 +89,10 @@ public:
     /// freezes. Those at time 0 or later are taken out, each with the keyframe behind it,
     /// what follows moves up, and freezes take their place.
     int Desialize(const char* text) override;
+    /// Makes the curve what a new one becomes by `Desialize`: what the text lacks has its
+    /// default, and freezes that it does not name are gone. False, changing nothing, where
+    /// that answers -1.
+    bool LoadAsNew(const char* text);
     /// `Serialize`, kept in the curve until the next such call or its end.
     const char* SerializeEx() const override;
 
@@ -121,6 +127,23 @@ public:
     /// a duration below 1e-7, and for either if not finite. A freeze keeps its
     /// instant when keyframes are edited, and starts when that is now reached.
     bool AddFreezeFrame(double pointTime, double duration);
+
+    /// The number of freezes.
+    int GetFreezeFramesCount() const;
+    /// The freeze with this index, in order of time; one of zeros outside.
+    FreezeFrame GetFreezeFrame(int index) const;
+    /// Removes the freeze with this index; later ones come earlier by its duration. False,
+    /// changing nothing, for an index outside.
+    ///
+    /// The keyframe that it has brought goes with it, as long as that has the speed and type
+    /// which the freeze would bring again: then the curve is what it was before the freeze.
+    /// One that was there before stays, as far as that is known: a text does not tell. So do
+    /// the first keyframe, the last one and the one at the source length.
+    bool RemoveFreezeFrame(int index);
+    /// Removes the freeze with this index and adds it at `pointTime`, where the others are
+    /// counted and it is not: its `pointTime` afterwards. False, changing nothing, for an
+    /// index outside, and where `AddFreezeFrame` answers false.
+    bool MoveFreezeFrame(int index, double pointTime);
 
     /// The speed at a render time (not frames per second); in a freeze the speed at
     /// its instant. The reverse flag plays no part. NaN only from keyframes with that

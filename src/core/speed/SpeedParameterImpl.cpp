@@ -4,6 +4,7 @@
 
 #include <core/speed/speed_parameter.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -17,6 +18,10 @@ namespace {
 
 constexpr double kNormalSpeed = 1.0;
 constexpr double kTolerance = SpeedParameterFreezeImpl::kTolerance;
+
+// By this part a speed that was saved, with eight decimals, may differ from one that is worked
+// out of other saved ones. Ten times as much would take speeds for one that a user tells apart.
+constexpr double kSavedSpeed = 1e-7;
 
 }  // namespace
 
@@ -63,10 +68,13 @@ SpeedParameterImpl::SpeedParameterImpl(const SpeedParameterImpl& other,
       isReverted(other.isReverted),
       lastSourceTime(other.lastSourceTime) {}
 
-SpeedParameterImpl& SpeedParameterImpl::operator=(const SpeedParameterImpl& other) {
+SpeedParameterImpl& SpeedParameterImpl::operator=(const SpeedParameterImpl& other)
+    CORE_NO_THREAD_SAFETY_ANALYSIS {
     if (this != &other) {
         SpeedParameterImpl copy(other);
+        const RecursiveLock lock(mutex);
         Take(copy);
+        lastSourceTime = copy.lastSourceTime;
     }
     return *this;
 }
@@ -98,7 +106,6 @@ void SpeedParameterImpl::TakeLayers(SpeedParameterImpl& copy) noexcept
     sourceFPS = copy.sourceFPS;
     std::swap(freezes, copy.freezes);
     isReverted = copy.isReverted;
-    lastSourceTime = copy.lastSourceTime;
     // The curve that callers see is renewed with the state.
     version.state = renderCurve.use_count() > 1 ? Shared<SpeedState>() : std::move(taken);
 }
@@ -240,7 +247,7 @@ bool SpeedParameterImpl::AddFreezeFrame(double pointTime, double duration) {
     if (needsKeyframe) {
         AddPoint(sourceTime, keyframe.PeekValue(), keyframe.GetInterpolation());
     }
-    freezes->Insert({pointTime, duration, sourceTime});
+    freezes->Insert({pointTime, duration, sourceTime, !needsKeyframe});
     return true;
 }
 
@@ -252,11 +259,58 @@ bool SpeedParameterImpl::SetFreezeFrameDuration(int index, double duration) {
     const std::size_t place = static_cast<std::size_t>(index);
     // Kept on purpose: a freeze may become shorter than any that can be added, and then
     // stays as it is. Callers rely on the answers.
-    if (index < 0 || place >= freezes->Freezes().size() ||
-        freezes->Freezes()[place].duration < kTolerance) {
+    if (!HasFreeze(index) || freezes->Freezes()[place].duration < kTolerance) {
         return false;
     }
     EditFreezes().SetDuration(place, duration);
+    return true;
+}
+
+bool SpeedParameterImpl::BroughtKeyframe(const Freeze& freeze, int keyframe) const {
+    if (freeze.keepsKeyframe || keyframe <= 0 || keyframe + 1 >= GetKeyFramesCount() ||
+        std::fabs(freeze.sourceTime - sourceTotalTime) < kTolerance) {
+        return false;
+    }
+    SpeedParameterImpl without(Snapshot());
+    const RecursiveLock lock(without.mutex);
+    const TimeValuePair present = without.KeyframeAt(static_cast<std::size_t>(keyframe));
+    without.RemovePoint(keyframe);
+    bool changesNoSpeed = false;
+    const TimeValuePair brought =
+        without.FrozenKeyframe(without.Current()->Map(), present.GetTime(), changesNoSpeed);
+    const double speed = present.PeekValue().AsDouble();
+    return brought.GetInterpolation() == present.GetInterpolation() &&
+           std::fabs(brought.PeekValue().AsDouble() - speed) <=
+               kSavedSpeed * std::max(1.0, std::fabs(speed));
+}
+
+bool SpeedParameterImpl::RemoveFreezeFrame(int index) {
+    const RecursiveLock lock(mutex);
+    if (!HasFreeze(index)) {
+        return false;
+    }
+    const auto place = static_cast<std::size_t>(index);
+    const int keyframe = GetPointIndex(freezes->Freezes()[place].sourceTime);
+    const bool removesKeyframe = BroughtKeyframe(freezes->Freezes()[place], keyframe);
+    EditFreezes();  // what takes memory is done before anything changes
+    if (removesKeyframe) {
+        RemovePoint(keyframe);
+    }
+    freezes->Remove(place);
+    return true;
+}
+
+bool SpeedParameterImpl::MoveFreezeFrame(int index, double pointTime) {
+    const RecursiveLock lock(mutex);
+    if (!HasFreeze(index)) {
+        return false;
+    }
+    const double duration = freezes->Freezes()[static_cast<std::size_t>(index)].duration;
+    SpeedParameterImpl draft(Snapshot());
+    if (!draft.RemoveFreezeFrame(index) || !draft.AddFreezeFrame(pointTime, duration)) {
+        return false;
+    }
+    TakeLayers(draft);
     return true;
 }
 
@@ -283,7 +337,7 @@ void SpeedParameterImpl::FreezeNearZeroSpeeds() {
             continue;
         }
         takeBefore(start);
-        all.push_back({start + place.shift + added, duration, start});
+        all.push_back({start + place.shift + added, duration, start, true});
         added += duration;
     }
     if (added > 0.0) {

@@ -44,6 +44,8 @@ public:
     bool SetFreezeFrameDuration(int index, double duration);
 
     bool AddFreezeFrame(double pointTime, double duration);
+    bool RemoveFreezeFrame(int index);
+    bool MoveFreezeFrame(int index, double pointTime);
     double GetCurrentFPS(double renderTime) const;
     double GetSourceTime(double renderTime) const;
     double GetRenderTime(double sourceTime);
@@ -100,6 +102,12 @@ private:
     // keyframes to smooth speeds, the last of these may lack what others changed. O(n log n).
     void AddStoredFreezes(const std::vector<StoredFreeze>& stored) CORE_REQUIRES(mutex);
     void FreezeNearZeroSpeeds() CORE_REQUIRES(mutex);
+    bool HasFreeze(int index) const CORE_REQUIRES(mutex) {
+        return index >= 0 && static_cast<std::size_t>(index) < freezes->Freezes().size();
+    }
+    // Whether the keyframe at a freeze's instant goes with it: no end of the curve or of the
+    // source, and what the freeze would bring if it was not there.
+    bool BroughtKeyframe(const Freeze& freeze, int keyframe) const CORE_REQUIRES(mutex);
 
     // The freezes, to be changed.
     SpeedParameterFreezeImpl& EditFreezes() CORE_REQUIRES(mutex);

@@ -19,6 +19,8 @@ struct Freeze {
     double key;  ///< where it starts on the point axis
     double duration;
     double sourceTime;
+    /// Whether its keyframe was there before it; of those that were loaded nobody knows.
+    bool keepsKeyframe = false;
 };
 
 /// The freezes of a speed curve, in order. They never overlap. No lock.

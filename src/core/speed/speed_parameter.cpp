@@ -58,6 +58,11 @@ int SpeedParameter::Desialize(const char* text) {
     return Parameter::Desialize(text);
 }
 
+bool SpeedParameter::LoadAsNew(const char* text) {
+    SpeedParameter made;
+    return made.Desialize(text) == 0 && Restore(made.Snapshot());
+}
+
 const char* SpeedParameter::SerializeEx() const {
     return Parameter::SerializeEx();
 }
@@ -79,6 +84,22 @@ bool SpeedParameter::SetFreezeFrameDuration(int index, double duration) {
 
 bool SpeedParameter::AddFreezeFrame(double pointTime, double duration) {
     return Speed() != nullptr && Speed()->AddFreezeFrame(pointTime, duration);
+}
+
+int SpeedParameter::GetFreezeFramesCount() const {
+    return Speed() != nullptr ? Speed()->Snapshot().GetFreezeFramesCount() : 0;
+}
+
+FreezeFrame SpeedParameter::GetFreezeFrame(int index) const {
+    return Speed() != nullptr ? Speed()->Snapshot().GetFreezeFrame(index) : FreezeFrame();
+}
+
+bool SpeedParameter::RemoveFreezeFrame(int index) {
+    return Speed() != nullptr && Speed()->RemoveFreezeFrame(index);
+}
+
+bool SpeedParameter::MoveFreezeFrame(int index, double pointTime) {
+    return Speed() != nullptr && Speed()->MoveFreezeFrame(index, pointTime);
 }
 
 double SpeedParameter::GetCurrentFPS(double renderTime) const {
