@@ -1,5 +1,5 @@
-# What `cpack` makes: a pair of Debian packages, library and -dev, or a .zip for
-# Windows with both in one.
+# What `cpack` makes: Debian packages of the library, of what developers need on top and of the
+# Python package where it is built, or a .zip for Windows with the first two in one.
 set(CPACK_PACKAGE_NAME core)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "The core maintainers")
@@ -10,6 +10,9 @@ set(CPACK_PACKAGE_CONTACT ${CORE_MAINTAINER})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_SOURCE_DIR}/build/packages)
 set(CPACK_COMPONENTS_ALL runtime development)
+if(TARGET core_python)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
 set(CPACK_VERBATIM_VARIABLES ON)
 
 if(WIN32)
@@ -31,6 +34,9 @@ else()
 form of them, message queues, event buses, workers, a log, identifiers
 and clocks.")
   set(debianNames libcore${PROJECT_VERSION_MAJOR} libcore-dev)
+  if(TARGET core_python)
+    list(APPEND debianNames python3-core)
+  endif()
   # The soname's number is part of the name, so that two major versions can be
   # installed side by side.
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libcore${PROJECT_VERSION_MAJOR})
@@ -73,5 +79,25 @@ and clocks.")
   set(CPACK_DEBIAN_DEVELOPMENT_DEBUGINFO_PACKAGE ON)
   set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
     "${whatItIs}\n.\nThis package holds the headers, what CMake and pkg-config need to find\nthe library, how debuggers show its objects, and core-inspect, which looks\ninto stored documents.")
+
+  # Extensions are made for one version of the interpreter. As with -dev, what it needs can't be
+  # looked up.
+  if(TARGET core_python)
+    install(FILES packaging/debian/python/lintian-overrides
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME python3-core COMPONENT python)
+    get_target_property(python core_python CORE_PYTHON_VERSION)
+    math(EXPR nextMinor "${python} + 1")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-core)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+      "libcore${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}), libc6, libgcc-s1, libstdc++6, python3 (>= 3.${python}~), python3 (<< 3.${nextMinor}), python3-numpy")
+    set(CPACK_DEBIAN_PYTHON_DEBUGINFO_PACKAGE ON)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+      ${PROJECT_SOURCE_DIR}/packaging/debian/python/postinst
+      ${PROJECT_SOURCE_DIR}/packaging/debian/python/prerm)
+    set(CPACK_DEBIAN_PYTHON_DESCRIPTION
+      "${whatItIs}\n.\nThis package holds the Python package core: parameters, speed curves,\nsnapshots sampled into NumPy arrays, JSON documents and their packed form.")
+  endif()
 endif()
 include(CPack)

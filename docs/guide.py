@@ -4,8 +4,8 @@
 Links lead to files and headings, code is that of files which are built, each recipe and
 picture is shown, every page can be reached, and docs/threads.md names every class. A block
 of code comes from the file that the comment above it names: `<!-- from FILE -->`, or
-`<!-- from FILE, lines broken -->`. With --write, the blocks of docs/recipes.md that
-are not in their files any more become the whole of them.
+`<!-- from FILE, lines broken -->`. With --write, the blocks of docs/recipes.md and
+docs/python.md that are not in their files any more become the whole of them.
 """
 import pathlib
 import re
@@ -46,7 +46,7 @@ def is_excerpt(block, source):
 def check_blocks(page, text):
     for source, broken, language, block in BLOCK.findall(text):
         if not source:
-            if language == "cpp":
+            if language in ("cpp", "python"):
                 fault(page, "code from no file")
             continue
         file = (ROOT / source).read_text()
@@ -103,9 +103,7 @@ def check_threads():
                 fault(page, f"{name} is missing")
 
 
-def write_recipes():
-    page = ROOT / "docs/recipes.md"
-
+def write_recipes(page):
     def renewed(match):
         source, _, language, block = match.groups()
         if not source or is_excerpt(block, (ROOT / source).read_text()):
@@ -117,7 +115,8 @@ def write_recipes():
 
 def main():
     if sys.argv[1:] == ["--write"]:
-        write_recipes()
+        write_recipes(ROOT / "docs/recipes.md")
+        write_recipes(ROOT / "docs/python.md")
     pages = [page for page in ROOT.rglob("*.md")
              if not any(part == "build" or part.startswith(".") for part in page.relative_to(ROOT).parts)]
     texts = {page: page.read_text() for page in pages}

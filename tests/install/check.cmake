@@ -82,4 +82,12 @@ if(NOT EMULATOR)
   run(${COMPILER} -std=c++17 ${WORK}/first_project/main.cpp -o ${WORK}/first_project_pc ${flags} -pthread)
   run(cc -std=c99 -pedantic-errors ${WORK}/consumer_in_c/main.c -o ${WORK}/consumer_in_c_pc ${flags})
   run(${WORK}/consumer_in_c_pc)
+
+  # The Python package, where it was built, finds the library by itself.
+  unset(ENV{LD_LIBRARY_PATH})
+  file(GLOB modules ${prefix}/lib/python3/dist-packages/core/_core.*.so)
+  if(modules AND NOT PREFIX)
+    set(ENV{PYTHONPATH} ${prefix}/lib/python3/dist-packages)
+    run(/usr/bin/python3 ${CMAKE_CURRENT_LIST_DIR}/../../python/recipes/sample_fade.py)
+  endif()
 endif()

@@ -13,6 +13,7 @@ architecture=$(dpkg --print-architecture)
 
 library=$folder/libcore${major}_${version}_$architecture.deb
 development=$folder/libcore-dev_${version}_$architecture.deb
+module=$folder/python3-core_${version}_$architecture.deb
 symbols=$folder/libcore${major}-dbgsym_${version}_$architecture.ddeb
 zip=$folder/core-$version-windows-x86_64.zip
 
@@ -42,6 +43,7 @@ trap 'rm -rf "$work"' EXIT
 echo "== Debian packages"
 field "$library" Depends libstdc++6
 field "$development" Depends "libcore$major (= $version)"
+field "$module" Depends "libcore$major (= $version)"
 [[ $(dpkg-deb --ctrl-tarfile "$library" | tar -xO ./shlibs) == \
     "libcore $major libcore$major (>= $version)" ]] || fail "wrong shlibs"
 dpkg-deb --contents "$symbols" | grep -q '/usr/lib/debug/.*\.debug$' || fail "no debug information"
@@ -49,16 +51,18 @@ dpkg-deb --contents "$symbols" | grep -q '/usr/lib/debug/.*\.debug$' || fail "no
 # ldconfig, which the trigger does too. All else is as Debian has it.
 lintian --allow-root --fail-on error,warning \
     --suppress-tags bogus-mail-host,bogus-mail-host-in-debian-changelog,maintscript-calls-ldconfig \
-    "$library" "$development"
+    "$library" "$development" "$module"
 
-# Of what is installed here, the root's dpkg knows what the library depends on.
+# Of what is installed here, the root's dpkg knows what the packages depend on.
 root=$work/root
 database=$root/var/lib/dpkg
 mkdir -p "$database/info" "$database/updates" "$root/var/log"
-dpkg-deb --field "$library" Depends | tr ',' '\n' | while read -r name _; do
+for package in "$library" "$module"; do
+    dpkg-deb --field "$package" Depends | tr ',' '\n'
+done | awk '$1 !~ /^libcore/ && !known[$1]++ { print $1 }' | while read -r name; do
     dpkg-query --status "$name" >>"$database/status"
     echo >>"$database/status"
-    touch "$database/info/$name:$architecture.list"
+    touch "$database/info/$name:$architecture.list" "$database/info/$name.list"
 done
 in_root() {
     dpkg --root="$root" --force-not-root,script-chrootless --no-triggers "$@"
@@ -66,9 +70,15 @@ in_root() {
 if in_root --install "$development" >"$work/refused" 2>&1; then
     fail "-dev goes without the library"
 fi
-in_root --install "$library" "$development"
+in_root --install "$library" "$development" "$module"
 consumers "$root/usr" debian -DCOMPILER=g++
 "$root/usr/bin/core-inspect" --version | grep -qF "$version" || fail "no core-inspect"
+
+for recipe in "$source"/python/recipes/*.py; do
+    (cd "$work" && PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$root/usr/lib/python3/dist-packages \
+        LD_LIBRARY_PATH=$root$libraries /usr/bin/python3 "$recipe") |
+        diff - "${recipe%.py}.txt" || fail "$recipe prints something else"
+done
 
 # gdb loads the printers by itself; it looks for them by the full name of the library.
 mkdir -p "$work/gdb$root"
@@ -78,7 +88,7 @@ printers=$(env -u DEBUGINFOD_URLS gdb -nx -batch -iex "set auto-load scripts-dir
     "$root$libraries/libcore.so.$version")
 [[ $printers == *Keyframe* ]] || fail "gdb loads no printers"
 
-in_root --remove libcore-dev "libcore$major"
+in_root --remove python3-core libcore-dev "libcore$major"
 left=$(find "$root/usr" ! -type d 2>/dev/null || true)
 [[ -z $left ]] || fail "left behind: $left"
 
