@@ -65,6 +65,7 @@
 #include <core/logging/log_crash.h>
 #include <core/logging/log_files.h>
 #include <core/logging/log_flush.h>
+#include <core/logging/log_console.h>
 #include <core/logging/log_form.h>
 #include <core/logging/pref_trace.h>
 #include <core/messaging/counters.h>

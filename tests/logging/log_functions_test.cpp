@@ -2,6 +2,7 @@
 // each argument its place.
 
 #include <core/logging/log.h>
+#include <core/logging/log_console.h>
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>
 #include <gtest/gtest.h>
@@ -62,6 +63,41 @@ TEST(LogFunctions, OneCallIsOneLineOnRequest) {
     EXPECT_EQ("[Error][t]a\\n[b]\n", Logged(print));
     CoreLogSetForm(CORE_LOG_AS_IT_IS);
     EXPECT_EQ("[Error][t]a\n[b]\n", Logged(print));
+}
+
+TEST(LogFunctions, TheConsoleIsWhereTheCallerWantsIt) {
+    const auto print = [] {
+        CoreLogPrintLog("elsewhere", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+    };
+    testing::internal::CaptureStderr();
+    EXPECT_EQ("", Logged([&] {
+                  CoreLogSetConsole(CORE_LOG_STANDARD_ERROR, CORE_LOG_TERMINALS_COLOURED);
+                  print();
+                  CoreLogSetConsole(CORE_LOG_NO_CONSOLE, CORE_LOG_ALL_COLOURED);
+                  print();
+                  CoreLogSetConsole(CORE_LOG_STANDARD_OUTPUT, 3);
+                  CoreLogSetConsole(-1, CORE_LOG_ALL_COLOURED);
+                  print();
+              }));
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(std::regex_match(told, std::regex("zyl_version.*\r?\n\\[Error\\].*\\[t\\]x\r?\n")))
+        << told;
+    CoreLogSetConsole(CORE_LOG_STANDARD_OUTPUT, CORE_LOG_ALL_COLOURED);
+}
+
+TEST(LogFunctions, ADirectoryThatIsNoneIsNamedOnce) {
+    const ScratchDirectory folder;
+    const std::string file = folder.Write("file", "");
+    const std::string told = Logged([&] {
+        CoreLogSetLogSinkByModule("lost", CORE_LOG_FILE);
+        CoreLogSetFilePath("lost", (file + "/log").c_str(), 1, 1);
+        for (int i = 0; i < 2; ++i) {
+            CoreLogPrintLog("lost", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+        }
+    });
+    static const std::regex kOnce(
+        "zyl_version.*\n.*no log file for module \"lost\": .*file.log.: .+\n");
+    EXPECT_TRUE(std::regex_match(told, kOnce)) << told;
 }
 
 TEST(LogFunctions, SettingsReachTheirModuleOrThoseToCome) {

@@ -1,11 +1,20 @@
 #pragma once
 
+#include "core/logging/line_format.h"
+
+#include <core/logging/log_console.h>
+
 #include <cstddef>
 
 namespace core {
 
-/// Lines on standard output. Its creation prepares the console and writes the
-/// version line.
+/// What all console channels are from now on. Whether there is a terminal is asked now.
+void ChooseConsole(CoreLogConsole console, CoreLogColours colours) noexcept;
+/// Whether the console's lines have colours.
+Colour ConsoleColour() noexcept;
+
+/// Lines on the chosen console, which is standard output by default. Its creation prepares
+/// the console and writes the version line.
 class BsConsoleChannel {
 public:
     BsConsoleChannel();

@@ -1,4 +1,5 @@
 #include <core/logging/log.h>
+#include <core/logging/log_console.h>
 #include <core/logging/log_files.h>
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>
@@ -166,6 +167,15 @@ int CoreLogAutoFlush(bool isOn) {
 int CoreLogSetForm(int form) {
     if (form == CORE_LOG_AS_IT_IS || form == CORE_LOG_ONE_LINE) {
         ZylLogWrapperManager::Get().SetOneLine(form == CORE_LOG_ONE_LINE);
+    }
+    return 0;
+}
+
+int CoreLogSetConsole(int console, int colours) {
+    if (console >= CORE_LOG_STANDARD_OUTPUT && console <= CORE_LOG_NO_CONSOLE &&
+        colours >= CORE_LOG_ALL_COLOURED && colours <= CORE_LOG_TERMINALS_COLOURED) {
+        core::ChooseConsole(static_cast<CoreLogConsole>(console),
+                            static_cast<CoreLogColours>(colours));
     }
     return 0;
 }

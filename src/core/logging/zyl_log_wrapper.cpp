@@ -1,5 +1,7 @@
 #include "core/logging/zyl_log_wrapper.h"
 
+#include "core/foundation/system_error_text.h"
+
 #include "core/foundation/never_destroyed.h"
 #include "core/platform/platform.h"
 
@@ -64,8 +66,9 @@ void ZylLogWrapper::SetFilePath(const char* newDirectory, FileLimits newLimits) 
     }
     // The old channel goes on until it has written what it was given.
     file = std::make_shared<BsFileChannel>(directory, limits, Prefix());
-    if (file->Open() != 0) {
+    if (const platform::SystemError error = file->Open(); error != 0) {
         file.reset();
+        fileError = directory + ": " + SystemErrorText(error);
     }
 }
 

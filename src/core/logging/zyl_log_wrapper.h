@@ -44,6 +44,8 @@ public:
     /// The channel for a line of the file sink; null, without the file sink from then
     /// on, when it can't be made.
     std::shared_ptr<BsFileChannel> FileForLine() CORE_REQUIRES(logMutex);
+    /// Why there is no file, with its directory; empty when asked again.
+    std::string TakeFileError() CORE_REQUIRES(logMutex) { return std::exchange(fileError, {}); }
 
     /// In a process whose other threads are gone: writes a line without a lock, to the
     /// sinks that are there. `line` and `coloured` end with a zero byte.
@@ -69,6 +71,7 @@ private:
     std::unique_ptr<BsMSVCChannel> debugger CORE_GUARDED_BY(logMutex);
     /// Empty until one is set.
     std::string directory CORE_GUARDED_BY(logMutex);
+    std::string fileError CORE_GUARDED_BY(logMutex);
     std::string taskId CORE_GUARDED_BY(logMutex);
     bool isFileEnabled CORE_GUARDED_BY(logMutex) = false;
     FileLimits limits CORE_GUARDED_BY(logMutex);

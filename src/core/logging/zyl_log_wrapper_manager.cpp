@@ -57,9 +57,12 @@ bool IsUrgent(int level) noexcept {
     return level == CORE_LOG_ERROR || level == CORE_LOG_FATAL;
 }
 
-void ReportNoFile(const char* module) {
-    const std::string text = std::string("no log file for module \"") + module + "\"";
-    Report(ReportLevel::Error, "core", text.c_str());
+/// `why` is empty where it was told before.
+void ReportNoFile(const char* module, const std::string& why) {
+    if (!why.empty()) {
+        const std::string text = std::string("no log file for module \"") + module + "\": " + why;
+        Report(ReportLevel::Error, "core", text.c_str());
+    }
 }
 
 }  // namespace
@@ -103,14 +106,14 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
     // What the sinks will want, as far as we see now.
     const unsigned likely = module->SinksLately();
     if ((likely & CORE_LOG_CONSOLE) != 0) {
-        forms.Get(Colour::Yes);
+        forms.Get(ConsoleColour());
     }
     if ((likely & (CORE_LOG_DEBUGGER | CORE_LOG_FILE)) != 0) {
         forms.Get(Colour::No);
     }
 
     std::shared_ptr<BsFileChannel> file;
-    bool isFileLost = false;
+    std::string whyNoFile;
     {
         const Held held(*this);
         if (isShutDown) {
@@ -126,14 +129,16 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
         lastTicks = time.Ticks();
         const unsigned sinks = module->Sinks();
         if ((sinks & CORE_LOG_CONSOLE) != 0) {
-            module->WriteToConsole(forms.Get(Colour::Yes), fields.level);
+            module->WriteToConsole(forms.Get(ConsoleColour()), fields.level);
         }
         if ((sinks & CORE_LOG_DEBUGGER) != 0) {
             module->WriteToDebugger(forms.Get(Colour::No), fields.level);
         }
         if ((sinks & CORE_LOG_FILE) != 0) {
             file = module->FileForLine();
-            isFileLost = file == nullptr;
+            if (file == nullptr) {
+                whyNoFile = module->TakeFileError();
+            }
         }
         if (file && file->Append(forms.Get(Colour::No), isAutoFlush || IsUrgent(fields.level))) {
             Write(file);
@@ -146,9 +151,7 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
         file->WaitForRoom();
         file->TellNotice();
     }
-    if (isFileLost) {
-        ReportNoFile(name);
-    }
+    ReportNoFile(name, whyNoFile);
 }
 
 void ZylLogWrapperManager::Complete(LineFields& fields, const TimeStamp& time,
@@ -191,7 +194,7 @@ void ZylLogWrapperManager::PrintAtTheEnd(ZylLogWrapper* module, LineFields& fiel
     const TimeStamp time;
     Complete(fields, time, body.View());
     LineForms forms(fields);
-    module->WriteAtTheEnd(forms.Get(Colour::No), forms.Get(Colour::Yes), fields.level);
+    module->WriteAtTheEnd(forms.Get(Colour::No), forms.Get(ConsoleColour()), fields.level);
 }
 
 void ZylLogWrapperManager::StartWorker() {

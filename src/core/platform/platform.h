@@ -83,8 +83,12 @@ bool ToNarrow(std::wstring_view wide, NarrowEncoding to, std::string& narrow);
 
 // Console and debugger
 
-/// Makes standard output, where it is a console, take UTF-8 and escape sequences.
-void PrepareConsole() noexcept;
+enum class StandardStream : std::uint8_t { Output, Error };
+
+/// Makes a stream, where it is a console, take UTF-8 and escape sequences.
+void PrepareConsole(StandardStream stream) noexcept;
+/// Whether somebody looks at what is written there.
+bool IsTerminal(StandardStream stream) noexcept;
 /// Writes to standard output, wherever it leads now, behind what the C library holds back
 /// for it, and through to the system.
 void WriteToStandardOutput(std::string_view text) noexcept;

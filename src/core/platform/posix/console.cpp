@@ -5,8 +5,12 @@
 
 namespace core::platform {
 
-void PrepareConsole() noexcept {
+void PrepareConsole(StandardStream /*stream*/) noexcept {
     // Terminals take UTF-8 and escape sequences as they are.
+}
+
+bool IsTerminal(StandardStream stream) noexcept {
+    return isatty(stream == StandardStream::Error ? STDERR_FILENO : STDOUT_FILENO) != 0;
 }
 
 void WriteToStandardOutput(std::string_view text) noexcept {

@@ -14,7 +14,7 @@ namespace {
 #define ENABLE_VIRTUAL_TERMINAL_PROCESSING 0x0004
 #endif
 
-/// The output that was prepared last.
+/// The standard output that was prepared last.
 std::atomic<HANDLE> prepared{nullptr};
 
 /// Whether the C library's standard output leads there too. It keeps what it was given
@@ -27,6 +27,10 @@ bool IsTheCLibrarys(HANDLE output) noexcept {
     return descriptor >= 0 && reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)) == output;
 }
 
+HANDLE HandleOf(StandardStream stream) noexcept {
+    return GetStdHandle(stream == StandardStream::Error ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE);
+}
+
 void Write(HANDLE output, std::string_view text) noexcept {
     DWORD written = 0;
     while (!text.empty() && WriteFile(output, text.data(), static_cast<DWORD>(text.size()),
@@ -37,20 +41,27 @@ void Write(HANDLE output, std::string_view text) noexcept {
 
 }  // namespace
 
-void PrepareConsole() noexcept {
+void PrepareConsole(StandardStream stream) noexcept {
     SetConsoleOutputCP(CP_UTF8);
-    const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+    const HANDLE output = HandleOf(stream);
     DWORD mode = 0;
     if (GetConsoleMode(output, &mode) != 0) {
         SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
     }
-    prepared.store(output);
+    if (stream == StandardStream::Output) {
+        prepared.store(output);
+    }
+}
+
+bool IsTerminal(StandardStream stream) noexcept {
+    DWORD mode = 0;
+    return GetConsoleMode(HandleOf(stream), &mode) != 0;
 }
 
 void WriteToStandardOutput(std::string_view text) noexcept {
     const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     if (output != prepared.load(std::memory_order_relaxed)) {
-        PrepareConsole();
+        PrepareConsole(StandardStream::Output);
     }
     if (IsTheCLibrarys(output)) {
         std::fwrite(text.data(), 1, text.size(), stdout);
