@@ -17,6 +17,7 @@
 #include <core/curve/keyframe_handle.h>
 #include <core/curve/motion_path.h>
 #include <core/curve/outside.h>
+#include <core/curve/load_report.h>
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
 #include <core/curve/pointd.h>

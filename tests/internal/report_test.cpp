@@ -1,5 +1,6 @@
 #include "core/foundation/report.h"
 
+#include <core/curve/load_report.h>
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
 #include <core/speed/speed_parameter.h>
@@ -13,6 +14,7 @@
 
 namespace {
 
+using core::LeftOutKeyframe;
 using core::Parameter;
 using core::ParameterIterator;
 using ::testing::AllOf;
@@ -107,12 +109,35 @@ TEST(Report, SpeedCurvesSayWhatHasNoAnswer) {
 TEST(Report, LoadingNamesEachKeyframeThatItLeavesOut) {
     Parameter parameter;
     Collect collect;
-    EXPECT_EQ(0, parameter.Desialize(R"({"keyframeSets": [{"_time": 1.0}, {"_value": 2.0}, 7,
-        {"_time": 3.0, "_value": "text"}, {"_time": 1e999, "_value": 1.0},
-        {"_time": 4.0, "_value": 5.0}]})"));
+    std::vector<LeftOutKeyframe> leftOut = {{7, "before"}};
+    const char* const text = R"({"keyframeSets": [{"_time": 1.0}, {"_value": 2.0}, 7,
+        {"_time": 3.0, "_value": "text"}, {"_time": 4.0, "_value": 5.0},
+        {"_time": 1e999, "_value": 1.0}, {"_time": 1.0, "_value": 1.0, "_rightDerivative": "x"}]})";
+    EXPECT_EQ(-1, DesializeAndReport(parameter, "[]", leftOut));
+    EXPECT_EQ(1U, leftOut.size());
+    EXPECT_EQ(0, DesializeAndReport(parameter, text, leftOut));
     EXPECT_EQ(1, parameter.GetKeyFramesCount());
-    EXPECT_THAT(reports, SizeIs(5));
+    std::string told;
+    for (const LeftOutKeyframe& each : leftOut) {
+        told += std::to_string(each.index) + " " + each.reason + "\n";
+    }
+    EXPECT_EQ(told,
+              "0 it has no \"_value\"\n1 it has no \"_time\"\n2 it is no object\n"
+              "3 \"_value\" is not of the parameter's type\n5 \"_time\" is no finite number\n"
+              "6 its right handle is no finite number\n");
+    EXPECT_THAT(reports, SizeIs(6));
     EXPECT_THAT(reports, Each(StartsWith("6 BigParameterImpl -: file[big_parameter_impl] line[")));
+    EXPECT_THAT(reports.back(),
+                EndsWith("] keyframe 6 is left out: its right handle is no finite number"));
+
+    // An older text: places are those of the text, not of what freezes have left of it.
+    core::SpeedParameter speed;
+    EXPECT_EQ(0, DesializeAndReport(speed, R"({"_totalTime": 9, "keyframeSets": [
+        {"_time": 0, "_value": 1}, {"_time": 2, "_value": 0}, {"_time": 3, "_value": 1},
+        {"_time": 5, "_value": 1}, 7, {"_time": 9, "_value": 1}]})",
+                                    leftOut));
+    ASSERT_EQ(1U, leftOut.size());
+    EXPECT_EQ(4U, leftOut[0].index);
 }
 
 }  // namespace

@@ -129,9 +129,9 @@ TEST(InspectCheck, ReportsWhatIsSuspiciousAndEndsWith1) {
          "keyframe 0 of the file is left out: it has no \"_time\""},
         {"no value", Keyframes("{\"_time\": 1}"), "it has no \"_value\""},
         {"no object", Keyframes("7"), "it is no object"},
-        {"time is a text", Keyframes(key("\"1\"", "1")), "its time is no finite number"},
+        {"time is a text", Keyframes(key("\"1\"", "1")), "\"_time\" is no finite number"},
         {"value is a text", Keyframes(key("0", "1") + "," + key("1", "\"x\"")),
-         "keyframe 1 of the file is left out: its value is not of the parameter's type"},
+         "keyframe 1 of the file is left out: \"_value\" is not of the parameter's type"},
         {"handle beyond its segment",
          Keyframes(key("0", "1", ", \"Interpolation\": 0, \"_rightDerivative\": 1.25") + "," +
                    key("1", "1")),

@@ -224,11 +224,24 @@ private:
             Report(finding);
         }
         const core::JsonArray& elements = Members().Find("keyframeSets")->AsArray();
-        hasLostSome = stored.GetKeyFramesCount() < elements.Count();
+        std::vector<core::LeftOutKeyframe> leftOut;
+        if (stored.GetKeyFramesCount() < elements.Count()) {
+            std::string text;
+            Members().Dump(text);
+            core::Parameter again;
+            core::DesializeAndReport(again, text.c_str(), leftOut);
+        }
         std::vector<StoredTime> times;
+        auto next = leftOut.begin();
         std::size_t index = 0;
         for (const core::JsonElem& element : elements) {
-            CheckStored(element, index, stored.GetParameterType(), times);
+            if (next != leftOut.end() && next->index == index) {
+                Report("keyframe " + std::to_string(index) +
+                       " of the file is left out: " + next->reason);
+                ++next;
+            } else {
+                times.push_back({element.AsObject().Find("_time")->AsDouble(), index});
+            }
             ++index;
         }
         const auto isBefore = [](const StoredTime& a, const StoredTime& b) {
@@ -250,55 +263,6 @@ private:
                        std::to_string(first) + ", which it replaces");
             }
         }
-    }
-
-    void CheckStored(const core::JsonElem& element, std::size_t index, core::ParameterTypeEnum type,
-                     std::vector<StoredTime>& times) {
-        const auto skipped = [&](const char* why) {
-            Report("keyframe " + std::to_string(index) + " of the file is left out: " + why);
-        };
-        const core::JsonObject* keyframe = nullptr;
-        if (!element.Get(keyframe)) {
-            skipped("it is no object");
-            return;
-        }
-        for (const char* const name : {"_time", "_value"}) {
-            if (keyframe->Find(name) == nullptr) {
-                skipped(name == std::string("_time") ? "it has no \"_time\""
-                                                     : "it has no \"_value\"");
-                return;
-            }
-        }
-        double time = 0.0;
-        if (!keyframe->Find("_time")->Get(time) || !std::isfinite(time)) {
-            skipped("its time is no finite number");
-            return;
-        }
-        if (hasLostSome && !HasNumbersAlone(*keyframe, type) && !IsTaken(*keyframe, type)) {
-            skipped("its value is not of the parameter's type, or one of its numbers is none");
-            return;
-        }
-        times.push_back({time, index});
-    }
-
-    // What most keyframes are, and the library takes.
-    static bool HasNumbersAlone(const core::JsonObject& keyframe, core::ParameterTypeEnum type) {
-        return type == core::ParameterDouble &&
-               std::all_of(keyframe.begin(), keyframe.end(), [](const core::JsonMember& member) {
-                   double number = 0.0;
-                   return member.Get(number) && std::isfinite(number);
-               });
-    }
-
-    // Whether the library takes a keyframe, asked with a document of this one alone.
-    static bool IsTaken(const core::JsonObject& keyframe, core::ParameterTypeEnum type) {
-        core::JsonObject one;
-        one.Add("ParameterType", nullptr).Set(static_cast<int>(type));
-        one.AddArray("keyframeSets").Add(nullptr).Set(keyframe);
-        std::string text;
-        one.Dump(text);
-        core::Parameter parameter;
-        return parameter.Desialize(text.c_str()) == 0 && parameter.GetKeyFramesCount() == 1;
     }
 
     void CheckKeyframe(core::Parameter& stored, const std::vector<TimeValuePair>& keyframes,
@@ -448,7 +412,6 @@ private:
     const Console& console;
     std::vector<std::string> later;  // findings that belong behind the first line
     std::size_t findings = 0;
-    bool hasLostSome = false;
 };
 
 }  // namespace

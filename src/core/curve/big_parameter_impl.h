@@ -7,6 +7,7 @@
 #include "core/foundation/shared.h"
 
 #include <core/curve/interpolation.h>
+#include <core/curve/load_report.h>
 #include <core/curve/time_value_pair.h>
 #include <core/curve/val_any.h>
 
@@ -66,7 +67,8 @@ public:
     virtual ParameterTypeEnum GetParameterType();
     virtual void GetValueRange(ValAny& min, ValAny& max) const;
     virtual std::string Serialize();
-    virtual int Desialize(const char* json);
+    /// Adds what is left out to `leftOut`, which may be null.
+    virtual int Desialize(const char* json, std::vector<LeftOutKeyframe>* leftOut);
     virtual double GetAreaFromTo(double from, double to, bool flag, double a, double b) const;
     virtual double SolveTimeBaseArea(double start, double area) const;
     virtual void RemoveKeyFramesAfterTime(double time);
@@ -141,7 +143,7 @@ protected:
     std::string Write() const CORE_REQUIRES(mutex);
     /// Takes both from a text's object. False, changing nothing, for one that is not a
     /// parameter's; `skipped` as in `ReadParameter`.
-    bool Load(const JsonObject& document, void (*skipped)()) CORE_REQUIRES(mutex);
+    bool Load(const JsonObject& document, const SkippedKeyframe& skipped) CORE_REQUIRES(mutex);
 
     mutable RecursiveMutex mutex;
 

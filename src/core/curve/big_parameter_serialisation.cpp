@@ -3,9 +3,10 @@
 #include "core/curve/loaded_handles.h"
 #include "core/foundation/report.h"
 
+#include <core/curve/load_report.h>
 #include <core/data/json_doc.h>
 
-#include <cstdio>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -16,13 +17,23 @@ namespace core {
 namespace {
 
 // The line is this one.
-void ReportSkippedKeyframe() {
-    char text[64];
-    std::snprintf(text, sizeof text, "file[%s] line[%d]", "big_parameter_impl", __LINE__);
-    Report(ReportLevel::Error, "BigParameterImpl", text);
+void ReportSkippedKeyframe(const std::string& what) {
+    const std::string place =
+        "file[big_parameter_impl] line[" + std::to_string(__LINE__) + "] " + what;
+    Report(ReportLevel::Error, "BigParameterImpl", place.c_str());
 }
 
 }  // namespace
+
+int DesializeAndReport(KeyframeHandle& curve, const char* text,
+                       std::vector<LeftOutKeyframe>& leftOut) {
+    std::vector<LeftOutKeyframe> found;
+    const int result = curve.p_impl() != nullptr ? curve.p_impl()->Desialize(text, &found) : -1;
+    if (result == 0) {
+        leftOut = std::move(found);
+    }
+    return result;
+}
 
 std::string BigParameterImpl::Write() const {
     return curve->Text();
@@ -46,7 +57,7 @@ const char* BigParameterImpl::GetHashString() const {
     return hashText.c_str();
 }
 
-int BigParameterImpl::Desialize(const char* json) {
+int BigParameterImpl::Desialize(const char* json, std::vector<LeftOutKeyframe>* leftOut) {
     const RecursiveLock lock(mutex);
     JsonDoc document;
     const JsonObject* object = nullptr;
@@ -54,10 +65,16 @@ int BigParameterImpl::Desialize(const char* json) {
         !std::as_const(document).Root().Get(object)) {
         return -1;
     }
-    return Load(*object, &ReportSkippedKeyframe) ? 0 : -1;
+    const auto skipped = [leftOut](std::size_t index, const char* reason) {
+        ReportSkippedKeyframe(LeftOutText(index, reason));
+        if (leftOut != nullptr) {
+            leftOut->push_back({index, reason});
+        }
+    };
+    return Load(*object, skipped) ? 0 : -1;
 }
 
-bool BigParameterImpl::Load(const JsonObject& document, void (*skipped)()) {
+bool BigParameterImpl::Load(const JsonObject& document, const SkippedKeyframe& skipped) {
     ParameterSettings settings = curve->Settings();
     std::vector<TimeValuePair> keyframes;
     if (!ReadParameter(document, settings, keyframes, skipped)) {

@@ -128,7 +128,7 @@ std::string KeyframeHandle::Serialize() {
 }
 
 int KeyframeHandle::Desialize(const char* json) {
-    return impl != nullptr ? impl->Desialize(json) : -1;
+    return impl != nullptr ? impl->Desialize(json, nullptr) : -1;
 }
 
 double KeyframeHandle::GetAreaFromTo(double from, double to, bool flag, double a, double b) const {

@@ -13,7 +13,9 @@
 #include <core/data/json_object.h>
 #include <core/data/json_value.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <span>
 #include <string>
@@ -57,14 +59,18 @@ std::string DigestOf(ParameterTypeEnum type, std::span<const TimeValuePair> keyf
 /// later one of the array. False, with both half read, when "ParameterType" is no
 /// known type or "keyframeSets" no array.
 ///
-/// `skipped` is called for each keyframe that is left out: without "_time" or
-/// "_value", with a value of another type, or with a number that is not finite.
+/// `skipped` is told the place and the reason of each keyframe that is left out: without
+/// "_time" or "_value", with a value of another type, or with a number that is not finite.
 /// O(n), O(n log n) when the keyframes are out of order.
+using SkippedKeyframe = std::function<void(std::size_t index, const char* reason)>;
 bool ReadParameter(const JsonObject& document, ParameterSettings& settings,
-                   std::vector<TimeValuePair>& keyframes, void (*skipped)());
+                   std::vector<TimeValuePair>& keyframes, const SkippedKeyframe& skipped);
 
-/// One keyframe of the array; false when it is to be left out.
-bool ReadKeyframe(const JsonObject& object, ParameterTypeEnum type, TimeValuePair& keyframe);
+/// Reads one keyframe of the array. Null, or why it is to be left out.
+const char* ReadKeyframe(const JsonObject& object, ParameterTypeEnum type, TimeValuePair& keyframe);
+
+/// What the log says of one.
+std::string LeftOutText(std::size_t index, const char* reason);
 
 /// A keyframe's value as the type stores it; false when it does not fit.
 bool ReadValue(const JsonValue& json, ParameterTypeEnum type, ValAny& value);

@@ -229,7 +229,8 @@ bool ReadValue(const JsonValue& json, ParameterTypeEnum type, ValAny& value) {
     }
 }
 
-bool ReadKeyframe(const JsonObject& object, ParameterTypeEnum type, TimeValuePair& keyframe) {
+const char* ReadKeyframe(const JsonObject& object, ParameterTypeEnum type,
+                         TimeValuePair& keyframe) {
     const auto fields = FirstOfEach(kFieldNames, object);
     double time = 0.0;
     ValAny value;
@@ -238,12 +239,26 @@ bool ReadKeyframe(const JsonObject& object, ParameterTypeEnum type, TimeValuePai
     double leftY = 0.0;
     double rightX = 0.0;
     double rightY = 0.0;
-    if (fields[kTime] == nullptr || fields[kValue] == nullptr ||
-        !ReadFinite(*fields[kTime], time) || !ReadValue(*fields[kValue], type, value) ||
-        !ReadOptional(fields[kInterpolation], interpolation) ||
-        !ReadHandle(fields[kLeft], fields[kLeftX], fields[kLeftY], leftX, leftY) ||
-        !ReadHandle(fields[kRight], fields[kRightX], fields[kRightY], rightX, rightY)) {
-        return false;
+    if (fields[kTime] == nullptr) {
+        return "it has no \"_time\"";
+    }
+    if (fields[kValue] == nullptr) {
+        return "it has no \"_value\"";
+    }
+    if (!ReadFinite(*fields[kTime], time)) {
+        return "\"_time\" is no finite number";
+    }
+    if (!ReadValue(*fields[kValue], type, value)) {
+        return "\"_value\" is not of the parameter's type";
+    }
+    if (!ReadOptional(fields[kInterpolation], interpolation)) {
+        return "\"Interpolation\" is no finite number";
+    }
+    if (!ReadHandle(fields[kLeft], fields[kLeftX], fields[kLeftY], leftX, leftY)) {
+        return "its left handle is no finite number";
+    }
+    if (!ReadHandle(fields[kRight], fields[kRightX], fields[kRightY], rightX, rightY)) {
+        return "its right handle is no finite number";
     }
     const bool isHeld = type == ParameterBool || type == ParameterString;
     keyframe = TimeValuePair(
@@ -252,7 +267,11 @@ bool ReadKeyframe(const JsonObject& object, ParameterTypeEnum type, TimeValuePai
                : static_cast<KeyframeInterpolationType>(TruncateToInt(interpolation)));
     keyframe.SetLeftDerivativeEx(leftX, leftY);
     keyframe.SetRightDerivativeEx(rightX, rightY);
-    return true;
+    return nullptr;
+}
+
+std::string LeftOutText(std::size_t index, const char* reason) {
+    return "keyframe " + std::to_string(index) + " is left out: " + reason;
 }
 
 void ParameterSettings::ResetRange() {
@@ -288,7 +307,7 @@ bool ParameterSettings::HasNoRange() const {
 }
 
 bool ReadParameter(const JsonObject& document, ParameterSettings& settings,
-                   std::vector<TimeValuePair>& keyframes, void (*skipped)()) {
+                   std::vector<TimeValuePair>& keyframes, const SkippedKeyframe& skipped) {
     const auto members = FirstOfEach(kMemberNames, document);
     const JsonArray* elements = nullptr;
     if (members[kSets] == nullptr || !members[kSets]->Get(elements)) {
@@ -317,13 +336,18 @@ bool ReadParameter(const JsonObject& document, ParameterSettings& settings,
 
     keyframes.clear();
     keyframes.reserve(static_cast<std::size_t>(elements->Count()));
+    std::size_t index = 0;
     for (const JsonElem& element : *elements) {
         const JsonObject* object = nullptr;
         keyframes.emplace_back();
-        if (!element.Get(object) || !ReadKeyframe(*object, settings.type, keyframes.back())) {
+        const char* const reason = element.Get(object)
+                                       ? ReadKeyframe(*object, settings.type, keyframes.back())
+                                       : "it is no object";
+        if (reason != nullptr) {
             keyframes.pop_back();
-            skipped();
+            skipped(index, reason);
         }
+        ++index;
     }
     PutInOrder(keyframes);
     return true;

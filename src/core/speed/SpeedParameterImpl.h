@@ -70,7 +70,7 @@ public:
     bool TakeIfStill(const SpeedSnapshot& base, SpeedParameterImpl& made);
 
     std::string Serialize() override;
-    int Desialize(const char* json) override;
+    int Desialize(const char* json, std::vector<LeftOutKeyframe>* leftOut) override;
 
 protected:
     void OnEditing() override CORE_REQUIRES(mutex) { version = {}; }
@@ -86,9 +86,11 @@ private:
     // All but the reverse flag of a curve that no other thread knows.
     void TakeLayers(SpeedParameterImpl& copy) noexcept CORE_REQUIRES(mutex);
     // False, changing nothing, for a text that is no parameter's.
-    bool LoadSpeeds(const JsonObject& document, const SpeedSettings& settings) CORE_REQUIRES(mutex);
+    bool LoadSpeeds(const JsonObject& document, const SpeedSettings& settings,
+                    const SkippedKeyframe& skipped) CORE_REQUIRES(mutex);
     bool LoadWithFreezes(const JsonObject& document, const SpeedSettings& settings,
-                         const std::vector<StoredFreeze>& stored) CORE_REQUIRES(mutex);
+                         const std::vector<StoredFreeze>& stored, const SkippedKeyframe& skipped)
+        CORE_REQUIRES(mutex);
 
     // Whether a freeze can be so at all.
     static bool IsFreeze(double pointTime, double duration) noexcept;

@@ -20,8 +20,9 @@ namespace core {
 namespace {
 
 // Kept on purpose: log filters look for this line number, which follows no source.
-void ReportSkippedKeyframe() {
-    Report(ReportLevel::Error, "SpeedParameterImpl", "file[SpeedParameterImpl] line[380]");
+void ReportSkippedKeyframe(const std::string& what) {
+    const std::string text = "file[SpeedParameterImpl] line[380] " + what;
+    Report(ReportLevel::Error, "SpeedParameterImpl", text.c_str());
 }
 
 }  // namespace
@@ -31,14 +32,15 @@ std::string SpeedParameterImpl::Serialize() {
     return Current()->Text(reverse);
 }
 
-int SpeedParameterImpl::Desialize(const char* json) {
+int SpeedParameterImpl::Desialize(const char* json, std::vector<LeftOutKeyframe>* leftOut) {
     const RecursiveLock lock(mutex);
     JsonDoc document;
     JsonObject* object = nullptr;
     if (json == nullptr || document.Parse(json) < 0 || !document.Root().Get(object)) {
         return -1;
     }
-    if (FreezeStillKeyframes(*object)) {
+    std::vector<std::size_t> places;  // of the keyframes of a converted text
+    if (FreezeStillKeyframes(*object, places)) {
         // By way of a text, because rounding the numbers is part of the conversion.
         std::string converted;
         document.Dump(converted);
@@ -48,13 +50,20 @@ int SpeedParameterImpl::Desialize(const char* json) {
     }
     // Kept on purpose: a member that a text lacks leaves its field as it was, the freezes
     // included. Callers load partial texts over a curve.
+    const auto skipped = [&](std::size_t index, const char* reason) {
+        const std::size_t place = index < places.size() ? places[index] : index;
+        ReportSkippedKeyframe(LeftOutText(place, reason));
+        if (leftOut != nullptr) {
+            leftOut->push_back({place, reason});
+        }
+    };
     const int reverseBefore = reverse;
     SpeedSettings settings{sourceTotalTime, sourceFPS, reverseBefore};
     ReadSpeedSettings(*object, settings);
     std::vector<StoredFreeze> stored;
     const bool hasFreezes = ReadFreezes(*object, stored);
-    if (!(hasFreezes ? LoadWithFreezes(*object, settings, stored)
-                     : LoadSpeeds(*object, settings))) {
+    if (!(hasFreezes ? LoadWithFreezes(*object, settings, stored, skipped)
+                     : LoadSpeeds(*object, settings, skipped))) {
         return -1;
     }
     if (settings.reverse != reverseBefore) {  // else SetReverse may have set it meanwhile
@@ -65,10 +74,11 @@ int SpeedParameterImpl::Desialize(const char* json) {
 
 // Aside: when a freeze can't be added, the keyframes must not be there already.
 bool SpeedParameterImpl::LoadWithFreezes(const JsonObject& document, const SpeedSettings& settings,
-                                         const std::vector<StoredFreeze>& stored) {
+                                         const std::vector<StoredFreeze>& stored,
+                                         const SkippedKeyframe& skipped) {
     SpeedParameterImpl loaded(*this, SettingsOnly());
     const RecursiveLock loadedLock(loaded.mutex);
-    if (!loaded.LoadSpeeds(document, settings)) {
+    if (!loaded.LoadSpeeds(document, settings, skipped)) {
         return false;
     }
     // Instants are found by speeds, which only numbers are.
@@ -148,8 +158,9 @@ void SpeedParameterImpl::AddStoredFreezes(const std::vector<StoredFreeze>& store
     EditFreezes().Assign(order.Freezes());
 }
 
-bool SpeedParameterImpl::LoadSpeeds(const JsonObject& document, const SpeedSettings& settings) {
-    if (!Load(document, &ReportSkippedKeyframe)) {
+bool SpeedParameterImpl::LoadSpeeds(const JsonObject& document, const SpeedSettings& settings,
+                                    const SkippedKeyframe& skipped) {
+    if (!Load(document, skipped)) {
         return false;
     }
     sourceTotalTime = settings.totalTime;

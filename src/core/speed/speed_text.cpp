@@ -216,7 +216,7 @@ void AddConverted(JsonObject& document, const std::map<double, double>& converte
 
 }  // namespace
 
-bool FreezeStillKeyframes(JsonObject& document) {
+bool FreezeStillKeyframes(JsonObject& document, std::vector<std::size_t>& places) {
     JsonArray* array = nullptr;
     JsonMember* const sets = document.Find("keyframeSets");
     if (sets == nullptr || !sets->Get(array)) {
@@ -271,24 +271,26 @@ bool FreezeStillKeyframes(JsonObject& document) {
 
     // Kept on purpose: every still keyframe takes the one behind it along, so that of two
     // in a row three are gone, and one more. Stored projects were converted so.
-    std::vector<JsonElem*> kept;  // the last one first
+    std::vector<std::size_t> kept;  // the last one first
     for (std::size_t i = keyframes.size(); i-- > 0;) {
         if (keyframes[i].value == nullptr) {
             ReportIncomplete(kWithoutValue);
         }
         if (!keyframes[i].IsStill()) {
-            kept.push_back(keyframes[i].element);
+            kept.push_back(i);
         } else if (!kept.empty()) {
             kept.pop_back();
         }
     }
     JsonElem* to = array->First();
-    for (auto from = kept.rbegin(); from != kept.rend(); ++from, to = to->NextSibling()) {
-        if (to != *from) {
-            *to = std::move(**from);
+    places.assign(kept.rbegin(), kept.rend());
+    for (const std::size_t place : places) {
+        if (to != keyframes[place].element) {
+            *to = std::move(*keyframes[place].element);
         }
+        to = to->NextSibling();
     }
-    array->Resize(static_cast<int>(kept.size()));
+    array->Resize(static_cast<int>(places.size()));
     AddConverted(document, freezes);
     return true;
 }

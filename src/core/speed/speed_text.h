@@ -5,6 +5,7 @@
 #include <core/data/json_object.h>
 #include <core/speed/speed_parameter.h>
 
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -50,6 +51,7 @@ bool ReadFreezes(const JsonObject& document, std::vector<StoredFreeze>& freezes)
 /// what follows move up, and adds their stretches to "_freeze". False, leaving the
 /// document alone, when there are none. Reports keyframes without "_value" or "_time".
 /// O(n log n).
-bool FreezeStillKeyframes(JsonObject& document);
+/// `places` gets where the keyframes that are left stood.
+bool FreezeStillKeyframes(JsonObject& document, std::vector<std::size_t>& places);
 
 }  // namespace core
