@@ -24,6 +24,7 @@ void AddNumberText(Suite& suite);
 void AddMemory(Suite& suite);
 void AddMd5(Suite& suite);
 void AddEvents(Suite& suite);
+void AddTimers(Suite& suite);
 /// Parameters saved and loaded.
 void AddStored(Suite& suite);
 /// Other libraries' curves, as far as they were found when this was built.

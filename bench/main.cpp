@@ -113,6 +113,7 @@ int Run(int argc, char** argv) {
     bench::AddMemory(suite);
     bench::AddMd5(suite);
     bench::AddEvents(suite);
+    bench::AddTimers(suite);
     bench::AddStored(suite);
     bench::AddPeers(suite);
     bench::AddContests(suite, argv[0], arguments.isQuick ? 1 : 9);

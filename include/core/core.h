@@ -61,12 +61,16 @@
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>
 #include <core/logging/pref_trace.h>
+#include <core/messaging/counters.h>
 #include <core/messaging/event_bus.h>
 #include <core/messaging/future.h>
 #include <core/messaging/listening.h>
 #include <core/messaging/message.h>
 #include <core/messaging/message_loop.h>
 #include <core/messaging/msg_bus.h>
+#include <core/messaging/queue_limit.h>
+#include <core/messaging/thread_of.h>
+#include <core/messaging/timer.h>
 #include <core/messaging/worker.h>
 #include <core/speed/snapshot.h>
 #include <core/speed/speed_parameter.h>

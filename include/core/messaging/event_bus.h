@@ -175,6 +175,7 @@ public:
     void consume();
 
 private:
+    friend class MessagingAccess;
     int newToken();
     void addListener(const detail::EventType& type,
                      std::shared_ptr<detail::EventListener> listener);
@@ -228,6 +229,7 @@ public:
     void unlistenAll(int token);
 
 private:
+    friend class MessagingAccess;
     int newToken();
     void addListener(const detail::EventType& type,
                      std::shared_ptr<detail::EventListener> listener);

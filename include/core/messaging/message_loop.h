@@ -94,6 +94,7 @@ protected:
     virtual void ThreadProc();
 
 private:
+    friend class MessagingAccess;
     std::shared_ptr<LoopRun> MakeRun() const;
 
     SimpleMsgBus* simpleBus = nullptr;

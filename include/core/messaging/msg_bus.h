@@ -81,6 +81,7 @@ public:
 
 private:
     friend class MessageLoop;
+    friend class MessagingAccess;
     std::shared_ptr<MessageQueue<SimpleMessage>> p_impl;
 };
 
@@ -130,6 +131,7 @@ public:
 
 private:
     friend class MessageLoop;
+    friend class MessagingAccess;
     std::shared_ptr<MessageQueue<Handle>> p_impl;
 };
 

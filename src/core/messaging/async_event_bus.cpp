@@ -1,19 +1,32 @@
 #include <core/messaging/event_bus.h>
 
+#include <core/messaging/counters.h>
+#include <core/messaging/thread_of.h>
+#include <core/messaging/timer.h>
+
 #include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
 #include "core/foundation/report.h"
+#include "core/messaging/access.h"
 #include "core/messaging/block_deque.h"
 #include "core/messaging/event_queue.h"
 #include "core/messaging/listener_registry.h"
+#include "core/messaging/run_times.h"
+#include "core/messaging/timer_access.h"
+#include "core/messaging/timer_clock.h"
+#include "core/messaging/timer_heap.h"
 #include "core/platform/platform.h"
 
 #include <core/foundation/thread_name.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <limits>
+#include <memory>
 #include <new>
 #include <thread>
 #include <utility>
@@ -31,10 +44,11 @@
 //     bus. What the consumer still needs is shared with it.
 //  5. Where the thread is gone without having ended, it may stand anywhere in here: then
 //     nothing is waited for, run or released.
+//  6. The consumer posts what its timers have due before it counts, like any poster.
 
 namespace core {
 
-class AsyncEventBusImpl {
+class AsyncEventBusImpl final : public detail::TimerOwner {
 public:
     static void Start(const std::shared_ptr<AsyncEventBusImpl>& impl);
 
@@ -49,6 +63,15 @@ public:
     int CountEvents();
     void Consume();
     void Stop();
+    TimerKey Arm(std::int64_t due, std::int64_t period, std::function<void()>&& post);
+    bool CancelTimer(const TimerKey& key) override;
+    bool HasTimer(const TimerKey& key) override;
+    Counters CountAll();
+    void Measure(bool isOn) { times.Measure(isOn); }
+    bool IsConsumerHere() {
+        const Lock lock(queueMutex, *this);
+        return consumer == std::this_thread::get_id();
+    }
     /// Whether Stop could wait for a thread that is gone.
     bool HasLostThreads() const noexcept { return home.HasLostThreads(); }
     /// For locks whose holder is gone.
@@ -63,7 +86,15 @@ private:
     };
     using Commands = BlockDeque<Command>;
 
+    /// What posts a timer's event. Held while it does so without the lock.
+    using TimedPost = std::shared_ptr<std::function<void()>>;
+    using Timers = TimerHeap<TimedPost>;
+
     bool WaitForWork();
+    bool IsTimerDue() CORE_REQUIRES(queueMutex) {
+        return timers != nullptr && timers->NextDue() <= TimerClock::Now();
+    }
+    void ServeTimers();
     void Wake() CORE_REQUIRES(queueMutex);
     int ProcessCommandsAndGetQueuedEventsCount();
     std::size_t CountCommands();
@@ -84,6 +115,11 @@ private:
     bool isAsleep CORE_GUARDED_BY(queueMutex) = false;
     bool hasNewCommands CORE_GUARDED_BY(queueMutex) = false;
     bool isStopped CORE_GUARDED_BY(queueMutex) = false;
+    /// The most that waited when the consumer looked.
+    std::size_t highest CORE_GUARDED_BY(queueMutex) = 0;
+    /// Made with the first timer.
+    std::unique_ptr<Timers> timers CORE_GUARDED_BY(queueMutex);
+    RunTimes times;
 
     Mutex commandMutex;
     Commands commands CORE_GUARDED_BY(commandMutex);
@@ -91,6 +127,7 @@ private:
 
     // The consumer's, and after it the destroying thread's.
     ListenerRegistry registry;
+    bool mayHaveDue = false;
 
     // The constructor's and the destructor's.
     std::thread thread;
@@ -182,6 +219,9 @@ void AsyncEventBusImpl::Consume() {
         consumer = self;
     }
     while (WaitForWork()) {
+        if (mayHaveDue) {
+            ServeTimers();
+        }
         Deliver(ProcessCommandsAndGetQueuedEventsCount());
     }
     const Lock lock(queueMutex, *this);
@@ -191,13 +231,111 @@ void AsyncEventBusImpl::Consume() {
 
 bool AsyncEventBusImpl::WaitForWork() {
     Lock lock(queueMutex, *this);
-    while (!isStopped && events.Size() == 0 && !hasNewCommands) {
+    while (!isStopped && events.Size() == 0 && !hasNewCommands && !IsTimerDue()) {
         isAsleep = true;
-        wake.Wait(lock);
+        if (timers == nullptr || timers->Size() == 0) {
+            wake.Wait(lock);
+        } else {
+            // Some systems wait for days at most; a wait that is cut goes on.
+            constexpr std::chrono::nanoseconds kLongest = std::chrono::hours(1);
+            const std::chrono::nanoseconds left(timers->NextDue() - TimerClock::Now());
+            wake.WaitUntil(lock, std::chrono::steady_clock::now() + std::min(left, kLongest));
+        }
         isAsleep = false;
     }
     hasNewCommands = false;
+    mayHaveDue = timers != nullptr;
+    highest = std::max(highest, events.Size());
     return !isStopped;
+}
+
+void AsyncEventBusImpl::ServeTimers() {
+    std::int64_t now = 0;
+    for (;;) {
+        TimedPost post;
+        TimerKey key;
+        {
+            const Lock lock(queueMutex, *this);
+            if (timers == nullptr || isStopped) {
+                return;
+            }
+            // Once: what falls due meanwhile is for the next pass.
+            now = now != 0 ? now : TimerClock::Now();
+            Timers::Slot* const timer = timers->FirstDue(now);
+            if (timer == nullptr) {
+                return;
+            }
+            key = timers->FirstKey();
+            if (timer->period == 0) {
+                post = timers->TakeFirst();
+            } else {
+                // Its last event still waits: this one is left out.
+                const bool waits = events.Popped() < timer->mark;
+                post = waits ? nullptr : timer->payload;
+                timers->PostponeFirst(now);
+            }
+        }
+        if (post == nullptr) {
+            continue;
+        }
+        try {
+            (*post)();
+        } catch (const std::exception& error) {
+            Report(ReportLevel::Error, "core", error.what(), "AsyncEventBus");
+        } catch (...) {
+            Report(ReportLevel::Error, "core", "a timer's event can't be copied", "AsyncEventBus");
+        }
+        const Lock lock(queueMutex, *this);
+        Timers::Slot* const timer = timers != nullptr ? timers->Find(key) : nullptr;
+        if (timer != nullptr) {
+            timer->mark = events.Pushed();
+        }
+    }
+}
+
+TimerKey AsyncEventBusImpl::Arm(std::int64_t due, std::int64_t period,
+                                std::function<void()>&& post) {
+    auto payload = std::make_shared<std::function<void()>>(std::move(post));
+    const Lock lock(queueMutex, *this);
+    if (isStopped) {
+        return {};
+    }
+    if (timers == nullptr) {
+        timers = std::make_unique<Timers>();
+    }
+    const bool isFirst = due < timers->NextDue();
+    const TimerKey key = timers->Arm(due, period, std::move(payload));
+    if (isFirst) {
+        Wake();
+    }
+    return key;
+}
+
+bool AsyncEventBusImpl::CancelTimer(const TimerKey& key) {
+    TimedPost cancelled;
+    const Lock lock(queueMutex, *this);
+    if (timers != nullptr) {
+        cancelled = timers->Cancel(key);
+    }
+    return cancelled != nullptr;
+}
+
+bool AsyncEventBusImpl::HasTimer(const TimerKey& key) {
+    const Lock lock(queueMutex, *this);
+    return timers != nullptr && timers->Find(key) != nullptr;
+}
+
+Counters AsyncEventBusImpl::CountAll() {
+    const Lock lock(queueMutex, *this);
+    Counters counters;
+    counters.posted = events.Pushed();
+    counters.done = times.Done();
+    counters.waiting = events.Size();
+    highest = std::max(highest, events.Size());
+    counters.highest = highest;
+    counters.timers = timers != nullptr ? timers->Size() : 0;
+    counters.longestRun = times.Longest();
+    return counters;
 }
 
 int AsyncEventBusImpl::ProcessCommandsAndGetQueuedEventsCount() {
@@ -271,7 +409,7 @@ void AsyncEventBusImpl::Deliver(int count) {
             lastType = next->type;
             channel = registry.Find(*lastType);
         }
-        core::Deliver(channel, *lastType, next->Event());
+        times.TimeAlone("deliver event", [&] { core::Deliver(channel, *lastType, next->Event()); });
         Destroy(next);
         done = next;
     }
@@ -302,9 +440,14 @@ void AsyncEventBusImpl::Stop() {
     {
         const Lock lock(commandMutex, *this);
         takesCommands = false;
-        leftCommands.Swap(commands);
+        commands.MoveTo(leftCommands);
     }
     const ListenerRegistry leftListeners = registry.TakeAll();
+    std::unique_ptr<Timers> leftTimers;
+    {
+        const Lock lock(queueMutex, *this);
+        leftTimers.swap(timers);
+    }
     for (;;) {
         EventNode* node = nullptr;
         {
@@ -322,6 +465,7 @@ void AsyncEventBusImpl::Stop() {
 void AsyncEventBusImpl::Abandon() noexcept {
     new (&events) EventQueue;
     new (&commands) Commands;
+    new (&timers) std::unique_ptr<Timers>;
     isStopped = true;
     takesCommands = false;
 }
@@ -379,6 +523,27 @@ void AsyncEventBus::consume() {
     // A listener may destroy the bus.
     const std::shared_ptr<AsyncEventBusImpl> impl = p_impl;
     impl->Consume();
+}
+
+Timer detail::PostOnBus(AsyncEventBus& bus, std::chrono::nanoseconds delay,
+                        std::chrono::nanoseconds period, std::function<void()> post) {
+    const auto& impl = MessagingAccess::ImplOf(bus);
+    const bool repeats = period != std::chrono::nanoseconds(0);
+    const TimerKey key = impl->Arm(TimerClock::After(repeats ? AtLeast(delay) : delay),
+                                   repeats ? AtLeast(period).count() : 0, std::move(post));
+    return TimerAccess::Make(*impl, key);
+}
+
+Counters CountersOf(const AsyncEventBus& bus) {
+    return MessagingAccess::ImplOf(bus)->CountAll();
+}
+
+void MeasureRuns(AsyncEventBus& bus, bool isOn) {
+    MessagingAccess::ImplOf(bus)->Measure(isOn);
+}
+
+bool IsThreadOf(const AsyncEventBus& bus) {
+    return MessagingAccess::ImplOf(bus)->IsConsumerHere();
 }
 
 }  // namespace core

@@ -1,8 +1,14 @@
 #include <core/messaging/event_bus.h>
 
-#include "core/foundation/mutex.h"
-#include "core/messaging/listener_registry.h"
+#include <core/messaging/counters.h>
 
+#include "core/foundation/mutex.h"
+#include "core/messaging/access.h"
+#include "core/messaging/listener_registry.h"
+#include "core/messaging/run_times.h"
+
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -30,7 +36,38 @@ public:
     }
     ChannelHandle Find(const detail::EventType& type) {
         const Lock lock(mutex, *this);
+        ++posted;
         return registry.Find(type);
+    }
+    bool IsMeasured() const noexcept { return isMeasured.load(std::memory_order_relaxed); }
+    [[gnu::noinline]] void PostMeasured(const detail::EventType& type, const void* event) {
+        // Held here: a listener may destroy the bus.
+        std::shared_ptr<RunTimes> held;
+        if (IsMeasured()) {
+            const Lock lock(mutex, *this);
+            held = times;
+        }
+        const ChannelHandle channel = Find(type);
+        RunTimes unmeasured;
+        (held != nullptr ? *held : unmeasured).Time("deliver event", [&] {
+            Deliver(channel, type, event);
+        });
+    }
+    void Measure(bool isOn) {
+        auto made = std::make_shared<RunTimes>();
+        made->Measure(true);
+        const Lock lock(mutex, *this);
+        isMeasured.store(isOn);
+        if (isOn) {
+            times = std::move(made);
+        }
+    }
+    Counters CountAll() {
+        const Lock lock(mutex, *this);
+        Counters counters;
+        counters.posted = counters.done = posted;
+        counters.longestRun = times != nullptr ? times->Longest() : std::chrono::nanoseconds(0);
+        return counters;
     }
     /// The lock's holder is gone: those that listen stay behind unheard.
     void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS { new (&registry) ListenerRegistry; }
@@ -38,6 +75,9 @@ public:
 private:
     Mutex mutex;
     std::uint64_t lastToken CORE_GUARDED_BY(mutex) = 0;
+    std::uint64_t posted CORE_GUARDED_BY(mutex) = 0;
+    std::atomic<bool> isMeasured = false;
+    std::shared_ptr<RunTimes> times CORE_GUARDED_BY(mutex);
     ListenerRegistry registry CORE_GUARDED_BY(mutex);
 };
 
@@ -60,7 +100,11 @@ void EventBus::addListener(const detail::EventType& type,
 }
 
 void EventBus::postEvent(const detail::EventType& type, const void* event) {
-    Deliver(p_impl->Find(type), type, event);
+    if (spanSink.load(std::memory_order_relaxed) != nullptr || p_impl->IsMeasured()) [[unlikely]] {
+        p_impl->PostMeasured(type, event);
+    } else {
+        Deliver(p_impl->Find(type), type, event);
+    }
 }
 
 void EventBus::unlistenAll(int token) {
@@ -95,6 +139,14 @@ EventBus& GetGlobalSyncEventBus() {
 
 void ReleaseGlobalSyncEventBus() {
     delete std::exchange(globalSyncBus, nullptr);
+}
+
+Counters CountersOf(const EventBus& bus) {
+    return MessagingAccess::ImplOf(bus)->CountAll();
+}
+
+void MeasureRuns(EventBus& bus, bool isOn) {
+    MessagingAccess::ImplOf(bus)->Measure(isOn);
 }
 
 }  // namespace core

@@ -94,7 +94,7 @@ void EventQueue::AddToFree(EventNode* node) noexcept {
 void EventQueue::Push(EventNode* node) noexcept {
     (last == nullptr ? first : last->next) = node;
     last = node;
-    ++size;
+    ++pushed;
     if (freeNodes != nullptr && spare.load(std::memory_order_relaxed) == nullptr) {
         spare.store(TakeFree(), std::memory_order_release);
     }
@@ -109,7 +109,7 @@ EventNode* EventQueue::Pop() noexcept {
     if (first == nullptr) {
         last = nullptr;
     }
-    --size;
+    ++popped;
     return node;
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -45,7 +46,10 @@ public:
     /// release.
     Blocks TakeSurplus() noexcept;
 
-    std::size_t Size() const noexcept { return size; }
+    std::size_t Size() const noexcept { return static_cast<std::size_t>(pushed - popped); }
+    /// Events that were ever pushed, and those that have left it since.
+    std::uint64_t Pushed() const noexcept { return pushed; }
+    std::uint64_t Popped() const noexcept { return popped; }
     void Push(EventNode* node) noexcept;
     /// Null when it is empty.
     EventNode* Pop() noexcept;
@@ -65,7 +69,8 @@ private:
 
     EventNode* first = nullptr;
     EventNode* last = nullptr;
-    std::size_t size = 0;
+    std::uint64_t pushed = 0;
+    std::uint64_t popped = 0;
 
     std::atomic<EventNode*> spare = nullptr;
     EventNode* freeNodes = nullptr;

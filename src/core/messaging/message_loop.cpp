@@ -1,9 +1,15 @@
 #include <core/messaging/message_loop.h>
 
+#include <core/messaging/counters.h>
+#include <core/messaging/thread_of.h>
+
 #include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
 #include "core/foundation/report.h"
+#include "core/messaging/access.h"
 #include "core/messaging/message_queue.h"
+#include "core/messaging/run_times.h"
+#include "core/messaging/serving.h"
 #include "core/platform/platform.h"
 
 #include <core/foundation/thread_name.h>
@@ -97,20 +103,23 @@ void Guarded(const char* function, Call&& call) noexcept {
 
 /// Until the queue is closed. False, outside the loop, when that is gone before.
 template <class Message>
-bool Consume(MessageLoop& loop, LoopRun& run, MessageQueue<Message>& queue) {
+bool Consume(MessageLoop& loop, LoopRun& run, MessageQueue<Message>& queue, RunTimes& times) {
+    const Serving serving(&queue);
     while (run.Leave()) {
         Message message;
-        const bool isOpen = queue.PeekWait(message) == MsgBusWaitRet::Ok;
+        const bool isOpen = queue.PeekToHandle(message) == MsgBusWaitRet::Ok;
         if (!run.Enter()) {
+            queue.LeaveUnhandled();
             return false;
         }
         if (!isOpen) {
             return true;
         }
-        Guarded("OnMessage", [&] { loop.OnMessage(message); });
+        times.Time("handle message",
+                   [&] { Guarded("OnMessage", [&] { loop.OnMessage(message); }); });
         // Kept on purpose: handlers rely on an urgent message that came meanwhile being
         // the one that goes here.
-        queue.Pop();
+        queue.PopHandled();
     }
     return false;
 }
@@ -131,6 +140,12 @@ public:
     std::shared_ptr<LoopRun> RunOfThisThread();
     void Join();
     void RemoveCopy(const MessageLoop* loop) noexcept;
+    /// The run that was started last; null when there is none any more.
+    std::shared_ptr<LoopRun> LastRun() {
+        const Lock lock(mutex, *this);
+        return entries.empty() ? nullptr : entries.back().run;
+    }
+    RunTimes& Times() noexcept { return times; }
     /// For locks whose holder is gone.
     void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS { new (&entries) Entries; }
 
@@ -150,6 +165,7 @@ private:
     void ForgetLostThreads() CORE_REQUIRES(mutex);
     void CutFrom(const MessageLoop* loop);
 
+    RunTimes times;
     Mutex mutex;
     Condition joined;
     int copies CORE_GUARDED_BY(mutex) = 1;
@@ -304,14 +320,16 @@ void MessageLoop::SetMsgBus(VersatileMsgBus* bus) {
 
 std::shared_ptr<LoopRun> MessageLoop::MakeRun() const {
     return std::make_shared<LoopRun>(
-        this, simpleBus != nullptr ? simpleBus->p_impl->shared_from_this() : nullptr,
-        versatileBus != nullptr ? versatileBus->p_impl->shared_from_this() : nullptr);
+        this, simpleBus != nullptr ? simpleBus->p_impl->Shared() : nullptr,
+        versatileBus != nullptr ? versatileBus->p_impl->Shared() : nullptr);
 }
 
 bool MessageLoop::Launch() {
     try {
         const std::shared_ptr<LoopRun> run = MakeRun();
-        p_impl->Start(run, [this, run] {
+        // Held by the thread: a handler may destroy the loop.
+        p_impl->Start(run, [this, run, threads = p_impl] {
+            const Serving serving(threads.get());
             if (run->Enter()) {
                 Guarded("ThreadProc", [this] { ThreadProc(); });
                 run->Leave();
@@ -333,13 +351,38 @@ void MessageLoop::ThreadProc() {
         // A derived class lends a thread of its own.
         run = MakeRun();
     }
+    // A handler may destroy the loop.
+    const std::shared_ptr<LoopThreads> threads = p_impl;
+    const Serving serving(threads.get());
     Guarded("OnLoopStart", [this] { OnLoopStart(); });
-    const bool isThere = run->simple != nullptr      ? Consume(*this, *run, *run->simple)
-                         : run->versatile != nullptr ? Consume(*this, *run, *run->versatile)
-                                                     : run->IsOf(this);
+    const bool isThere =
+        run->simple != nullptr      ? Consume(*this, *run, *run->simple, threads->Times())
+        : run->versatile != nullptr ? Consume(*this, *run, *run->versatile, threads->Times())
+                                    : run->IsOf(this);
     if (isThere) {
         Guarded("OnLoopExit", [this] { OnLoopExit(); });
     }
+}
+
+Counters CountersOf(const MessageLoop& loop) {
+    LoopThreads& threads = *MessagingAccess::ImplOf(loop);
+    Counters counters;
+    if (const std::shared_ptr<LoopRun> run = threads.LastRun()) {
+        counters = run->simple != nullptr      ? run->simple->CountAll()
+                   : run->versatile != nullptr ? run->versatile->CountAll()
+                                               : counters;
+    }
+    counters.done = threads.Times().Done();
+    counters.longestRun = threads.Times().Longest();
+    return counters;
+}
+
+void MeasureRuns(MessageLoop& loop, bool isOn) {
+    MessagingAccess::ImplOf(loop)->Times().Measure(isOn);
+}
+
+bool IsThreadOf(const MessageLoop& loop) {
+    return Serving::Is(MessagingAccess::ImplOf(loop).get());
 }
 
 }  // namespace core

@@ -1,19 +1,27 @@
 #pragma once
 
-#include <core/messaging/message.h>
+#include <core/messaging/counters.h>
+#include <core/messaging/queue_limit.h>
 
 #include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
 #include "core/messaging/block_deque.h"
+#include "core/messaging/serving.h"
+#include "core/messaging/timer_clock.h"
+#include "core/messaging/timer_heap.h"
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
+#include <new>
 #include <thread>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 // The queue behind both buses.
 //
@@ -30,15 +38,23 @@
 //     elements are left where they are, and the queue is closed and empty.
 //  6. Elements leave the queue under the mutex and are destroyed outside: a payload's
 //     destructor may call the queue.
+//  7. Whoever reads the queue first adds what its timers have due, and sleeps no longer than
+//     to the next of them.
+//  8. `mark` is the length at which an addition has more to do than to add: it is a record,
+//     or the limit.
 
 namespace core {
 
 template <class Message>
-class MessageQueue : public std::enable_shared_from_this<MessageQueue<Message>> {
+class MessageQueue final : public detail::TimerOwner {
 public:
     /// A queue that closes when the last copy of the handle is gone, whoever else holds
-    /// it by shared_from_this.
+    /// it by `Shared`.
     static std::shared_ptr<MessageQueue> Make();
+
+    std::shared_ptr<MessageQueue> Shared() {
+        return std::static_pointer_cast<MessageQueue>(shared_from_this());
+    }
 
     /// False when it is closed; then `message` is as it was.
     template <class Source>
@@ -49,12 +65,26 @@ public:
 
     MsgBusWaitRet Get(Message& out);
     MsgBusWaitRet GetFor(Message& out, std::int64_t ms);
-    MsgBusWaitRet PeekWait(Message& out);
+    MsgBusWaitRet PeekWait(Message& out) { return PeekWait(out, false); }
+    /// The same for a loop that handles the message before `PopHandled`.
+    MsgBusWaitRet PeekToHandle(Message& out) { return PeekWait(out, true); }
+    void PopHandled();
+    /// Instead of PopHandled, where it is not handled.
+    void LeaveUnhandled();
+    TakenMessages GetMany(Message* out, std::size_t count, std::int64_t ms);
     bool TryGet(Message& out);
     bool Peek(Message& out);
     bool Pop();
     std::int32_t Count();
     void Close();
+    void SetLimit(const QueueLimit& newLimit);
+    Counters CountAll();
+
+    /// A key of nothing when it is closed.
+    TimerKey Arm(std::int64_t due, std::int64_t period, Message message);
+    bool CancelTimer(const TimerKey& key) override;
+    bool HasTimer(const TimerKey& key) override;
+
     /// Threads that wait and have gone to sleep.
     int Sleepers();
     /// Closes it without a look at the elements. For locks whose holder is gone.
@@ -74,10 +104,35 @@ private:
     static constexpr int kLooksBeforeYield = 1000;
     static constexpr int kLooks = kLooksBeforeYield + 20;
 
+    using Timers = TimerHeap<Message>;
+    static constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+
     template <bool isUrgent, class Source>
     bool Put(Source&& message);
+    template <class Source>
+    bool PutAtLimit(Source&& message);
+    void Record() CORE_REQUIRES(mutex);
+    std::size_t Waiting() const CORE_REQUIRES(mutex) {
+        return elements.Size() - (isFrontHandled ? 1 : 0);
+    }
+    void DropOldest(std::size_t count, std::vector<Message>& dropped) CORE_REQUIRES(mutex);
+    std::uint64_t UrgentLeft() const CORE_REQUIRES(mutex) {
+        const std::uint64_t popped = elements.Popped() - poppedThen;
+        return urgentLeft > popped ? urgentLeft - popped : 0;
+    }
+    /// Of the elements that were added in turn, all that ever were, and those that were read.
+    std::uint64_t PushedInTurn() const CORE_REQUIRES(mutex) {
+        return elements.Pushed() - requeued - pushedUrgent;
+    }
+    std::uint64_t PoppedInTurn() const CORE_REQUIRES(mutex) {
+        return elements.Popped() - requeued - (pushedUrgent - UrgentLeft());
+    }
+    bool HasTimers() const CORE_REQUIRES(mutex) { return timers != nullptr && timers->Size() > 0; }
+    void ServeTimers() noexcept CORE_REQUIRES(mutex);
+    MsgBusWaitRet PeekWait(Message& out, bool toHandle);
     void Acquire() CORE_ACQUIRE(mutex);
-    Message TakeFront() CORE_REQUIRES(mutex);
+    void AcquireToRead() CORE_ACQUIRE(mutex);
+    void TakeFront(Message& out) CORE_REQUIRES(mutex);
     void LookAwake() const;
     void Sleep() CORE_REQUIRES(mutex);
     bool SleepUntil(Clock::time_point deadline) CORE_REQUIRES(mutex);
@@ -89,9 +144,36 @@ private:
     int sleepers CORE_GUARDED_BY(mutex) = 0;
     int wakeUps CORE_GUARDED_BY(mutex) = 0;
     bool isClosed CORE_GUARDED_BY(mutex) = false;  // and empty, for good
+    bool isFrontHandled CORE_GUARDED_BY(mutex) = false;
+    std::size_t mark CORE_GUARDED_BY(mutex) = 0;
+    int roomWaiters CORE_GUARDED_BY(mutex) = 0;
+    Condition room;
+    std::size_t limit CORE_GUARDED_BY(mutex) = kNoLimit;
+    WhenFull whenFull CORE_GUARDED_BY(mutex) = WhenFull::Wait;
+    std::size_t highest CORE_GUARDED_BY(mutex) = 0;
+    // Urgent messages that were ever added, and those that were in front of all others when
+    // the last of them came, and so many elements had left the queue.
+    std::uint64_t pushedUrgent CORE_GUARDED_BY(mutex) = 0;
+    std::uint64_t urgentLeft CORE_GUARDED_BY(mutex) = 0;
+    std::uint64_t poppedThen CORE_GUARDED_BY(mutex) = 0;
+    /// Times that the first element was taken out and put back.
+    std::uint64_t requeued CORE_GUARDED_BY(mutex) = 0;
+    std::uint64_t refused CORE_GUARDED_BY(mutex) = 0;
+    std::uint64_t droppedCount CORE_GUARDED_BY(mutex) = 0;
+    /// Made with the first timer.
+    std::unique_ptr<Timers> timers CORE_GUARDED_BY(mutex);
     /// Closed or not empty: a guess, for those who look without the mutex.
     std::atomic<bool> isWorthALook = false;
 };
+
+/// Moves out what a message releases when it is assigned to.
+inline std::shared_ptr<void> TakeReleased(SimpleMessage& message) noexcept {
+    return std::move(message.payload);
+}
+template <class T>
+std::shared_ptr<T> TakeReleased(std::shared_ptr<T>& message) noexcept {
+    return std::move(message);
+}
 
 /// The moment `ms` milliseconds from now, or the last one that there is.
 inline std::chrono::steady_clock::time_point DeadlineIn(std::int64_t ms) {
@@ -133,8 +215,17 @@ template <class Message>
 }
 
 template <class Message>
+[[gnu::always_inline]] inline void MessageQueue<Message>::AcquireToRead() {
+    Acquire();
+    if (timers != nullptr) {
+        ServeTimers();
+    }
+}
+
+template <class Message>
 void MessageQueue<Message>::Abandon() noexcept {
     new (&elements) BlockDeque<Message>;
+    new (&timers) std::unique_ptr<Timers>;
     isClosed = true;
     isWorthALook.store(true, std::memory_order_relaxed);
 }
@@ -142,29 +233,193 @@ void MessageQueue<Message>::Abandon() noexcept {
 template <class Message>
 template <bool isUrgent, class Source>
 bool MessageQueue<Message>::Put(Source&& message) {
+    {
+        const ScopedLock lock(mutex, *this);
+        if (isClosed) {
+            return false;
+        }
+        const std::size_t size = elements.Size();
+        if (isUrgent || size < mark || Waiting() < limit) {
+            if constexpr (isUrgent) {
+                elements.PushFront(std::forward<Source>(message));
+                urgentLeft = UrgentLeft() + 1;
+                poppedThen = elements.Popped();
+                ++pushedUrgent;
+            } else {
+                elements.PushBack(std::forward<Source>(message));
+            }
+            if (size >= mark) {
+                Record();
+            }
+            if (size == 0) {
+                isWorthALook.store(true, std::memory_order_relaxed);
+            }
+            WakeOne();
+            return true;
+        }
+    }
+    return PutAtLimit(std::forward<Source>(message));
+}
+
+template <class Message>
+void MessageQueue<Message>::Record() {
+    highest = std::max(highest, Waiting());
+    mark = std::min(highest, limit);
+}
+
+template <class Message>
+template <class Source>
+[[gnu::noinline]] bool MessageQueue<Message>::PutAtLimit(Source&& message) {
+    std::vector<Message> dropped;
     const ScopedLock lock(mutex, *this);
+    while (!isClosed && Waiting() >= limit) {
+        if (whenFull == WhenFull::Refuse) {
+            ++refused;
+            return false;
+        }
+        if (whenFull == WhenFull::DropOldest) {
+            DropOldest(Waiting() - limit + 1, dropped);
+            break;
+        }
+        if (Serving::Is(this) || platform::OtherThreadsAreGone()) {
+            break;
+        }
+        ++roomWaiters;
+        room.Wait(mutex);
+        --roomWaiters;
+    }
     if (isClosed) {
         return false;
     }
-    if constexpr (isUrgent) {
-        elements.PushFront(std::forward<Source>(message));
-    } else {
-        elements.PushBack(std::forward<Source>(message));
-    }
-    if (elements.Size() == 1) {
-        isWorthALook.store(true, std::memory_order_relaxed);
-    }
+    elements.PushBack(std::forward<Source>(message));
+    Record();
+    isWorthALook.store(true, std::memory_order_relaxed);
     WakeOne();
     return true;
 }
 
 template <class Message>
-[[gnu::always_inline]] inline Message MessageQueue<Message>::TakeFront() {
-    Message taken = elements.PopFront();
+void MessageQueue<Message>::DropOldest(std::size_t count, std::vector<Message>& dropped) {
+    dropped.reserve(count);
+    // A loop has the first one, and will pop it. The slots that get free take it again.
+    Message handled;
+    if (isFrontHandled) {
+        handled = elements.PopFront();
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        dropped.push_back(elements.PopFront());
+    }
+    if (isFrontHandled) {
+        elements.PushFront(std::move(handled));
+        ++requeued;
+    }
+    droppedCount += count;
+}
+
+template <class Message>
+void MessageQueue<Message>::SetLimit(const QueueLimit& newLimit) {
+    std::vector<Message> dropped;
+    const ScopedLock lock(mutex, *this);
+    limit = newLimit.count == 0 ? kNoLimit : newLimit.count;
+    whenFull = newLimit.whenFull;
+    if (whenFull == WhenFull::DropOldest && Waiting() > limit) {
+        DropOldest(Waiting() - limit, dropped);
+    }
+    mark = std::min(highest, limit);
+    room.NotifyAll();
+}
+
+template <class Message>
+Counters MessageQueue<Message>::CountAll() {
+    const ScopedLock lock(mutex, *this);
+    Counters counters;
+    counters.posted = elements.Pushed() - requeued;
+    counters.done = elements.Popped() - requeued - droppedCount;
+    counters.refused = refused;
+    counters.dropped = droppedCount;
+    counters.waiting = Waiting();
+    counters.highest = highest;
+    counters.timers = timers != nullptr ? timers->Size() : 0;
+    return counters;
+}
+
+template <class Message>
+TimerKey MessageQueue<Message>::Arm(std::int64_t due, std::int64_t period, Message message) {
+    const ScopedLock lock(mutex, *this);
+    if (isClosed) {
+        return {};
+    }
+    if (timers == nullptr) {
+        timers = std::make_unique<Timers>();
+    }
+    // So that what is due finds a place where nothing waits.
+    elements.Reserve();
+    const bool isFirst = due < timers->NextDue();
+    const TimerKey key = timers->Arm(due, period, std::move(message));
+    if (isFirst && sleepers > 0) {
+        wakeUps = sleepers;
+        wake.NotifyAll();
+    }
+    return key;
+}
+
+template <class Message>
+bool MessageQueue<Message>::CancelTimer(const TimerKey& key) {
+    Message cancelled;
+    const ScopedLock lock(mutex, *this);
+    if (timers == nullptr || timers->Find(key) == nullptr) {
+        return false;
+    }
+    cancelled = timers->Cancel(key);
+    return true;
+}
+
+template <class Message>
+bool MessageQueue<Message>::HasTimer(const TimerKey& key) {
+    const ScopedLock lock(mutex, *this);
+    return timers != nullptr && timers->Find(key) != nullptr;
+}
+
+template <class Message>
+[[gnu::noinline]] void MessageQueue<Message>::ServeTimers() noexcept {
+    if (timers->Size() == 0) {
+        return;
+    }
+    const std::int64_t now = TimerClock::Now();
+    while (typename Timers::Slot* const timer = timers->FirstDue(now)) {
+        // Its last message still waits: this one is left out.
+        if (PoppedInTurn() < timer->mark) {
+            timers->PostponeFirst(now);
+            continue;
+        }
+        try {
+            elements.PushBack(std::as_const(timer->payload));
+        } catch (const std::bad_alloc&) {
+            // Something waits, so that somebody will look again.
+            return;
+        }
+        if (timer->period > 0) {
+            timer->mark = PushedInTurn();
+            timers->PostponeFirst(now);
+        } else {
+            timers->TakeFirst();
+        }
+        Record();
+        isWorthALook.store(true, std::memory_order_relaxed);
+        WakeOne();
+    }
+}
+
+/// `out` owns nothing: see TakeReleased.
+template <class Message>
+[[gnu::always_inline]] inline void MessageQueue<Message>::TakeFront(Message& out) {
+    elements.MoveFrontOver(out);
     if (elements.IsEmpty()) {
         isWorthALook.store(false, std::memory_order_relaxed);
     }
-    return taken;
+    if (roomWaiters > 0) {
+        room.NotifyOne();
+    }
 }
 
 template <class Message>
@@ -183,6 +438,10 @@ void MessageQueue<Message>::Sleep() {
         Abandon();
         return;
     }
+    if (HasTimers()) {
+        SleepUntil(Clock::time_point::max());
+        return;
+    }
     ++sleepers;
     wake.Wait(mutex);
     --sleepers;
@@ -195,10 +454,18 @@ bool MessageQueue<Message>::SleepUntil(Clock::time_point deadline) {
     if (now >= deadline || platform::OtherThreadsAreGone()) {
         return false;
     }
+    Clock::duration longest = kLongestSleep;
+    if (HasTimers()) {
+        const std::int64_t left = timers->NextDue() - TimerClock::Now();
+        longest = std::min<Clock::duration>(longest, std::chrono::nanoseconds(left));
+    }
     ++sleepers;
-    wake.WaitUntil(mutex, std::min(deadline, now + kLongestSleep));
+    wake.WaitUntil(mutex, std::min(deadline, now + longest));
     --sleepers;
     wakeUps = std::max(wakeUps - 1, 0);
+    if (timers != nullptr) {
+        ServeTimers();
+    }
     return true;
 }
 
@@ -213,7 +480,7 @@ void MessageQueue<Message>::WakeOne() {
 template <class Message>
 MsgBusWaitRet MessageQueue<Message>::Get(Message& out) {
     LookAwake();
-    Acquire();
+    AcquireToRead();
     while (elements.IsEmpty()) {
         if (isClosed) {
             mutex.unlock();
@@ -221,9 +488,9 @@ MsgBusWaitRet MessageQueue<Message>::Get(Message& out) {
         }
         Sleep();
     }
-    Message taken = TakeFront();
+    const auto released = TakeReleased(out);
+    TakeFront(out);
     mutex.unlock();
-    out = std::move(taken);
     return MsgBusWaitRet::Ok;
 }
 
@@ -234,7 +501,7 @@ MsgBusWaitRet MessageQueue<Message>::GetFor(Message& out, std::int64_t ms) {
     if (mayWait) {
         LookAwake();
     }
-    Acquire();
+    AcquireToRead();
     while (!isClosed && elements.IsEmpty() && mayWait && SleepUntil(deadline)) {
     }
     if (isClosed) {
@@ -245,16 +512,44 @@ MsgBusWaitRet MessageQueue<Message>::GetFor(Message& out, std::int64_t ms) {
         mutex.unlock();
         return MsgBusWaitRet::Timeout;
     }
-    Message taken = TakeFront();
+    const auto released = TakeReleased(out);
+    TakeFront(out);
     mutex.unlock();
-    out = std::move(taken);
     return MsgBusWaitRet::Ok;
 }
 
 template <class Message>
-MsgBusWaitRet MessageQueue<Message>::PeekWait(Message& out) {
+TakenMessages MessageQueue<Message>::GetMany(Message* out, std::size_t count, std::int64_t ms) {
+    std::fill_n(out, count, Message());
+    if (count == 0) {
+        return {MsgBusWaitRet::Timeout, 0};
+    }
+    const Clock::time_point deadline = ms > 0 ? DeadlineIn(ms) : Clock::time_point();
+    if (ms != 0) {
+        LookAwake();
+    }
+    AcquireToRead();
+    while (!isClosed && elements.IsEmpty() && ms != 0) {
+        if (ms < 0) {
+            Sleep();
+        } else if (!SleepUntil(deadline)) {
+            break;
+        }
+    }
+    TakenMessages taken{isClosed ? MsgBusWaitRet::Closed : MsgBusWaitRet::Timeout,
+                        std::min(count, elements.Size())};
+    for (std::size_t i = 0; i < taken.count; ++i) {
+        taken.result = MsgBusWaitRet::Ok;
+        TakeFront(out[i]);
+    }
+    mutex.unlock();
+    return taken;
+}
+
+template <class Message>
+MsgBusWaitRet MessageQueue<Message>::PeekWait(Message& out, bool toHandle) {
     LookAwake();
-    Acquire();
+    AcquireToRead();
     bool hasSlept = false;
     while (elements.IsEmpty()) {
         if (isClosed) {
@@ -265,6 +560,12 @@ MsgBusWaitRet MessageQueue<Message>::PeekWait(Message& out) {
         hasSlept = true;
     }
     Message seen = elements.Front();
+    if (toHandle) {
+        isFrontHandled = true;
+        if (roomWaiters > 0) {
+            room.NotifyOne();
+        }
+    }
     if (hasSlept) {
         WakeOne();
     }
@@ -274,21 +575,37 @@ MsgBusWaitRet MessageQueue<Message>::PeekWait(Message& out) {
 }
 
 template <class Message>
+void MessageQueue<Message>::PopHandled() {
+    Message handled;
+    const ScopedLock lock(mutex, *this);
+    if (!elements.IsEmpty()) {
+        TakeFront(handled);
+    }
+    isFrontHandled = false;
+}
+
+template <class Message>
+void MessageQueue<Message>::LeaveUnhandled() {
+    const ScopedLock lock(mutex, *this);
+    isFrontHandled = false;
+}
+
+template <class Message>
 bool MessageQueue<Message>::TryGet(Message& out) {
-    Acquire();
+    AcquireToRead();
     if (elements.IsEmpty()) {
         mutex.unlock();
         return false;
     }
-    Message taken = TakeFront();
+    const auto released = TakeReleased(out);
+    TakeFront(out);
     mutex.unlock();
-    out = std::move(taken);
     return true;
 }
 
 template <class Message>
 bool MessageQueue<Message>::Peek(Message& out) {
-    Acquire();
+    AcquireToRead();
     if (elements.IsEmpty()) {
         mutex.unlock();
         return false;
@@ -302,7 +619,12 @@ bool MessageQueue<Message>::Peek(Message& out) {
 template <class Message>
 bool MessageQueue<Message>::Pop() {
     Message discarded;
-    return TryGet(discarded);
+    const ScopedLock lock(mutex, *this);
+    if (elements.IsEmpty()) {
+        return false;
+    }
+    TakeFront(discarded);
+    return true;
 }
 
 template <class Message>
@@ -321,10 +643,15 @@ int MessageQueue<Message>::Sleepers() {
 template <class Message>
 void MessageQueue<Message>::Close() {
     BlockDeque<Message> discarded;
+    std::unique_ptr<Timers> discardedTimers;
     const ScopedLock lock(mutex, *this);
     isClosed = true;
+    droppedCount += Waiting();
+    isFrontHandled = false;
     isWorthALook.store(true, std::memory_order_relaxed);
-    elements.Swap(discarded);
+    elements.MoveTo(discarded);
+    discardedTimers.swap(timers);
+    room.NotifyAll();
     wakeUps = sleepers;
     wake.NotifyAll();
 }

@@ -1,6 +1,12 @@
 #include <core/messaging/msg_bus.h>
 
+#include <core/messaging/counters.h>
+#include <core/messaging/queue_limit.h>
+#include <core/messaging/timer.h>
+
+#include "core/messaging/access.h"
 #include "core/messaging/message_queue.h"
+#include "core/messaging/timer_access.h"
 
 #include <utility>
 
@@ -107,6 +113,62 @@ std::int32_t VersatileMsgBus::Count() const {
 
 void VersatileMsgBus::Close() {
     p_impl->Close();
+}
+
+void SetLimit(SimpleMsgBus& bus, const QueueLimit& limit) {
+    MessagingAccess::ImplOf(bus)->SetLimit(limit);
+}
+
+TakenMessages GetMsgs(SimpleMsgBus& bus, SimpleMessage* out, std::size_t count, std::int64_t ms) {
+    return MessagingAccess::ImplOf(bus)->GetMany(out, count, ms);
+}
+
+Counters CountersOf(const SimpleMsgBus& bus) {
+    return MessagingAccess::ImplOf(bus)->CountAll();
+}
+
+void SetLimit(VersatileMsgBus& bus, const QueueLimit& limit) {
+    MessagingAccess::ImplOf(bus)->SetLimit(limit);
+}
+
+TakenMessages GetMsgs(VersatileMsgBus& bus, VersatileMsgBus::Handle* out, std::size_t count,
+                      std::int64_t ms) {
+    return MessagingAccess::ImplOf(bus)->GetMany(out, count, ms);
+}
+
+Counters CountersOf(const VersatileMsgBus& bus) {
+    return MessagingAccess::ImplOf(bus)->CountAll();
+}
+
+namespace {
+
+template <class Bus, class Message>
+Timer ArmOn(Bus& bus, std::chrono::nanoseconds delay, std::chrono::nanoseconds period,
+            Message&& message) {
+    auto& queue = *MessagingAccess::ImplOf(bus);
+    const TimerKey key =
+        queue.Arm(TimerClock::After(delay), period.count(), std::forward<Message>(message));
+    return detail::TimerAccess::Make(queue, key);
+}
+
+}  // namespace
+
+Timer PostAfter(SimpleMsgBus& bus, std::chrono::nanoseconds delay, const SimpleMessage& message) {
+    return ArmOn(bus, delay, std::chrono::nanoseconds(0), message);
+}
+
+Timer PostAfter(VersatileMsgBus& bus, std::chrono::nanoseconds delay,
+                VersatileMsgBus::Handle message) {
+    return ArmOn(bus, delay, std::chrono::nanoseconds(0), std::move(message));
+}
+
+Timer PostEvery(SimpleMsgBus& bus, std::chrono::nanoseconds period, const SimpleMessage& message) {
+    return ArmOn(bus, AtLeast(period), AtLeast(period), message);
+}
+
+Timer PostEvery(VersatileMsgBus& bus, std::chrono::nanoseconds period,
+                VersatileMsgBus::Handle message) {
+    return ArmOn(bus, AtLeast(period), AtLeast(period), std::move(message));
 }
 
 }  // namespace core

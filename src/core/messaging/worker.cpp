@@ -1,18 +1,30 @@
 #include <core/messaging/worker.h>
 
+#include <core/foundation/thread_name.h>
+#include <core/messaging/counters.h>
+#include <core/messaging/future.h>
+#include <core/messaging/thread_of.h>
+#include <core/messaging/timer.h>
+
 #include "core/foundation/home_process.h"
 #include "core/foundation/mutex.h"
+#include "core/foundation/report.h"
 #include "core/messaging/block_deque.h"
 #include "core/messaging/named_worker.h"
+#include "core/messaging/run_times.h"
+#include "core/messaging/serving.h"
+#include "core/messaging/timer_access.h"
+#include "core/messaging/timer_clock.h"
+#include "core/messaging/timer_heap.h"
 #include "core/platform/platform.h"
-
-#include <core/foundation/thread_name.h>
-#include <core/messaging/future.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <new>
@@ -62,34 +74,9 @@ void RunAndDestroy(Task* task) noexcept {
     delete task;
 }
 
-/// Marks this thread as one that runs tasks of a queue, for as long as it lives.
-class Inside {
-public:
-    explicit Inside(const TaskQueue* served) noexcept : queue(served), outer(innermost) {
-        innermost = this;
-    }
-    ~Inside() { innermost = outer; }
-    Inside(const Inside&) = delete;
-    Inside& operator=(const Inside&) = delete;
-
-    static bool Is(const TaskQueue* served) noexcept {
-        const Inside* at = innermost;
-        while (at != nullptr && at->queue != served) {
-            at = at->outer;
-        }
-        return at != nullptr;
-    }
-
-private:
-    static thread_local const Inside* innermost;
-
-    const TaskQueue* queue;
-    const Inside* outer;
-};
-
-thread_local const Inside* Inside::innermost = nullptr;
-
 }  // namespace
+
+class WorkerTimer;
 
 class TaskQueue {
 public:
@@ -106,13 +93,27 @@ public:
     void LeaveRest() { isLeft = true; }
     /// Runs what is left, on this thread.
     void RunRest();
+    /// False when it takes none.
+    bool Arm(std::int64_t due, std::int64_t period, const std::shared_ptr<WorkerTimer>& timer);
+    std::shared_ptr<WorkerTimer> CancelTimer(const TimerKey& key);
+    bool HasTimer(const TimerKey& key);
+    Counters CountAll();
+    void Measure(bool isOn) { times.Measure(isOn); }
     /// Stops it without a look at the tasks. For locks whose holder is gone.
     void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS;
 
 private:
     enum class Phase { Running, Draining, Stopped };
 
+    using Timers = TimerHeap<std::shared_ptr<WorkerTimer>>;
+
     bool IsEmpty() const CORE_REQUIRES(mutex);
+    std::size_t Waiting() const CORE_REQUIRES(mutex);
+    bool ServeTimers() CORE_REQUIRES(mutex);
+    std::chrono::steady_clock::time_point NextLook(bool isServed) CORE_REQUIRES(mutex);
+    void RunElsewhere(Task* task) {
+        times.Time("run task", [task] { RunAndDestroy(task); });
+    }
     Task* ClaimFromBatch() noexcept;
     Task* Take() CORE_REQUIRES(mutex);
     Task* WaitForTask(bool isOwnThread);
@@ -127,6 +128,12 @@ private:
     BlockDeque<Task*> urgent CORE_GUARDED_BY(mutex);
     /// Tasks at the front of `incoming` that are taken already.
     std::size_t takenOfIncoming CORE_GUARDED_BY(mutex) = 0;
+    std::uint64_t posted CORE_GUARDED_BY(mutex) = 0;
+    /// The most that waited when the thread took some.
+    std::size_t highest CORE_GUARDED_BY(mutex) = 0;
+    /// Made with the first timer.
+    std::unique_ptr<Timers> timers CORE_GUARDED_BY(mutex);
+    RunTimes times;
     /// A guess, for those who look without the mutex.
     std::atomic<bool> isIncomingEmpty = true;
     std::atomic<bool> hasUrgent = false;
@@ -139,9 +146,69 @@ private:
     bool isLeft = false;
 };
 
+/// A timer of a worker, and the function that it calls.
+class WorkerTimer final : public detail::TimerOwner {
+public:
+    WorkerTimer(std::weak_ptr<TaskQueue> itsQueue, std::function<void()>&& toCall)
+        : queue(std::move(itsQueue)), function(std::move(toCall)) {}
+
+    /// Where it is in the queue's heap: set once, before anybody else knows the timer.
+    TimerKey key;
+
+    /// From waiting for its time to waiting for its turn; false when it does already.
+    bool Enter() noexcept { return Change(State::Timed, State::Posted); }
+    void Run() noexcept {
+        if (!Change(State::Posted, State::Running)) {
+            return;
+        }
+        try {
+            function();
+        } catch (const std::exception& error) {
+            Report(ReportLevel::Error, "core", error.what(), "timer");
+        } catch (...) {
+            Report(ReportLevel::Error, "core", "a timer's function threw", "timer");
+        }
+        Change(State::Running, State::Timed);
+    }
+
+    bool CancelTimer(const TimerKey& ofThis) override {
+        const std::shared_ptr<TaskQueue> itsQueue = queue.lock();
+        const bool isTimed = itsQueue != nullptr && itsQueue->CancelTimer(ofThis) != nullptr;
+        const bool isPosted = Change(State::Posted, State::Cancelled);
+        return isTimed || isPosted;
+    }
+    bool HasTimer(const TimerKey& ofThis) override {
+        const std::shared_ptr<TaskQueue> itsQueue = queue.lock();
+        return itsQueue != nullptr && (itsQueue->HasTimer(ofThis) || state.load() == State::Posted);
+    }
+
+private:
+    enum class State : int { Timed, Posted, Running, Cancelled };
+
+    bool Change(State from, State to) noexcept { return state.compare_exchange_strong(from, to); }
+
+    const std::weak_ptr<TaskQueue> queue;
+    const std::function<void()> function;
+    std::atomic<State> state = State::Timed;
+};
+
+namespace {
+
+/// One call of a timer's function.
+class TimedTask final : public Task {
+public:
+    explicit TimedTask(std::shared_ptr<WorkerTimer> toRun) noexcept : timer(std::move(toRun)) {}
+    void Run() override { timer->Run(); }
+
+private:
+    const std::shared_ptr<WorkerTimer> timer;
+};
+
+}  // namespace
+
 bool TaskQueue::Post(Task* task, TaskOrder order) {
     const Lock lock(mutex, *this);
-    if (phase == Phase::Stopped || (phase == Phase::Draining && !Inside::Is(this))) {
+    if (phase == Phase::Stopped || (phase == Phase::Draining && !Serving::Is(this))) {
         return false;
     }
     const bool wasEmpty = incoming.size() == takenOfIncoming && urgent.IsEmpty();
@@ -151,6 +218,7 @@ bool TaskQueue::Post(Task* task, TaskOrder order) {
     } else {
         incoming.push_back(task);
     }
+    ++posted;
     isIncomingEmpty.store(false, std::memory_order_relaxed);
     // Behind another post, the wake-up of the one sleeper is on its way.
     if (sleepers > 1 || (sleepers == 1 && wasEmpty)) {
@@ -160,16 +228,94 @@ bool TaskQueue::Post(Task* task, TaskOrder order) {
 }
 
 bool TaskQueue::IsServedHere() const noexcept {
-    return Inside::Is(this);
+    return Serving::Is(this);
+}
+
+std::size_t TaskQueue::Waiting() const {
+    const std::size_t claimed = std::min(nextInBatch.load(), batch.size());
+    return batch.size() - claimed + incoming.size() - takenOfIncoming + urgent.Size();
 }
 
 int TaskQueue::Count() {
     const Lock lock(mutex, *this);
-    const std::size_t claimed = std::min(nextInBatch.load(), batch.size());
-    const std::size_t count =
-        batch.size() - claimed + incoming.size() - takenOfIncoming + urgent.Size();
     return static_cast<int>(
-        std::min(count, static_cast<std::size_t>(std::numeric_limits<int>::max())));
+        std::min(Waiting(), static_cast<std::size_t>(std::numeric_limits<int>::max())));
+}
+
+Counters TaskQueue::CountAll() {
+    const Lock lock(mutex, *this);
+    Counters counters;
+    counters.done = times.Done();
+    counters.posted = posted;
+    counters.waiting = Waiting();
+    highest = std::max(highest, Waiting());
+    counters.highest = highest;
+    counters.timers = timers != nullptr ? timers->Size() : 0;
+    counters.longestRun = times.Longest();
+    return counters;
+}
+
+bool TaskQueue::Arm(std::int64_t due, std::int64_t period,
+                    const std::shared_ptr<WorkerTimer>& timer) {
+    const ScopedLock lock(mutex, *this);
+    if (phase != Phase::Running || hasExit.load()) {
+        return false;
+    }
+    if (timers == nullptr) {
+        timers = std::make_unique<Timers>();
+    }
+    const bool isFirst = due < timers->NextDue();
+    timer->key = timers->Arm(due, period, std::shared_ptr<WorkerTimer>(timer));
+    if (isFirst && sleepers > 0) {
+        wake.NotifyAll();
+    }
+    return true;
+}
+
+std::shared_ptr<WorkerTimer> TaskQueue::CancelTimer(const TimerKey& key) {
+    const ScopedLock lock(mutex, *this);
+    return timers != nullptr ? timers->Cancel(key) : nullptr;
+}
+
+bool TaskQueue::HasTimer(const TimerKey& key) {
+    const Lock lock(mutex, *this);
+    return timers != nullptr && timers->Find(key) != nullptr;
+}
+
+/// Posts what is due; false when there is no memory for it.
+bool TaskQueue::ServeTimers() {
+    const std::int64_t now = TimerClock::Now();
+    while (Timers::Slot* const timer = timers->FirstDue(now)) {
+        try {
+            auto task = std::make_unique<TimedTask>(timer->payload);
+            incoming.push_back(task.get());
+            if (timer->payload->Enter()) {
+                static_cast<void>(task.release());
+                ++posted;
+                isIncomingEmpty.store(false, std::memory_order_relaxed);
+            } else {
+                incoming.pop_back();
+            }
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+        if (timer->period > 0) {
+            timers->PostponeFirst(now);
+        } else {
+            timers->TakeFirst();
+        }
+    }
+    return true;
+}
+
+std::chrono::steady_clock::time_point TaskQueue::NextLook(bool isServed) {
+    constexpr std::chrono::milliseconds kUntilThereIsMemory(10);
+    std::chrono::nanoseconds longest = isServed ? kLongestWait : kUntilThereIsMemory;
+    if (isServed && timers != nullptr && timers->Size() > 0) {
+        const std::chrono::nanoseconds left(timers->NextDue() - TimerClock::Now());
+        longest = std::min(longest, left);
+    }
+    return std::chrono::steady_clock::now() + longest;
 }
 
 bool TaskQueue::IsEmpty() const {
@@ -211,6 +357,7 @@ void TaskQueue::Refill() {
     if (batch.capacity() > kKeptCapacity) {
         batch = std::vector<Task*>();
     }
+    highest = std::max(highest, Waiting());
     batch.swap(incoming);
     isIncomingEmpty.store(true, std::memory_order_relaxed);
     nextInBatch.store(std::exchange(takenOfIncoming, 0), std::memory_order_relaxed);
@@ -224,18 +371,19 @@ Task* TaskQueue::WaitForTask(bool isOwnThread) {
         std::this_thread::yield();
     }
     Lock lock(mutex, *this);
-    const auto deadline = std::chrono::steady_clock::now() + kLongestWait;
-    while (!hasExit.load() && IsEmpty()) {
+    while (!hasExit.load()) {
+        const bool isServed = timers == nullptr || ServeTimers();
+        if (!IsEmpty()) {
+            break;
+        }
         if (platform::OtherThreadsAreGone()) {
             hasExit.store(true);
             break;
         }
+        const auto deadline = NextLook(isServed);
         ++sleepers;
-        const bool isInTime = wake.WaitUntil(lock, deadline);
+        wake.WaitUntil(lock, deadline);
         --sleepers;
-        if (!isInTime) {
-            break;
-        }
     }
     if (hasExit.load()) {
         return nullptr;
@@ -247,7 +395,7 @@ Task* TaskQueue::WaitForTask(bool isOwnThread) {
 }
 
 void TaskQueue::Serve(bool isOwnThread) {
-    const Inside inside(this);
+    const Serving serving(this);
     while (!hasExit.load()) {
         const bool mayClaim = isOwnThread && !hasUrgent.load(std::memory_order_relaxed);
         Task* task = mayClaim ? ClaimFromBatch() : nullptr;
@@ -255,7 +403,11 @@ void TaskQueue::Serve(bool isOwnThread) {
             task = WaitForTask(isOwnThread);
         }
         if (task != nullptr) {
-            RunAndDestroy(task);
+            if (isOwnThread) {
+                times.TimeAlone("run task", [task] { RunAndDestroy(task); });
+            } else {
+                RunElsewhere(task);
+            }
         }
     }
     if (isOwnThread && isLeft) {
@@ -264,8 +416,8 @@ void TaskQueue::Serve(bool isOwnThread) {
 }
 
 void TaskQueue::StopAndDrain() {
-    const bool isInside = Inside::Is(this);
-    const Inside inside(this);
+    const bool isInside = Serving::Is(this);
+    const Serving serving(this);
     Lock lock(mutex, *this);
     hasExit.store(true);
     wake.NotifyAll();
@@ -283,18 +435,24 @@ void TaskQueue::StopAndDrain() {
     phase = Phase::Draining;
     while (Task* const task = Take()) {
         lock.unlock();
-        RunAndDestroy(task);
+        RunElsewhere(task);
         lock.lock();
     }
     phase = Phase::Stopped;
     incoming = std::vector<Task*>();
+    std::unique_ptr<Timers> left;
+    left.swap(timers);
     drained.NotifyAll();
+    // What the timers hold may call back.
+    lock.unlock();
+    left.reset();
 }
 
 void TaskQueue::Abandon() noexcept {
     new (&incoming) std::vector<Task*>;
     new (&batch) std::vector<Task*>;
     new (&urgent) BlockDeque<Task*>;
+    new (&timers) std::unique_ptr<Timers>;
     takenOfIncoming = 0;
     nextInBatch.store(0);
     phase = Phase::Stopped;
@@ -308,11 +466,11 @@ void TaskQueue::Exit() {
 }
 
 void TaskQueue::RunRest() {
-    const Inside inside(this);
+    const Serving serving(this);
     Lock lock(mutex, *this);
     while (Task* const task = Take()) {
         lock.unlock();
-        RunAndDestroy(task);
+        RunElsewhere(task);
         lock.lock();
     }
 }
@@ -328,6 +486,7 @@ public:
     void PostTask(Task* task) override;
     bool PostInOrder(Task* task, TaskOrder order) { return queue->Post(task, order); }
     bool IsServedHere() const noexcept { return queue->IsServedHere(); }
+    const std::shared_ptr<TaskQueue>& Queue() const noexcept { return queue; }
     int GetTaskCount() override;
     void StopAndDrain() override;
     void ThreadLoop() override;
@@ -400,6 +559,17 @@ Worker* OwnKind(IWorker& worker) noexcept {
     return typeid(worker) == typeid(Worker) ? static_cast<Worker*>(&worker) : nullptr;
 }
 
+Timer ArmOn(IWorker& worker, std::chrono::nanoseconds delay, std::chrono::nanoseconds period,
+            std::function<void()>&& function) {
+    const Worker* const own = OwnKind(worker);
+    if (own == nullptr || !function) {
+        return {};
+    }
+    const auto timer = std::make_shared<WorkerTimer>(own->Queue(), std::move(function));
+    const bool isArmed = own->Queue()->Arm(TimerClock::After(delay), period.count(), timer);
+    return isArmed ? detail::TimerAccess::Make(*timer, timer->key) : Timer();
+}
+
 }  // namespace
 
 bool PostTask(IWorker& worker, Task* task, TaskOrder order) {
@@ -411,6 +581,35 @@ bool PostTask(IWorker& worker, Task* task, TaskOrder order) {
     }
     worker.PostTask(task);
     return true;
+}
+
+Timer PostAfter(IWorker& worker, std::chrono::nanoseconds delay, std::function<void()> function) {
+    return ArmOn(worker, delay, std::chrono::nanoseconds(0), std::move(function));
+}
+
+Timer PostEvery(IWorker& worker, std::chrono::nanoseconds period, std::function<void()> function) {
+    return ArmOn(worker, AtLeast(period), AtLeast(period), std::move(function));
+}
+
+Counters CountersOf(IWorker& worker) {
+    if (const Worker* const own = OwnKind(worker)) {
+        return own->Queue()->CountAll();
+    }
+    Counters counters;
+    counters.waiting = static_cast<std::uint64_t>(worker.GetTaskCount());
+    return counters;
+}
+
+void MeasureRuns(IWorker& worker, bool isOn) {
+    if (const Worker* const own = OwnKind(worker)) {
+        own->Queue()->Measure(isOn);
+    }
+}
+
+bool IsThreadOf(const IWorker& worker) {
+    const auto* const own =
+        typeid(worker) == typeid(Worker) ? static_cast<const Worker*>(&worker) : nullptr;
+    return own != nullptr && own->IsServedHere();
 }
 
 void WaitForPosted(IWorker& worker) {

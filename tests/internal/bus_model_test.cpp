@@ -1,0 +1,357 @@
+// A bus with limits, batches and timers beside a plain model, on a clock that the test sets.
+
+#include <core/messaging/counters.h>
+#include <core/messaging/event_bus.h>
+#include <core/messaging/msg_bus.h>
+#include <core/messaging/queue_limit.h>
+#include <core/messaging/timer.h>
+#include <core/messaging/worker.h>
+
+#include "core/messaging/timer_clock.h"
+
+#include <core/messaging/future.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/dice.h"
+#include "support/event.h"
+#include "support/long_run.h"
+
+namespace {
+
+using core::SimpleMessage;
+using core::WhenFull;
+using std::chrono::nanoseconds;
+
+/// The library's timers follow this one while it lives.
+class FakeClock {
+public:
+    FakeClock() : before(core::TimerClock::Replace([] { return now.load(); })) {}
+    FakeClock(const FakeClock&) = delete;
+    FakeClock& operator=(const FakeClock&) = delete;
+    ~FakeClock() { core::TimerClock::Replace(before); }
+
+    static inline std::atomic<std::int64_t> now = 1'000'000'000;
+
+private:
+    core::TimerClock::Reading before;
+};
+
+/// What the bus says that it does, as simply as it can be written.
+struct Model {
+    struct Timer {
+        int code;
+        std::int64_t due;
+        std::int64_t period;
+        core::Timer handle;
+    };
+
+    void Serve() {
+        for (;;) {
+            auto first =
+                std::min_element(timers.begin(), timers.end(),
+                                 [](const Timer& a, const Timer& b) { return a.due < b.due; });
+            if (first == timers.end() || first->due > FakeClock::now) {
+                return;
+            }
+            const bool waits = std::count(queue.begin(), queue.end(), first->code) > 0;
+            if (first->period == 0 || !waits) {
+                Push(first->code);
+            }
+            if (first->period == 0) {
+                timers.erase(first);
+                continue;
+            }
+            while (first->due <= FakeClock::now) {
+                first->due += first->period;
+            }
+        }
+    }
+    void Push(int code) {
+        queue.push_back(code);
+        Added();
+    }
+    void Added() {
+        ++expected.posted;
+        expected.highest = std::max<std::uint64_t>(expected.highest, queue.size());
+    }
+    void Drop(std::size_t toSize) {
+        for (; queue.size() > toSize; queue.pop_front()) {
+            ++expected.dropped;
+        }
+    }
+    bool Add(int code) {
+        if (limit.count > 0 && queue.size() >= limit.count) {
+            if (limit.whenFull == WhenFull::Refuse) {
+                ++expected.refused;
+                return false;
+            }
+            Drop(limit.count - 1);
+        }
+        Push(code);
+        return true;
+    }
+    int Take() {
+        const int code = queue.front();
+        queue.pop_front();
+        ++expected.done;
+        return code;
+    }
+
+    std::deque<int> queue;
+    std::vector<Timer> timers;  // in the order of their arming
+    core::QueueLimit limit;
+    core::Counters expected;
+};
+
+TEST(Buses, WithLimitsBatchesAndTimersFollowTheModel) {
+    const FakeClock clock;
+    for (int round = 0; round < support::Rounds(300, 10'000); ++round) {
+        SCOPED_TRACE("seed " + std::to_string(round));
+        Dice dice(static_cast<std::uint64_t>(round));
+        core::SimpleMsgBus bus;
+        Model model;
+        for (int code = 1; code < 200 && !HasFailure(); ++code) {
+            SimpleMessage message;
+            message.code = code;
+            switch (dice.Below(10)) {
+                case 0:
+                    model.limit.count = static_cast<std::size_t>(dice.Below(6));
+                    model.limit.whenFull = dice.OneIn(2) ? WhenFull::Refuse : WhenFull::DropOldest;
+                    core::SetLimit(bus, model.limit);
+                    if (model.limit.count > 0 && model.limit.whenFull == WhenFull::DropOldest) {
+                        model.Drop(model.limit.count);
+                    }
+                    break;
+                case 1:
+                    ASSERT_TRUE(bus.InsertUrgentMsg(message));
+                    model.queue.push_front(code);
+                    model.Added();
+                    break;
+                case 2: {
+                    const std::int64_t delay = dice.Below(20'000) - 1000;
+                    model.timers.push_back({code, FakeClock::now + delay, 0,
+                                            core::PostAfter(bus, nanoseconds(delay), message)});
+                    break;
+                }
+                case 3: {
+                    const std::int64_t period = 1000 + dice.Below(10'000);
+                    model.timers.push_back({code, FakeClock::now + period, period,
+                                            core::PostEvery(bus, nanoseconds(period), message)});
+                    break;
+                }
+                case 4:
+                    if (!model.timers.empty()) {
+                        const auto at = static_cast<std::size_t>(
+                            dice.Below(static_cast<int>(model.timers.size())));
+                        core::Timer copy = model.timers[at].handle;
+                        EXPECT_TRUE(copy.IsPending());
+                        EXPECT_TRUE(copy.Cancel());
+                        EXPECT_FALSE(model.timers[at].handle.Cancel());
+                        EXPECT_FALSE(copy.IsPending());
+                        model.timers.erase(model.timers.begin() + static_cast<std::ptrdiff_t>(at));
+                    }
+                    break;
+                case 5:
+                    FakeClock::now += dice.Below(30'000);
+                    break;
+                case 6: {
+                    model.Serve();
+                    std::vector<SimpleMessage> taken(static_cast<std::size_t>(1 + dice.Below(5)),
+                                                     message);
+                    const auto result = core::GetMsgs(bus, taken.data(), taken.size(), 0);
+                    ASSERT_EQ(std::min(taken.size(), model.queue.size()), result.count);
+                    for (std::size_t i = 0; i < taken.size(); ++i) {
+                        EXPECT_EQ(i < result.count ? model.Take() : 0, taken[i].code);
+                    }
+                    break;
+                }
+                case 7:
+                    model.Serve();
+                    ASSERT_EQ(!model.queue.empty(), bus.TryGetMsg(message));
+                    if (!model.queue.empty()) {
+                        EXPECT_EQ(model.Take(), message.code);
+                    }
+                    break;
+                default:
+                    EXPECT_EQ(model.Add(code), bus.AddMsg(message));
+            }
+            const core::Counters is = core::CountersOf(bus);
+            EXPECT_EQ(model.expected.posted, is.posted);
+            EXPECT_EQ(model.expected.done, is.done);
+            EXPECT_EQ(model.expected.refused, is.refused);
+            EXPECT_EQ(model.expected.dropped, is.dropped);
+            EXPECT_EQ(model.expected.highest, is.highest);
+            EXPECT_EQ(model.queue.size(), is.waiting);
+            EXPECT_EQ(model.timers.size(), is.timers);
+        }
+        bus.Close();
+        EXPECT_TRUE(model.timers.empty() || !model.timers[0].handle.Cancel());
+        EXPECT_EQ(model.expected.posted,
+                  core::CountersOf(bus).done + core::CountersOf(bus).dropped);
+    }
+}
+
+// Many at a time: every one at its time, whatever else was cancelled meanwhile.
+TEST(Buses, HoldManyTimers) {
+    const FakeClock clock;
+    const int count = support::Rounds(20'000, 1'000'000);
+    core::SimpleMsgBus bus;
+    Dice dice(1);
+    std::vector<core::Timer> timers;
+    std::vector<std::int64_t> dues;
+    for (int i = 0; i < count; ++i) {
+        SimpleMessage message;
+        message.param1 = FakeClock::now + dice.Below(1'000'000);
+        timers.push_back(
+            core::PostAfter(bus, nanoseconds(message.param1 - FakeClock::now), message));
+        if (dice.OneIn(3)) {
+            dues.push_back(message.param1);
+        } else {
+            timers.back().Cancel();
+        }
+    }
+    EXPECT_EQ(dues.size(), core::CountersOf(bus).timers);
+    std::sort(dues.begin(), dues.end());
+    std::size_t next = 0;
+    SimpleMessage message;
+    for (int step = 0; step < 100; ++step) {
+        FakeClock::now += 10'000;
+        for (; bus.TryGetMsg(message); ++next) {
+            ASSERT_LT(next, dues.size());
+            ASSERT_EQ(dues[next], message.param1);
+        }
+        ASSERT_TRUE(next == dues.size() || dues[next] > FakeClock::now);
+    }
+    EXPECT_EQ(dues.size(), next);
+}
+
+/// What a worker and an event bus do at steady times, in the same words.
+struct OnWorker {
+    core::Timer Every(nanoseconds period, std::function<void()> tick) {
+        return core::PostEvery(*worker, period, std::move(tick));
+    }
+    core::Timer After(nanoseconds delay, std::function<void()> tick) {
+        return core::PostAfter(*worker, delay, std::move(tick));
+    }
+    /// Twice: what the first one finds due runs before the second.
+    void Settle() {
+        core::WaitForPosted(*worker);
+        core::WaitForPosted(*worker);
+    }
+
+    std::unique_ptr<core::IWorker> worker{CreateWorker()};
+};
+
+struct OnEventBus {
+    using Tick = std::function<void()>;
+
+    OnEventBus() {
+        bus.listen<Tick>([](const Tick& tick) { tick(); });
+        bus.listen<support::Event*>([](support::Event* const& event) { event->Set(); });
+    }
+    core::Timer Every(nanoseconds period, Tick tick) { return core::PostEvery(bus, period, tick); }
+    core::Timer After(nanoseconds delay, Tick tick) { return core::PostAfter(bus, delay, tick); }
+    void Settle() {
+        for (int i = 0; i < 2; ++i) {
+            support::Event event;
+            bus.post(&event);
+            event.Wait();
+        }
+    }
+
+    core::AsyncEventBus bus;
+};
+
+template <class Served>
+class SteadyTimes : public testing::Test {};
+using Kinds = testing::Types<OnWorker, OnEventBus>;
+TYPED_TEST_SUITE(SteadyTimes, Kinds);
+
+TYPED_TEST(SteadyTimes, DoNotDriftAndDoNotPileUp) {
+    const FakeClock clock;
+    TypeParam served;
+    std::atomic<int> ticks = 0;
+    std::atomic<int> once = 0;
+    core::Timer every = served.Every(nanoseconds(1000), [&] { ++ticks; });
+    core::Timer after = served.After(nanoseconds(5500), [&] { ++once; });
+    const auto at = [&](std::int64_t time, int expectedTicks, int expectedOnce) {
+        FakeClock::now += time;
+        served.Settle();
+        EXPECT_EQ(expectedTicks, ticks) << time;
+        EXPECT_EQ(expectedOnce, once) << time;
+    };
+    at(999, 0, 0);
+    at(1, 1, 0);
+    at(900, 1, 0);
+    at(3000, 2, 0);  // 4900: three of them are over, one comes
+    at(100, 3, 0);   // 5000: still at whole periods
+    at(500, 3, 1);
+    at(499, 3, 1);
+    at(1, 4, 1);
+    EXPECT_FALSE(after.Cancel());
+    EXPECT_TRUE(every.Cancel());
+    at(100'000, 4, 1);
+}
+
+TYPED_TEST(SteadyTimes, MayEndThemselvesAndOthers) {
+    const FakeClock clock;
+    TypeParam served;
+    std::atomic<int> ticks = 0;
+    core::Timer own;
+    core::Timer other = served.Every(nanoseconds(1500), [&] { ++ticks; });
+    own = served.Every(nanoseconds(1000), [&] {
+        ++ticks;
+        EXPECT_TRUE(own.Cancel());
+        EXPECT_TRUE(other.Cancel());
+        if (ticks == 1) {
+            other = served.After(nanoseconds(0), [&] { ticks += 100; });
+        }
+    });
+    FakeClock::now += 1000;
+    served.Settle();
+    served.Settle();
+    EXPECT_EQ(101, ticks);
+    FakeClock::now += 5000;
+    served.Settle();
+    EXPECT_EQ(101, ticks);
+}
+
+TEST(WorkerTimers, AreCancelledUntilTheirFunctionBegins) {
+    const FakeClock clock;
+    OnWorker served;
+    std::atomic<int> runs = 0;
+    support::Event isBusy;
+    support::Event mayEnd;
+    core::Timer posted;
+    // Both are posted at once, and the first one ends the second.
+    core::Timer first = served.After(nanoseconds(1), [&] {
+        isBusy.Set();
+        mayEnd.Wait();
+    });
+    posted = served.After(nanoseconds(2), [&] { ++runs; });
+    FakeClock::now += 10;
+    core::PostCall(*served.worker, [] {});
+    isBusy.Wait();
+    EXPECT_TRUE(posted.IsPending());
+    EXPECT_TRUE(posted.Cancel());
+    EXPECT_FALSE(first.Cancel());
+    mayEnd.Set();
+    served.Settle();
+    EXPECT_EQ(0, runs);
+    served.worker->StopAndDrain();
+    EXPECT_FALSE(served.After(nanoseconds(0), [&] { ++runs; }).IsPending());
+}
+
+}  // namespace
