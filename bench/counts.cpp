@@ -142,6 +142,8 @@ void AddInstructions(Suite& suite, const std::string& self) {
     beside("event, EventBus as a loop", "events", "loop", "a loop over a snapshot", 100, 1.2);
     beside("event, Listening", "owned", "events", "EventBus", 100, 0.0);
     beside("task with a future", "futures", "tasks", "a plain task", 0, 1.5);
+    // In time, this contest is decided by who gets the processor when.
+    beside("task of 4 posters", "posters", "pool", "Boost.Asio's pool of one", 4, 0.0);
 }
 
 }  // namespace bench

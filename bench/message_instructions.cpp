@@ -7,6 +7,8 @@
 #include <core/messaging/msg_bus.h>
 #include <core/messaging/worker.h>
 
+#include <boost/asio/post.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <boost/signals2/signal.hpp>
 
 #include <condition_variable>
@@ -183,6 +185,38 @@ std::int64_t Futures(int count) {
     return sum;
 }
 
+/// Tasks of several posters, all run when it returns.
+template <class Post>
+void PostFrom(int posters, int count, const Post& post) {
+    std::vector<std::thread> threads;
+    for (int poster = 0; poster < posters; ++poster) {
+        threads.emplace_back([=, &post] {
+            for (int i = poster; i < count; i += posters) {
+                post();
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+std::int64_t WorkerTasks(int posters, int count) {
+    std::int64_t sum = 0;
+    const std::unique_ptr<core::IWorker> worker(CreateWorker());
+    PostFrom(posters, count, [&] { worker->PostTask(new Count(sum)); });
+    core::WaitForPosted(*worker);
+    return sum * posters;
+}
+
+std::int64_t PoolTasks(int posters, int count) {
+    std::int64_t sum = 0;
+    boost::asio::thread_pool pool(1);
+    PostFrom(posters, count, [&] { boost::asio::post(pool, [&sum] { ++sum; }); });
+    pool.join();
+    return sum * posters;
+}
+
 std::int64_t Signals(int listeners, int count) {
     boost::signals2::signal<void(const Moved&)> signal;
     std::int64_t sum = 0;
@@ -201,7 +235,8 @@ int main(int argc, char** argv) {
     if (argc != 4) {
         std::fprintf(
             stderr,
-            "usage: %s messages|tasks|futures|events|async|owned|loop|signals2 LISTENERS COUNT\n",
+            "usage: %s messages|tasks|futures|posters|pool|events|async|owned|loop|signals2 "
+            "LISTENERS COUNT\n",
             argv[0]);
         return 2;
     }
@@ -212,6 +247,8 @@ int main(int argc, char** argv) {
     const std::int64_t sum = what == "messages"  ? Messages(count)
                              : what == "tasks"   ? Tasks(count)
                              : what == "futures" ? Futures(count)
+                             : what == "posters" ? WorkerTasks(listeners, count)
+                             : what == "pool"    ? PoolTasks(listeners, count)
                              : what == "events"  ? Events(listeners, count)
                              : what == "async"   ? AsyncEvents(listeners, count)
                              : what == "owned"   ? OwnedEvents(listeners, count)
