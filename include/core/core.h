@@ -57,10 +57,14 @@
 #include <core/foundation/uuid.h>
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
+#include <core/logging/log_counters.h>
 #include <core/logging/log_crash.h>
+#include <core/logging/log_fields.h>
 #include <core/logging/log_files.h>
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>
+#include <core/logging/log_macros.h>
+#include <core/logging/log_sink.h>
 #include <core/logging/pref_trace.h>
 #include <core/logging/timeline.h>
 #include <core/messaging/event_bus.h>
