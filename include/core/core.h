@@ -63,11 +63,15 @@
 #include <core/foundation/uuid.h>
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
+#include <core/logging/log_counters.h>
 #include <core/logging/log_crash.h>
+#include <core/logging/log_fields.h>
 #include <core/logging/log_files.h>
 #include <core/logging/log_flush.h>
 #include <core/logging/log_console.h>
 #include <core/logging/log_form.h>
+#include <core/logging/log_macros.h>
+#include <core/logging/log_sink.h>
 #include <core/logging/pref_trace.h>
 #include <core/messaging/counters.h>
 #include <core/logging/timeline.h>

@@ -2,8 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cmath>
 #include <cstdarg>
+#include <cstdint>
+#include <cstdio>
 #include <string>
+
+#include "support/dice.h"
+#include "support/long_run.h"
 
 namespace {
 
@@ -57,6 +64,115 @@ TEST(LineFormat, TheOptionalFieldsFollowInTheirOrder) {
     EXPECT_EQ("[Info][42][now][]text", Expand(PatternFor(fields), fields));
     fields.line = -2;
     EXPECT_EQ("[Info][42][now][]text[-2]", Expand(PatternFor(fields), fields));
+}
+
+/// What the C library makes of it.
+std::string Printed(const char* format, ...) {
+    char text[4096];
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    return {text, static_cast<std::size_t>(length)};
+}
+
+/// A value that is telling in some way.
+double SomeReal(Dice& dice) {
+    switch (dice.Below(6)) {
+        case 0:
+            return std::bit_cast<double>(dice.Bits());
+        case 1:  // ties, and what is beside them
+            return std::nextafter(dice.Below(2000) / 16.0 - 50, dice.Pick<double>({-1e9, 0, 1e9}));
+        case 2:
+            return static_cast<double>(dice.Below(4000)) / 32 - 50;
+        case 3:
+            return std::ldexp(dice.Between(-1, 1), dice.Below(80) - 10);
+        case 4:
+            return dice.Pick<double>({0.0, -0.0, 0.5, 1.5, 2.5, 0.999999999, 9.5, 5e-324, 9.2e18,
+                                      1e19, 0.1, 1e-7, INFINITY, NAN});
+        default:
+            return dice.Between(-1000, 1000);
+    }
+}
+
+TEST(LineFormat, UsualConversionsAreThoseOfTheCLibrary) {
+    Dice dice(19);
+    const int rounds = support::Rounds(200'000, 10'000'000);
+    for (int i = 0; i < rounds; ++i) {
+        std::string format = dice.OneIn(4) ? "a%%b " : "";
+        format += '%';
+        for (const char flag : {'-', '0', '+', ' ', '#'}) {
+            format += dice.OneIn(flag == '#' ? 20 : 4) ? std::string(1, flag) : "";
+        }
+        const bool isWidthGiven = dice.OneIn(5);
+        const bool isPrecisionGiven = dice.OneIn(5);
+        format += isWidthGiven ? "*" : dice.OneIn(2) ? std::to_string(dice.Below(40)) : "";
+        format += isPrecisionGiven ? ".*"
+                  : dice.OneIn(2)  ? "." + std::to_string(dice.Below(26))
+                                   : "";
+        const int width = dice.Below(60) - 30;
+        const int precision = dice.Below(20) - 3;
+        const std::uint64_t bits = dice.Bits() >> dice.Below(64);
+        const auto compare = [&](const std::string& conversion, auto value) {
+            const std::string whole = format + conversion + "|";
+            const char* const text = whole.c_str();
+            if (isWidthGiven && isPrecisionGiven) {
+                ASSERT_EQ(Printed(text, width, precision, value),
+                          Format(text, width, precision, value))
+                    << text;
+            } else if (isWidthGiven) {
+                ASSERT_EQ(Printed(text, width, value), Format(text, width, value)) << text;
+            } else if (isPrecisionGiven) {
+                ASSERT_EQ(Printed(text, precision, value), Format(text, precision, value)) << text;
+            } else {
+                ASSERT_EQ(Printed(text, value), Format(text, value)) << text;
+            }
+        };
+        const std::string integer(1, "dixXu"[dice.Below(5)]);
+        switch (dice.Below(6)) {
+            case 0:
+                compare(dice.Pick<std::string>({"hh", "h", ""}) + integer,
+                        static_cast<int>(static_cast<unsigned>(bits)));
+                break;
+            case 1:
+                compare("l" + integer, static_cast<long>(bits));
+                break;
+            case 2:
+                compare(dice.Pick<std::string>({"ll", "j"}) + integer,
+                        static_cast<long long>(bits));
+                break;
+            case 3:
+                compare("s", dice.Pick<const char*>({"", "text", "a longer text, \u0144"}));
+                break;
+            case 4:
+                compare("c", static_cast<int>('a' + dice.Below(26)));
+                break;
+            default:
+                compare(dice.Pick<std::string>({"f", "f", "lf", "e", "g"}), SomeReal(dice));
+                break;
+        }
+        if (HasFatalFailure()) {
+            return;
+        }
+    }
+}
+
+TEST(LineFormat, TheUsualLineIsTheOneOfThePattern) {
+    LineFields fields = AllFields();
+    for (int i = 0; i < 64; ++i) {
+        fields.level = (i & 1) != 0 ? 4 : (i & 2) != 0 ? -95 : 77;
+        fields.function = (i & 4) != 0 ? "Run" : nullptr;
+        fields.line = (i & 8) != 0 ? 7 : -1;
+        fields.file = (i & 16) != 0 ? "a\n.cpp" : nullptr;
+        fields.tag = (i & 3) != 0 ? "t\n" : nullptr;
+        fields.isOneLine = (i & 32) != 0;
+        fields.threadName = (i & 4) != 0 ? "na]me" : nullptr;
+        for (const Colour colour : {Colour::No, Colour::Yes}) {
+            LineBuffer line;
+            core::ExpandLine(fields, colour, line);
+            EXPECT_EQ(Expand(PatternFor(fields), fields, colour), line.View());
+        }
+    }
 }
 
 TEST(LineFormat, AThreadsNameStaysInItsBrackets) {

@@ -1,6 +1,6 @@
 #pragma once
 
-/// More about the files of the log. This header is C too. Both functions are for the whole
+/// More about the files of the log. This header is C too. All functions are for the whole
 /// process, safe from any thread, ignore what has no name here, and answer 0.
 ///
 ///     CoreLogSetFileAccess(CORE_LOG_PRIVATE);
@@ -8,6 +8,8 @@
 ///     CoreLogSetFilePath("render", "/var/log/editor", 5242880, 3);
 
 #include <core/export.h>
+
+#include <stdint.h>
 
 /// Who may read and write new files.
 enum CoreLogFileAccess {
@@ -30,6 +32,17 @@ enum CoreLogFileLimit {
     CORE_LOG_EXACT_LIMIT = 1
 };
 
+/// What to do with a line while a file is so far behind that its queue is full.
+enum CoreLogFullQueue {
+    /// The caller waits, a second at most; then the queue takes it all the same.
+    CORE_LOG_WAIT = 0,
+    /// The oldest lines go. While one write does not come to an end, as on a hanging disk, the
+    /// queue takes twice as much, and new lines go then.
+    CORE_LOG_DROP_OLDEST = 1,
+    /// The new line goes.
+    CORE_LOG_DROP_NEWEST = 2
+};
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -39,6 +52,11 @@ extern "C" {
 CORE_API int CoreLogSetFileAccess(int access);
 /// Chooses how the limit of CoreLogSetFilePath is kept, a CoreLogFileLimit.
 CORE_API int CoreLogSetFileLimit(int limit);
+
+/// Chooses what a full queue does, a CoreLogFullQueue, and how many bytes of lines each
+/// module's queue has room for: 32 MiB if 0 is given, at least 64 KiB. Lines that go are
+/// counted, and a line in the file says how many: `12 lines lost: the queue was full`.
+CORE_API int CoreLogSetFullQueue(int policy, uint64_t maxBytes);
 
 #ifdef __cplusplus
 }

@@ -14,7 +14,14 @@ enum CoreLogForm {
     /// written as `\n`, `\t`, `\r` or `\x1b`, so that nothing that a message quotes can
     /// look like another line, or steer a terminal. These are U+0000 to U+001F and U+007F
     /// to U+009F; a backslash stays one.
-    CORE_LOG_ONE_LINE = 1
+    CORE_LOG_ONE_LINE = 1,
+    /// One call, one line, one JSON object, for log collectors: `time` (ISO 8601 with the
+    /// offset from UTC), `level`, `module`, `tag`, `thread`, `thread_name`, `message`,
+    /// `function`, `line`, `file`, and the `fields` of `PrintLogFields`
+    /// (core/logging/log_fields.h); what a line does not have is left out. Bytes that are no
+    /// UTF-8 become U+FFFD; of a message beyond 2 MiB the beginning is written, with its size
+    /// as `message_bytes`.
+    CORE_LOG_JSON = 2
 };
 
 #ifdef __cplusplus

@@ -51,12 +51,28 @@ char reason[256] = "";
 
 void Tell(const platform::Crash& crash) noexcept {
     crashLine.Clear();
-    crashLine.Append("[Fatal][");
-    crashLine.AppendNumber(crash.threadId, 10);
-    crashLine.Append("][");
+    const bool isJson = ZylLogWrapperManager::Get().IsJson();
     char time[64];
-    crashLine.Append(TimeWithoutZone(time));
-    crashLine.Append("][core]crash: ");
+    const std::string_view now = TimeWithoutZone(time);
+    if (isJson) {
+        // "2024-01-31 23:59:59.123T+0100" in the form of ISO 8601.
+        crashLine.Append("{\"time\":\"");
+        crashLine.Append(now.substr(0, 10));
+        crashLine.Append("T");
+        crashLine.Append(now.substr(11, 12));
+        crashLine.Append(now.substr(24, 3));
+        crashLine.Append(":");
+        crashLine.Append(now.substr(27));
+        crashLine.Append("\",\"level\":\"Fatal\",\"module\":\"ZYL\",\"tag\":\"core\",\"thread\":");
+        crashLine.AppendNumber(crash.threadId, 10);
+        crashLine.Append(",\"message\":\"crash: ");
+    } else {
+        crashLine.Append("[Fatal][");
+        crashLine.AppendNumber(crash.threadId, 10);
+        crashLine.Append("][");
+        crashLine.Append(now);
+        crashLine.Append("][core]crash: ");
+    }
     crashLine.Append(crash.name);
     if (*reason != '\0') {
         crashLine.Append(": ");
@@ -74,6 +90,9 @@ void Tell(const platform::Crash& crash) noexcept {
         crashLine.Append(module);
         crashLine.Append("+0x");
         crashLine.AppendNumber(offset, 16);
+    }
+    if (isJson) {
+        crashLine.Append("\"}");
     }
     BsFileChannel::WriteAllInACrash(crash.threadId, crashLine.View(), crash.endsProcess);
     platform::WriteToStandardErrorAtOnce(crashLine.View());
@@ -94,7 +113,9 @@ void KeepReason(const char* text) noexcept {
     std::size_t size = 0;
     for (; text[size] != '\0' && size + 1 < sizeof reason; ++size) {
         const auto byte = static_cast<unsigned char>(text[size]);
-        reason[size] = byte < 0x20 || byte == 0x7f ? '_' : text[size];
+        // Nothing that would have to be escaped in either form.
+        const bool isPlain = byte >= 0x20 && byte != 0x7f && byte != '"' && byte != '\\';
+        reason[size] = isPlain ? text[size] : '_';
     }
     reason[size] = '\0';
 }

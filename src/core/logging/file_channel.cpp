@@ -3,6 +3,9 @@
 #include "core/foundation/never_destroyed.h"
 #include "core/foundation/report.h"
 
+#include <core/logging/log_files.h>
+
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <new>
@@ -15,6 +18,9 @@ using Clock = RotatingFile::Clock;
 /// A caller that finds more than this ahead of it waits: so much a disk takes in a
 /// fraction of a second, and memory stays bounded.
 constexpr std::uint64_t kMostWaitingBytes = 32 << 20;
+constexpr std::uint64_t kLeastWaitingBytes = 64 << 10;
+std::atomic<std::uint64_t> mostWaitingBytes = kMostWaitingBytes;
+std::atomic<int> fullQueue = CORE_LOG_WAIT;
 constexpr std::chrono::seconds kLongestWaitForRoom(1);
 /// What a write that another thread is in has left, in a crash.
 constexpr std::chrono::seconds kLongestWaitInACrash(1);
@@ -141,7 +147,44 @@ void BsFileChannel::Finish() {
     file.Finish();
 }
 
+void BsFileChannel::CountIn(FileCounters& toFill) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    // Before it is shared.
+    counters = &toFill;
+    file.CountIn(toFill);
+}
+
+void BsFileChannel::SetFullQueue(int policy, std::uint64_t maxBytes) noexcept {
+    fullQueue = policy;
+    mostWaitingBytes = maxBytes == 0 ? kMostWaitingBytes : std::max(maxBytes, kLeastWaitingBytes);
+}
+
+bool BsFileChannel::MakeRoom(std::string_view line) CORE_NO_THREAD_SAFETY_ANALYSIS {
+    const std::uint64_t most = mostWaitingBytes;
+    if (fullQueue == CORE_LOG_WAIT || queue.WaitingBytes() + line.size() < most) {
+        return true;
+    }
+    if (fullQueue == CORE_LOG_DROP_OLDEST && fileMutex.TryLock()) {
+        while (queue.WaitingBytes() > 0 && queue.WaitingBytes() + line.size() >= most) {
+            file.DropFront(queue);
+        }
+        fileMutex.unlock();
+        return true;
+    }
+    // While the file is written, who writes drops.
+    if (fullQueue == CORE_LOG_DROP_OLDEST && queue.WaitingBytes() < 2 * most) {
+        return true;
+    }
+    droppedLines.fetch_add(1, std::memory_order_relaxed);
+    if (counters != nullptr) {
+        ++counters->lostLines;
+    }
+    return false;
+}
+
 bool BsFileChannel::Append(std::string_view line, bool isUrgent) {
+    if (!MakeRoom(line)) {
+        return false;
+    }
     queue.Append(line);
     if (isUrgent && !hasUrgentLine.exchange(true)) {
         ++urgentChannels;
@@ -151,15 +194,25 @@ bool BsFileChannel::Append(std::string_view line, bool isUrgent) {
 }
 
 void BsFileChannel::WaitForRoom() {
-    if (queue.WaitingBytes() < kMostWaitingBytes) {
+    const std::uint64_t most = mostWaitingBytes;
+    if (queue.WaitingBytes() < most || fullQueue != CORE_LOG_WAIT) {
         return;
     }
-    const auto deadline = Clock::now() + kLongestWaitForRoom;
+    const auto begin = Clock::now();
+    const auto deadline = begin + kLongestWaitForRoom;
     Lock lock(roomMutex);
     ++waitingForRoom;
-    while (queue.WaitingBytes() >= kMostWaitingBytes && hasRoom.WaitUntil(lock, deadline)) {
+    while (queue.WaitingBytes() >= most && hasRoom.WaitUntil(lock, deadline)) {
     }
     --waitingForRoom;
+    if (counters != nullptr) {
+        const auto waited =
+            static_cast<std::uint64_t>(Nanoseconds(Clock::now()) - Nanoseconds(begin));
+        std::uint64_t longest = counters->longestWaitNanos;
+        while (waited > longest &&
+               !counters->longestWaitNanos.compare_exchange_weak(longest, waited)) {
+        }
+    }
 }
 
 void BsFileChannel::AwaitMore() noexcept {
@@ -186,14 +239,19 @@ void BsFileChannel::Write(bool isRetry) {
     if (hasUrgentLine.exchange(false)) {
         --urgentChannels;
     }
+    file.NoteDropped(droppedLines.exchange(0));
     if (isRetry) {
         file.Retry(Clock::now());
     }
     const std::uint64_t until = queue.AppendedLines();
     while (queue.RemovedLines() < until && !isTakenOver.load(std::memory_order_relaxed)) {
+        const std::uint64_t most = mostWaitingBytes;
+        while (fullQueue == CORE_LOG_DROP_OLDEST && queue.WaitingBytes() > most) {
+            file.DropFront(queue);
+        }
         file.WriteFront(queue, Clock::now());
         file.Rotate(Clock::now());
-        if (waitingForRoom.load() > 0 && queue.WaitingBytes() < kMostWaitingBytes) {
+        if (waitingForRoom.load() > 0 && queue.WaitingBytes() < mostWaitingBytes) {
             const Lock roomLock(roomMutex);
             hasRoom.NotifyAll();
         }

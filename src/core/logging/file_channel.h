@@ -34,11 +34,16 @@ public:
     BsFileChannel& operator=(const BsFileChannel&) = delete;
 
     platform::SystemError Open();
+    /// Counts in `toFill` from now on, which outlives it.
+    void CountIn(FileCounters& toFill) noexcept;
+    /// For all channels: a CoreLogFullQueue, and the bytes that may wait; 0 is the usual.
+    static void SetFullQueue(int policy, std::uint64_t maxBytes) noexcept;
     void SetPrefix(const std::string& prefix);
     /// Whether this is a forked child's copy of its parent's channel.
     bool IsTheParents() const noexcept { return processId != platform::CurrentProcessId(); }
 
-    /// Queues a line; true when a task has to be posted for it. Callers take turns.
+    /// Queues a line, or drops it where the queue is full and told to; true when a task has to
+    /// be posted for it. Callers take turns.
     bool Append(std::string_view line, bool isUrgent);
     /// That task could not be posted.
     void TaskIsLost() noexcept { isTaskPosted.store(false); }
@@ -82,6 +87,8 @@ public:
 
 private:
     void Write(bool isRetry);
+    /// Whether `line` finds room, for which older ones may have to go.
+    bool MakeRoom(std::string_view line);
     /// Has `action` use the file in a crash, before `deadline`; keeps the file's lock if told.
     template <class Action>
     void UseInACrash(std::uint64_t threadId, std::chrono::steady_clock::time_point deadline,
@@ -102,6 +109,10 @@ private:
 
     Mutex fileMutex;
     RotatingFile file CORE_GUARDED_BY(fileMutex);
+
+    FileCounters* counters = nullptr;
+    /// Lines that were not queued, and that the file does not know of yet.
+    std::atomic<std::uint64_t> droppedLines = 0;
 
     std::atomic<int> waitingForRoom = 0;
     Mutex roomMutex;

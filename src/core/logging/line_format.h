@@ -5,8 +5,11 @@
 
 #include "core/logging/text_buffer.h"
 
+#include <core/logging/pref_trace.h>
+
 #include <cstdarg>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace core {
@@ -24,8 +27,13 @@ struct LineFields {
     /// The local time, as "%d" writes it.
     std::string_view time;
     std::string_view body;
+    /// For one JSON object a line.
+    const char* module = nullptr;
+    const TraceProperty* properties = nullptr;
+    std::size_t propertyCount = 0;
     /// Whether control characters in its texts are escaped.
     bool isOneLine = false;
+    bool isJson = false;
 };
 
 /// The message buffer; what needs more than its 1024 bytes allocates.
@@ -58,6 +66,16 @@ std::string_view PatternOf(const LineFields& fields) noexcept;
 /// '%' at the end; everything else, and all that the fields hold, is copied.
 void ExpandPattern(std::string_view pattern, const LineFields& fields, Colour colour,
                    LineBuffer& line);
+
+/// A line with the pattern for its fields, or as a JSON object.
+void ExpandLine(const LineFields& fields, Colour colour, LineBuffer& line);
+
+/// Appends " key=value" for each property.
+void AppendProperties(const LineFields& fields, BodyBuffer& body);
+
+/// A time as "%d" writes it in the form of ISO 8601, "2024-01-31T23:59:59.123+01:00"; one
+/// that has it already stays.
+std::string IsoTime(std::string_view time);
 
 /// The time in an expanded line.
 std::string_view TimeIn(std::string_view line) noexcept;

@@ -1,8 +1,11 @@
 #include <core/logging/log.h>
 #include <core/logging/log_console.h>
+#include <core/logging/log_counters.h>
+#include <core/logging/log_fields.h>
 #include <core/logging/log_files.h>
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>
+#include <core/logging/log_sink.h>
 
 #include "core/foundation/report.h"
 #include "core/logging/zyl_log_wrapper_manager.h"
@@ -45,13 +48,20 @@ int Set(Action&& action) noexcept {
 // The rest of a print. Out of line: a call that its level suppresses needs nothing of it.
 [[gnu::noinline]] int PrintRest(const char* name, int level, const char* tag, const char* file,
                                 const char* function, int line, const char* format,
-                                std::va_list arguments) noexcept {
+                                std::va_list arguments,
+                                const core::TraceProperty* properties = nullptr,
+                                std::size_t propertyCount = 0) noexcept {
     ZylLogWrapper* const module = ZylLogWrapperManager::Get().Find(name);
-    if (ZylLogWrapperManager::IsBelow(level, module) ||
-        ZylLogWrapperManager::Get().IsStopped(TextOf(tag))) {
+    if (ZylLogWrapperManager::IsBelow(level, module)) {
+        return 0;
+    }
+    if (ZylLogWrapperManager::Get().IsStopped(TextOf(tag))) {
+        ZylLogWrapperManager::Get().CountStopped(module);
         return 0;
     }
     LineFields fields;
+    fields.properties = properties;
+    fields.propertyCount = propertyCount;
     fields.level = level;
     fields.tag = tag;
     fields.file = file;
@@ -165,8 +175,9 @@ int CoreLogAutoFlush(bool isOn) {
 }
 
 int CoreLogSetForm(int form) {
-    if (form == CORE_LOG_AS_IT_IS || form == CORE_LOG_ONE_LINE) {
-        ZylLogWrapperManager::Get().SetOneLine(form == CORE_LOG_ONE_LINE);
+    if (form == CORE_LOG_AS_IT_IS || form == CORE_LOG_ONE_LINE || form == CORE_LOG_JSON) {
+        ZylLogWrapperManager::Get().SetForm(form);
+        core::RotatingFile::SetJson(form == CORE_LOG_JSON);
     }
     return 0;
 }
@@ -199,6 +210,53 @@ int CoreLogSetFileLimit(int limit) {
     return 0;
 }
 
+int CoreLogSetFullQueue(int policy, uint64_t maxBytes) {
+    if (policy >= CORE_LOG_WAIT && policy <= CORE_LOG_DROP_NEWEST) {
+        core::BsFileChannel::SetFullQueue(policy, maxBytes);
+    }
+    return 0;
+}
+
+int CoreLogCountSuppressed(bool isOn) {
+    return Set([&](auto& manager) { manager.SetCounting(isOn); });
+}
+
+int CoreLogGetCounters(const char* module, CoreLogCounters* counters) {
+    bool isFound = false;
+    if (counters != nullptr) {
+        *counters = {};
+        Guarded([&](auto& manager) { isFound = manager.AddCounters(module, *counters); });
+    }
+    return isFound ? 0 : 1;
+}
+
+int CoreLogAddSink(CoreLogSinkFunction sink, void* context, int level, const char* pattern) {
+    int id = 0;
+    if (sink != nullptr) {
+        Set([&](auto& manager) { id = manager.AddSink(sink, context, level, pattern); });
+    }
+    return id;
+}
+
+int CoreLogRemoveSink(int sink) {
+    bool isRemoved = false;
+    Set([&](auto& manager) { isRemoved = manager.RemoveSink(sink); });
+    return isRemoved ? 0 : 1;
+}
+
+int CoreLogKeepRecent(size_t lines, int dumpLevel) {
+    bool isDone = false;
+    Set([&](auto& manager) {
+        manager.KeepRecent(lines, dumpLevel);
+        isDone = true;
+    });
+    return isDone ? 0 : 1;
+}
+
+int CoreLogDumpRecent(const char* module) {
+    return Set([&](auto& manager) { manager.DumpRecent(TextOf(module)); });
+}
+
 int CoreLogFlush(void) {
     return Guarded([](auto& manager) { manager.Flush(); });
 }
@@ -216,6 +274,20 @@ int CoreLogShutdown(void) {
 }
 
 namespace core {
+
+int PrintLogFields(const char* module, int level, const char* tag,
+                   std::initializer_list<TraceProperty> fields, const char* format, ...) noexcept {
+    const char* const name = TextOf(module);
+    if (ZylLogWrapperManager::IsBelow(level, ZylLogWrapperManager::Get().Guess(name))) {
+        return 0;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    PrintRest(name, level, tag, nullptr, nullptr, -1, format, arguments, fields.begin(),
+              fields.size());
+    va_end(arguments);
+    return 0;
+}
 
 Logger::Logger() = default;
 Logger::Logger(const Logger&) = default;

@@ -21,6 +21,7 @@ constexpr int kErrorLevel = 6;
 std::atomic<bool> isSyncedWhenClosed = false;
 std::atomic<bool> isPrivate = false;
 std::atomic<bool> isExact = false;
+std::atomic<bool> isJson = false;
 /// Of the time in a line.
 constexpr std::size_t kLongestTime = 64;
 
@@ -34,15 +35,17 @@ void AppendLossNote(std::uint64_t lines, const char* reason, std::string_view ti
     if (lines == 0) {
         return;
     }
-    const std::string body = std::to_string(lines) + " lines lost: the file " + reason;
+    const std::string body = std::to_string(lines) + " lines lost: the " + reason;
     LineFields fields;
     fields.level = kErrorLevel;
     fields.tag = "core";
     fields.threadId = platform::CurrentThreadId();
     fields.time = time;
+    fields.module = "ZYL";
+    fields.isJson = isJson;
     fields.body = body;
     LineBuffer line;
-    ExpandPattern(PatternOf(fields), fields, Colour::No, line);
+    ExpandLine(fields, Colour::No, line);
     line.Append('\n');
     notes += line.View();
 }
@@ -61,6 +64,7 @@ RotatingFile::RotatingFile(std::string inDirectory, FileLimits withLimits,
     SetPrefix(withPrefix);
     // A failed write must not fail again for memory.
     lossTime.reserve(kLongestTime);
+    lastTime.reserve(kLongestTime);
 }
 
 RotatingFile::~RotatingFile() {
@@ -129,6 +133,7 @@ platform::SystemError RotatingFile::OpenNext(std::uint64_t room) {
         return error;
     }
     unseenLines = 0;
+    ++counters->files;
     current = 1 - current;
     Close(files[1 - current].file);
     return 0;
@@ -174,6 +179,12 @@ void RotatingFile::SetExact(bool isOn) noexcept {
     isExact = isOn;
 }
 
+void RotatingFile::SetJson(bool isOn) noexcept {
+    isJson = isOn;
+}
+
+FileCounters RotatingFile::unasked;
+
 LineSpan RotatingFile::WhatFits(LineSpan span) {
     const auto fitting = [&] {
         std::uint32_t count = span.count;
@@ -217,6 +228,7 @@ bool RotatingFile::WriteAll(std::string_view text, std::size_t& written) noexcep
             Current().Write(text.data() + written, text.size() - written, count);
         written += count;
         size += count;
+        counters->bytes.fetch_add(count, std::memory_order_relaxed);
         failures = error == 0 && count > 0 ? 0 : failures + 1;
     }
     return written == text.size();
@@ -227,6 +239,13 @@ void RotatingFile::WriteFront(LineQueue& queue, Clock::time_point now) {
     if (span.count == 0) {
         return;
     }
+    if (droppedLines > 0 && !isFailing) {
+        if (lastTime.empty()) {
+            const std::uint32_t begin = span.firstByte;
+            lastTime = TimeIn({span.bytes + begin, span.ends[0] - begin}).substr(0, kLongestTime);
+        }
+        Recover(now);
+    }
     const bool isDropped = isFailing && (now < nextTry || !Recover(now));
     if (isExact && !isDropped) {
         span = WhatFits(span);
@@ -236,14 +255,26 @@ void RotatingFile::WriteFront(LineQueue& queue, Clock::time_point now) {
     std::size_t written = 0;
     if (isDropped) {
         refusedLines += span.count;
+        counters->lostLines += span.count;
         NoteLost(span);
     } else if (WriteAll(span.Text(), written)) {
         unseenLines += span.count;
         lastWritten = span;
+        lastTime = TimeIn(LastLineOf(span)).substr(0, kLongestTime);
     } else {
         Fail(span, written, now);
     }
     queue.Remove(span);
+}
+
+void RotatingFile::DropFront(LineQueue& queue) {
+    const LineSpan span = queue.Front();
+    if (span.count > 0) {
+        queue.Announce(span, size);
+        droppedLines += span.count;
+        counters->lostLines += span.count;
+        queue.Remove(span);
+    }
 }
 
 void RotatingFile::NoteLost(const LineSpan& span) {
@@ -265,13 +296,16 @@ void RotatingFile::Fail(const LineSpan& span, std::size_t written, Clock::time_p
     }
     const auto left = static_cast<std::uint64_t>(end - at);
     refusedLines += left;
+    counters->lostLines += left;
     unseenLines += span.count - left;
 }
 
 std::string RotatingFile::LossNotes() const {
     std::string notes;
-    AppendLossNote(refusedLines, "took no more", lossTime, notes);
-    AppendLossNote(sunkLines, "was removed", lossTime, notes);
+    // First: stamps never go backwards.
+    AppendLossNote(droppedLines, "queue was full", lastTime, notes);
+    AppendLossNote(refusedLines, "file took no more", lossTime, notes);
+    AppendLossNote(sunkLines, "file was removed", lossTime, notes);
     return notes;
 }
 
@@ -301,13 +335,14 @@ bool RotatingFile::Recover(Clock::time_point now) {
     } else {
         refusedLines = 0;
         sunkLines = 0;
+        droppedLines = 0;
     }
     isFailing = !isWritten;
     return isWritten;
 }
 
 void RotatingFile::Retry(Clock::time_point now) {
-    if (isFailing) {
+    if (isFailing || (droppedLines > 0 && !lastTime.empty())) {
         Recover(now);
     }
 }
@@ -333,6 +368,7 @@ bool RotatingFile::IsInPlace() {
     if (Current().IsRemoved()) {
         // They lie where nobody can read them.
         if (unseenLines > 0) {
+            counters->lostLines += unseenLines;
             sunkLines += std::exchange(unseenLines, 0);
             NoteLost(lastWritten);
         }
@@ -379,6 +415,7 @@ void RotatingFile::RemoveOldFiles() {
 void RotatingFile::TellLosses() noexcept {
     const bool isRemoved = Current().IsOpen() && Current().IsRemoved();
     const std::uint64_t lost = std::exchange(refusedLines, 0) + std::exchange(sunkLines, 0) +
+                               std::exchange(droppedLines, 0) +
                                (isRemoved ? std::exchange(unseenLines, 0) : 0) +
                                (cutLine.empty() ? 0u : 1u);
     if (lost == 0) {

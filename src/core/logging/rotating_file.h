@@ -24,6 +24,14 @@ struct FileLimits {
     std::uint64_t maxFiles = 3;
 };
 
+/// What came to pass with a module's files; counts on over files and channels.
+struct FileCounters {
+    std::atomic<std::uint64_t> bytes = 0;
+    std::atomic<std::uint64_t> files = 0;
+    std::atomic<std::uint64_t> lostLines = 0;
+    std::atomic<std::uint64_t> longestWaitNanos = 0;
+};
+
 /// The files of a module's log: DIRECTORY/PREFIX_TIME.log, one of them open.
 ///
 /// It only ever appends, so that a name that comes up again (within a second, in
@@ -55,6 +63,12 @@ public:
     /// What the files that are opened from now on begin with. From any thread.
     void SetPrefix(const std::string& newPrefix);
 
+    /// Counts in `toFill` from now on, which outlives it.
+    void CountIn(FileCounters& toFill) noexcept { counters = &toFill; }
+    /// Drops the front of `queue`, which is full.
+    void DropFront(LineQueue& queue);
+    /// So many lines found no room in a full queue.
+    void NoteDropped(std::uint64_t lines) noexcept { droppedLines += lines; }
     /// Writes the front of `queue` and removes it, or drops and counts it.
     void WriteFront(LineQueue& queue, Clock::time_point now);
     /// Begins a new file and removes old ones where that is due; looks at most every
@@ -75,6 +89,8 @@ public:
     static void SetPrivate(bool isOn) noexcept;
     /// No file grows beyond its limit, but for a line that does so alone.
     static void SetExact(bool isOn) noexcept;
+    /// Lines about lines are JSON objects.
+    static void SetJson(bool isOn) noexcept;
 
     /// Something to tell the user, once; from any thread.
     std::string TakeNotice();
@@ -99,6 +115,8 @@ private:
         std::string path;
         Prefix prefix;
     };
+
+    static FileCounters unasked;
 
     platform::AppendFile& Current() noexcept { return files[current].file; }
     /// Opens another file; with an exact limit, one that has `room` bytes left or is empty.
@@ -142,11 +160,16 @@ private:
     /// Lines that the file took no more, and lines that went down with a removed file.
     std::uint64_t refusedLines = 0;
     std::uint64_t sunkLines = 0;
+    /// Lines that a full queue had no room for.
+    std::uint64_t droppedLines = 0;
+    FileCounters* counters = &unasked;
     /// The stamp of the last of them, for the line that tells: stamps never go backwards.
     std::string lossTime;
     /// Lines written since the file was last seen in its place, and the last of them.
     std::uint64_t unseenLines = 0;
     LineSpan lastWritten;
+    /// The stamp of the last one.
+    std::string lastTime;
 };
 
 }  // namespace core

@@ -66,6 +66,7 @@ void ZylLogWrapper::SetFilePath(const char* newDirectory, FileLimits newLimits) 
     }
     // The old channel goes on until it has written what it was given.
     file = std::make_shared<BsFileChannel>(directory, limits, Prefix());
+    file->CountIn(counters);
     if (const platform::SystemError error = file->Open(); error != 0) {
         file.reset();
         fileError = directory + ": " + SystemErrorText(error);
@@ -101,6 +102,7 @@ void ZylLogWrapper::WriteAtTheEnd(std::string_view line, std::string_view colour
 void ZylLogWrapper::BeginAsChild() {
     if (file && file->IsTheParents()) {
         auto own = std::make_shared<BsFileChannel>(*file, directory, limits, Prefix());
+        own->CountIn(counters);
         // Never destroyed: it would write the parent's lines.
         NeverDestroyed<std::shared_ptr<BsFileChannel>> parents;
         parents.value = std::exchange(file, std::move(own));

@@ -9,6 +9,7 @@
 #include <core/logging/log.h>
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -61,6 +62,12 @@ public:
     /// For the manager's table.
     ZylLogWrapper* next = nullptr;
     std::atomic<int> minLevel = CORE_LOG_ERROR;
+    /// Lines below it are suppressed without another look: the least level of the module and
+    /// of the sinks beside its own.
+    std::atomic<int> gate = CORE_LOG_ERROR;
+    std::atomic<std::uint64_t> writtenLines = 0;
+    std::atomic<std::uint64_t> suppressedLines = 0;
+    FileCounters counters;
 
 private:
     std::string Prefix() const CORE_REQUIRES(logMutex);

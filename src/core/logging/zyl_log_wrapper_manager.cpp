@@ -7,6 +7,7 @@
 
 #include <core/foundation/thread_name.h>
 #include <core/logging/log_flush.h>
+#include <core/logging/log_form.h>
 
 #include <algorithm>
 #include <chrono>
@@ -34,7 +35,7 @@ public:
     std::string_view Get(Colour colour) {
         LineBuffer& line = colour == Colour::Yes ? coloured : plain;
         if (line.Size() == 0) {
-            ExpandPattern(PatternOf(fields), fields, colour, line);
+            ExpandLine(fields, colour, line);
             // For those who want a zero byte at the end.
             line.Append('\0');
         }
@@ -93,18 +94,38 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
     if (module == nullptr) {
         const Held held(*this);
         module = FindOrCreate(name);
-        if (module == nullptr || fields.level < module->minLevel) {
+        if (module == nullptr) {
             return;
         }
     }
-
+    if (!IsWanted(*module, fields.level)) {
+        module->suppressedLines.fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
     BodyBuffer body;
     FormatBody(format, arguments, body);
+    const bool isDumping = fields.level >= dumpLevel.load(std::memory_order_relaxed);
+    Deliver(*module, fields, body, isDumping ? Keep::No : Keep::Yes);
+    if (isDumping) {
+        Dump(*module);
+    }
+}
+
+void ZylLogWrapperManager::Deliver(ZylLogWrapper& module, LineFields& fields, BodyBuffer& body,
+                                   Keep keep) {
     TimeStamp time;
-    Complete(fields, time, body.View());
+    fields.module = module.name.c_str();
+    if (fields.propertyCount > 0 && !IsJson()) {
+        AppendProperties(fields, body);
+    }
+    // For those who want a zero byte at the end.
+    body.Append('\0');
+    const std::string_view message = body.View().substr(0, body.Size() - 1);
+    const bool isOwn = keep == Keep::No || fields.level >= module.minLevel;
+    Complete(fields, time, message);
     LineForms forms(fields);
     // What the sinks will want, as far as we see now.
-    const unsigned likely = module->SinksLately();
+    const unsigned likely = isOwn ? module.SinksLately() : 0;
     if ((likely & CORE_LOG_CONSOLE) != 0) {
         forms.Get(ConsoleColour());
     }
@@ -114,6 +135,7 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
 
     std::shared_ptr<BsFileChannel> file;
     std::string whyNoFile;
+    std::shared_ptr<const Extras> beside;
     {
         const Held held(*this);
         if (isShutDown) {
@@ -127,18 +149,24 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
             forms.Clear();
         }
         lastTicks = time.Ticks();
-        const unsigned sinks = module->Sinks();
+        const unsigned sinks = isOwn ? module.Sinks() : 0;
         if ((sinks & CORE_LOG_CONSOLE) != 0) {
-            module->WriteToConsole(forms.Get(ConsoleColour()), fields.level);
+            module.WriteToConsole(forms.Get(ConsoleColour()), fields.level);
         }
         if ((sinks & CORE_LOG_DEBUGGER) != 0) {
-            module->WriteToDebugger(forms.Get(Colour::No), fields.level);
+            module.WriteToDebugger(forms.Get(Colour::No), fields.level);
         }
         if ((sinks & CORE_LOG_FILE) != 0) {
-            file = module->FileForLine();
+            file = module.FileForLine();
             if (file == nullptr) {
-                whyNoFile = module->TakeFileError();
+                whyNoFile = module.TakeFileError();
             }
+        }
+        if (isOwn) {
+            module.writtenLines.fetch_add(1, std::memory_order_relaxed);
+        }
+        if (extras != nullptr) {
+            beside = *extras;
         }
         if (file && file->Append(forms.Get(Colour::No), isAutoFlush || IsUrgent(fields.level))) {
             Write(file);
@@ -151,7 +179,17 @@ void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFi
         file->WaitForRoom();
         file->TellNotice();
     }
-    ReportNoFile(name, whyNoFile);
+    if (beside && keep == Keep::Yes && beside->recent) {
+        beside->recent->Add(module.name.c_str(), fields);
+    }
+    if (beside && !LogSink::IsInside()) {
+        for (const std::shared_ptr<LogSink>& sink : beside->sinks) {
+            if (fields.level >= sink->level) {
+                sink->Call(module.name.c_str(), fields, time.Ticks());
+            }
+        }
+    }
+    ReportNoFile(module.name.c_str(), whyNoFile);
 }
 
 void ZylLogWrapperManager::Complete(LineFields& fields, const TimeStamp& time,
@@ -162,7 +200,8 @@ void ZylLogWrapperManager::Complete(LineFields& fields, const TimeStamp& time,
     }
     fields.time = time.View();
     fields.body = body;
-    fields.isOneLine = isOneLine.load(std::memory_order_relaxed);
+    fields.isOneLine = form.load(std::memory_order_relaxed) == CORE_LOG_ONE_LINE;
+    fields.isJson = IsJson();
 }
 
 ZylLogWrapper* ZylLogWrapperManager::FindOrCreate(const char* name) {
@@ -175,6 +214,7 @@ ZylLogWrapper* ZylLogWrapperManager::FindOrCreate(const char* name) {
     StartWorker();
     auto made = std::make_unique<ZylLogWrapper>(name);
     made->minLevel = defaultLevel.load();
+    SetGate(*made);
     made->ApplySinks(defaultSinks);
     ZylLogWrapper& module = modules.Insert(std::move(made));
     if (module.name == kOwnModule) {
@@ -185,13 +225,14 @@ ZylLogWrapper* ZylLogWrapperManager::FindOrCreate(const char* name) {
 
 void ZylLogWrapperManager::PrintAtTheEnd(ZylLogWrapper* module, LineFields& fields,
                                          const char* format, std::va_list arguments) const {
-    if (module == nullptr) {
+    if (module == nullptr || fields.level < module->minLevel) {
         // None can be made any more.
         return;
     }
     BodyBuffer body;
     FormatBody(format, arguments, body);
     const TimeStamp time;
+    fields.module = module->name.c_str();
     Complete(fields, time, body.View());
     LineForms forms(fields);
     module->WriteAtTheEnd(forms.Get(Colour::No), forms.Get(ConsoleColour()), fields.level);
@@ -238,6 +279,12 @@ void ZylLogWrapperManager::BeginAsChild() {
     BsFileChannel::ForgetLocks();
     for (ZylLogWrapper* const module : modules.All()) {
         module->BeginAsChild();
+    }
+    if (extras != nullptr && (*extras)->recent) {
+        // Another thread may have been in them.
+        Extras fresh = CopyOfExtras();
+        fresh.recent = std::make_shared<RecentLines>(fresh.recent->Room());
+        SetExtras(std::move(fresh));
     }
     isForked = false;
     if (worker != nullptr) {
@@ -301,6 +348,7 @@ void ZylLogWrapperManager::SetLevel(int level) {
     defaultLevel = level;
     for (ZylLogWrapper* const module : modules.All()) {
         module->minLevel = level;
+        SetGate(*module);
     }
 }
 
@@ -308,6 +356,7 @@ void ZylLogWrapperManager::SetLevel(const char* name, int level) {
     const Held held(*this);
     if (ZylLogWrapper* const module = FindOrCreate(name)) {
         module->minLevel = level;
+        SetGate(*module);
     }
 }
 
@@ -370,6 +419,149 @@ void ZylLogWrapperManager::AddFilterTag(const char* tag) {
 void ZylLogWrapperManager::ClearFilterTags() {
     const Held held(*this);
     filter.Clear();
+}
+
+bool ZylLogWrapperManager::IsJson() const noexcept {
+    return form.load(std::memory_order_relaxed) == CORE_LOG_JSON;
+}
+
+bool ZylLogWrapperManager::IsWanted(const ZylLogWrapper& module, int level) const noexcept {
+    return level >= module.minLevel.load(std::memory_order_relaxed) ||
+           level >= extrasLevel.load(std::memory_order_relaxed);
+}
+
+void ZylLogWrapperManager::SetGate(ZylLogWrapper& module) const noexcept {
+    module.gate =
+        isCounting ? std::numeric_limits<int>::min() : std::min<int>(module.minLevel, extrasLevel);
+}
+
+ZylLogWrapperManager::Extras ZylLogWrapperManager::CopyOfExtras() const {
+    return extras != nullptr ? **extras : Extras();
+}
+
+void ZylLogWrapperManager::SetExtras(Extras newExtras) {
+    int level = std::numeric_limits<int>::max();
+    for (const std::shared_ptr<LogSink>& sink : newExtras.sinks) {
+        level = std::min(level, sink->level);
+    }
+    if (newExtras.recent) {
+        level = std::numeric_limits<int>::min();
+    }
+    const bool hasAny = !newExtras.sinks.empty() || newExtras.recent;
+    std::unique_ptr<const std::shared_ptr<const Extras>> made;
+    if (hasAny) {
+        made = std::make_unique<const std::shared_ptr<const Extras>>(
+            std::make_shared<const Extras>(std::move(newExtras)));
+    }
+    delete std::exchange(extras, made.release());
+    extrasLevel = level;
+    for (ZylLogWrapper* const module : modules.All()) {
+        SetGate(*module);
+    }
+}
+
+int ZylLogWrapperManager::AddSink(CoreLogSinkFunction function, void* context, int level,
+                                  const char* pattern) {
+    auto sink = std::make_shared<LogSink>(function, context, level, pattern);
+    const Held held(*this);
+    Extras more = CopyOfExtras();
+    sink->id = lastSinkId + 1;
+    more.sinks.push_back(std::move(sink));
+    SetExtras(std::move(more));
+    return ++lastSinkId;
+}
+
+bool ZylLogWrapperManager::RemoveSink(int id) {
+    std::shared_ptr<LogSink> removed;
+    {
+        const Held held(*this);
+        Extras rest = CopyOfExtras();
+        const auto at = std::find_if(rest.sinks.begin(), rest.sinks.end(),
+                                     [=](const auto& sink) { return sink->id == id; });
+        if (at == rest.sinks.end()) {
+            return false;
+        }
+        removed = *at;
+        rest.sinks.erase(at);
+        SetExtras(std::move(rest));
+    }
+    removed->Close();
+    return true;
+}
+
+void ZylLogWrapperManager::KeepRecent(std::size_t lines, int fromLevel) {
+    auto recent = lines > 0 ? std::make_shared<RecentLines>(lines) : nullptr;
+    const Held held(*this);
+    Extras more = CopyOfExtras();
+    more.recent = std::move(recent);
+    SetExtras(std::move(more));
+    dumpLevel = lines > 0 ? fromLevel : int{CORE_LOG_OFF};
+}
+
+void ZylLogWrapperManager::DumpRecent(const char* name) {
+    ZylLogWrapper* module = nullptr;
+    {
+        const Held held(*this);
+        module = FindOrCreate(name);
+    }
+    if (module != nullptr) {
+        Dump(*module);
+    }
+}
+
+void ZylLogWrapperManager::Dump(ZylLogWrapper& module) {
+    std::shared_ptr<RecentLines> recent;
+    {
+        const Held held(*this);
+        recent = CopyOfExtras().recent;
+    }
+    if (recent == nullptr) {
+        return;
+    }
+    for (const RecentLine& line : recent->Take()) {
+        LineFields fields;
+        fields.level = line.level;
+        fields.tag = line.tag.c_str();
+        BodyBuffer body;
+        body.Append("recent [");
+        body.Append(line.time);
+        body.Append("][");
+        body.Append(line.module);
+        body.Append("]");
+        body.Append(line.message);
+        Deliver(module, fields, body, Keep::No);
+    }
+}
+
+void ZylLogWrapperManager::SetCounting(bool isOn) {
+    const Held held(*this);
+    isCounting = isOn;
+    for (ZylLogWrapper* const module : modules.All()) {
+        SetGate(*module);
+    }
+}
+
+void ZylLogWrapperManager::CountStopped(ZylLogWrapper* module) const noexcept {
+    if (module != nullptr && isCounting) {
+        module->suppressedLines.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+bool ZylLogWrapperManager::AddCounters(const char* name, CoreLogCounters& sum) const {
+    bool isFound = name == nullptr;
+    for (const ZylLogWrapper* const module : modules.All()) {
+        if (name != nullptr && module->name != name) {
+            continue;
+        }
+        isFound = true;
+        sum.writtenLines += module->writtenLines;
+        sum.suppressedLines += module->suppressedLines;
+        sum.lostLines += module->counters.lostLines;
+        sum.fileBytes += module->counters.bytes;
+        sum.files += module->counters.files;
+        sum.longestWaitNs = std::max(sum.longestWaitNs, module->counters.longestWaitNanos.load());
+    }
+    return isFound;
 }
 
 void ZylLogWrapperManager::Flush() {

@@ -3,11 +3,14 @@
 #include "core/foundation/mutex.h"
 #include "core/logging/filter_tags.h"
 #include "core/logging/line_format.h"
+#include "core/logging/log_sinks.h"
 #include "core/logging/name_table.h"
+#include "core/logging/recent_lines.h"
 #include "core/logging/time_stamp.h"
 #include "core/logging/zyl_log_wrapper.h"
 
 #include <core/logging/log.h>
+#include <core/logging/log_counters.h>
 #include <core/messaging/worker.h>
 
 #include <atomic>
@@ -36,7 +39,7 @@ public:
 
     /// Whether a line is suppressed by its level; `module` is null while there is none.
     static bool IsBelow(int level, const ZylLogWrapper* module) noexcept {
-        return (module != nullptr && level < module->minLevel.load(std::memory_order_relaxed)) ||
+        return (module != nullptr && level < module->gate.load(std::memory_order_relaxed)) ||
                level >= CORE_LOG_OFF;
     }
     /// Whether a line is suppressed by the shutdown or the filter.
@@ -66,7 +69,20 @@ public:
     void AddFilterTag(const char* tag);
     void ClearFilterTags();
     void SetAutoFlush(bool isOn) noexcept { isAutoFlush = isOn; }
-    void SetOneLine(bool isOn) noexcept { isOneLine = isOn; }
+    /// A CoreLogForm.
+    void SetForm(int newForm) noexcept { form = newForm; }
+    bool IsJson() const noexcept;
+    /// Answers the number of the sink.
+    int AddSink(CoreLogSinkFunction function, void* context, int level, const char* pattern);
+    /// False where there is no such sink.
+    bool RemoveSink(int id);
+    void KeepRecent(std::size_t lines, int fromLevel);
+    void DumpRecent(const char* module);
+    void SetCounting(bool isOn);
+    /// A line that the filter or the shutdown has stopped; `module` may be null.
+    void CountStopped(ZylLogWrapper* module) const noexcept;
+    /// Adds what a module has counted, or all of them where it is null; false without it.
+    bool AddCounters(const char* module, CoreLogCounters& sum) const;
     void SetThreadNames(bool isOn) noexcept { hasThreadNames = isOn; }
     void SetFatalAtOnce(bool isOn) noexcept { isFatalAtOnce = isOn; }
     void Flush();
@@ -91,6 +107,20 @@ private:
     void StopWorker();
     /// The log's mutex, held.
     class Held;
+    /// What gets lines beside the modules' own sinks. Never changed: replaced.
+    struct Extras {
+        LogSinks sinks;
+        std::shared_ptr<RecentLines> recent;
+    };
+    enum class Keep : bool { No, Yes };
+    /// Has the sinks write a line, those of the module whatever its level is unless it is to be
+    /// kept too.
+    void Deliver(ZylLogWrapper& module, LineFields& fields, BodyBuffer& body, Keep keep);
+    void Dump(ZylLogWrapper& module);
+    bool IsWanted(const ZylLogWrapper& module, int level) const noexcept;
+    void SetGate(ZylLogWrapper& module) const noexcept CORE_REQUIRES(logMutex);
+    void SetExtras(Extras newExtras) CORE_REQUIRES(logMutex);
+    Extras CopyOfExtras() const CORE_REQUIRES(logMutex);
     /// For a line in a process whose other threads are gone, with any lock.
     void PrintAtTheEnd(ZylLogWrapper* module, LineFields& fields, const char* format,
                        std::va_list arguments) const;
@@ -110,7 +140,11 @@ private:
 
     std::atomic<int> defaultLevel = CORE_LOG_ERROR;
     std::atomic<bool> isAutoFlush = false;
-    std::atomic<bool> isOneLine = false;
+    std::atomic<int> form = 0;
+    std::atomic<bool> isCounting = false;
+    /// The least level of the sinks beside the modules' own.
+    std::atomic<int> extrasLevel = std::numeric_limits<int>::max();
+    std::atomic<int> dumpLevel = CORE_LOG_OFF;
     std::atomic<bool> hasThreadNames = false;
     std::atomic<bool> isFatalAtOnce = false;
     unsigned defaultSinks CORE_GUARDED_BY(logMutex) = CORE_LOG_CONSOLE;
@@ -118,6 +152,9 @@ private:
     IWorker* worker CORE_GUARDED_BY(logMutex) = nullptr;
     /// The time of the newest line.
     std::int64_t lastTicks CORE_GUARDED_BY(logMutex) = std::numeric_limits<std::int64_t>::min();
+    /// Null while there are none; a plain pointer, because nobody destroys this object.
+    const std::shared_ptr<const Extras>* extras CORE_GUARDED_BY(logMutex) = nullptr;
+    int lastSinkId CORE_GUARDED_BY(logMutex) = 0;
     bool hasHadWorker CORE_GUARDED_BY(logMutex) = false;
     /// From a fork to the child's first use of its log.
     bool isForked CORE_GUARDED_BY(logMutex) = false;

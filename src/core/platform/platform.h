@@ -80,6 +80,8 @@ bool ToWide(NarrowEncoding from, std::string_view narrow, std::wstring& wide);
 /// Converts wide text to narrow text; what the encoding lacks becomes the system's
 /// replacement. Fails like `ToWide`.
 bool ToNarrow(std::wstring_view wide, NarrowEncoding to, std::string& narrow);
+/// Whether the locale of the calling thread has '.' between whole numbers and decimals.
+bool HasDecimalPoint() noexcept;
 
 // Console and debugger
 

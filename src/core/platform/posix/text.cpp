@@ -2,6 +2,7 @@
 
 #include "core/platform/platform.h"
 
+#include <langinfo.h>
 namespace core::platform {
 namespace {
 
@@ -102,6 +103,11 @@ bool ToNarrow(std::wstring_view wide, NarrowEncoding, std::string& narrow) {
     }
     narrow = std::move(converted);
     return true;
+}
+
+bool HasDecimalPoint() noexcept {
+    const char* const point = nl_langinfo(RADIXCHAR);
+    return point[0] == '.' && point[1] == '\0';
 }
 
 }  // namespace core::platform

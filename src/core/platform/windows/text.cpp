@@ -1,6 +1,7 @@
 #include "core/platform/platform.h"
 #include "core/platform/windows/windows_headers.h"
 
+#include <clocale>
 #include <limits>
 #include <new>
 
@@ -113,6 +114,11 @@ std::wstring WidePath(const std::string& path) noexcept {
         // Empty: the system refuses it like any other path that leads nowhere.
     }
     return wide;
+}
+
+bool HasDecimalPoint() noexcept {
+    const char* const point = std::localeconv()->decimal_point;
+    return point[0] == '.' && point[1] == '\0';
 }
 
 }  // namespace core::platform

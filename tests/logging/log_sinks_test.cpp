@@ -1,0 +1,350 @@
+// Sinks of the caller's, macros, fields and counters, as a caller has them.
+
+#include <core/data/json_doc.h>
+#include <core/data/json_parse.h>
+#include <core/data/json_pointer.h>
+#include <core/logging/log.h>
+#include <core/logging/log_counters.h>
+#include <core/logging/log_fields.h>
+#include <core/logging/log_files.h>
+#include <core/logging/log_flush.h>
+#include <core/logging/log_form.h>
+#include <core/logging/log_macros.h>
+#include <core/logging/log_sink.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/event.h"
+#include "support/scratch_directory.h"
+
+namespace {
+
+using support::PathOf;
+using support::ScratchDirectory;
+using testing::ElementsAre;
+using Lines = std::vector<std::string>;
+
+/// Makes a module that is heard of nowhere but where the test looks.
+void MakeModule(const char* name, int level, unsigned sinks = 0) {
+    testing::internal::CaptureStdout();
+    CoreLogSetLogSinkByModule(name, sinks);
+    CoreLogSetLogLevelByModule(name, level);
+    testing::internal::GetCapturedStdout();
+}
+
+/// Collects lines while it lives.
+class Collector {
+public:
+    explicit Collector(int level, const char* pattern = "%s|%t|%m|%f")
+        : id(CoreLogAddSink(Take, this, level, pattern)) {}
+    ~Collector() { CoreLogRemoveSink(id); }
+    Lines lines;
+
+private:
+    static void Take(void* context, const CoreLogLine* line) {
+        EXPECT_EQ(0, line->text[line->textSize]);
+        EXPECT_EQ(0, line->message[line->messageSize]);
+        static_cast<Collector*>(context)->lines.emplace_back(line->text);
+    }
+    int id;
+};
+
+Lines LinesIn(const ScratchDirectory& scratch) {
+    Lines lines;
+    // Other tests have removed their directories: not all is where it should be.
+    CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, -1);
+    for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
+        std::istringstream text(scratch.Read(support::Utf8Of(entry.path().filename())));
+        for (std::string line; std::getline(text, line);) {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
+TEST(LogSink, HasALevelAndAPatternOfItsOwn) {
+    MakeModule("sunk", CORE_LOG_ERROR);
+    const Collector all(CORE_LOG_DEBUG);
+    const Collector some(CORE_LOG_WARN, "%m");
+    const Collector usual(CORE_LOG_FATAL, nullptr);
+    for (int level = CORE_LOG_VERBOSE; level <= CORE_LOG_OFF; level += 3) {
+        CoreLogPrintLog("sunk", level, "t", nullptr, "f", -1, "at %d", level);
+    }
+    CoreLogPrintLog("sunk", CORE_LOG_FATAL, "t", nullptr, nullptr, -1, "end");
+    EXPECT_THAT(all.lines, ElementsAre("Tracking|t|at 3|f", "Error|t|at 6|f", "Fatal|t|end|"));
+    EXPECT_THAT(some.lines, ElementsAre("at 6", "end"));
+    ASSERT_EQ(1u, usual.lines.size());
+    EXPECT_TRUE(std::regex_match(usual.lines[0], std::regex(R"(\[Fatal\]\[\d+\]\[.*\]\[t\]end)")));
+    EXPECT_EQ(0, CoreLogAddSink(nullptr, nullptr, 0, nullptr));
+    EXPECT_EQ(1, CoreLogRemoveSink(12345));
+}
+
+TEST(LogSink, MayThrowLogAndWait) {
+    MakeModule("sunk", CORE_LOG_ERROR);
+    const int thrower = CoreLogAddSink(
+        [](void*, const CoreLogLine*) { throw std::runtime_error("no"); }, nullptr, 6, nullptr);
+    const int logger = CoreLogAddSink(
+        [](void*, const CoreLogLine* line) {
+            CoreLogPrintLog("sunk", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "%s", line->text);
+        },
+        nullptr, 6, nullptr);
+    // One that waits for another thread, which logs.
+    const int waiter = CoreLogAddSink(
+        [](void*, const CoreLogLine* line) {
+            if (std::string(line->message) == "wait") {
+                std::thread([] {
+                    CoreLogPrintLog("sunk", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "other");
+                }).join();
+            }
+        },
+        nullptr, 6, nullptr);
+    const Collector last(CORE_LOG_ERROR, "%m");
+    CoreLogPrintLog("sunk", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "wait");
+    EXPECT_THAT(last.lines, ElementsAre("other", "wait"));
+    for (const int id : {thrower, logger, waiter}) {
+        EXPECT_EQ(0, CoreLogRemoveSink(id));
+    }
+}
+
+TEST(LogSink, IsLeftByAllWhenItIsRemoved) {
+    MakeModule("sunk", CORE_LOG_ERROR);
+    struct Context {
+        std::atomic<bool> isAlive = true;
+        std::atomic<int> calls = 0;
+    };
+    std::atomic<bool> isOver = false;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            while (!isOver) {
+                CoreLogPrintLog("sunk", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+            }
+        });
+    }
+    for (int i = 0; i < 20; ++i) {
+        Context context;
+        const int id = CoreLogAddSink(
+            [](void* at, const CoreLogLine*) {
+                EXPECT_TRUE(static_cast<Context*>(at)->isAlive);
+                ++static_cast<Context*>(at)->calls;
+            },
+            &context, 6, nullptr);
+        while (context.calls == 0) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(0, CoreLogRemoveSink(id));
+        context.isAlive = false;
+    }
+    isOver = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+TEST(LogSink, TheLastLinesFollowAnError) {
+    const ScratchDirectory scratch;
+    MakeModule("kept", CORE_LOG_ERROR, CORE_LOG_FILE);
+    CoreLogSetFilePath("kept", scratch.Path().c_str(), 0, 3);
+    MakeModule("other", CORE_LOG_OFF);
+    ASSERT_EQ(0, CoreLogKeepRecent(3, CORE_LOG_ERROR));
+    for (int i = 0; i < 5; ++i) {
+        CoreLogPrintLog("kept", CORE_LOG_DEBUG, "t", nullptr, nullptr, -1, "%d", i);
+    }
+    CoreLogPrintLog("other", CORE_LOG_USER0, "u", nullptr, nullptr, -1, "else");
+    CoreLogPrintLog("kept", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "now");
+    CoreLogPrintLog("kept", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "again");
+    EXPECT_EQ(0, CoreLogKeepRecent(0, CORE_LOG_OFF));
+    CoreLogPrintLog("kept", CORE_LOG_DEBUG, "t", nullptr, nullptr, -1, "not kept");
+    CoreLogDumpRecent("kept");
+    Lines lines = LinesIn(scratch);
+    for (std::string& line : lines) {
+        line = std::regex_replace(line, std::regex(R"(\[\d+\]|\[[-0-9]+ [^\]]*\])"), "");
+    }
+    EXPECT_THAT(lines,
+                ElementsAre("[Error][t]now", "[Debug][t]recent [kept]3", "[Debug][t]recent [kept]4",
+                            "[User0][u]recent [other]else", "[Error][t]again"));
+}
+
+TEST(LogMacros, EvaluateNothingWhileTheyAreSuppressed) {
+    const Collector seen(CORE_LOG_FATAL, "%m");
+    int evaluated = 0;
+    const auto log = [&](int level) { CORE_LOG("macro", level, "t", "%d", ++evaluated); };
+    MakeModule("macro", CORE_LOG_ERROR);
+    log(CORE_LOG_WARN);
+    EXPECT_EQ(0, evaluated);
+    log(CORE_LOG_ERROR);
+    CoreLogSetLogLevelByModule("macro", CORE_LOG_INFO);
+    log(CORE_LOG_WARN);
+    EXPECT_EQ(2, evaluated);
+    log(CORE_LOG_FATAL);
+    EXPECT_THAT(seen.lines, ElementsAre("3"));
+}
+
+TEST(LogMacros, LimitHowOftenALineComes) {
+    MakeModule("macro", CORE_LOG_ERROR);
+    const Collector seen(CORE_LOG_ERROR, "%m");
+    for (int i = 0; i < 7; ++i) {
+        CORE_LOG_ONCE("macro", CORE_LOG_ERROR, "t", "once %d", i);
+        CORE_LOG_EVERY(3, "macro", CORE_LOG_ERROR, "t", "every %d", i);
+    }
+    EXPECT_THAT(seen.lines, ElementsAre("once 0", "every 0", "every 3", "2 such lines suppressed",
+                                        "every 6", "2 such lines suppressed"));
+    const Collector timed(CORE_LOG_ERROR, "%m");
+    const auto log = [] { CORE_LOG_AT_MOST(2, "macro", CORE_LOG_ERROR, "t", "at most"); };
+    for (int i = 0; i < 10; ++i) {
+        log();
+    }
+    EXPECT_THAT(timed.lines, ElementsAre("at most", "at most"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1050));
+    log();
+    EXPECT_THAT(timed.lines,
+                ElementsAre("at most", "at most", "at most", "8 such lines suppressed"));
+}
+
+TEST(LogMacros, BracesTakeWhatPrintfTakes) {
+    MakeModule("macro", CORE_LOG_ERROR);
+    const Collector seen(CORE_LOG_ERROR, "%m");
+    const std::string text = "text";
+    CORE_LOG_TEXT("macro", 6, "t", "none {{}}");
+    CORE_LOG_TEXT("macro", 6, "t", "{} {} {} {} {} {}", 1, -2L, 3u, 'c', true, text);
+    CORE_LOG_TEXT("macro", 6, "t", "{:.3f} {:08.2f} {} {}", 0.5, -1.5, 0.1, 1e300);
+    CORE_LOG_TEXT("macro", 6, "t", "{:x} {:5} {:05d} {:8}|{:.2s}", 255, -7, 42, "text", text);
+    CORE_LOG_TEXT("macro", 6, "t", "{} {}", std::numeric_limits<std::int64_t>::min(),
+                  std::numeric_limits<std::uint64_t>::max());
+    // What no compiler has seen is not trusted.
+    for (const char* format : {"{", "}", "{}{}", "{:", "{:.3n}", "no brace", "{x}"}) {
+        const core::LogValue value(1);
+        core::PrintLogText("macro", 6, "t", nullptr, nullptr, -1, format, &value, 1);
+    }
+    EXPECT_THAT(seen.lines, ElementsAre("none {}", "1 -2 3 c true text", "0.500 -0001.50 0.1 1e300",
+                                        "ff    -7 00042     text|te",
+                                        "-9223372036854775808 18446744073709551615", "{", "}",
+                                        "{}{}", "{:", "{:.3n}", "no brace", "{x}"));
+}
+
+TEST(LogFields, AreMembersOfAnObjectALine) {
+    const ScratchDirectory scratch;
+    MakeModule("fields", CORE_LOG_ERROR, CORE_LOG_FILE);
+    CoreLogSetFilePath("fields", scratch.Path().c_str(), 0, 3);
+    const auto print = [] {
+        core::PrintLogFields("fields", CORE_LOG_ERROR, "t",
+                             {{"frame", 12},
+                              {"ms", 0.5},
+                              {"clip", "a \"b\""},
+                              {"to", "x"},
+                              {"none", static_cast<const char*>(nullptr)},
+                              {nullptr, 1}},
+                             "drawn\n%s", "{\xff");
+    };
+    print();
+    CoreLogSetForm(CORE_LOG_JSON);
+    print();
+    CoreLogPrintLog("fields", CORE_LOG_ERROR, "t", "a.cpp", "Run", 7, "plain");
+    const Lines lines = LinesIn(scratch);
+    CoreLogSetForm(CORE_LOG_AS_IT_IS);
+    ASSERT_EQ(4u, lines.size());
+    EXPECT_EQ("{\xff frame=12 ms=0.5 clip=\"a \\\"b\\\"\" to=x none=null", lines[1]);
+    for (const std::size_t i : {std::size_t{2}, std::size_t{3}}) {
+        core::JsonDoc doc;
+        ASSERT_TRUE(core::ParseJson(lines[i].c_str(), doc.Root())) << lines[i];
+        const auto text = [&](const char* pointer) {
+            return std::string(core::ValueByPointerOr(doc.Root(), pointer, "none"));
+        };
+        EXPECT_TRUE(std::regex_match(
+            text("/time"), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[-+]\d\d:\d\d)")));
+        EXPECT_EQ("Error fields t", text("/level") + " " + text("/module") + " " + text("/tag"));
+        EXPECT_EQ(i == 2 ? "drawn\n{\xEF\xBF\xBD" : "plain", text("/message"));
+        EXPECT_EQ(i == 2 ? "a \"b\"" : "none", text("/fields/clip"));
+        EXPECT_EQ(i == 2 ? 12 : 0, core::ValueByPointerOr(doc.Root(), "/fields/frame", 0));
+        EXPECT_EQ(i == 2 ? 0 : 7, core::ValueByPointerOr(doc.Root(), "/line", 0));
+        EXPECT_EQ(i == 2 ? "none" : "Run", text("/function"));
+    }
+}
+
+TEST(LogCounters, CountWhatHappens) {
+    const ScratchDirectory scratch;
+    MakeModule("counted", CORE_LOG_ERROR, CORE_LOG_FILE);
+    CoreLogSetFilePath("counted", scratch.Path().c_str(), 0, 3);
+    const auto print = [](int level) {
+        CoreLogPrintLog("counted", level, "t", nullptr, nullptr, -1, "x");
+    };
+    print(CORE_LOG_INFO);
+    CoreLogCountSuppressed(true);
+    print(CORE_LOG_INFO);
+    print(CORE_LOG_ERROR);
+    CoreLogAddFilterTag("another");
+    print(CORE_LOG_ERROR);
+    CoreLogClearFilterTag();
+    CoreLogCountSuppressed(false);
+    print(CORE_LOG_INFO);
+    CoreLogCounters counters;
+    const std::size_t bytes = LinesIn(scratch).at(0).size() + 1;
+    EXPECT_EQ(0, CoreLogGetCounters("counted", &counters));
+    EXPECT_EQ(1u, counters.writtenLines);
+    EXPECT_EQ(2u, counters.suppressedLines);
+    EXPECT_EQ(0u, counters.lostLines);
+    EXPECT_EQ(bytes, counters.fileBytes);
+    EXPECT_EQ(1u, counters.files);
+    CoreLogCounters all;
+    EXPECT_EQ(0, CoreLogGetCounters(nullptr, &all));
+    EXPECT_GE(all.writtenLines, counters.writtenLines);
+    EXPECT_EQ(1, CoreLogGetCounters("no such module", &all));
+    EXPECT_EQ(1, CoreLogGetCounters(nullptr, nullptr));
+}
+
+TEST(LogCounters, AFullQueueDropsWhatItIsToldTo) {
+    for (const int policy : {CORE_LOG_DROP_OLDEST, CORE_LOG_DROP_NEWEST}) {
+        const ScratchDirectory scratch;
+        const std::string module = "full" + std::to_string(policy);
+        MakeModule(module.c_str(), CORE_LOG_ERROR, CORE_LOG_FILE);
+        CoreLogSetFilePath(module.c_str(), scratch.Path().c_str(), 1 << 30, 3);
+        CoreLogSetFullQueue(policy, 1);
+        constexpr int kLines = 20'000;
+        const std::string filling(2000, '.');
+        for (int i = 0; i < kLines; ++i) {
+            CoreLogPrintLog(module.c_str(), CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "|%d|%s", i,
+                            filling.c_str());
+        }
+        const Lines lines = LinesIn(scratch);
+        CoreLogSetFullQueue(CORE_LOG_WAIT, 0);
+        int written = 0;
+        int told = 0;
+        int last = -1;
+        std::string lastTime;
+        for (const std::string& line : lines) {
+            const std::size_t mark = line.find('|');
+            int number = 0;
+            const std::string rest = line.substr(line.rfind(']') + 1);
+            if (mark != std::string::npos && std::sscanf(line.c_str() + mark, "|%d|", &number)) {
+                EXPECT_LT(last, number);
+                last = number;
+                ++written;
+            } else if (std::sscanf(rest.c_str(), "%d lines lost: the queue was full", &number)) {
+                told += number;
+            }
+            const std::string time = line.substr(line.find("][2") + 2, 23);
+            EXPECT_LE(lastTime, time);
+            lastTime = time;
+        }
+        CoreLogCounters counters;
+        CoreLogGetCounters(module.c_str(), &counters);
+        EXPECT_EQ(kLines, written + told);
+        EXPECT_EQ(static_cast<std::uint64_t>(told), counters.lostLines);
+        if (policy == CORE_LOG_DROP_OLDEST) {
+            EXPECT_EQ(kLines - 1, last);
+        }
+    }
+}
+
+}  // namespace
