@@ -19,7 +19,7 @@ void AddSpeeds(Suite& suite);
 void AddIdentifiers(Suite& suite);
 /// Reading and writing documents; `self` is this program.
 void AddJson(Suite& suite, const std::vector<Document>& documents, const std::string& self);
-void AddPacked(Suite& suite, const std::vector<Document>& documents);
+void AddPacked(Suite& suite, const std::vector<Document>& documents, const std::string& self);
 void AddNumberText(Suite& suite);
 void AddMemory(Suite& suite);
 void AddMd5(Suite& suite);

@@ -1,6 +1,7 @@
 // Documents read, written, copied and destroyed, beside other JSON libraries.
 
 #include "contests.h"
+#include "fresh.h"
 #include "json_library.h"
 
 #include <core/data/json_doc.h>
@@ -179,6 +180,43 @@ void Compare(Suite& suite, const Work& work, const JsonLibrary& peer, const Docu
                    static_cast<int>(document.text.size()), ours, theirs, peer.name, goal, floor});
 }
 
+// The same in processes that have just started.
+
+FreshJob Parsing(const JsonLibrary& library) {
+    return [library](const std::string& text) {
+        return [library, text, tree = std::make_shared<std::unique_ptr<JsonTree>>()] {
+            *tree = library.parse(text);
+        };
+    };
+}
+FreshJob Copying(const JsonLibrary& library) {
+    return [library](const std::string& text) {
+        const std::shared_ptr<JsonTree> tree = library.parse(text);
+        return
+            [tree, copy = std::make_shared<std::unique_ptr<JsonTree>>()] { *copy = tree->Copy(); };
+    };
+}
+const FreshJobAdded kFreshJobs[] = {{"parse/core", Parsing(OurJson())},
+                                    {"parse/simdjson", Parsing(SimdJson())},
+                                    {"copy/core", Copying(OurJson())},
+                                    {"copy/RapidJSON", Copying(RapidJson())}};
+
+void CompareFresh(Suite& suite, const std::string& self, const std::string& what,
+                  const std::string& peer, const Document& document, double goal) {
+    suite.Compare({.name = Name("fresh " + what, document.name, 1),
+                   .what = what + " " + document.name + ", fresh heap",
+                   .n = static_cast<int>(document.text.size()),
+                   .unit = "us",
+                   .measure =
+                       [=] {
+                           return Figures{
+                               FreshMicroseconds(self, what + "/core", document.text),
+                               FreshMicroseconds(self, what + "/" + peer, document.text)};
+                       },
+                   .of = peer,
+                   .goal = goal});
+}
+
 /// What telling and losing nothing cost.
 void CompareExact(Suite& suite, const char* name, const char* beside, const Work& work,
                   const Document& document, double goal, double floor) {
@@ -331,7 +369,9 @@ void AddJson(Suite& suite, const std::vector<Document>& documents, const std::st
         CompareExact(suite, "WriteJson", "JsonDoc::Dump", kWrite, document, 1.1, 2.2);
         Compare(suite, kTextToText, RapidJson(), document, 0.45, 0.70);
         Compare(suite, kDestroy, NlohmannJson(), document, 0.005, 0.02);
-        Compare(suite, kCopy, RapidJson(), document, 1.0, 2.0);
+        Compare(suite, kCopy, RapidJson(), document, 1.1, 1.4);
+        CompareFresh(suite, self, "copy", "RapidJSON", document, 1.4);
+        CompareFresh(suite, self, "parse", "simdjson", document, 0.0);
         // Where a page is much, no process tells what a small document takes.
         if (document.text.size() > 100'000) {
             const auto peak = [=](const JsonLibrary& library) {

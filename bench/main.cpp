@@ -1,6 +1,7 @@
 // core_bench: measures the library beside plain code and other libraries.
 
 #include "contests.h"
+#include "fresh.h"
 #include "json_library.h"
 
 #include <benchmark/benchmark.h>
@@ -83,7 +84,8 @@ private:
 };
 
 int Run(int argc, char** argv) {
-    if (bench::RunMemoryRound(argc, argv) || bench::RunContestRound(argc, argv)) {
+    if (bench::RunMemoryRound(argc, argv) || bench::RunFreshRound(argc, argv) ||
+        bench::RunContestRound(argc, argv)) {
         return 0;
     }
     Arguments arguments = Read(argc, argv);
@@ -108,7 +110,7 @@ int Run(int argc, char** argv) {
     bench::AddIdentifiers(suite);
     const std::vector<bench::Document> documents = bench::Documents(arguments.documents);
     bench::AddJson(suite, documents, argv[0]);
-    bench::AddPacked(suite, documents);
+    bench::AddPacked(suite, documents, argv[0]);
     bench::AddNumberText(suite);
     bench::AddMemory(suite);
     bench::AddMd5(suite);

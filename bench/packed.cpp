@@ -1,6 +1,7 @@
 // Trees packed and unpacked, beside msgpack-cxx.
 
 #include "contests.h"
+#include "fresh.h"
 #include "json_library.h"
 
 #include <core/data/json_bson.h>
@@ -105,9 +106,24 @@ std::string NameOf(const char* what, const char* whose, const Document& document
     return std::string(what) + "/" + document.name + "/" + whose + "/" + document.Size();
 }
 
+// In processes that have just started.
+const FreshJobAdded kFreshJobs[] = {
+    {"unpack/core",
+     [](const std::string& bytes) {
+         const auto box = std::make_shared<core::BsonBox>(
+             reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+         return [box] {
+             core::JsonDoc out;
+             core::BsonToJson(*box, out.Root());
+         };
+     }},
+    {"unpack/msgpack-cxx", [](const std::string& bytes) {
+         return [bytes] { msgpack::unpack(bytes.data(), bytes.size()); };
+     }}};
+
 }  // namespace
 
-void AddPacked(Suite& suite, const std::vector<Document>& documents) {
+void AddPacked(Suite& suite, const std::vector<Document>& documents, const std::string& self) {
     suite.Section("Packed trees");
     for (const Document& document : documents) {
         const int size = static_cast<int>(document.text.size());
@@ -164,6 +180,19 @@ void AddPacked(Suite& suite, const std::vector<Document>& documents) {
         });
         suite.Compare({"BsonToJson " + document.name, size, ourUnpack, theirUnpack,
                        "msgpack-cxx unpack", 1.1, 1.5});
+
+        const std::string bytes(reinterpret_cast<const char*>(box->Data()), box->Size());
+        suite.Compare({.name = Name("fresh unpack", document.name, 1),
+                       .what = "BsonToJson " + document.name + ", fresh heap",
+                       .n = size,
+                       .unit = "us",
+                       .measure =
+                           [=] {
+                               return Figures{FreshMicroseconds(self, "unpack/core", bytes),
+                                              FreshMicroseconds(self, "unpack/msgpack-cxx", bytes)};
+                           },
+                       .of = "msgpack-cxx unpack",
+                       .goal = 1.3});
 
         const auto tokens = std::make_shared<Tokens>(ReadTokens(*box));
         const std::string writeTokens = NameOf("pack", "mpack", document);

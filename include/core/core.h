@@ -54,6 +54,7 @@
 #include <core/foundation/tick_time.h>
 #include <core/foundation/time_span.h>
 #include <core/foundation/time_util.h>
+#include <core/foundation/unused_memory.h>
 #include <core/foundation/uuid.h>
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>

@@ -1,4 +1,5 @@
 #include <core/foundation/mem_pool.h>
+#include <core/foundation/unused_memory.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <iterator>
 #include <map>
 #include <new>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -267,6 +269,53 @@ TEST(MemChunks, TakeBackTheNewestBlockAlone) {
     chunks.Clear();
     chunks.Dealloc(second, 40);
     EXPECT_NE(nullptr, chunks.Alloc(40, 8));
+}
+
+// Large pools leave their regions to the next ones.
+
+constexpr std::size_t kRegion = std::size_t{2} << 20;
+
+/// A pool that has handed out so many bytes, in blocks that keep what is written to them.
+void Use(std::size_t bytes, unsigned char fill) {
+    constexpr std::size_t kBlock = 64;
+    MemPool pool(16384);
+    std::vector<unsigned char*> blocks;
+    for (std::size_t used = 0; used < bytes; used += kBlock) {
+        blocks.push_back(static_cast<unsigned char*>(pool.Alloc(kBlock, 8)));
+        std::memset(blocks.back(), fill, kBlock);
+    }
+    for (const unsigned char* block : blocks) {
+        ASSERT_EQ(kBlock, static_cast<std::size_t>(std::count(block, block + kBlock, fill)));
+    }
+}
+
+TEST(MemPool, LeavesABoundedAmountToTheNextAndGivesItBackOnRequest) {
+    core::ReleaseUnusedMemory();
+    Use(400'000, 1);
+    EXPECT_EQ(0U, core::ReleaseUnusedMemory()) << "small pools leave nothing";
+    Use(3 * kRegion, 2);
+    EXPECT_EQ(3 * kRegion, core::ReleaseUnusedMemory());
+    EXPECT_EQ(0U, core::ReleaseUnusedMemory());
+    Use(12 * kRegion, 3);
+    Use(3 * kRegion, 4);  // from what is there
+    EXPECT_EQ(8 * kRegion, core::ReleaseUnusedMemory());
+}
+
+TEST(MemPool, ThreadsTakeAndLeaveRegionsAtOnce) {
+    std::vector<std::thread> threads;
+    for (unsigned char thread = 1; thread <= 4; ++thread) {
+        threads.emplace_back([thread] {
+            for (int round = 0; round < 20; ++round) {
+                Use(2 * kRegion, thread);
+                if (thread == 1) {
+                    core::ReleaseUnusedMemory();
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
 }
 
 }  // namespace

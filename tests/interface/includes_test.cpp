@@ -89,8 +89,8 @@ std::string FaultsOf(const std::string& path, const std::string& text) {
     }
     // Headers of the standard library have no suffix, but for those that C reads too.
     // The processor's come with every compiler for it, whatever the system.
-    const std::set<std::string> standard = {"emmintrin.h", "stdbool.h", "stddef.h", "stdint.h",
-                                            "tmmintrin.h"};
+    const std::set<std::string> standard = {"emmintrin.h", "immintrin.h", "stdbool.h",
+                                            "stddef.h",    "stdint.h",    "tmmintrin.h"};
     for (const std::string& name : IncludesOf(text)) {
         const std::string target = FolderOf(name);
         const bool isOurs = name.rfind("core/", 0) == 0;

@@ -156,6 +156,8 @@ public:
     void Clear() noexcept;
 
 private:
+    friend class NodeMemory;
+
     struct FreeBlock {
         FreeBlock* next;
     };
@@ -188,6 +190,12 @@ private:
         }
         return bucket == 0 ? chunks.AllocSmall<8>(size) : chunks.AllocSmall<16>(size);
     }
+    /// Hands out what is left of the chunk, from a multiple of 16 on, for blocks of 16
+    /// bytes and more in the order in which `Alloc` would give them; nothing where it would
+    /// use freed blocks. Whoever has it asks for nothing else until `TakeBack`.
+    void Lend(char*& begin, char*& end) noexcept;
+    /// The part from `begin` on was not used.
+    void TakeBack(char* begin, const char* end) noexcept;
     void* AllocLarge(std::size_t size);
     void DeallocLarge(void* pointer) noexcept;
 

@@ -30,6 +30,16 @@ NodeMemory::NodeMemory(JsonAllocator* ofNodes) noexcept
                               ? &static_cast<JsonOptimizedAllocator*>(ofNodes)->pool
                               : nullptr) {}
 
+void* NodeMemory::AllocElsewhere(std::size_t size) {
+    Return();
+    if (pool == nullptr) {
+        return allocator->Alloc(size, 8);
+    }
+    void* const block = pool->Alloc(size, 8);
+    pool->Lend(loan, loanEnd);
+    return block;
+}
+
 void JsonNodes::Free(JsonString* string, NodeMemory& memory) noexcept {
     FreeText(*string, memory);
     memory.Dealloc(string, sizeof *string);

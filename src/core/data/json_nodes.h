@@ -20,14 +20,22 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace core::detail {
 
-/// Memory from an allocator; one of our own pools is called directly.
+/// Memory from an allocator. From one of our own pools it borrows what is left of the
+/// chunk, where nothing was freed that would have to be used first: nodes lie then where
+/// they would lie anyway, for a fraction of the instructions.
+///
+/// While there is a loan, nobody else may ask the pool; see Return.
 class NodeMemory {
 public:
     /// Looks what the allocator is; worth it from a handful of nodes on.
     explicit NodeMemory(JsonAllocator* ofNodes) noexcept;
+    NodeMemory(const NodeMemory&) = delete;
+    NodeMemory& operator=(const NodeMemory&) = delete;
+    ~NodeMemory() { Return(); }
     /// For a node or two.
     static NodeMemory ForFew(JsonAllocator* ofNodes) noexcept {
         return NodeMemory(ofNodes, nullptr);
@@ -35,27 +43,51 @@ public:
 
     JsonAllocator* Allocator() const noexcept { return allocator; }
     void* Alloc(std::size_t size) {
-        return pool != nullptr ? pool->Alloc(size, 8) : allocator->Alloc(size, 8);
+        // Less than two words would need no alignment to 16 bytes.
+        if (size > 8 && size <= PoolSizes::kLargest) {
+            const std::size_t block = MemPool::BucketSize(size);
+            if (block <= static_cast<std::size_t>(loanEnd - loan)) {
+                return std::exchange(loan, loan + block);
+            }
+        }
+        return AllocElsewhere(size);
     }
-    /// The same for a size that the compiler knows and can pick the list for.
+    /// The same for a size that the compiler knows.
     template <std::size_t size>
     [[gnu::always_inline]] void* AllocNode() {
-        return pool != nullptr ? pool->Alloc(size, 8) : allocator->Alloc(size, 8);
+        static_assert(size > 8 && size <= PoolSizes::kLargest);
+        constexpr std::size_t block = PoolSizes::kSizes[PoolSizes::kBucketOfUnits[(size + 7) / 8]];
+        if (block <= static_cast<std::size_t>(loanEnd - loan)) {
+            return std::exchange(loan, loan + block);
+        }
+        return AllocElsewhere(size);
     }
     void Dealloc(void* pointer, std::size_t size) noexcept {
         if (pool != nullptr) {
+            Return();
             pool->Dealloc(pointer, size);
         } else {
             allocator->Dealloc(pointer, size);
+        }
+    }
+    /// Gives the pool back what was borrowed, for others to ask it.
+    void Return() noexcept {
+        if (loan != nullptr) {
+            pool->TakeBack(loan, loanEnd);
+            loan = nullptr;
+            loanEnd = nullptr;
         }
     }
 
 private:
     NodeMemory(JsonAllocator* ofNodes, MemPool* ofAllocator) noexcept
         : allocator(ofNodes), pool(ofAllocator) {}
+    [[gnu::noinline]] void* AllocElsewhere(std::size_t size);
 
     JsonAllocator* allocator;
     MemPool* pool;
+    char* loan = nullptr;
+    char* loanEnd = nullptr;
 };
 
 /// The private side of the node classes. `memory` is always that of the nodes'

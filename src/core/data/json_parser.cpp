@@ -36,7 +36,6 @@ namespace core {
 namespace {
 
 using detail::DeepStack;
-using detail::IsSpace;
 using detail::JsonFault;
 using detail::JsonNodes;
 using detail::kDeepestLevel;
@@ -44,6 +43,7 @@ using detail::kMaxJsonLength;
 using detail::NodeMemory;
 using detail::Space;
 using detail::TextBlock;
+using detail::TextMap;
 
 /// Which texts are taken.
 enum class Dialect : std::uint8_t {
@@ -69,6 +69,7 @@ public:
 
     const char* ReadValue(JsonValue& value, const char* at) {
         at = SkipSpace(at);
+        memory.Return();
         if (*at == '[') {
             return ReadArray(value.MakeEmptyArray(), at);
         }
@@ -308,35 +309,32 @@ private:
     /// Reads a string from its opening quote on.
     [[gnu::noinline]] const char* ReadString(JsonString& string, const char* at) {
         const char* const first = at + 1;
-        if (limit - first >= TextBlock::kSize) {
+        const char* const end = PlainEnd(first);
+        const std::ptrdiff_t length = end - first;
+        if (length < TextBlock::kSize && limit - first >= TextBlock::kSize && *end == '"') {
             const TextBlock block(first);
-            const int plain = block.CountPlain();
-            if (plain < TextBlock::kSize && first[plain] == '"') {
-                if (kDialect != Dialect::Trusting && block.Others() != 0) {
-                    return ReadLongString(string, first);
-                }
+            if (kDialect == Dialect::Trusting || (block.Others() & ((1U << length) - 1)) == 0) {
                 // Whatever is behind the end, there is room for a block.
                 char* const to = JsonNodes::Storage(string);
                 block.CopyTo(to);
-                to[plain] = '\0';
-                return first + plain + 1;
+                to[length] = '\0';
+                return end + 1;
             }
         }
-        return ReadLongString(string, first);
+        return ReadLongString(string, first, end);
     }
 
-    const char* ReadLongString(JsonString& string, const char* first) {
-        unsigned others = 0;
-        const char* const end = PlainEnd(first, others);
+    /// The same where the plain part ends at `end`.
+    const char* ReadLongString(JsonString& string, const char* first, const char* end) {
         if (*end != '"') {
-            return *end == '\\' ? ReadEscapedString(string, first, end, others)
+            return *end == '\\' ? ReadEscapedString(string, first, end)
                                 : FailInText(JsonFault::BadText, first, end);
         }
         const std::ptrdiff_t length = end - first;
         if (length >= kMaxJsonLength) {
             return Fail(JsonFault::LongText, first);
         }
-        if (others != 0 && !IsGoodText(first, end)) {
+        if (!IsGoodText(first, end)) {
             return nullptr;
         }
         char* const to = JsonNodes::Reserve(string, static_cast<std::int32_t>(length + 1), memory);
@@ -345,10 +343,8 @@ private:
         return end + 1;
     }
 
-    /// The same where the first backslash is at `escape`, and `others` is not 0 where bytes
-    /// above ASCII may stand before it.
-    const char* ReadEscapedString(JsonString& string, const char* first, const char* escape,
-                                  unsigned others) {
+    /// The same where the first backslash is at `escape`.
+    const char* ReadEscapedString(JsonString& string, const char* first, const char* escape) {
         std::ptrdiff_t size = escape - first;
         const char* end = escape;
         while (*end != '"') {
@@ -366,13 +362,13 @@ private:
             // character; allocators of callers count on these sizes.
             size += found.length == 2 ? 1 : 4 * (found.length / 6);
             const char* const plain = end + found.length;
-            end = PlainEnd(plain, others);
+            end = PlainEnd(plain);
             size += end - plain;
         }
         if (size >= kMaxJsonLength) {
             return Fail(JsonFault::LongText, first);
         }
-        if (others != 0 && !IsGoodText(first, end)) {
+        if (!IsGoodText(first, end)) {
             return nullptr;
         }
         char* const to = JsonNodes::Reserve(string, static_cast<std::int32_t>(size + 1), memory);
@@ -380,37 +376,28 @@ private:
         return end + 1;
     }
 
-    /// The first byte from `from` on that does not stand for itself in a string. `others`
-    /// gets a bit where bytes above ASCII may stand before it, if that is of interest.
-    const char* PlainEnd(const char* from, unsigned& others) noexcept {
-        do {
-            while (limit - from >= TextBlock::kSize) {
-                const TextBlock block(from);
-                if constexpr (kDialect != Dialect::Trusting) {
-                    others |= block.Others();
-                }
-                const int plain = block.CountPlain();
-                from += plain;
-                if (plain != TextBlock::kSize) {
-                    return from;
-                }
-            }
-        } while (MoveLimit());
-        for (; static_cast<unsigned char>(*from) >= ' ' && *from != '"' && *from != '\\'; ++from) {
-            if constexpr (kDialect != Dialect::Trusting) {
-                others |= static_cast<unsigned char>(*from) & 0x80U;
-            }
-        }
-        return from;
+    /// The first byte from `from` on that does not stand for itself in a string.
+    const char* PlainEnd(const char* from) noexcept {
+        const char* const end = map.SkipPlain(from);
+        return end != nullptr ? end : FindFarther(from, &Map::SkipPlain);
     }
 
     /// Whether bytes of a string are UTF-8 where they must be.
     bool IsGoodText(const char* first, const char* end) noexcept {
-        if (options.encoding != JsonEncoding::Utf8) {
+        if (kDialect == Dialect::Trusting || options.encoding != JsonEncoding::Utf8 ||
+            IsAscii(first, end)) {
             return true;
         }
         const char* const valid = detail::ValidUtf8End(first, end, std::max(end, limit));
         return valid == end || Fail(JsonFault::BadText, valid) != nullptr;
+    }
+    /// Whether all bytes are ASCII, or it could not be told at once.
+    bool IsAscii(const char* first, const char* end) const noexcept {
+        unsigned others = 0;
+        for (; first < end && limit - first >= TextBlock::kSize; first += TextBlock::kSize) {
+            others |= TextBlock(first).Others();
+        }
+        return others == 0 && first >= end;
     }
     [[gnu::cold, gnu::noinline]] const char* FailInText(JsonFault why, const char* first,
                                                         const char* at) noexcept {
@@ -432,16 +419,27 @@ private:
     static constexpr Space kSpace =
         kDialect == Dialect::Standard ? Space::OfJson : Space::OfTheCLibrary;
 
+    // How deep a line is indented, and how long a text is, no branch foresees: the map is
+    // asked, which was made before.
+
     const char* SkipMuchSpace(const char* at) noexcept {
-        while (IsSpace<kSpace>(*at)) {
-            ++at;
-            if (limit - at >= TextBlock::kSize) {
-                at += TextBlock(at).CountSpace<kSpace>();
-            } else {
-                MoveLimit();
+        const char* const end = map.SkipSpace(at);
+        return end != nullptr ? end : FindFarther(at, &Map::SkipSpace);
+    }
+
+    using Map = TextMap<kSpace>;
+    /// What `find` looks for from `at` on, at the zero byte at last.
+    [[gnu::noinline]] const char* FindFarther(const char* at, const char* (Map::*find)(const char*)
+                                                                  const noexcept) noexcept {
+        for (;;) {
+            at = map.GoOnFrom(at);
+            while (limit - at < Map::kBlock && MoveLimit()) {
+            }
+            map.Map(at, limit, *limit == '\0');
+            if (const char* const found = (map.*find)(at)) {
+                return found;
             }
         }
-        return at;
     }
 
     /// Finds out about more text; false when the limit is its end.
@@ -464,6 +462,7 @@ private:
     std::size_t step = 256;
     const char* faultPlace = nullptr;
     const JsonParseOptions options;
+    Map map;
     int level;
     JsonFault fault = JsonFault::None;
     Change change = Change::None;

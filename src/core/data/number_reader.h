@@ -88,6 +88,15 @@ inline const char* ReadDigits(const char* text, const char* limit, std::uint64_t
 /// The same for digits of which there are few in general.
 inline const char* ReadFewDigits(const char* text, const char* limit, std::uint64_t& w) noexcept {
     constexpr int kFew = 4;
+    if (limit - text >= 8) {
+        std::uint32_t bytes = 0;
+        static_assert(sizeof bytes == kFew);
+        std::memcpy(&bytes, text, sizeof bytes);
+        // As in ReadDigits.
+        if ((((bytes + 0x46464646) | (bytes - 0x30303030)) & 0x80808080) == 0) {
+            return ReadDigits(text, limit, w);
+        }
+    }
     for (int i = 0; i < kFew && IsDigit(*text); ++i, ++text) {
         w = w * 10 + DigitValue(*text);
     }

@@ -1,7 +1,10 @@
 #include <core/foundation/mem_pool.h>
 
+#include "core/foundation/regions.h"
+
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 namespace core::detail {
@@ -12,6 +15,8 @@ constexpr std::size_t kSmallestChunkBlock = 512;
 constexpr std::size_t kSmallestPoolBlock = 4096;
 /// In bytes: below the size from which heaps ask the system for each piece.
 constexpr std::size_t kLargestBatch = std::size_t{120} * 1024;
+/// In bytes: what has grown to this will hardly leave most of a region unused.
+constexpr std::size_t kWorthRegions = std::size_t{512} * 1024;
 /// More than this no heap gives; it keeps sums of sizes from wrapping round.
 constexpr std::size_t kMaxRequest = static_cast<std::size_t>(PTRDIFF_MAX) / 2;
 
@@ -55,21 +60,29 @@ void MemChunks::Init(std::size_t block, std::size_t threshold) {
 // 1. the first chunk of all is alone, and so is each one that is too large for a batch;
 // 2. the chunks of a batch are a stride apart. Behind the one that was taken last, where
 //    the next one will begin or where the batch ends, stands how far it is used;
-// 3. a batch is begun when the one before is used up, and is up to twice as large.
+// 3. a batch is begun when the one before is used up, and is up to twice as large;
+// 4. from some size on, batches are regions, which pools leave to each other: most of the
+//    time of a document of megabytes would go into fresh pages otherwise. No other batch
+//    has as many chunks.
 
 struct MemChunks::Batch {
     std::uint32_t taken;
     std::uint32_t count;
+    /// Chunks of all batches before this one.
+    std::uint32_t before;
 
     /// Each chunk of a batch is aligned like the first one.
     static std::size_t Stride(std::size_t chunkSize) noexcept {
         constexpr std::size_t kAlign = alignof(std::max_align_t);
         return (chunkSize + kAlign - 1) / kAlign * kAlign;
     }
+    static std::uint32_t MostOfHeap(std::size_t stride) noexcept {
+        return static_cast<std::uint32_t>(kLargestBatch / stride);
+    }
     static bool HasRoomForTwo(std::size_t stride) noexcept { return stride <= kLargestBatch / 2; }
     /// The batch of the chunk that was taken last.
     static Batch Of(const Link* chunk, std::size_t stride) noexcept {
-        Batch batch{1, 1};
+        Batch batch{1, 1, 0};
         if (chunk->next != nullptr && HasRoomForTwo(stride)) {
             const char* const start = static_cast<const char*>(static_cast<const void*>(chunk));
             std::memcpy(&batch, start + stride, sizeof batch);
@@ -80,7 +93,14 @@ struct MemChunks::Batch {
     /// chunk where the heap has no more.
     char* Next(std::size_t stride) {
         taken = 1;
-        count = std::min(2 * count, static_cast<std::uint32_t>(kLargestBatch / stride));
+        before += count;
+        if (before * stride >= kWorthRegions) {
+            if (void* const region = TakeRegion()) {
+                count = static_cast<std::uint32_t>((kRegionSize - sizeof(Batch)) / stride);
+                return static_cast<char*>(region);
+            }
+        }
+        count = std::min(2 * count, MostOfHeap(stride));
         void* place = ::operator new(count* stride + sizeof(Batch), std::nothrow);
         if (place == nullptr) {
             count = 1;
@@ -93,8 +113,14 @@ struct MemChunks::Batch {
         Link* oldest = nullptr;
         while (newest != nullptr) {
             char* const start = static_cast<char*>(static_cast<void*>(newest));
-            void* const batch = start - (Of(newest, stride).taken - 1) * stride;
-            Link* const first = static_cast<Link*>(batch);
+            const Batch batch = Of(newest, stride);
+            void* const place = start - (batch.taken - 1) * stride;
+            Link* const first = static_cast<Link*>(place);
+            if (HasRoomForTwo(stride) && batch.count > MostOfHeap(stride)) {
+                newest = first->next;
+                LeaveRegion(place);
+                continue;
+            }
             newest = std::exchange(first->next, oldest);
             oldest = first;
         }
@@ -198,6 +224,26 @@ void MemPool::DeallocLarge(void* pointer) noexcept {
         block->next->previous = block->previous;
     }
     ::operator delete (block, std::align_val_t{alignof(LargeBlock)});
+}
+
+void MemPool::Lend(char*& begin, char*& end) noexcept {
+    constexpr std::size_t kAlign = 16;
+    const std::size_t skip = (0 - reinterpret_cast<std::uintptr_t>(chunks.cursor)) & (kAlign - 1);
+    if (chunks.chunk == nullptr || chunks.Remaining() <= skip ||
+        std::any_of(std::begin(freeBlocks), std::end(freeBlocks),
+                    [](const FreeBlock* first) { return first != nullptr; })) {
+        return;
+    }
+    begin = chunks.cursor + skip;
+    end = chunks.cursor + chunks.Remaining();
+    // As if it were used up: whoever asks nevertheless gets memory of another chunk.
+    chunks.cursor = end;
+}
+
+void MemPool::TakeBack(char* begin, const char* end) noexcept {
+    if (chunks.cursor == end) {
+        chunks.cursor = begin;
+    }
 }
 
 void MemPool::Clear() noexcept {

@@ -51,6 +51,14 @@ inline void Pause() noexcept {
     __builtin_ia32_pause();
 }
 
+// Memory
+
+/// What memory is to be aligned to for PreferLargePages; 16 where there are none.
+std::size_t LargePageSize() noexcept;
+/// Wishes for the pages of memory that nobody has touched yet to come as large ones, so that
+/// the first touch of each interrupts once and not 512 times.
+void PreferLargePages(void* memory, std::size_t size) noexcept;
+
 // Identifiers
 
 enum class IdentifierStatus : std::uint8_t {
