@@ -116,6 +116,8 @@ public:
     void ShowTypes() {
         if (request.wantsPictures) {
             WritePicture("interpolation-types.svg", example::DrawInterpolationTypes());
+            WritePicture("insert-keyframe.svg", example::DrawInsertedKeyframe());
+            WritePicture("outside.svg", example::DrawOutside());
         }
     }
 
@@ -185,7 +187,7 @@ int main(int argc, char** argv) {
     app.add_option(
         "FILE", request.files,
         "tables of keyframes, or documents (.json), of clips too; without any, the demo's own "
-        "six and a picture of all interpolation types");
+        "six, and pictures of all interpolation types and of edits");
     app.add_option("--out", request.outputFolder, "folder for the pictures, made if missing")
         ->capture_default_str();
     app.add_option("--log", request.logFolder,

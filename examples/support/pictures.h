@@ -42,4 +42,11 @@ std::string DrawClip(const Clip& clip);
 /// An SVG picture of one segment of every interpolation type, side by side.
 std::string DrawInterpolationTypes();
 
+/// An SVG picture of a curve before and after keyframes are put on it, by `AddPoint` and by
+/// `InsertKeyframe`.
+std::string DrawInsertedKeyframe();
+
+/// An SVG picture of one curve under every rule for what lies beyond its keyframes.
+std::string DrawOutside();
+
 }  // namespace example

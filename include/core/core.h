@@ -10,13 +10,16 @@
 
 #include <core/curve/big_keyframe.h>
 #include <core/curve/control_points.h>
+#include <core/curve/insert_keyframe.h>
 #include <core/curve/interpolation.h>
 #include <core/curve/keyframe.h>
 #include <core/curve/keyframe_handle.h>
 #include <core/curve/motion_path.h>
+#include <core/curve/outside.h>
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
 #include <core/curve/pointd.h>
+#include <core/curve/shape.h>
 #include <core/curve/snapshot.h>
 #include <core/curve/time_unit.h>
 #include <core/curve/time_value_pair.h>

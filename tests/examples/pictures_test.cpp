@@ -168,6 +168,8 @@ TEST(Pictures, AreWellFormedAndNameWhatTheyShow) {
     }
     const std::string types = example::DrawInterpolationTypes();
     EXPECT_TRUE(LooksWellFormed(types));
+    EXPECT_TRUE(LooksWellFormed(example::DrawInsertedKeyframe()));
+    EXPECT_TRUE(LooksWellFormed(example::DrawOutside()));
     for (int type = 16; type <= 26; ++type) {
         EXPECT_NE(types.find(example::InterpolationName(static_cast<Interpolation>(type))),
                   std::string::npos)

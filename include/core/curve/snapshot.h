@@ -15,6 +15,7 @@ namespace core {
 class Curve;
 class KeyframeHandle;
 class Parameter;
+struct SnapshotAccess;
 
 /// A stretch of time, from `from` up to but without `to`; either may be infinite.
 struct TimeRange {
@@ -87,6 +88,7 @@ public:
 
 private:
     friend class KeyframeHandle;
+    friend struct SnapshotAccess;
     explicit CurveSnapshot(Curve* owned) noexcept;
     template <class Time, class Value>
     void Sample(const Time& timeOf, std::size_t count, bool clampToRange, Value* values) const;

@@ -161,6 +161,11 @@ public:
         return count < 2 ? (count == 0 ? ValAny(0) : (*this)[0].PeekValue())
                          : Sample(*last, t, clampToRange);
     }
+    /// The prepared segment that holds `t`, of a curve with two keyframes or more; NaN belongs
+    /// to the last one.
+    const Segment& SegmentAt(double t) const;
+    /// What the parameter's type makes of an interpolated number.
+    ValAny Finish(double value, bool clampToRange) const;
     /// Whether a segment of shape `Cubic` has the samples as they are.
     bool IsPlainDouble() const noexcept { return sampling.isPlainDouble; }
     // Above the maximum first, then below the minimum: the order counts where a
@@ -235,15 +240,12 @@ private:
     void InsertBlock(std::size_t place, Shared<CurveBlock> block);
     void CountFrom(std::size_t block) noexcept;
     void UpdateSampling();
-    // Of curves with two keyframes or more; NaN belongs to the last one.
-    const Segment& SegmentAt(double t) const;
     ValAny Sample(const Segment& segment, double t, bool clampToRange) const;
     const PreparedBlock& PreparedOf(std::size_t block) const;
     const TimeValuePair* Following(std::size_t block, std::size_t offset) const noexcept;
     bool PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& into,
                     bool mayAllocate) const;
     Segment OuterSegment(const TimeValuePair& keyframe, double from, double to) const;
-    ValAny Finish(double value, bool clampToRange) const;
     const AreaIndex& Areas() const;
     // Where sums overflow on the way: the area, or the largest double. O(n).
     double SaturatedArea(double from, double to) const;

@@ -1,0 +1,142 @@
+#include "support/pictures.h"
+#include "support/plot_parts.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace example {
+
+namespace {
+
+using Interpolation = core::KeyframeInterpolationType;
+
+constexpr double kPanelWidth = 300.0;
+constexpr double kPanelHeight = 200.0;
+constexpr double kLeft = 16.0;
+constexpr double kTop = 66.0;
+
+Box PanelBox(std::size_t column, std::size_t row) {
+    return {kLeft + static_cast<double>(column) * kPanelWidth + 8.0,
+            kTop + static_cast<double>(row) * kPanelHeight + 20.0, kPanelWidth - 16.0,
+            kPanelHeight - 36.0};
+}
+
+SvgDocument Begin(std::size_t columns, std::size_t rows, std::string_view title,
+                  std::string_view subtitle) {
+    SvgDocument picture(2.0 * kLeft + static_cast<double>(columns) * kPanelWidth,
+                        kTop + static_cast<double>(rows) * kPanelHeight + 14.0, title, subtitle);
+    picture.Text("title", {24.0, 30.0}, title);
+    picture.Text("small", {24.0, 50.0}, subtitle);
+    return picture;
+}
+
+std::vector<double> TimesOf(core::Parameter& parameter) {
+    std::vector<double> times;
+    for (const core::TimeValuePair& keyframe : Keyframes(parameter)) {
+        times.push_back(keyframe.GetTime());
+    }
+    return times;
+}
+
+PlotAxes BeginPanel(SvgDocument& picture, const Box& box, std::string_view name, Span times,
+                    Span values) {
+    picture.Text("label", {box.left + 1.0, box.top - 6.0}, name);
+    picture.Rectangle("border", box);
+    return {box, times, values};
+}
+
+// The curve as it was, thin where it differs, and as it is now.
+void DrawEdited(SvgDocument& picture, const PlotAxes& axes, core::Parameter& before,
+                core::Parameter& after) {
+    const Span& times = axes.Horizontal();
+    picture.BeginClip(axes.Area());
+    DrawStrokes(picture, "outside",
+                TraceValues(before, axes, times.low, times.high, TimesOf(before)));
+    DrawStrokes(picture, "curve", TraceValues(after, axes, times.low, times.high, TimesOf(after)));
+    DrawLevers(picture, axes, Levers(after));
+    for (const core::TimeValuePair& keyframe : Keyframes(after)) {
+        DrawKeyframe(picture, axes.At({keyframe.GetTime(), keyframe.GetValue().AsDouble()}),
+                     ShapeOf(keyframe.GetInterpolation()));
+    }
+    picture.EndClip();
+}
+
+}  // namespace
+
+std::string DrawInsertedKeyframe() {
+    core::Parameter before;
+    before.AddPoint(0.0, 0.0, Interpolation::Bezier);
+    before.AddPoint(1.0, 1.0, Interpolation::EaseOutBack);
+    before.AddPoint(2.0, 0.0, Interpolation::Hold);
+    before.SetPointControlRightParam(0, 0.8, -0.4);
+    core::Parameter added(before);
+    core::Parameter inserted(before);
+    for (const double time : {0.7, 1.3}) {
+        added.AddPoint(time, before.GetValue(time, false), Interpolation::Bezier);
+        core::InsertKeyframe(inserted, time);
+    }
+    SvgDocument picture =
+        Begin(3, 1, "Two more keyframes", "At 0.7 s and 1.3 s; dotted is the curve as it was.");
+    const struct {
+        std::string_view name;
+        core::Parameter& curve;
+    } panels[] = {{"before", before},
+                  {"AddPoint(t, GetValue(t), ...)", added},
+                  {"InsertKeyframe(curve, t)", inserted}};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const PlotAxes axes =
+            BeginPanel(picture, PanelBox(i, 0), panels[i].name, {-0.1, 2.1}, {-0.75, 1.45});
+        DrawEdited(picture, axes, before, panels[i].curve);
+    }
+    return picture.Finish();
+}
+
+std::string DrawOutside() {
+    core::Parameter curve;
+    curve.AddPoint(0.0, 0.0, Interpolation::Hermite);
+    curve.AddPoint(0.6, 1.6, Interpolation::Hermite);
+    curve.AddPoint(1.0, 0.7, Interpolation::Hold);
+    const struct {
+        std::string_view name;
+        core::OutsideRule rule;
+    } panels[] = {{"Hold", core::OutsideRule::Hold},
+                  {"Linear", core::OutsideRule::Linear},
+                  {"Loop", core::OutsideRule::Loop},
+                  {"PingPong", core::OutsideRule::PingPong},
+                  {"LoopWithOffset", core::OutsideRule::LoopWithOffset}};
+    SvgDocument picture =
+        Begin(3, 2, "Beyond the keyframes",
+              "The same three keyframes under each OutsideRule, before and after.");
+    for (std::size_t i = 0; i < 5; ++i) {
+        const PlotAxes axes =
+            BeginPanel(picture, PanelBox(i % 3, i / 3), panels[i].name, {-1.6, 2.6}, {-2.6, 3.6});
+        core::OutsideRules rules;
+        rules.before = rules.after = panels[i].rule;
+        const core::ExtendedCurve extended(curve.Snapshot(), rules);
+        const auto trace = [&](double from, double to) {
+            std::vector<double> ends;
+            for (int k = -2; k <= 3; ++k) {
+                ends.insert(ends.end(), {k - 1e-6, k + 0.0});
+            }
+            return TraceCurve(
+                [&](double time) {
+                    return axes.At({time, extended.GetValue(time, false).AsDouble()});
+                },
+                TraceTimes(from, to, 400, ends));
+        };
+        picture.BeginClip(axes.Area());
+        DrawStrokes(picture, "outside", trace(-1.6, 0.0));
+        DrawStrokes(picture, "outside", trace(1.0, 2.6));
+        DrawStrokes(picture, "curve", trace(0.0, 1.0 - 1e-9));
+        for (const core::TimeValuePair& keyframe : Keyframes(curve)) {
+            DrawKeyframe(picture, axes.At({keyframe.GetTime(), keyframe.GetValue().AsDouble()}),
+                         ShapeOf(keyframe.GetInterpolation()));
+        }
+        picture.EndClip();
+    }
+    return picture.Finish();
+}
+
+}  // namespace example
