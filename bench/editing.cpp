@@ -3,6 +3,8 @@
 #include "contests.h"
 #include "inputs.h"
 
+#include <core/curve/insert_keyframe.h>
+
 #include <algorithm>
 #include <numeric>
 #include <random>
@@ -200,6 +202,32 @@ void AddCopy(Suite& suite) {
     }
 }
 
+/// A keyframe on the curve, and the curve back as it was; beside one that changes it.
+void AddSplit(Suite& suite) {
+    for (const int n : kSizes) {
+        const std::shared_ptr<core::Parameter> curve = MakeCurve(kType, n);
+        const auto times = SampleTimes(n, Order::Random);
+        const core::CurveSnapshot before = curve->Snapshot();
+        const std::string ours = Name("InsertKeyframe", "random", n);
+        const std::string theirs = Name("AddPoint of GetValue", "random", n);
+        suite.Measure(ours, [=](benchmark::State& state) {
+            RunOverPool(state, *times, [&](double time) {
+                const int added = core::InsertKeyframe(*curve, time).added;
+                curve->Restore(before);
+                return added;
+            });
+        });
+        suite.Measure(theirs, [=](benchmark::State& state) {
+            RunOverPool(state, *times, [&](double time) {
+                const int index = curve->AddPoint(time, curve->GetValue(time, false), kType);
+                curve->Restore(before);
+                return index;
+            });
+        });
+        suite.Compare({"InsertKeyframe, undone", n, ours, theirs, "AddPoint", 0.0});
+    }
+}
+
 }  // namespace
 
 void AddEditing(Suite& suite) {
@@ -215,6 +243,7 @@ void AddEditing(Suite& suite) {
     AddAlternation(suite);
     AddEditAndArea(suite);
     AddCopy(suite);
+    AddSplit(suite);
 }
 
 }  // namespace bench

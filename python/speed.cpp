@@ -26,10 +26,10 @@ std::shared_ptr<SpeedParameter> LoadSpeed(const py::object& text) {
     return speed;
 }
 
-/// A question about one time, and the same about an array of them.
-template <class Bound, class Question>
+/// A question about one time, and the same about an array of them, at one moment.
+template <class Bound, class Question, class Batch>
 void BindQuestion(Bound& bound, const char* one, const char* many, const char* time,
-                  Question question) {
+                  Question question, Batch batch) {
     using namespace py::literals;
     bound
         .def(
@@ -37,15 +37,27 @@ void BindQuestion(Bound& bound, const char* one, const char* many, const char* t
             py::arg(time))
         .def(
             many,
-            [question](SpeedParameter& self, const Times& times, const py::object& out) {
+            [batch](const SpeedParameter& self, const Times& times, const py::object& out) {
+                const core::SpeedSnapshot moment = self.Snapshot();
                 return MapTimes(times, out,
                                 [&](const double* at, std::size_t count, double* values) {
-                                    for (std::size_t i = 0; i < count; ++i) {
-                                        values[i] = question(self, at[i]);
-                                    }
+                                    batch(moment, at, count, values);
                                 });
             },
             "times"_a, py::kw_only(), "out"_a = py::none());
+}
+
+/// The same where the library has no batch.
+template <class Bound, class Question>
+void BindQuestion(Bound& bound, const char* one, const char* many, const char* time,
+                  Question question) {
+    BindQuestion(bound, one, many, time, question,
+                 [question](const core::SpeedSnapshot& moment, const double* at, std::size_t count,
+                            double* values) {
+                     for (std::size_t i = 0; i < count; ++i) {
+                         values[i] = question(moment, at[i]);
+                     }
+                 });
 }
 
 }  // namespace
@@ -120,18 +132,20 @@ void BindSpeed(py::module_& module) {
             [](SpeedParameter& self) { return py::make_tuple(TextOf(self.Serialize())); },
             [](const py::tuple& state) { return LoadSpeed(state[0]); }));
 
-    BindQuestion(speed, "source_time", "source_times", "render_time",
-                 [](SpeedParameter& self, double time) { return self.GetSourceTime(time); });
+    BindQuestion(
+        speed, "source_time", "source_times", "render_time",
+        [](auto& self, double time) { return self.GetSourceTime(time); },
+        [](const core::SpeedSnapshot& moment, const double* at, std::size_t count, double* values) {
+            moment.GetSourceTimes(at, count, values);
+        });
     BindQuestion(speed, "render_time", "render_times", "source_time",
-                 [](SpeedParameter& self, double time) { return self.GetRenderTime(time); });
+                 [](auto& self, double time) { return self.GetRenderTime(time); });
     BindQuestion(speed, "speed", "speeds", "render_time",
-                 [](SpeedParameter& self, double time) { return self.GetCurrentFPS(time); });
-    BindQuestion(
-        speed, "point_to_render_time", "point_to_render_times", "point_time",
-        [](SpeedParameter& self, double time) { return self.PointTimeToRenderTime(time); });
-    BindQuestion(
-        speed, "render_to_point_time", "render_to_point_times", "render_time",
-        [](SpeedParameter& self, double time) { return self.RenderTimeToPointTime(time); });
+                 [](auto& self, double time) { return self.GetCurrentFPS(time); });
+    BindQuestion(speed, "point_to_render_time", "point_to_render_times", "point_time",
+                 [](auto& self, double time) { return self.PointTimeToRenderTime(time); });
+    BindQuestion(speed, "render_to_point_time", "render_to_point_times", "render_time",
+                 [](auto& self, double time) { return self.RenderTimeToPointTime(time); });
 }
 
 }  // namespace core_python

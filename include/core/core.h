@@ -8,6 +8,7 @@
 #error "core needs C++17 or later: compile with -std=c++17, or /std:c++17 for Visual C++"
 #endif
 
+#include <core/curve/bake.h>
 #include <core/curve/big_keyframe.h>
 #include <core/curve/control_points.h>
 #include <core/curve/insert_keyframe.h>

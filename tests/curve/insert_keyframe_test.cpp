@@ -15,19 +15,6 @@ namespace {
 using core::InsertKeyframe;
 using core::KeyframeInsertion;
 
-// How far samples at `time` may differ where a solver with a tolerance of 5e-05 s (and of
-// 1e-6 of an easing) finds them before or after: by what the curve does in twice that.
-double SolverSlack(const core::CurveSnapshot& curve, double time) {
-    const double unit = time >= core::kFirstTickCount ? core::kTicksPerSecond : 1.0;
-    const double middle = curve.GetValue(time, false).AsDouble();
-    double slack = 0.0;
-    for (int i = -24; i <= 24; ++i) {
-        const double t = time + i * 5e-6 * unit;
-        slack = std::max(slack, std::fabs(curve.GetValue(t, false).AsDouble() - middle));
-    }
-    return slack;
-}
-
 bool IsSolved(int start, int end) {
     return (start >= 16 && start <= 23) || plain::IsBezier(start) || plain::IsBezier(end) ||
            (start == 25 && end == 26);

@@ -7,7 +7,10 @@
 #include "support/dice.h"
 
 #include <core/curve/parameter.h>
+#include <core/curve/time_unit.h>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 #include <vector>
 
@@ -55,4 +58,17 @@ inline bool AnyCallTakes(core::IKeyFrame& curve, int index) {
            !(a == 7 && b == 7 && c == 7 && d == 7) || !curve.GetPointValue(index).IsEmpty() ||
            curve.GetPointTime(index) != 0.0 ||
            curve.GetInterpolationType(index) != KeyframeInterpolationType::Extrapolate;
+}
+
+/// How far samples at `time` may differ where a solver with a tolerance of 5e-05 s (and of
+/// 1e-6 of an easing) finds them before or after: by what the curve does in twice that.
+inline double SolverSlack(const core::CurveSnapshot& curve, double time) {
+    const double unit = time >= core::kFirstTickCount ? core::kTicksPerSecond : 1.0;
+    const double middle = curve.GetValue(time, false).AsDouble();
+    double slack = 0.0;
+    for (int i = -24; i <= 24; ++i) {
+        const double t = time + i * 5e-6 * unit;
+        slack = std::max(slack, std::fabs(curve.GetValue(t, false).AsDouble() - middle));
+    }
+    return slack;
 }

@@ -67,6 +67,15 @@ std::vector<TimeValuePair> Curve::Keyframes() const {
     return all;
 }
 
+std::vector<HandSet> Curve::HandSets() const {
+    std::vector<HandSet> all;
+    all.reserve(count);
+    for (const Slot& slot : slots) {
+        all.insert(all.end(), slot.block->handSets.begin(), slot.block->handSets.end());
+    }
+    return all;
+}
+
 // No earlier block than if all were full, as they are in a curve that was built in order.
 Curve::Place Curve::PlaceOf(std::size_t index) const noexcept {
     std::size_t block = std::min(index / CurveBlock::kMost, slots.size() - 1);

@@ -94,6 +94,10 @@ public:
           const LoadedHandles& handles);
     /// Shares the blocks. O(n / 64).
     Curve(const Curve& other) = default;
+    /// The same settings with other keyframes, in time order, no two of them matching, and
+    /// what of their handles is set by hand. The others are made anew.
+    Shared<Curve> WithKeyframes(std::vector<TimeValuePair> keyframes,
+                                std::vector<HandSet> sides) const;
 
     // Settings
 
@@ -120,6 +124,8 @@ public:
     }
     /// Copies of all.
     std::vector<TimeValuePair> Keyframes() const;
+    /// Which of their handles are set by hand.
+    std::vector<HandSet> HandSets() const;
     /// The number of keyframes at or before `t`, which is the index of the first
     /// one after it. NaN lies behind all keyframes. O(log n).
     std::size_t UpperBound(double t) const noexcept;

@@ -53,6 +53,18 @@ void Curve::Follow(Place place) {
     }
 }
 
+Shared<Curve> Curve::WithKeyframes(std::vector<TimeValuePair> keyframes,
+                                   std::vector<HandSet> sides) const {
+    auto made = Shared<Curve>::Make(settings, constant, std::move(keyframes),
+                                    LoadedHandles{std::move(sides), maintainsPathHandles});
+    for (std::size_t block = 0; block < made->slots.size(); ++block) {
+        for (std::size_t i = 0; i < made->slots[block].block->times.size(); ++i) {
+            made->Follow({block, i});
+        }
+    }
+    return made;
+}
+
 // The keyframe before and the one behind.
 void Curve::FollowBeside(Place place) {
     Place other = place;

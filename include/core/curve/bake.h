@@ -1,0 +1,71 @@
+#pragma once
+
+#include <core/export.h>
+
+#include <cstdint>
+#include <string>
+
+namespace core {
+
+class CurveSnapshot;
+class KeyframeHandle;
+class Parameter;
+
+/// What a curve's times count: `units` in each `seconds`, whole numbers, so that 30000 in
+/// 1001 seconds are the frames of NTSC video to the last digit.
+///
+/// Only 10000000 in 1 are ticks, which curves tell from seconds by `kFirstTickCount`; the
+/// times of any other base are below that.
+struct TimeBase {
+    std::int64_t units = 1;    ///< 1 or more.
+    std::int64_t seconds = 1;  ///< 1 or more.
+
+    static TimeBase Seconds() noexcept { return {1, 1}; }
+    static TimeBase Ticks() noexcept { return {10000000, 1}; }
+    static TimeBase Frames(std::int64_t frames, std::int64_t perSeconds = 1) noexcept {
+        return {frames, perSeconds};
+    }
+};
+
+/// Whether a curve was made or changed; if not, why.
+struct RetimeResult {
+    /// For people, as in "keyframe 3 would be at 120000 ticks, which reads as seconds"; empty
+    /// when it was done.
+    std::string reason;
+
+    /// Whether it was done.
+    explicit operator bool() const noexcept { return reason.empty(); }
+};
+
+/// Counts a curve's times in another base, and makes its handles say in it what they said.
+///
+///     ChangeTimeBase(opacity, TimeBase::Seconds(), TimeBase::Ticks());
+///
+/// Afterwards the curve answers at t * to.units / to.seconds * from.seconds / from.units what
+/// it answered at t, to rounding; where samples are found by bisection, to its tolerance,
+/// which is 5e-05 of what such curves read as a second. Handles that were automatic
+/// stay so, but for those of lines towards or from a keyframe of type `Extrapolate`.
+/// Going there and back gives the same times to rounding.
+///
+/// Refused, changing nothing: a base that is none; a keyframe that would change sides of
+/// `kFirstTickCount` or lies on the wrong one (0 is in every base); two keyframes that would
+/// match; numbers that are not finite afterwards. One edit, whole or not at all, from any
+/// thread; on a speed curve it concerns the keyframes, as `KeyframeHandle::Edit`. O(n).
+CORE_API RetimeResult ChangeTimeBase(KeyframeHandle& curve, TimeBase from, TimeBase to);
+
+/// Makes `baked` a curve with a keyframe for each frame: at all n * frames.seconds /
+/// frames.units seconds, n a whole number, from `from` up to and with `to`.
+///
+/// `from`, `to` and the keyframes count what the curve's times count, `base`. At the frames
+/// `baked` answers what the curve answers without its range, to the last digit; between them
+/// a curve of doubles or points is straight, any other is held. It has the kind and the range
+/// of the curve, and no base ratio: its values carry it.
+///
+/// Refused, leaving `baked` as it was: a base or rate that is none; an interval that is not
+/// finite, holds no frame or more than 2147483647; frames that would match; values that are no
+/// numbers where the curve needs them. `baked` may be what the snapshot was taken of. O(k) for
+/// k frames.
+CORE_API RetimeResult BakeCurve(const CurveSnapshot& curve, TimeBase base, TimeBase frames,
+                                double from, double to, Parameter& baked);
+
+}  // namespace core
