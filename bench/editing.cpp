@@ -18,10 +18,17 @@ struct Keys {
     std::vector<double> values;
 };
 
-Keys MakeKeys(int n, Order order) {
+enum class Build { InOrder, Descending, Random };
+const char* NameOf(Build build) {
+    return build == Build::InOrder ? "in order" : build == Build::Random ? "random" : "descending";
+}
+
+Keys MakeKeys(int n, Build build) {
     Keys keys{KeyTimes(n), KeyValues(n)};
-    if (order == Order::Random) {
+    if (build == Build::Random) {
         std::shuffle(keys.times.begin(), keys.times.end(), std::mt19937_64(21));
+    } else if (build == Build::Descending) {
+        std::reverse(keys.times.begin(), keys.times.end());
     }
     return keys;
 }
@@ -46,12 +53,12 @@ std::vector<core::TimeValuePair> InsertAll(const Keys& keys) {
     return sorted;
 }
 
-void AddInsertion(Suite& suite, Order order, const std::vector<int>& sizes) {
-    const std::string what = std::string("AddPoint, ") + NameOf(order);
+void AddInsertion(Suite& suite, Build build, const std::vector<int>& sizes) {
+    const std::string what = std::string("AddPoint, ") + NameOf(build);
     for (const int n : sizes) {
-        const auto keys = std::make_shared<const Keys>(MakeKeys(n, order));
-        const std::string ours = Name("AddPoint", NameOf(order), n);
-        const std::string theirs = Name("sorted vector", NameOf(order), n);
+        const auto keys = std::make_shared<const Keys>(MakeKeys(n, build));
+        const std::string ours = Name("AddPoint", NameOf(build), n);
+        const std::string theirs = Name("sorted vector", NameOf(build), n);
         if (n <= 10'000) {
             suite.Check(ours, 0.0, [=] {
                 Agreement agreement;
@@ -73,6 +80,11 @@ void AddInsertion(Suite& suite, Order order, const std::vector<int>& sizes) {
                 benchmark::DoNotOptimize(&curve);
             }
         });
+        if (n > 10'000 && build != Build::InOrder) {
+            // A sorted store moves half of itself for each: this many take minutes.
+            suite.Compare({what, n, ours, Name("AddPoint", "in order", n), "in order", 0.0});
+            continue;
+        }
         suite.Measure(theirs, [=](benchmark::State& state) {
             for (auto _ : state) {
                 auto sorted = InsertAll(*keys);
@@ -81,6 +93,25 @@ void AddInsertion(Suite& suite, Order order, const std::vector<int>& sizes) {
         });
         suite.Compare({what, n, ours, theirs, "sorted vector", 0.0});
     }
+}
+
+void AddTransaction(Suite& suite) {
+    constexpr int n = 100'000;
+    const Keys keys = MakeKeys(n, Build::Random);
+    auto keyframes = std::make_shared<std::vector<core::TimeValuePair>>();
+    for (std::size_t i = 0; i < keys.times.size(); ++i) {
+        keyframes->emplace_back(keys.times[i], keys.values[i], kType);
+    }
+    const std::string name = Name("AddPoints", "random", n);
+    suite.Measure(name, [=](benchmark::State& state) {
+        for (auto _ : state) {
+            core::Parameter curve;
+            curve.AddPoints(keyframes->data(), keyframes->size());
+            benchmark::DoNotOptimize(&curve);
+        }
+    });
+    suite.Compare(
+        {"AddPoints, random", n, name, Name("AddPoint", "in order", n), "AddPoint, in order", 3.0});
 }
 
 /// One edit and one sample, both at random.
@@ -112,8 +143,34 @@ void AddAlternation(Suite& suite) {
     }
 }
 
+/// An edit anywhere, then the area up to anywhere; also while a snapshot of before is held,
+/// for which the edit makes a block of its own.
+void AddEditAndArea(Suite& suite) {
+    for (const int n : {1'000, 10'000, 100'000}) {
+        const std::shared_ptr<core::Parameter> curve = MakeCurve(kType, n);
+        const auto times = SampleTimes(n, Order::Random);
+        const auto measure = [=](benchmark::State& state, bool isHeld) {
+            core::Parameter edited(*curve);
+            core::CurveSnapshot before = edited.Snapshot();
+            Dice dice(23);
+            RunOverPool(state, *times, [&](double time) {
+                before = isHeld ? edited.Snapshot() : core::CurveSnapshot();
+                edited.SetPointValue(dice.Below(n), dice.Between(50.0, 100.0));
+                return edited.GetAreaFromTo(0.0, time, false, 0.0, 0.0);
+            });
+        };
+        const std::string alone = Name("edit and area", "random", n);
+        const std::string held = Name("edit and area", "snapshot held", n);
+        suite.Measure(alone, [=](benchmark::State& state) { measure(state, false); });
+        suite.Measure(held, [=](benchmark::State& state) { measure(state, true); });
+        suite.Compare({"SetPointValue + GetAreaFromTo", n, alone,
+                       Name("edit and area", "random", 1'000), "itself at n = 1,000", 0.0});
+        suite.Compare({"the same, a snapshot held", n, held, alone, "no snapshot", 0.0});
+    }
+}
+
 void AddCopy(Suite& suite) {
-    for (const int n : {10, 1'000, 10'000}) {
+    for (const int n : {10, 1'000, 10'000, 100'000}) {
         const std::shared_ptr<core::Parameter> curve = MakeCurve(kType, n);
         const auto keys =
             std::make_shared<const std::vector<core::TimeValuePair>>(KeyframesOf(*curve));
@@ -132,6 +189,14 @@ void AddCopy(Suite& suite) {
             }
         });
         suite.Compare({"copy", n, ours, theirs, "vector of keyframes", 0.0});
+        const std::string snapshot = Name("copy", "Snapshot", n);
+        suite.Measure(snapshot, [=](benchmark::State& state) {
+            for (auto _ : state) {
+                core::CurveSnapshot now = curve->Snapshot();
+                benchmark::DoNotOptimize(&now);
+            }
+        });
+        suite.Compare({"Snapshot", n, snapshot, theirs, "vector of keyframes", 0.0});
     }
 }
 
@@ -139,14 +204,16 @@ void AddCopy(Suite& suite) {
 
 void AddEditing(Suite& suite) {
     suite.Section("A Hermite curve built with AddPoint, handles included");
-    AddInsertion(suite, Order::Ascending, {1'000, 10'000, 100'000});
+    AddInsertion(suite, Build::InOrder, {1'000, 10'000, 100'000});
     suite.Compare({"AddPoint, in order", 100'000, Name("AddPoint", "in order", 100'000),
                    Name("AddPoint", "in order", 10'000), "itself at n = 10,000", 15.0});
-    // A sorted store moves half of itself for each: 100,000 take minutes.
-    AddInsertion(suite, Order::Random, {1'000, 10'000});
+    AddInsertion(suite, Build::Descending, {1'000, 10'000, 100'000});
+    AddInsertion(suite, Build::Random, {1'000, 10'000, 100'000});
+    AddTransaction(suite);
 
     suite.Section("Editing");
     AddAlternation(suite);
+    AddEditAndArea(suite);
     AddCopy(suite);
 }
 

@@ -17,7 +17,7 @@ namespace {
 
 struct Contest {
     const char* what;
-    const char* kind;  // "log", "calls", "queue" or "worker"
+    const char* kind;  // "log", "calls", "queue", "worker", "curve" or "snapshot"
     int threads;
     const char* peer;
     double goal;
@@ -31,6 +31,8 @@ constexpr Contest kContests[] = {
     {"p99 of a call in a burst", "calls", 1, "spdlog", 0.1},
     {"p99 of a call in a burst", "calls", 1, "spdlog-async", 0.1},
     {"task posted and run", "worker", 4, "asio", 0.65},
+    {"sample of a shared curve", "curve", 2, "one-thread", 4.0},
+    {"sample of a shared snapshot", "snapshot", 2, "one-thread", 1.05},
     {"message there and back", "queue", 0, "plain", 0.9},
     {"message there and back", "queue", 0, "tbb", 1.1},
     {"message there and back", "queue", 0, "moodycamel", 1.1},
@@ -49,6 +51,9 @@ RoundResult RunRound(const std::string& kind, const std::string& contestant, int
                      const std::string& folder) {
     if (kind == "worker") {
         return RunWorkerRound(contestant, threads);
+    }
+    if (kind == "curve" || kind == "snapshot") {
+        return RunCurveRound(kind == "snapshot", contestant == "one-thread" ? 1 : threads);
     }
     if (kind == "queue") {
         return RunQueueRound(contestant, threads);

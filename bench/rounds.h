@@ -29,6 +29,10 @@ RoundResult RunWorkerRound(const std::string& contestant, int threads);
 /// Some producers and one consumer; without a producer, a round trip of two threads.
 RoundResult RunQueueRound(const std::string& contestant, int producers);
 
+/// Some threads that sample one curve, or each its copy of one snapshot, in order; per item
+/// the time of one thread.
+RoundResult RunCurveRound(bool isSnapshot, int threads);
+
 using WallClock = std::chrono::steady_clock;
 
 inline double NanosecondsSince(WallClock::time_point begin) {

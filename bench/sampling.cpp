@@ -95,6 +95,11 @@ void AddHermiteAndLinear(Suite& suite) {
                        .goal = goal,
                        .orders = orders};
     Add<Floor>(suite, contest, Curves(Type::Hermite));
+    Contest large = contest;
+    large.goal = [](int, Order) { return 1.0; };
+    large.sizes = {1'000'000};
+    large.orders = {Order::Random};
+    Add<Floor>(suite, large, Curves(Type::Hermite));
     contest.what = "Linear";
     Add<Floor>(suite, contest, Curves(Type::Linear));
     for (const char* what : {"Hermite", "Linear"}) {
@@ -107,15 +112,15 @@ void AddHermiteAndLinear(Suite& suite) {
 
 void AddEasings(Suite& suite) {
     suite.Section("GetValue: easings 16 to 23, bit for bit");
-    for (const EasingControls& easing : kEasings) {
-        Contest contest = {.what = easing.name,
-                           .plain = std::string("bisection ") + easing.name,
+    for (const core::InterpolationInfo* const easing : CubicEasings()) {
+        Contest contest = {.what = easing->name,
+                           .plain = std::string("bisection ") + easing->name,
                            .goal = [](int, Order) { return 0.25; }};
         // The cost hardly depends on which easing it is: one of them shows all sizes.
-        if (easing.type != Type::EaseInOutCubic) {
+        if (easing->type != Type::EaseInOutCubic) {
             contest.sizes = {1'000};
         }
-        Add<Yardstick<BisectedEasing>>(suite, contest, Curves(easing.type));
+        Add<Yardstick<BisectedEasing>>(suite, contest, Curves(easing->type));
     }
 
     suite.Section("GetValue: easings in closed form");
@@ -129,10 +134,41 @@ void AddEasings(Suite& suite) {
     Add<Yardstick<Bounce>>(suite, contest, Curves(Type::EaseOutBounce));
 }
 
+/// Many samples in one call, beside as many calls.
+void AddBatches(Suite& suite) {
+    suite.Section("GetValues: 1,000 times at once, by a parameter and by a snapshot");
+    constexpr int n = 1'000;
+    constexpr std::size_t kBatch = 1'000;
+    for (const Type type : {Type::Hermite, Type::Bezier}) {
+        const std::string what = core::FindInterpolation(type)->name;
+        const std::shared_ptr<core::Parameter> curve = MakeCurve(type, n);
+        const auto times = SampleTimes(n, Order::Ascending);
+        const auto measure = [=](benchmark::State& state, const auto& sampled) {
+            std::vector<double> values(kBatch);
+            std::size_t at = 0;
+            while (state.KeepRunningBatch(kBatch)) {
+                sampled.GetValues(times->data() + at, kBatch, false, values.data());
+                benchmark::DoNotOptimize(values.data());
+                at = at + 2 * kBatch <= times->size() ? at + kBatch : 0;
+            }
+        };
+        const std::string batch = Name("GetValues", what, n);
+        const std::string ofSnapshot = Name("GetValues", what + ", snapshot", n);
+        suite.Measure(batch, [=](benchmark::State& state) { measure(state, *curve); });
+        suite.Measure(ofSnapshot,
+                      [=](benchmark::State& state) { measure(state, curve->Snapshot()); });
+        for (const std::string& name : {batch, ofSnapshot}) {
+            suite.Compare({name.substr(0, name.rfind('/')), n, name, Name(what, "in order", n),
+                           "GetValue", 0.0});
+        }
+    }
+}
+
 }  // namespace
 
 void AddSampling(Suite& suite) {
     AddHermiteAndLinear(suite);
+    AddBatches(suite);
 
     suite.Section("GetValue: Hold and point paths");
     Add<Yardstick<Step>>(suite, {.what = "Hold", .plain = "plain hold"}, Curves(Type::Hold));

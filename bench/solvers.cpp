@@ -73,14 +73,15 @@ void AddEasingSolvers(Suite& suite) {
     for (int i = 0; i < kPoolSize; ++i) {
         progress->push_back(dice.Between(0.0, 1.0));
     }
-    for (const EasingControls& easing : kEasings) {
-        const auto bisect = [&easing](double p) {
-            return EasingCubic(BisectEasing(p, easing.x1, easing.x2), easing.y1, easing.y2);
+    for (const core::InterpolationInfo* const easing : CubicEasings()) {
+        const auto bisect = [first = easing->firstControl,
+                             second = easing->secondControl](double p) {
+            return EasingCubic(BisectEasing(p, first.x, second.x), first.y, second.y);
         };
-        const core::CubicEasing* solver = core::FindCubicEasing(easing.type);
+        const core::CubicEasing* solver = core::FindCubicEasing(easing->type);
         const auto solve = [solver](double p) { return solver->At(p); };
 
-        const std::string name = easing.name;
+        const std::string name = easing->name;
         suite.Check(name + " solver/alone", 0.0, [=] {
             Agreement agreement;
             for (const double p : *progress) {

@@ -6,6 +6,8 @@
 
 #include "inputs.h"
 
+#include <core/curve/interpolation_info.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -144,22 +146,17 @@ struct BisectedBezier {
     double t0, y0, rx, ry, t1, y1, lx, ly;
 };
 
-/// Inner control points of a cubic-bezier easing.
-struct EasingControls {
-    core::KeyframeInterpolationType type;
-    const char* name;
-    double x1, y1, x2, y2;
-};
-inline constexpr std::array<EasingControls, 8> kEasings = {{
-    {core::KeyframeInterpolationType::EaseInCubic, "EaseInCubic", 0.32, 0.0, 0.67, 0.0},
-    {core::KeyframeInterpolationType::EaseOutCubic, "EaseOutCubic", 0.33, 1.0, 0.68, 1.0},
-    {core::KeyframeInterpolationType::EaseInOutCubic, "EaseInOutCubic", 0.65, 0.0, 0.35, 1.0},
-    {core::KeyframeInterpolationType::EaseInCirc, "EaseInCirc", 0.55, 0.0, 1.0, 0.45},
-    {core::KeyframeInterpolationType::EaseOutCirc, "EaseOutCirc", 0.0, 0.55, 0.45, 1.0},
-    {core::KeyframeInterpolationType::EaseInOutCirc, "EaseInOutCirc", 0.85, 0.0, 0.15, 1.0},
-    {core::KeyframeInterpolationType::EaseInBack, "EaseInBack", 0.36, 0.0, 0.66, -0.56},
-    {core::KeyframeInterpolationType::EaseOutBack, "EaseOutBack", 0.34, 1.56, 0.64, 1.0},
-}};
+/// The cubic-bezier easings, whose inner control points the library knows.
+inline std::vector<const core::InterpolationInfo*> CubicEasings() {
+    std::vector<const core::InterpolationInfo*> easings;
+    for (int number = 0; number < core::kInterpolationCount; ++number) {
+        const auto* const info = core::FindInterpolation(core::KeyframeInterpolationType{number});
+        if (info->group == core::InterpolationGroup::CubicEasing) {
+            easings.push_back(info);
+        }
+    }
+    return easings;
+}
 
 /// One coordinate of an easing with inner control numbers `first` and `second`.
 inline double EasingCubic(double s, double first, double second) {
@@ -197,15 +194,15 @@ struct EasedSpan {
 struct BisectedEasing : EasedSpan {
     BisectedEasing(const core::TimeValuePair& from, const core::TimeValuePair& to)
         : EasedSpan(from, to),
-          controls(*std::find_if(kEasings.begin(), kEasings.end(), [&](const EasingControls& e) {
-              return e.type == from.GetInterpolation();
-          })) {}
+          first(core::FindInterpolation(from.GetInterpolation())->firstControl),
+          second(core::FindInterpolation(from.GetInterpolation())->secondControl) {}
     double At(double t) const {
-        const double s = BisectEasing(Progress(t), controls.x1, controls.x2);
-        return y0 + (y1 - y0) * EasingCubic(s, controls.y1, controls.y2);
+        const double s = BisectEasing(Progress(t), first.x, second.x);
+        return y0 + (y1 - y0) * EasingCubic(s, first.y, second.y);
     }
 
-    const EasingControls& controls;
+    core::Pointd first;
+    core::Pointd second;
 };
 
 struct Elastic : EasedSpan {
