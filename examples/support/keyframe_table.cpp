@@ -18,16 +18,6 @@ namespace {
 
 using Interpolation = core::KeyframeInterpolationType;
 
-// In the order of their numbers, 0 to 26.
-constexpr std::array<std::string_view, 27> kInterpolationNames = {
-    "Bezier",        "Linear",        "Bezier2",      "Bezier3",        "Bezier4",
-    "Bezier5",       "Hold",          "Hermite",      "Hermite8",       "HermiteFlat",
-    "Hermite10",     "Hermite11",     "ValueBezier",  "Bezier13",       "Bezier14",
-    "Bezier15",      "EaseInCubic",   "EaseOutCubic", "EaseInOutCubic", "EaseInCirc",
-    "EaseOutCirc",   "EaseInOutCirc", "EaseInBack",   "EaseOutBack",    "EaseOutElastic",
-    "EaseOutBounce", "Extrapolate",
-};
-
 struct NamedType {
     std::string_view name;
     core::ParameterTypeEnum type;
@@ -263,16 +253,17 @@ private:
     }
 
     Interpolation ReadInterpolation(std::string_view text) const {
-        const auto found = std::find(kInterpolationNames.begin(), kInterpolationNames.end(), text);
-        if (found != kInterpolationNames.end()) {
-            return static_cast<Interpolation>(found - kInterpolationNames.begin());
-        }
+        const core::InterpolationInfo* found = core::FindInterpolation(std::string(text).c_str());
         double number = -1.0;
-        if (ParseNumber(text, number) == NumberState::Good && number == std::trunc(number) &&
-            number >= 0.0 && number < static_cast<double>(kInterpolationNames.size())) {
-            return static_cast<Interpolation>(static_cast<int>(number));
+        if (found == nullptr && ParseNumber(text, number) == NumberState::Good &&
+            number == std::trunc(number) && number >= 0.0 && number < core::kInterpolationCount) {
+            found = core::FindInterpolation(static_cast<Interpolation>(static_cast<int>(number)));
         }
-        Fail("unknown interpolation " + Quoted(text) + "; it is a name or a number from 0 to 26");
+        if (found == nullptr) {
+            Fail("unknown interpolation " + Quoted(text) + "; it is a name or a number from 0 to " +
+                 std::to_string(core::kInterpolationCount - 1));
+        }
+        return found->type;
     }
 
     std::optional<core::Pointd> ReadHandle(std::string_view x, std::string_view y,
@@ -370,9 +361,8 @@ std::pair<int, int> FrameSpan(const KeyframeTable& table) {
 }
 
 std::string InterpolationName(core::KeyframeInterpolationType type) {
-    const auto number = static_cast<std::size_t>(type);
-    return number < kInterpolationNames.size() ? std::string(kInterpolationNames[number])
-                                               : std::to_string(static_cast<int>(type));
+    const core::InterpolationInfo* const info = core::FindInterpolation(type);
+    return info != nullptr ? info->name : std::to_string(static_cast<int>(type));
 }
 
 std::string_view ParameterTypeName(core::ParameterTypeEnum type) {

@@ -66,12 +66,21 @@ void DrawLevers(SvgDocument& picture, const PlotAxes& axes,
 }
 
 KeyframeShape ShapeOf(core::KeyframeInterpolationType type) {
-    const int number = static_cast<int>(type);
-    return number == 1                    ? KeyframeShape::Linear
-           : number == 6                  ? KeyframeShape::Hold
-           : number >= 16 && number <= 25 ? KeyframeShape::Easing
-           : number == 26                 ? KeyframeShape::Extrapolate
-                                          : KeyframeShape::Smooth;
+    using Group = core::InterpolationGroup;
+    const core::InterpolationInfo* const info = core::FindInterpolation(type);
+    switch (info != nullptr ? info->group : Group::Hermite) {
+        case Group::Linear:
+            return KeyframeShape::Linear;
+        case Group::Hold:
+            return KeyframeShape::Hold;
+        case Group::CubicEasing:
+        case Group::ClosedEasing:
+            return KeyframeShape::Easing;
+        case Group::Extrapolate:
+            return KeyframeShape::Extrapolate;
+        default:
+            return KeyframeShape::Smooth;
+    }
 }
 
 void DrawKeyframe(SvgDocument& picture, Pointd place, KeyframeShape shape, double radius) {

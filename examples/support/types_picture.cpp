@@ -1,3 +1,4 @@
+#include "support/keyframe_table.h"
 #include "support/pictures.h"
 #include "support/plot_parts.h"
 
@@ -17,30 +18,29 @@ using Interpolation = core::KeyframeInterpolationType;
 // One panel: a segment from (0, 0) to (1, 1), with handles that show what the type
 // makes of them.
 struct Panel {
-    std::string_view name;
     std::string_view numbers;
     Interpolation type;
     Pointd right;  // of the start
     Pointd left;   // of the end
 };
 constexpr std::array<Panel, 17> kPanels = {{
-    {"Hold", "6", Interpolation::Hold, {}, {}},
-    {"Linear", "1", Interpolation::Linear, {1.0, 0.0}, {1.0, 0.0}},
-    {"Hermite", "7, 8, 10, 11", Interpolation::Hermite, {2.2, 0.0}, {-1.0, 0.0}},
-    {"HermiteFlat", "9", Interpolation::HermiteFlat, {}, {}},
-    {"Bezier", "0, 2-5, 13-15", Interpolation::Bezier, {0.55, -0.35}, {0.75, -0.9}},
-    {"ValueBezier", "12", Interpolation::ValueBezier, {0.75, 0.0}, {0.15, 0.0}},
-    {"EaseInCubic", "16", Interpolation::EaseInCubic, {}, {}},
-    {"EaseOutCubic", "17", Interpolation::EaseOutCubic, {}, {}},
-    {"EaseInOutCubic", "18", Interpolation::EaseInOutCubic, {}, {}},
-    {"EaseInCirc", "19", Interpolation::EaseInCirc, {}, {}},
-    {"EaseOutCirc", "20", Interpolation::EaseOutCirc, {}, {}},
-    {"EaseInOutCirc", "21", Interpolation::EaseInOutCirc, {}, {}},
-    {"EaseInBack", "22", Interpolation::EaseInBack, {}, {}},
-    {"EaseOutBack", "23", Interpolation::EaseOutBack, {}, {}},
-    {"EaseOutElastic", "24", Interpolation::EaseOutElastic, {}, {}},
-    {"EaseOutBounce", "25", Interpolation::EaseOutBounce, {}, {}},
-    {"Extrapolate", "26", Interpolation::Extrapolate, {}, {0.55, 0.0}},
+    {"6", Interpolation::Hold, {}, {}},
+    {"1", Interpolation::Linear, {1.0, 0.0}, {1.0, 0.0}},
+    {"7, 8, 10, 11", Interpolation::Hermite, {2.2, 0.0}, {-1.0, 0.0}},
+    {"9", Interpolation::HermiteFlat, {}, {}},
+    {"0, 2-5, 13-15", Interpolation::Bezier, {0.55, -0.35}, {0.75, -0.9}},
+    {"12", Interpolation::ValueBezier, {0.75, 0.0}, {0.15, 0.0}},
+    {"16", Interpolation::EaseInCubic, {}, {}},
+    {"17", Interpolation::EaseOutCubic, {}, {}},
+    {"18", Interpolation::EaseInOutCubic, {}, {}},
+    {"19", Interpolation::EaseInCirc, {}, {}},
+    {"20", Interpolation::EaseOutCirc, {}, {}},
+    {"21", Interpolation::EaseInOutCirc, {}, {}},
+    {"22", Interpolation::EaseInBack, {}, {}},
+    {"23", Interpolation::EaseOutBack, {}, {}},
+    {"24", Interpolation::EaseOutElastic, {}, {}},
+    {"25", Interpolation::EaseOutBounce, {}, {}},
+    {"26", Interpolation::Extrapolate, {}, {0.55, 0.0}},
 }};
 
 constexpr int kColumns = 6;
@@ -64,7 +64,7 @@ void DrawPanel(SvgDocument& picture, const Panel& panel, const Box& box) {
     parameter.SetPointControlLeftParam(1, panel.left.x, panel.left.y);
 
     const PlotAxes axes(box, {-0.16, 1.16}, {-0.68, 1.68});
-    picture.Text("label", {box.left + 1.0, box.top - 6.0}, panel.name);
+    picture.Text("label", {box.left + 1.0, box.top - 6.0}, InterpolationName(panel.type));
     picture.Text("small", {box.Right() - 1.0, box.top - 6.0}, panel.numbers, TextAnchor::End);
     for (const double value : {0.0, 1.0}) {
         picture.Line("grid", {box.left, axes.Y(value)}, {box.Right(), axes.Y(value)});

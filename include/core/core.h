@@ -11,6 +11,7 @@
 #include <core/curve/big_keyframe.h>
 #include <core/curve/control_points.h>
 #include <core/curve/interpolation.h>
+#include <core/curve/interpolation_info.h>
 #include <core/curve/keyframe.h>
 #include <core/curve/keyframe_handle.h>
 #include <core/curve/motion_path.h>

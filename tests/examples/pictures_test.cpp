@@ -102,50 +102,6 @@ TEST(PlotAxes, TicksAreRoundFewAndInside) {
     }
 }
 
-// The promise of the levers: pulled as in any drawing program, they are the curve.
-TEST(Levers, TheirCubicIsTheSampledCurveForEveryPairOfTypes) {
-    int cubics = 0;
-    for (int type0 = 0; type0 <= 26; ++type0) {
-        for (int type1 = 0; type1 <= 26; ++type1) {
-            // Fractions of the handles, inside and outside; NaN leaves them automatic.
-            for (const double fraction : {std::nan(""), 0.3, -0.5}) {
-                SCOPED_TRACE(std::to_string(type0) + " to " + std::to_string(type1) + ", " +
-                             std::to_string(fraction));
-                core::Parameter parameter;
-                parameter.AddPoint(1.0, 2.0, static_cast<Interpolation>(type0));
-                parameter.AddPoint(3.0, 5.0, static_cast<Interpolation>(type1));
-                parameter.AddPoint(4.0, -1.0, Interpolation::Hermite);
-                if (!std::isnan(fraction)) {
-                    parameter.SetPointControlRightParam(0, fraction, -2.0);
-                    parameter.SetPointControlLeftParam(1, 1.0 - fraction, 1.5);
-                }
-                parameter.SetBaseRatio(-1.5);
-                const example::SegmentLevers segment = example::Levers(parameter).front();
-                if (!segment.isCubic) {
-                    continue;
-                }
-                ++cubics;
-                const auto bezier = [](double a, double b, double c, double d, double u) {
-                    const double v = 1.0 - u;
-                    return v * v * v * a + 3.0 * v * v * u * b + 3.0 * v * u * u * c +
-                           u * u * u * d;
-                };
-                for (double u = 0.0; u < 1.0; u += 0.0625) {
-                    const double time = bezier(segment.start.x, segment.startControl.x,
-                                               segment.endControl.x, segment.end.x, u);
-                    const double value = bezier(segment.start.y, segment.startControl.y,
-                                                segment.endControl.y, segment.end.y, u);
-                    // The curve finds its place along a time-value Bezier to 5e-5 s,
-                    // which the steepest of these turn into thousandths.
-                    EXPECT_NEAR(parameter.GetValue(time, false).AsDouble(), value, 2e-3) << u;
-                }
-            }
-        }
-    }
-    // Only hold, the two springy easings and extrapolation are no cubics.
-    EXPECT_GE(cubics, 22 * 26 * 3);
-}
-
 TEST(Pictures, AreWellFormedAndNameWhatTheyShow) {
     example::KeyframeTable table;
     table.title = "a < b & \"c\"";

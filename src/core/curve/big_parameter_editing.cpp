@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <numeric>
 #include <span>
 #include <utility>
 #include <vector>
@@ -41,13 +40,15 @@ void BigParameterImpl::AddPointEx(double time, ValAny value, KeyframeInterpolati
 
 // In order, an insertion finds its block at hand.
 void BigParameterImpl::AddPoints(std::span<const TimeValuePair> keyframes) {
-    std::vector<std::size_t> order(keyframes.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.end(), [keyframes](std::size_t a, std::size_t b) {
-        return keyframes[a].GetTime() < keyframes[b].GetTime();
-    });
-    for (const std::size_t i : order) {
-        AddPoint(keyframes[i].GetTime(), keyframes[i].GetValue(), keyframes[i].GetInterpolation());
+    // Times and places, close together for the sort; of equal times the later place stays.
+    std::vector<std::pair<double, std::size_t>> order;
+    order.reserve(keyframes.size());
+    for (std::size_t i = 0; i < keyframes.size(); ++i) {
+        order.emplace_back(keyframes[i].GetTime(), i);
+    }
+    std::sort(order.begin(), order.end());
+    for (const auto& [time, i] : order) {
+        AddPoint(time, keyframes[i].GetValue(), keyframes[i].GetInterpolation());
     }
 }
 

@@ -55,8 +55,8 @@ BigParameterImpl::BigParameterImpl(ParameterTypeEnum type, ValAny constant,
     : lastSegment(Segment::Nowhere()) {
     LoadedHandles handles = RecogniseHandles(keyframes, type);
     handles.keepsThirds = false;
-    curve = Shared<Curve>::Make(SettingsOf(type), std::move(constant), std::move(keyframes),
-                                std::move(handles));
+    curve =
+        Shared<Curve>::Make(SettingsOf(type), std::move(constant), std::move(keyframes), handles);
 }
 
 BigParameterImpl::BigParameterImpl(const BigParameterImpl& other)

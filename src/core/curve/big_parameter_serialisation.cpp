@@ -63,9 +63,9 @@ bool BigParameterImpl::Load(const JsonObject& document, void (*skipped)()) {
     if (!ReadParameter(document, settings, keyframes, skipped)) {
         return false;
     }
-    LoadedHandles handles = RecogniseHandles(keyframes, settings.type);
-    Shared<Curve> made = Shared<Curve>::Make(std::move(settings), curve->Constant(),
-                                             std::move(keyframes), std::move(handles));
+    const LoadedHandles handles = RecogniseHandles(keyframes, settings.type);
+    Shared<Curve> made =
+        Shared<Curve>::Make(std::move(settings), curve->Constant(), std::move(keyframes), handles);
     Take(made);
     return true;
 }

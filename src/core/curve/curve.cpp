@@ -14,23 +14,12 @@ namespace {
 // Wider than the match itself, so that the rounding of a sum can't hide a match.
 constexpr double kSearchMargin = 2.0 * kTimeTolerance;
 
-template <class T>
-void MoveTail(std::vector<T>& from, std::size_t first, std::vector<T>& to) noexcept {
-    const auto tail = from.begin() + static_cast<std::ptrdiff_t>(first);
-    to.insert(to.end(), std::make_move_iterator(tail), std::make_move_iterator(from.end()));
-    from.erase(tail, from.end());
-}
-
 }  // namespace
 
 void CurveBlock::Reserve(std::size_t needed) {
-    if (needed > keyframes.capacity() || needed > times.capacity() ||
-        needed > handSets.capacity()) {
+    if (needed > keyframes.capacity()) {
         ForgetDerived();  // it refers to what moves now
-        const std::size_t grown = std::min(std::max(needed, 2 * keyframes.size()), kMost);
-        times.reserve(grown);
-        keyframes.reserve(grown);
-        handSets.reserve(grown);
+        keyframes.reserve(std::min(std::max(needed, 4 * keyframes.size()), kMost));
     }
 }
 
@@ -41,30 +30,29 @@ void CurveBlock::ForgetDerived() noexcept {
 }
 
 Curve::Curve(ParameterSettings newSettings, ValAny newConstant,
-             std::vector<TimeValuePair> keyframes, LoadedHandles handles)
+             std::vector<TimeValuePair> keyframes, const LoadedHandles& handles)
     : settings(std::move(newSettings)),
       constant(std::move(newConstant)),
       maintainsPathHandles(handles.keepsThirds) {
     UpdateSampling();
-    const auto addBlock = [this](std::vector<TimeValuePair> row, std::vector<HandSet> sides) {
+    const auto addBlock = [this](std::vector<TimeValuePair> row, const HandSet* sides) {
         auto block = Shared<CurveBlock>::Make();
-        block->times.reserve(row.size());
-        for (const TimeValuePair& keyframe : row) {
-            block->times.push_back(keyframe.GetTime());
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            block->times.push_back(row[i].GetTime());
+            block->handSets.push_back(sides[i]);
         }
         block->keyframes = std::move(row);
-        block->handSets = std::move(sides);
         InsertBlock(slots.size(), std::move(block));
     };
     const std::size_t all = keyframes.size();
     if (0 < all && all <= CurveBlock::kMost) {
-        addBlock(std::move(keyframes), std::move(handles.sides));
+        addBlock(std::move(keyframes), handles.sides.data());
     } else {
         for (std::size_t first = 0; first < all; first += CurveBlock::kMost) {
             const std::size_t last = std::min(first + CurveBlock::kMost, all);
             addBlock({std::make_move_iterator(keyframes.data() + first),
                       std::make_move_iterator(keyframes.data() + last)},
-                     {handles.sides.data() + first, handles.sides.data() + last});
+                     handles.sides.data() + first);
         }
     }
     CountFrom(0);
@@ -158,7 +146,7 @@ std::size_t Curve::Find(double t) const noexcept {
     if (behind == 0) {
         return toNext < kTimeTolerance ? 0 : kNone;
     }
-    const std::vector<double>& times = slots[behind - 1].block->times;
+    const auto& times = slots[behind - 1].block->times;
     const std::size_t next = slots[behind - 1].block->LastUpTo(t) + 1;
     toNext = next < times.size() ? times[next] - t : toNext;
     const double sinceLast = t - times[next - 1];
@@ -227,9 +215,12 @@ Curve::Place Curve::PlaceForOneMore(std::size_t index) {
             fresh->Reserve(kMost);
             InsertBlock(place.block + 1, fresh);
             CurveBlock& full = slots[place.block].block.Own();
-            MoveTail(full.times, kHalf, fresh->times);
-            MoveTail(full.keyframes, kHalf, fresh->keyframes);
-            MoveTail(full.handSets, kHalf, fresh->handSets);
+            const auto middle = full.keyframes.begin() + kHalf;
+            fresh->keyframes.assign(std::make_move_iterator(middle),
+                                    std::make_move_iterator(full.keyframes.end()));
+            full.keyframes.erase(middle, full.keyframes.end());
+            full.times.MoveTail(kHalf, fresh->times);
+            full.handSets.MoveTail(kHalf, fresh->handSets);
             full.ForgetDerived();
             starts[place.block + 1] = fresh->times.front();
             if (place.offset > kHalf) {
@@ -245,10 +236,10 @@ Curve::Place Curve::PlaceForOneMore(std::size_t index) {
 
 void Curve::Insert(Place place, TimeValuePair keyframe, HandSet sides) noexcept {
     CurveBlock& block = *slots[place.block].block;
-    const auto offset = static_cast<std::ptrdiff_t>(place.offset);
-    block.times.insert(block.times.begin() + offset, keyframe.GetTime());
-    block.keyframes.insert(block.keyframes.begin() + offset, std::move(keyframe));
-    block.handSets.insert(block.handSets.begin() + offset, sides);
+    block.times.insert(place.offset, keyframe.GetTime());
+    block.handSets.insert(place.offset, sides);
+    block.keyframes.insert(block.keyframes.begin() + static_cast<std::ptrdiff_t>(place.offset),
+                           std::move(keyframe));
     block.ForgetDerived();
     starts[place.block] = block.times.front();
     CountFrom(place.block);
@@ -259,16 +250,16 @@ void Curve::Erase(std::size_t first, std::size_t last) noexcept {
         const Place place = PlaceOf(last - 1);
         CurveBlock& block = *slots[place.block].block;
         const std::size_t erased = std::min(last - first, place.offset + 1);
-        const auto to = static_cast<std::ptrdiff_t>(place.offset + 1);
-        const auto from = to - static_cast<std::ptrdiff_t>(erased);
         if (erased == block.times.size()) {
             const auto slot = static_cast<std::ptrdiff_t>(place.block);
             starts.erase(starts.begin() + slot);
             slots.erase(slots.begin() + slot);
         } else {
-            block.times.erase(block.times.begin() + from, block.times.begin() + to);
-            block.keyframes.erase(block.keyframes.begin() + from, block.keyframes.begin() + to);
-            block.handSets.erase(block.handSets.begin() + from, block.handSets.begin() + to);
+            const std::size_t to = place.offset + 1;
+            const auto end = block.keyframes.begin() + static_cast<std::ptrdiff_t>(to);
+            block.keyframes.erase(end - static_cast<std::ptrdiff_t>(erased), end);
+            block.times.erase(to - erased, to);
+            block.handSets.erase(to - erased, to);
             block.ForgetDerived();
             starts[place.block] = block.times.front();
         }

@@ -103,6 +103,14 @@ void Curve::SetRatio(ValAny& ratio) {
 
 // Segments
 
+std::unique_ptr<PreparedBlock> PreparedBlock::Make(std::size_t segments) {
+    void* const room = ::operator new (sizeof(PreparedBlock) + segments * sizeof(Segment),
+                                       std::align_val_t{alignof(PreparedBlock)});
+    std::unique_ptr<PreparedBlock> made(::new (room) PreparedBlock);
+    std::uninitialized_default_construct_n(made->Segments(), segments);
+    return made;
+}
+
 // Before the first and after the last keyframe.
 Segment Curve::OuterSegment(const TimeValuePair& keyframe, double from, double to) const {
     const ValAny& value = keyframe.PeekValue();
@@ -155,15 +163,14 @@ bool Curve::PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& int
         into.curves[offset] = curve;
         segment.curve = &into.curves[offset];
     }
-    into.segments[offset] = segment;
+    into.Segments()[offset] = segment;
     return true;
 }
 
 const PreparedBlock& Curve::PreparedOf(std::size_t block) const {
     return slots[block].block->prepared.Get([&] {
-        auto made = std::make_unique<PreparedBlock>();
         const std::size_t size = slots[block].block->times.size();
-        made->segments.resize(size + 1);
+        auto made = PreparedBlock::Make(size + 1);
         for (std::size_t i = 0; i < size; ++i) {
             PrepareOne(block, i, *made, true);
         }
@@ -172,7 +179,7 @@ const PreparedBlock& Curve::PreparedOf(std::size_t block) const {
 }
 
 const Segment& Curve::SegmentAt(double t) const {
-    const std::size_t behind = core::UpperBound(starts, t);
+    const std::size_t behind = UpperBoundByGuess(starts, t);
     if (behind == 0) {
         return before
             .Get([&] {
@@ -184,8 +191,9 @@ const Segment& Curve::SegmentAt(double t) const {
             .front();
     }
     const CurveBlock& block = *slots[behind - 1].block;
+    block.Prefetch();
     const PreparedBlock* prepared = block.prepared.Peek();
-    return (prepared != nullptr ? *prepared : PreparedOf(behind - 1)).segments[block.LastUpTo(t)];
+    return (prepared != nullptr ? *prepared : PreparedOf(behind - 1)).Segments()[block.LastUpTo(t)];
 }
 
 // Samples
@@ -249,7 +257,7 @@ const AreaIndex& Curve::Areas() const {
             const CurveBlock& block = *slots[i].block;
             // Without what lies behind the last keyframe and behind the block.
             const std::size_t inner = block.times.size() - (i + 1 < slots.size() ? 0 : 1);
-            const std::span<const Segment> segments(PreparedOf(i).segments.data(), inner);
+            const std::span<const Segment> segments(PreparedOf(i).Segments(), inner);
             const BlockAreas& sums = block.areas.Get([&] {
                 for (const Segment& segment : segments) {
                     if (segment.shape == Segment::Shape::NotNumeric) {

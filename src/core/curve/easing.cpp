@@ -1,10 +1,13 @@
 #include "core/curve/easing.h"
 
+#include "core/curve/interpolation_table.h"
 #include "core/curve/polynomial.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 // The bisection of a cubic-bezier easing always takes its 20 rounds, so that its
 // answer is the middle of one of 2^20 cells: the one with
@@ -23,11 +26,11 @@ constexpr double kCells = 1 << kRounds;
 
 }  // namespace
 
-CubicEasing::CubicEasing(double firstX, double firstY, double secondX, double secondY) noexcept
-    : x1(firstX),
-      y1(firstY),
-      x2(secondX),
-      y2(secondY),
+CubicEasing::CubicEasing(Pointd first, Pointd second) noexcept
+    : x1(first.x),
+      y1(first.y),
+      x2(second.x),
+      y2(second.y),
       a(1.0 + 3.0 * x1 - 3.0 * x2),
       b(3.0 * x2 - 6.0 * x1),
       c(3.0 * x1) {
@@ -96,22 +99,24 @@ double CubicEasing::MiddleOfCell(double p, double s) const noexcept {
 }
 
 const CubicEasing* FindCubicEasing(KeyframeInterpolationType type) noexcept {
-    static const std::array<CubicEasing, 8> table = {{
-        {0.32, 0.0, 0.67, 0.0},    // EaseInCubic
-        {0.33, 1.0, 0.68, 1.0},    // EaseOutCubic
-        {0.65, 0.0, 0.35, 1.0},    // EaseInOutCubic
-        {0.55, 0.0, 1.0, 0.45},    // EaseInCirc
-        {0.0, 0.55, 0.45, 1.0},    // EaseOutCirc
-        {0.85, 0.0, 0.15, 1.0},    // EaseInOutCirc
-        {0.36, 0.0, 0.66, -0.56},  // EaseInBack
-        {0.34, 1.56, 0.64, 1.0},   // EaseOutBack
-    }};
-    constexpr auto kFirst = static_cast<std::int32_t>(KeyframeInterpolationType::EaseInCubic);
-    const auto index = static_cast<std::int64_t>(type) - kFirst;
-    if (index < 0 || index >= static_cast<std::int64_t>(table.size())) {
+    constexpr auto kIsCubic = [](const InterpolationInfo& info) {
+        return info.group == InterpolationGroup::CubicEasing;
+    };
+    constexpr auto kFirst = static_cast<std::size_t>(
+        std::find_if(kInterpolations.begin(), kInterpolations.end(), kIsCubic) -
+        kInterpolations.begin());
+    constexpr auto kCount = static_cast<std::size_t>(
+        std::count_if(kInterpolations.begin(), kInterpolations.end(), kIsCubic));
+    static const auto table = []<std::size_t... kIndex>(std::index_sequence<kIndex...>) {
+        return std::array{CubicEasing(kInterpolations[kFirst + kIndex].firstControl,
+                                      kInterpolations[kFirst + kIndex].secondControl)...};
+    }
+    (std::make_index_sequence<kCount>());
+    const InterpolationInfo* const info = InfoOf(type);
+    if (info == nullptr || !kIsCubic(*info)) {
         return nullptr;
     }
-    return &table[static_cast<std::size_t>(index)];
+    return &table[static_cast<std::size_t>(info - kInterpolations.data()) - kFirst];
 }
 
 double ElasticSwing(double p) noexcept {

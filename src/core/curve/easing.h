@@ -6,6 +6,7 @@
 #include "core/curve/cubic_bezier.h"
 
 #include <core/curve/interpolation.h>
+#include <core/curve/pointd.h>
 
 #include <array>
 
@@ -14,7 +15,7 @@ namespace core {
 /// A cubic-bezier easing with ends (0, 0), (1, 1) and two inner control points.
 class CubicEasing {
 public:
-    CubicEasing(double x1, double y1, double x2, double y2) noexcept;
+    CubicEasing(Pointd first, Pointd second) noexcept;
 
     /// Progress to eased progress, by the parameter that `Bisect` finds.
     double At(double p) const noexcept { return YAt(Solve(p)); }

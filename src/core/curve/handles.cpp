@@ -29,7 +29,7 @@ double SlopeBetween(const HandleKey& a, const HandleKey& b, Unit unit) noexcept 
 }
 
 bool IsHermite(KeyframeInterpolationType type) noexcept {
-    return IsIn(type, 7, 11) || NumberOf(type) < 0 || NumberOf(type) > 26;
+    return GroupOf(type) == InterpolationGroup::Hermite;
 }
 
 // How a keyframe's own slope is made where its segment asks for one.

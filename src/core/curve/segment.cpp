@@ -69,23 +69,10 @@ double Rise(double offset, double slope) noexcept {
     return offset > -kNoOffset && offset < kNoOffset ? slope : offset * slope;
 }
 
-// The second control point, too, is measured from the start of the segment.
 Segment TimeValueBezierSegment(const SegmentEnds& e, SegmentCurve& curve) noexcept {
-    const Pointd p0{InSeconds(e.t0), e.y0};
-    const Pointd p3{InSeconds(e.t1), e.y1};
-    const double span = p3.x - p0.x;
-    Pointd p1{p0.x + span * std::clamp(e.rx, 0.0, 1.0), 0.0};
-    p1.y = p0.y + Rise(p1.x - p0.x, e.ry);
-    Pointd p2{p0.x + span * std::clamp(e.lx, 0.0, 1.0), 0.0};
-    p2.y = p3.y + Rise(p2.x - p3.x, e.ly);
-    if (e.type1 == KeyframeInterpolationType::Linear) {
-        p2 = p3;
-    }
-    if (e.type0 == KeyframeInterpolationType::Linear) {
-        p1 = p0;
-    }
-    curve.bezier = CubicBezier::FromControlPoints(p0, p1, p2, p3);
-    curve.xEnd = p3.x;
+    const PathControls p = TimeValueControls(e);
+    curve.bezier = CubicBezier::FromControlPoints(p[0], p[1], p[2], p[3]);
+    curve.xEnd = p[3].x;
     curve.solver = BezierTimeSolver(curve.bezier, curve.xEnd);
 
     Segment s = SegmentOf(Segment::Shape::TimeValueBezier, e, e.y0, e.y1 - e.y0);
@@ -159,6 +146,24 @@ Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept {
             break;
     }
     return HermiteSegment(ends);
+}
+
+// The second control point, too, is measured from the start of the segment.
+PathControls TimeValueControls(const SegmentEnds& e) noexcept {
+    const Pointd p0{InSeconds(e.t0), e.y0};
+    const Pointd p3{InSeconds(e.t1), e.y1};
+    const double span = p3.x - p0.x;
+    Pointd p1{p0.x + span * std::clamp(e.rx, 0.0, 1.0), 0.0};
+    p1.y = p0.y + Rise(p1.x - p0.x, e.ry);
+    Pointd p2{p0.x + span * std::clamp(e.lx, 0.0, 1.0), 0.0};
+    p2.y = p3.y + Rise(p2.x - p3.x, e.ly);
+    if (e.type1 == KeyframeInterpolationType::Linear) {
+        p2 = p3;
+    }
+    if (e.type0 == KeyframeInterpolationType::Linear) {
+        p1 = p0;
+    }
+    return {p0, p1, p2, p3};
 }
 
 PathControls PathControlPoints(const TimeValuePair& start, const TimeValuePair& end) {

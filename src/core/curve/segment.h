@@ -5,6 +5,7 @@
 
 #include "core/curve/cubic_bezier.h"
 #include "core/curve/easing.h"
+#include "core/curve/interpolation_table.h"
 
 #include <core/curve/interpolation.h>
 #include <core/curve/pointd.h>
@@ -28,41 +29,29 @@ enum class SegmentRule : std::uint8_t {
     Hermite,          ///< cubic Hermite; handle X are slopes
 };
 
-/// Number of a type, for the ranges that the rules speak of.
-constexpr std::int32_t NumberOf(KeyframeInterpolationType type) noexcept {
-    return static_cast<std::int32_t>(type);
-}
-constexpr bool IsIn(KeyframeInterpolationType type, int first, int last) noexcept {
-    return NumberOf(type) >= first && NumberOf(type) <= last;
-}
-/// The time-value Bezier types that take part whatever the other end says.
-constexpr bool IsStrongBezier(KeyframeInterpolationType type) noexcept {
-    return NumberOf(type) == 0 || IsIn(type, 2, 5);
-}
-/// All types of the time-value Bezier group.
-constexpr bool IsBezier(KeyframeInterpolationType type) noexcept {
-    return IsStrongBezier(type) || IsIn(type, 13, 15);
-}
-
 constexpr SegmentRule RuleOf(KeyframeInterpolationType start,
                              KeyframeInterpolationType end) noexcept {
-    using Type = KeyframeInterpolationType;
-    if (IsIn(start, 16, 25)) {
+    using Group = InterpolationGroup;
+    const Group from = GroupOf(start);
+    const Group to = GroupOf(end);
+    if (from == Group::CubicEasing || from == Group::ClosedEasing) {
         return SegmentRule::Ease;
     }
-    if (start == Type::Extrapolate || (IsIn(start, 12, 15) && end == Type::Extrapolate)) {
+    if (from == Group::Extrapolate ||
+        (to == Group::Extrapolate &&
+         (from == Group::ValueBezier || from == Group::LateTimeValueBezier))) {
         return SegmentRule::Extrapolate;
     }
-    if (start == Type::Hold) {
+    if (from == Group::Hold) {
         return SegmentRule::Hold;
     }
-    if (IsStrongBezier(start) || IsStrongBezier(end)) {
+    if (from == Group::TimeValueBezier || to == Group::TimeValueBezier) {
         return SegmentRule::TimeValueBezier;
     }
-    if (start == Type::ValueBezier) {
+    if (from == Group::ValueBezier) {
         return SegmentRule::ValueBezier;
     }
-    if (IsBezier(start) || IsBezier(end)) {
+    if (from == Group::LateTimeValueBezier || to == Group::LateTimeValueBezier) {
         return SegmentRule::TimeValueBezier;
     }
     return SegmentRule::Hermite;
@@ -150,12 +139,14 @@ Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept;
 /// last keyframe.
 Segment ConstantSegment(double from, double to, double value) noexcept;
 
-/// The control points of the segment between two keyframes of a path, whose values
-/// are points and whose handles are absolute positions. On the side of a `Linear`
-/// keyframe, and towards the start of a hold, a handle lies on its keyframe; a held
-/// segment lies on its start.
+/// The four control points of a segment.
 using PathControls = std::array<Pointd, 4>;
+/// Those of the segment between two keyframes of a path, whose values are points and whose
+/// handles are absolute positions. On the side of a `Linear` keyframe, and towards the start
+/// of a hold, a handle lies on its keyframe; a held segment lies on its start.
 PathControls PathControlPoints(const TimeValuePair& start, const TimeValuePair& end);
+/// Those of a `TimeValueBezier` segment, as (seconds, value).
+PathControls TimeValueControls(const SegmentEnds& ends) noexcept;
 
 /// Prepares a path's segment, whose curve parameter is the progress in time.
 Segment PreparePath(double t0, double t1, const PathControls& points, SegmentCurve& curve) noexcept;
