@@ -77,6 +77,13 @@ struct CurveBlock : Counted {
 
     void Reserve(std::size_t needed);
     void ForgetDerived() noexcept;
+    /// Has the times fetched that the first round of a search leaves out, while it waits for
+    /// the others: a tenth of a sample at random among a million keyframes.
+    void Prefetch() const noexcept {
+        for (std::size_t i = 8; i < kMost; i += 16) {
+            __builtin_prefetch(times.data() + i);
+        }
+    }
     /// The last keyframe at or before `t`, which the first one is; NaN belongs to the last.
     std::size_t LastUpTo(double t) const noexcept {
         static_assert(kMost == 64);

@@ -191,6 +191,7 @@ const Segment& Curve::SegmentAt(double t) const {
             .front();
     }
     const CurveBlock& block = *slots[behind - 1].block;
+    block.Prefetch();
     const PreparedBlock* prepared = block.prepared.Peek();
     return (prepared != nullptr ? *prepared : PreparedOf(behind - 1)).Segments()[block.LastUpTo(t)];
 }
