@@ -12,6 +12,12 @@ using core::Pointd;
 using core::TimeValuePair;
 using Interpolation = core::KeyframeInterpolationType;
 
+// Whether a control point, at a third of a straight segment, lies beside it by more than the
+// last digit of a file.
+bool IsBent(double control, double third, double length) {
+    return std::fabs(control - third) > 1e-8 * length + 1e-9 * (std::fabs(third) + 1.0);
+}
+
 // The levers that an editor shows of a segment on a plot; values are scaled by `ratio`.
 void SetControls(SegmentLevers& segment, const TimeValuePair& from, const TimeValuePair& to,
                  double ratio) {
@@ -33,7 +39,13 @@ void SetControls(SegmentLevers& segment, const TimeValuePair& from, const TimeVa
         segment.showsStart = !isFromLinear;
         segment.showsEnd = to.GetInterpolation() != Interpolation::Linear;
     } else if (cubic.group == Group::Hermite) {
-        segment.showsStart = segment.showsEnd = !isFromLinear;
+        const double length = segment.end.x - segment.start.x;
+        const double third = (segment.end.y - segment.start.y) / 3.0;
+        segment.showsStart =
+            !isFromLinear || IsBent(segment.startControl.y - segment.start.y, third, length);
+        segment.showsEnd =
+            !isFromLinear || (to.GetInterpolation() != Interpolation::Linear &&
+                              IsBent(segment.end.y - segment.endControl.y, third, length));
     }
 }
 
