@@ -124,7 +124,8 @@ private:
         module, level,                    \
         CoreLogPrintLog((module), (level), (tag), __FILE__, __func__, __LINE__, __VA_ARGS__))
 
-/// Tells how many lines of a call site were left out, if any.
+/// @def CORE_LOG_SUPPRESSED(module, level, tag, suppressed)
+/// Tells how many lines of a call site were left out, if any; for the macros below.
 #define CORE_LOG_SUPPRESSED(module, level, tag, suppressed)                     \
     if ((suppressed) > 0) {                                                     \
         CoreLogPrintLog((module), (level), (tag), __FILE__, __func__, __LINE__, \
@@ -177,13 +178,18 @@ public:
     /// What it is.
     enum class Kind : std::uint8_t { Signed, Unsigned, Real, Bool, Character, Text, Pointer };
 
+    /// A text; null is "(null)".
     LogValue(const char* text) noexcept
         : LogValue(std::string_view(text != nullptr ? text : "(null)")) {}
+    /// A text.
     LogValue(const std::string& text) noexcept : LogValue(std::string_view(text)) {}
+    /// A text.
     LogValue(std::string_view text) noexcept : kind(Kind::Text), size(text.size()) {
         value.text = text.data();
     }
+    /// An address.
     LogValue(const void* pointer) noexcept : kind(Kind::Pointer) { value.pointer = pointer; }
+    /// A number, a bool or a character.
     template <class T, std::enable_if_t<std::is_arithmetic<T>::value, int> = 0>
     LogValue(T number) noexcept : kind(KindOf<T>()) {
         if constexpr (std::is_floating_point<T>::value) {
@@ -216,11 +222,17 @@ public:
         }
     }
 
+    /// What it is.
     Kind Type() const noexcept { return kind; }
+    /// The value of one of that kind; of any other, undefined.
     std::int64_t Integer() const noexcept { return value.integer; }
+    /// Likewise, of unsigned numbers, bools and characters.
     std::uint64_t Natural() const noexcept { return value.natural; }
+    /// Likewise.
     double Real() const noexcept { return value.real; }
+    /// Likewise.
     const void* Pointer() const noexcept { return value.pointer; }
+    /// Likewise.
     std::string_view Text() const noexcept { return {value.text, size}; }
 
 private:

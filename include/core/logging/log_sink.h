@@ -23,24 +23,33 @@ extern "C" {
 /// A line, as a sink gets it. It lives as long as the call; null pointers and -1 stand for
 /// what the line does not have.
 typedef struct CoreLogLine {
+    /// A CoreLogLevel, or another number.
     int level;
     /// As it is written, "Info"; a number where the level has no name.
     const char* levelName;
+    /// Whose line it is.
     const char* module;
+    /// As it was given.
     const char* tag;
+    /// Where in the source it was logged.
     const char* file;
+    /// Likewise.
     const char* function;
+    /// Likewise.
     int line;
     /// 100 ns since 1970-01-01 UTC.
     int64_t time100ns;
+    /// The number that the system has for the thread.
     uint64_t threadId;
     /// "" where the thread has none.
     const char* threadName;
     /// The message alone, with a zero byte behind its `messageSize` bytes.
     const char* message;
+    /// In bytes.
     size_t messageSize;
     /// The line by the sink's pattern, likewise.
     const char* text;
+    /// In bytes.
     size_t textSize;
 } CoreLogLine;
 

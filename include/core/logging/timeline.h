@@ -114,6 +114,7 @@ inline void RecordTimeline(CoreTimelinePhase phase, const char* name, std::uint6
 /// A span from here to the end of its scope.
 class TimelineScope {
 public:
+    /// Begins it. `spanName` is not copied.
     explicit TimelineScope(const char* spanName) noexcept
         : name(spanName), begin(IsTimelineOn() ? TimelineClock() : 0) {}
     ~TimelineScope() {
@@ -134,6 +135,7 @@ private:
 template <class MakeProperties>
 class TimelineScopeWith {
 public:
+    /// Begins it. `spanName` is not copied.
     TimelineScopeWith(const char* spanName, MakeProperties make) noexcept
         : name(spanName), begin(IsTimelineOn() ? TimelineClock() : 0), makeProperties(make) {}
     ~TimelineScopeWith() {
@@ -154,7 +156,11 @@ private:
 
 }  // namespace core
 
+/// @def CORE_TIMELINE_JOIN2(a, b)
+/// For the macros below.
 #define CORE_TIMELINE_JOIN2(a, b) a##b
+/// @def CORE_TIMELINE_JOIN(a, b)
+/// One name of two, whatever they stand for.
 #define CORE_TIMELINE_JOIN(a, b) CORE_TIMELINE_JOIN2(a, b)
 
 /// @def CORE_TIMELINE_SCOPE(name)
