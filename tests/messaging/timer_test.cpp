@@ -166,7 +166,8 @@ TEST(Timers, EndInAnyOrder) {
                 break;
             case 2:
                 // The drain runs on the worker's own thread, in a timer's function.
-                core::PostAfter(*worker, nanoseconds(0), [&] { worker->StopAndDrain(); });
+                core::PostAfter(*worker, nanoseconds(0),
+                                [own = worker.get()] { own->StopAndDrain(); });
                 break;
             default:
                 bus.reset();
