@@ -212,6 +212,7 @@ TEST(LogMacros, LimitHowOftenALineComes) {
                 ElementsAre("at most", "at most", "at most", "8 such lines suppressed"));
 }
 
+#if defined(CORE_LOG_TEXT)
 TEST(LogMacros, BracesTakeWhatPrintfTakes) {
     MakeModule("macro", CORE_LOG_ERROR);
     const Collector seen(CORE_LOG_ERROR, "%m");
@@ -232,6 +233,7 @@ TEST(LogMacros, BracesTakeWhatPrintfTakes) {
                                         "-9223372036854775808 18446744073709551615", "{", "}",
                                         "{}{}", "{:", "{:.3n}", "no brace", "{x}"));
 }
+#endif
 
 TEST(LogFields, AreMembersOfAnObjectALine) {
     const ScratchDirectory scratch;

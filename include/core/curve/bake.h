@@ -20,8 +20,11 @@ struct TimeBase {
     std::int64_t units = 1;    ///< 1 or more.
     std::int64_t seconds = 1;  ///< 1 or more.
 
+    /// Seconds, as curves count by themselves.
     static TimeBase Seconds() noexcept { return {1, 1}; }
+    /// Ticks of 100 ns.
     static TimeBase Ticks() noexcept { return {10000000, 1}; }
+    /// So many frames in so many seconds.
     static TimeBase Frames(std::int64_t frames, std::int64_t perSeconds = 1) noexcept {
         return {frames, perSeconds};
     }

@@ -35,9 +35,9 @@ enum class InterpolationGroup : std::int32_t {
 
 /// What there is to know of an interpolation type.
 struct InterpolationInfo {
-    KeyframeInterpolationType type;
-    const char* name;  ///< That of the enumerator, as "EaseInCubic".
-    InterpolationGroup group;
+    KeyframeInterpolationType type;  ///< Its number, which projects store.
+    const char* name;                ///< That of the enumerator, as "EaseInCubic".
+    InterpolationGroup group;        ///< How a segment that starts with it runs.
     /// Of a `CubicEasing`: the inner control points as (progress, eased progress), between
     /// (0, 0) and (1, 1); zero for others.
     Pointd firstControl;
@@ -58,9 +58,9 @@ CORE_API const InterpolationInfo* FindInterpolation(const char* name) noexcept;
 /// Points are (time, value), times in the curve's own unit and values as keyframes hold
 /// them, without the base ratio; of a motion path, points of the plane.
 struct SegmentCubic {
-    Pointd start;
-    Pointd startControl;
-    Pointd endControl;
+    Pointd start;         ///< On the start keyframe.
+    Pointd startControl;  ///< The end of the start's lever.
+    Pointd endControl;    ///< The end of the end's lever.
     /// On the end keyframe, unless the segment is held or extrapolated.
     Pointd end;
     /// By which rule the segment runs, as follows from the types of both ends; of a motion

@@ -27,8 +27,8 @@ enum class OutsideRule : std::uint8_t {
 
 /// What lies before the first and behind the last keyframe.
 struct OutsideRules {
-    OutsideRule before = OutsideRule::Hold;
-    OutsideRule after = OutsideRule::Hold;
+    OutsideRule before = OutsideRule::Hold;  ///< Before the first.
+    OutsideRule after = OutsideRule::Hold;   ///< Behind the last.
 };
 
 /// A snapshot that goes on beyond its keyframes. Nothing of it is stored.

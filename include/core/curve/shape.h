@@ -28,10 +28,10 @@ CORE_API CurveSlopes SlopesAt(const CurveSnapshot& curve, double time);
 
 /// The bounds of a curve over an interval, and the first times where they are reached.
 struct ValueExtremes {
-    double least = 0.0;
-    double leastTime = 0.0;
-    double greatest = 0.0;
-    double greatestTime = 0.0;
+    double least = 0.0;         ///< No value is below it.
+    double leastTime = 0.0;     ///< Where it is reached first.
+    double greatest = 0.0;      ///< No value is above it.
+    double greatestTime = 0.0;  ///< Where it is reached first.
 };
 
 /// The least and the greatest value from `from` to `to`, ends included, in either order.

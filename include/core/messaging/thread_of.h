@@ -16,6 +16,9 @@
 /// Otherwise, on a wrong thread, it writes place, expression and thread to standard error,
 /// and aborts. A loop names its thread in `OnLoopStart`, a worker's in a first task, with
 /// `SetThreadName`.
+
+/// @def CORE_ASSERT_THREAD_OF(x)
+/// Ends the process where the calling thread is not that of the loop or worker `x`.
 #if defined(NDEBUG)
 #define CORE_ASSERT_THREAD_OF(x) static_cast<void>(0)
 #else

@@ -13,8 +13,8 @@ namespace core {
 /// Both numbers are to be above 0; with any other rate the functions here answer -1, and 0
 /// seconds.
 struct FrameRate {
-    std::int64_t numerator = 25;
-    std::int64_t denominator = 1;
+    std::int64_t numerator = 25;   ///< Frames,
+    std::int64_t denominator = 1;  ///< in so many seconds.
 };
 
 /// Where a frame starts, in seconds: the exact time, rounded once, for every frame of a day.
