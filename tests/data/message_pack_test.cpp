@@ -48,10 +48,6 @@ std::string TextOf(const JsonValue& value) {
     return text;
 }
 
-Bytes BytesOf(const BsonBox& box) {
-    return {box.Data(), box.Data() + box.Size()};
-}
-
 TEST(MessagePack, ReadsEachItemAsAskedOrTellsWhyNot) {
     using Foreign = MessagePackForeign;
     using Time = MessagePackTime;
@@ -152,6 +148,9 @@ TEST(MessagePack, ReadsEachItemAsAskedOrTellsWhyNot) {
 }
 
 #ifdef CORE_TEST_MESSAGE_PACK_PEERS
+Bytes BytesOf(const BsonBox& box) {
+    return {box.Data(), box.Data() + box.Size()};
+}
 
 TEST(MessagePack, ReadsWhatTwoOtherLibrariesWriteAndTheReverse) {
     Dice dice(5);
