@@ -17,6 +17,7 @@ std::atomic<CoreLogConsole> chosenConsole{CORE_LOG_STANDARD_OUTPUT};
 std::atomic<bool> isColoured{true};
 
 bool AsksForNoColour() noexcept {
+    // Safe but where the environment changes meanwhile. NOLINTNEXTLINE(concurrency-mt-unsafe)
     const char* const wish = std::getenv("NO_COLOR");
     return wish != nullptr && *wish != '\0';
 }

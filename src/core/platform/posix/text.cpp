@@ -106,6 +106,7 @@ bool ToNarrow(std::wstring_view wide, NarrowEncoding, std::string& narrow) {
 }
 
 bool HasDecimalPoint() noexcept {
+    // Safe but where the locale changes meanwhile. NOLINTNEXTLINE(concurrency-mt-unsafe)
     const char* const point = nl_langinfo(RADIXCHAR);
     return point[0] == '.' && point[1] == '\0';
 }
