@@ -11,15 +11,15 @@ library=$1
 record=$(dirname "${BASH_SOURCE[0]}")/exported_symbols.txt
 
 exported() {
-    local from=(--dynamic --defined-only)
-    local same=()
     if [[ $library == *.a ]]; then
-        from=()
-        same=(-e 's/long long/long/g')  # 64 bits, as long has them elsewhere
-    fi
-    nm "${from[@]}" --demangle "$library" |
-        awk '$2 ~ /^[TDBR]$/ { sub(/^[^ ]+ [^ ]+ /, ""); print }' |
-        sed -e '' "${same[@]}" | LC_ALL=C sort -u
+        # Data has no other name there. Types' own data is weak elsewhere, and "long long" has
+        # the 64 bits of long.
+        nm "$library" | awk '$2 == "I" && sub(/^__imp_/, "", $3) { print $3 }' | c++filt |
+            sed -e '/^typeinfo /d' -e '/^vtable /d' -e 's/long long/long/g' -e 's/\([0-9]\)ll\b/\1l/g'
+    else
+        nm --dynamic --defined-only --demangle "$library" |
+            awk '$2 ~ /^[TDBR]$/ { sub(/^[^ ]+ [^ ]+ /, ""); print }'
+    fi | LC_ALL=C sort -u
 }
 
 if [[ ${2:-} == --update ]]; then
