@@ -228,6 +228,9 @@ private:
     }
 
     bool AppendUnsigned(const Conversion& conversion, unsigned base, const char* digitsOf) {
+        if (conversion.sign != '\0') {
+            return false;  // C libraries differ in what a sign of these is
+        }
         std::uint64_t value = 0;
         switch (conversion.length) {
             case Length::Char:
