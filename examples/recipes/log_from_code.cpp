@@ -15,6 +15,8 @@ void Draw(int frame, double ms) {
     CORE_LOG_EVERY(3, kModule, CORE_LOG_WARN, "frame", "frame %d is late", frame);
 #if defined(CORE_LOG_TEXT)  // C++20: braces, held against the values by the compiler
     CORE_LOG_TEXT(kModule, CORE_LOG_INFO, "frame", "{} drawn in {:.1f} ms", frame, ms);
+#else
+    CORE_LOG(kModule, CORE_LOG_INFO, "frame", "%d drawn in %.1f ms", frame, ms);
 #endif
 }
 

@@ -70,8 +70,9 @@ TEST(SpeedSnapshotTest, AnswersWhatTheCurveAnsweredAndUndoesToIt) {
         SpeedParameter speed;
         speed.SetSourceTotalTime(20);
         for (int i = dice.OneIn(3) ? 150 : 5; i > 0; --i) {
-            speed.AddPoint(dice.Between(0, 20), dice.Between(0.1, 4),
-                           KeyframeInterpolationType(dice.Pick(gallery::Types())));
+            const double time = dice.Between(0, 20);
+            const double value = dice.Between(0.1, 4);
+            speed.AddPoint(time, value, KeyframeInterpolationType(dice.Pick(gallery::Types())));
         }
         Times times;
         for (int i = 0; i < 40; ++i) {

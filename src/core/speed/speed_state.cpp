@@ -200,12 +200,23 @@ TimeRange SpeedState::ChangedBetween(const SpeedState& a, const SpeedState& b) {
         return {};
     }
     TimeRange changed{-kInfinity, kInfinity};
-    if (a.keyframes->Count() == 0 || b.keyframes->Count() == 0 || !a.Map().IsInOrder() ||
-        !b.Map().IsInOrder()) {
+    // Before a first keyframe that lies behind 0, render time is no longer that of the map.
+    const auto isMapped = [](const SpeedState& state) {
+        return state.keyframes->Count() > 0 && state.keyframes->TimeOf(0) < kTolerance &&
+               state.Map().IsInOrder();
+    };
+    if (!isMapped(a) || !isMapped(b)) {
         return changed;
     }
-    if (a.keyframes->TimeOf(a.keyframes->Count() - 1) ==
-        b.keyframes->TimeOf(b.keyframes->Count() - 1)) {
+    // Freezes behind the last keyframe are played behind its end.
+    const auto end = [](const SpeedState& state) {
+        return state.keyframes->TimeOf(state.keyframes->Count() - 1);
+    };
+    const auto endsThere = [end](const SpeedState& state) {
+        const auto& listed = state.freezes->Freezes();
+        return listed.empty() || listed.back().sourceTime <= end(state);
+    };
+    if (end(a) == end(b) && endsThere(a) && endsThere(b)) {
         changed.to = std::max(a.Placed().RenderLength(), b.Placed().RenderLength()) + kTolerance;
     }
     const double mapTime = haveSameKeys ? kInfinity : SameUntil(a.Map(), b.Map(), keys);
