@@ -103,7 +103,7 @@ TEST(JsonPointer, MakesWhatIsMissingOrChangesNothing) {
                 allocator.FailAt(0);
                 EXPECT_EQ(row.after != nullptr ? row.after : row.before, TextOf(&root));
                 EXPECT_EQ(row.after != nullptr ? FindByPointer(root, row.pointer) : nullptr,
-                          std::string(row.pointer).back() == '-' ? nullptr : place);
+                          std::string_view(row.pointer).ends_with('-') ? nullptr : place);
                 break;
             } catch (const std::bad_alloc&) {
                 allocator.FailAt(0);
