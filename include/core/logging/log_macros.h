@@ -3,8 +3,8 @@
 /// The log in C++ code: macros that name their place in the source.
 ///
 ///     CORE_LOG("render", CORE_LOG_INFO, "frame", "%d of %d drawn", drawn, all);
-///     CORE_LOG_TEXT("render", CORE_LOG_INFO, "frame", "{} of {} drawn in {:.1f} ms", drawn, all,
-///     ms); CORE_LOG_ONCE("render", CORE_LOG_WARN, "gpu", "no such profile: %s", name);
+///     CORE_LOG_TEXT("render", CORE_LOG_INFO, "frame", "{} of {} in {:.1f} ms", drawn, all, ms);
+///     CORE_LOG_ONCE("render", CORE_LOG_WARN, "gpu", "no such profile: %s", name);
 ///     CORE_LOG_EVERY(100, "render", CORE_LOG_WARN, "gpu", "late by %d ms", late);
 ///     CORE_LOG_AT_MOST(5, "render", CORE_LOG_WARN, "gpu", "late by %d ms", late);
 ///

@@ -141,7 +141,7 @@ inline unsigned char* MapHeader(unsigned char* at, std::int32_t count) noexcept 
 /// What the bytes mean.
 enum class Form : std::uint8_t {
     Own,       // what BsonPacker writes, without binary data and extensions
-    Standard,  // MessagePack as its specification has it
+    Standard,  // MessagePack, as other programs write it
 };
 
 /// Whether an item is binary data (C4 to C6) or an extension (C7 to C9, D4 to D8).
