@@ -19,9 +19,10 @@ namespace {
 constexpr double kNormalSpeed = 1.0;
 constexpr double kTolerance = SpeedParameterFreezeImpl::kTolerance;
 
-// By this part a speed that was saved, with eight decimals, may differ from one that is worked
-// out of other saved ones. Ten times as much would take speeds for one that a user tells apart.
-constexpr double kSavedSpeed = 1e-7;
+// By this part a speed or a time that was saved, with eight decimals, may differ from one that is
+// worked out of other saved ones. Ten times as much would take speeds for one that a user tells
+// apart.
+constexpr double kSavedDigits = 1e-7;
 
 }  // namespace
 
@@ -275,13 +276,19 @@ bool SpeedParameterImpl::BroughtKeyframe(const Freeze& freeze, int keyframe) con
     const RecursiveLock lock(without.mutex);
     const TimeValuePair present = without.KeyframeAt(static_cast<std::size_t>(keyframe));
     without.RemovePoint(keyframe);
+    const TimeMap& map = without.Current()->Map();
+    const double time = present.GetTime();
     bool changesNoSpeed = false;
-    const TimeValuePair brought =
-        without.FrozenKeyframe(without.Current()->Map(), present.GetTime(), changesNoSpeed);
+    const TimeValuePair brought = without.FrozenKeyframe(map, time, changesNoSpeed);
+    // The digits of a saved curve also move it in time: far from its speed, where it is steep.
+    const double moved = kSavedDigits * std::max(1.0, std::fabs(time));
+    const auto [least, greatest] =
+        std::minmax({brought.PeekValue().AsDouble(), map.SpeedAt(map.RenderOfInstant(time - moved)),
+                     map.SpeedAt(map.RenderOfInstant(time + moved))});
     const double speed = present.PeekValue().AsDouble();
-    return brought.GetInterpolation() == present.GetInterpolation() &&
-           std::fabs(brought.PeekValue().AsDouble() - speed) <=
-               kSavedSpeed * std::max(1.0, std::fabs(speed));
+    const double digits = kSavedDigits * std::max(1.0, std::fabs(speed));
+    return brought.GetInterpolation() == present.GetInterpolation() && least - digits <= speed &&
+           speed <= greatest + digits;
 }
 
 bool SpeedParameterImpl::RemoveFreezeFrame(int index) {
