@@ -41,7 +41,8 @@ void LogSink::Call(const char* module, const LineFields& fields, std::int64_t ti
     }
     --inside;
     if (isClosed) {
-        inside.notify_all();
+        const Lock lock(closing);
+        left.NotifyAll();
     }
 }
 
@@ -78,8 +79,9 @@ void LogSink::Close() noexcept {
         return;
     }
     const int own = current == this ? 1 : 0;
-    for (int now = inside; now > own; now = inside) {
-        inside.wait(now);
+    Lock lock(closing);
+    while (inside > own) {
+        left.Wait(lock);
     }
 }
 

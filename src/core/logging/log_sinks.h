@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/foundation/mutex.h"
 #include "core/logging/line_format.h"
 
 #include <core/logging/log_sink.h>
@@ -38,6 +39,9 @@ private:
     const std::uint64_t processId;
     std::atomic<bool> isClosed = false;
     std::atomic<int> inside = 0;
+    // Not the wait of the number itself: where that is no call of the system, wake-ups are lost.
+    Mutex closing;
+    Condition left;
 };
 
 using LogSinks = std::vector<std::shared_ptr<LogSink>>;
