@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 
@@ -32,32 +33,50 @@ long long LinesIn(const std::string& folder) {
     return lines;
 }
 
-void WriteOurs(int threads, int lines, std::vector<double>* calls) {
-    OnThreads(threads, lines, calls, [](int line) {
-        CoreLogPrintLog("bench", CORE_LOG_INFO, "tag", nullptr, nullptr, -1, "%s %d", kText, line);
+void WriteOurs(int threads, int lines, LineKind kind, std::vector<double>* calls) {
+    OnThreads(threads, lines, calls, [kind](int line) {
+        if (kind == LineKind::Float) {
+            CoreLogPrintLog("bench", CORE_LOG_INFO, "tag", nullptr, nullptr, -1, "%s %.3f", kText,
+                            line * 0.37);
+        } else {
+            CoreLogPrintLog("bench", CORE_LOG_INFO, "tag", nullptr, nullptr, -1, "%s %d", kText,
+                            line);
+        }
     });
     CoreLogShutdown();
 }
 
-void WriteTheirs(spdlog::logger& logger, int threads, int lines, std::vector<double>* calls) {
-    OnThreads(threads, lines, calls, [&](int line) { logger.info("{} {}", kText, line); });
+void WriteTheirs(spdlog::logger& logger, int threads, int lines, LineKind kind,
+                 std::vector<double>* calls) {
+    OnThreads(threads, lines, calls, [&](int line) {
+        if (kind == LineKind::Float) {
+            logger.info("{} {:.3f}", kText, line * 0.37);
+        } else {
+            logger.info("{} {}", kText, line);
+        }
+    });
     logger.flush();
 }
 
 }  // namespace
 
-RoundResult RunLogRound(const std::string& contestant, int threads, bool isCallTimed,
+RoundResult RunLogRound(const std::string& contestant, int threads, LineKind kind, bool isCallTimed,
                         const std::string& folder) {
     const int lines = (isCallTimed ? kTimedLines : kLines) / threads;
     std::vector<double> calls;
     std::vector<double>* const timed = isCallTimed ? &calls : nullptr;
     WallClock::time_point begin;
+    std::clock_t cpuBegin = 0;
+    const auto start = [&] {
+        begin = WallClock::now();
+        cpuBegin = std::clock();
+    };
     if (contestant == "core") {
         CoreLogSetLogSink(CORE_LOG_FILE);
         CoreLogSetLogLevelByModule("bench", CORE_LOG_INFO);
         CoreLogSetFilePath("bench", folder.c_str(), kFileBytes, kFiles);
-        begin = WallClock::now();
-        WriteOurs(threads, lines, timed);
+        start();
+        WriteOurs(threads, lines, kind, timed);
     } else {
         const std::string path = folder + "/bench.log";
         std::shared_ptr<spdlog::logger> logger;
@@ -69,14 +88,17 @@ RoundResult RunLogRound(const std::string& contestant, int threads, bool isCallT
             logger = spdlog::rotating_logger_mt("bench", path, kFileBytes, kFiles);
         }
         logger->set_pattern("[%l][%t][%Y-%m-%d %H:%M:%S.%eT%z][tag]%v");
-        begin = WallClock::now();
-        WriteTheirs(*logger, threads, lines, timed);
+        start();
+        WriteTheirs(*logger, threads, lines, kind, timed);
         logger.reset();
         spdlog::shutdown();
     }
     RoundResult result;
     result.nanosecondsPerItem = NanosecondsSince(begin) / (lines * threads);
-    result.callNanoseconds = Quantile(calls, 0.99);
+    result.cpuPerItem =
+        1e9 / CLOCKS_PER_SEC * static_cast<double>(std::clock() - cpuBegin) / (lines * threads);
+    result.calls = {Quantile(calls, 0.5), Quantile(calls, 0.99), Quantile(calls, 0.999),
+                    Quantile(calls, 1.0)};
     if (LinesIn(folder) != lines * threads) {
         std::fprintf(stderr, "%s: %lld lines of %d\n", contestant.c_str(), LinesIn(folder),
                      lines * threads);

@@ -19,12 +19,13 @@ namespace {
 
 void PrintUsage() {
     std::printf(
-        "usage: core_bench [--quick] [--json FILE] [--threads] [--instructions]\n"
+        "usage: core_bench [--quick] [--list] [--json FILE] [--threads] [--instructions]\n"
         "                  [--benchmark_...] [DOCUMENT...]\n"
         "\n"
         "Checks that all contestants agree, then prints a table of medians and ratios.\n"
         "  --quick         one short repetition of the smallest cases: shows that they run,\n"
         "                  its times mean nothing\n"
+        "  --list          the names of what would be measured, which filters take\n"
         "  --json FILE     also writes the table to FILE\n"
         "  --threads       the contests of several threads alone\n"
         "  --instructions  the counts of instructions alone, by valgrind\n"
@@ -40,12 +41,13 @@ struct Arguments {
     std::vector<std::string> documents;
     std::string json;
     bool isQuick = false;
+    bool isList = false;
 };
 
 Arguments Read(int argc, char** argv) {
     Arguments read;
     std::vector<std::string>& passedOn = read.passedOn;
-    passedOn = {argv[0], "--benchmark_repetitions=9", "--benchmark_min_time=0.02",
+    passedOn = {argv[0], "--benchmark_repetitions=5", "--benchmark_min_time=0.02",
                 "--benchmark_enable_random_interleaving=true"};
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
@@ -58,6 +60,8 @@ Arguments Read(int argc, char** argv) {
             read.json = argv[++i];
         } else if (argument == "--threads" || argument == "--instructions") {
             passedOn.push_back("--benchmark_filter=^" + argument.substr(2) + "/");
+        } else if (argument == "--list" || argument.rfind("--benchmark_list_tests", 0) == 0) {
+            read.isList = argument.find("=false") == std::string::npos;
         } else if (argv[i][0] != '-') {
             read.documents.push_back(argument);
         } else {
@@ -118,9 +122,13 @@ int Run(int argc, char** argv) {
     bench::AddTimers(suite);
     bench::AddStored(suite);
     bench::AddPeers(suite);
-    bench::AddContests(suite, argv[0], arguments.isQuick ? 1 : 9);
+    bench::AddContests(suite, argv[0], arguments.isQuick ? 1 : 5);
     bench::AddInstructions(suite, argv[0]);
     bench::AddRetiming(suite);
+    if (arguments.isList) {
+        suite.List();
+        return 0;
+    }
     if (!suite.RunChecks()) {
         return 1;
     }

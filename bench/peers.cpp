@@ -64,7 +64,7 @@ void AddShape(Suite& suite, PeerShape shape, int n) {
     const std::string shapeName = shape == PeerShape::Linear ? "linear" : "cubic";
     const auto ours = std::make_shared<OurCurve>(keys, shape);
     for (const PeerLibrary& library : PeerLibraries()) {
-        const std::shared_ptr<Peer> theirs = library.make(keys, shape);
+        const auto theirs = std::make_shared<LatePeer>([=] { return library.make(keys, shape); });
         for (const Order order : {Order::Ascending, Order::Random}) {
             const auto frames = SampleFrames(keys, order);
             const std::string how = shapeName + " " + NameOf(order);

@@ -27,6 +27,22 @@ public:
     virtual void Sample(std::span<const int> frames, double* values) = 0;
 };
 
+/// One that is made when it is first asked.
+class LatePeer final : public Peer {
+public:
+    explicit LatePeer(std::function<std::unique_ptr<Peer>()> toMake) : make(std::move(toMake)) {}
+    void Sample(std::span<const int> frames, double* values) override {
+        if (peer == nullptr) {
+            peer = make();
+        }
+        peer->Sample(frames, values);
+    }
+
+private:
+    std::function<std::unique_ptr<Peer>()> make;
+    std::unique_ptr<Peer> peer;
+};
+
 /// Measures a peer on a pool of frames, over and over; an item is one frame.
 void MeasurePeer(Suite& suite, const std::string& name, const std::shared_ptr<Peer>& peer,
                  const std::shared_ptr<std::vector<int>>& frames);

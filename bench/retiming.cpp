@@ -85,7 +85,7 @@ void AddRamp(Suite& suite, int n) {
     const RampClip clip = MakeRamp(n);
     const auto ours = std::make_shared<OurRetiming>(clip);
     for (const RetimingLibrary& library : RetimingLibraries()) {
-        const std::shared_ptr<Peer> theirs = library.make(clip);
+        const auto theirs = std::make_shared<LatePeer>([=] { return library.make(clip); });
         for (const Order order : {Order::Playback, Order::Random}) {
             const auto frames = InnerFrames(clip, order);
             const std::string how = std::string("ramp ") + NameOf(order);

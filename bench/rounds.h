@@ -4,6 +4,7 @@
 // is a process of its own: a log ends once, and no contestant meets another's heap.
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <string>
@@ -17,13 +18,19 @@ namespace bench {
 struct RoundResult {
     /// From the first item to the last one's end: written, or run.
     double nanosecondsPerItem = 0.0;
-    /// What 99 of 100 calls stay below; 0 where calls are not timed.
-    double callNanoseconds = 0.0;
+    /// Processor time of all threads from the first item to the end.
+    double cpuPerItem = 0.0;
+    /// Of calls, where they are timed: what half of them, 99 and 99.9 of 100 stay below, and
+    /// the longest.
+    std::array<double, 4> calls{};
 };
+
+/// What a line of the log says: two values, or one of them a float with three decimals.
+enum class LineKind { Plain, Float };
 
 /// One round of a contestant, in a folder of its own. Ends the program with a message
 /// when an item is missing afterwards.
-RoundResult RunLogRound(const std::string& contestant, int threads, bool isCallTimed,
+RoundResult RunLogRound(const std::string& contestant, int threads, LineKind kind, bool isCallTimed,
                         const std::string& folder);
 RoundResult RunWorkerRound(const std::string& contestant, int threads);
 /// Some producers and one consumer; without a producer, a round trip of two threads.

@@ -137,6 +137,18 @@ std::set<std::string> Suite::SelectedNames() const {
     return names;
 }
 
+void Suite::List() const {
+    std::set<std::string> names = SelectedNames();
+    for (const Line& line : lines) {
+        if (line.apart.measure != nullptr && line.IsSelected()) {
+            names.insert(line.apart.name);
+        }
+    }
+    for (const std::string& name : names) {
+        std::printf("%s\n", name.c_str());
+    }
+}
+
 bool Suite::RunChecks() const {
     const std::set<std::string> names = SelectedNames();
     long long compared = 0;
@@ -192,6 +204,7 @@ Table Suite::Run(bool isTrial) const {
             shown.peer = figures.peer;
             shown.of = row.of;
             shown.goal = row.goal;
+            shown.floor = row.floor;
             table.Add(shown);
             continue;
         }

@@ -47,6 +47,7 @@ struct ApartRow {
     std::function<Figures()> measure;
     std::string of;
     double goal = 0.0;
+    double floor = 0.0;
 };
 
 /// Such a line of amounts of memory, in KB.
@@ -86,6 +87,9 @@ public:
     /// asks for equality bit by bit.
     void Check(const std::string& name, double tolerance, std::function<Agreement()> compare);
 
+    /// Prints the names of what is measured for the filter.
+    void List() const;
+
     /// Runs the checks of what is measured for the filter, and prints those that fail;
     /// false if one did.
     bool RunChecks() const;
@@ -108,7 +112,7 @@ private:
         double tolerance;
         std::function<Agreement()> compare;
     };
-    /// What is measured for the selected rows.
+    /// What is measured for the selected rows, but for those apart.
     std::set<std::string> SelectedNames() const;
 
     std::string section;

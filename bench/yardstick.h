@@ -301,14 +301,14 @@ public:
             const double missing = wanted - Quartic(s, x);
             (missing > 0.0 ? lo : hi) = x;
             const double slope = ((s.c3 * x + s.c2) * x + s.c1) * x + s.c0;
-            double next = x + missing / slope;
-            if (!(next > lo && next < hi)) {
-                next = (lo + hi) / 2.0;
+            double stepped = x + missing / slope;
+            if (!(stepped > lo && stepped < hi)) {
+                stepped = (lo + hi) / 2.0;
             }
-            if (std::fabs(next - x) <= 1e-15 * hi) {
+            if (std::fabs(stepped - x) <= 1e-15 * hi) {
                 break;
             }
-            x = next;
+            x = stepped;
         }
         return times[i] + x;
     }
