@@ -25,32 +25,63 @@ std::string RandomLine(std::mt19937& dice) {
     return std::string(length, static_cast<char>('a' + dice() % 26));
 }
 
+// Lines are removed in portions of what is held, and dropped behind it.
 TEST(LineQueue, GivesWhatADequeGives) {
-    for (std::uint32_t seed = 0; seed < 20; ++seed) {
+    for (std::uint32_t seed = 0; seed < 40; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937 dice(seed);
         LineQueue queue;
         std::deque<std::string> model;
+        std::uint64_t waiting = 0;
+        std::size_t held = 0;
+        const auto forget = [&](std::size_t at) {
+            waiting -= model[at].size();
+            model.erase(model.begin() + static_cast<std::ptrdiff_t>(at));
+        };
         for (int step = 0; step < 3000; ++step) {
             if (dice() % 10 != 0) {
                 const std::string line = RandomLine(dice);
                 queue.Append(line);
                 model.push_back(line + "\n");
-                continue;
+                waiting += line.size() + 1;
+            } else if (dice() % 3 == 0) {
+                const std::uint64_t most = dice() % (waiting + 1000);
+                std::uint64_t dropped = 0;
+                for (; waiting > most && model.size() > held; ++dropped) {
+                    forget(held);
+                }
+                ASSERT_EQ(dropped, queue.DropOldest(most));
+            } else {
+                LineSpan span = queue.Hold();
+                ASSERT_LE(span.count, model.size());
+                ASSERT_EQ(model.empty(), span.count == 0);
+                std::string text;
+                for (std::uint32_t i = 0; i < span.count; ++i) {
+                    ASSERT_EQ(model[i], LineAt(span, i));
+                    text += model[i];
+                }
+                ASSERT_EQ(text, span.Text());
+                held = span.count;
+                if (dice() % 2 == 0 && held > 0) {
+                    queue.Announce(span, 0);
+                    span.count -= static_cast<std::uint32_t>(dice() % span.count);
+                    queue.Remove(span);
+                    held -= span.count;
+                    for (std::uint32_t i = 0; i < span.count; ++i) {
+                        forget(0);
+                    }
+                }
             }
-            const LineSpan span = queue.Front();
-            ASSERT_LE(span.count, model.size());
-            ASSERT_EQ(model.empty(), span.count == 0);
-            std::string text;
+            ASSERT_EQ(model.size(), queue.AppendedLines() - queue.RemovedLines());
+            ASSERT_EQ(waiting, queue.WaitingBytes());
+        }
+        for (LineSpan span = queue.TakeAtTheEnd(); span.count > 0; span = queue.TakeAtTheEnd()) {
             for (std::uint32_t i = 0; i < span.count; ++i) {
-                ASSERT_EQ(model.front(), LineAt(span, i));
-                text += model.front();
+                ASSERT_EQ(model.at(0), LineAt(span, i));
                 model.pop_front();
             }
-            ASSERT_EQ(text, span.Text());
-            queue.Remove(span);
-            ASSERT_EQ(model.size(), queue.AppendedLines() - queue.RemovedLines());
         }
+        ASSERT_TRUE(model.empty());
     }
 }
 
@@ -63,7 +94,7 @@ TEST(LineQueue, HandsEveryLineFromThreadToThread) {
         }
     });
     for (int expected = 0; expected < kLines;) {
-        const LineSpan span = queue.Front();
+        const LineSpan span = queue.Hold();
         for (std::uint32_t i = 0; i < span.count; ++i) {
             ASSERT_EQ(std::to_string(expected++) + "\n", LineAt(span, i));
         }
@@ -90,12 +121,12 @@ TEST(LineQueue, AtTheEndNothingComesTwice) {
             append(500);
             std::size_t at = 0;
             for (int i = 0; i < removedBefore; ++i) {
-                const LineSpan span = queue.Front();
+                const LineSpan span = queue.Hold();
                 queue.Announce(span, 0);
                 queue.Remove(span);
                 at += span.count;
             }
-            const LineSpan announced = queue.Front();
+            const LineSpan announced = queue.Hold();
             queue.Announce(announced, 4711);
             at += announced.count;
             append(300);

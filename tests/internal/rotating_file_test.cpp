@@ -162,7 +162,7 @@ TEST(RotatingFile, OnRequestNoFileIsLargerThanItsLimit) {
                                static_cast<char>('a' + i % 26));
         all += line + "\n";
         given.queue.Append(line);
-        while (i % 10 > 7 && given.queue.Front().count > 0) {
+        while (i % 10 > 7 && given.queue.WaitingBytes() > 0) {
             given.file->WriteFront(given.queue, given.now);
             given.file->Rotate(given.now);
         }

@@ -322,6 +322,7 @@ TEST(LogCounters, AFullQueueDropsWhatItIsToldTo) {
         CoreLogSetFullQueue(CORE_LOG_WAIT, 0);
         int written = 0;
         int told = 0;
+        int first = -1;
         int last = -1;
         std::string lastTime;
         for (const std::string& line : lines) {
@@ -330,6 +331,7 @@ TEST(LogCounters, AFullQueueDropsWhatItIsToldTo) {
             const std::string rest = line.substr(line.rfind(']') + 1);
             if (mark != std::string::npos && std::sscanf(line.c_str() + mark, "|%d|", &number)) {
                 EXPECT_LT(last, number);
+                first = last < 0 ? number : first;
                 last = number;
                 ++written;
             } else if (std::sscanf(rest.c_str(), "%d lines lost: the queue was full", &number)) {
@@ -343,6 +345,8 @@ TEST(LogCounters, AFullQueueDropsWhatItIsToldTo) {
         CoreLogCounters counters;
         CoreLogGetCounters(module.c_str(), &counters);
         EXPECT_EQ(kLines, written + told);
+        EXPECT_EQ(policy == CORE_LOG_DROP_OLDEST ? kLines - 1 : 0,
+                  policy == CORE_LOG_DROP_OLDEST ? last : first);
         EXPECT_EQ(static_cast<std::uint64_t>(told), counters.lostLines);
     }
 }

@@ -36,8 +36,7 @@ enum CoreLogFileLimit {
 enum CoreLogFullQueue {
     /// The caller waits, a second at most; then the queue takes it all the same.
     CORE_LOG_WAIT = 0,
-    /// The oldest lines go. While one write does not come to an end, as on a hanging disk, the
-    /// queue takes twice as much, and new lines go then.
+    /// The oldest lines go, but for those that are in a write: 64 KiB at most, or one line.
     CORE_LOG_DROP_OLDEST = 1,
     /// The new line goes.
     CORE_LOG_DROP_NEWEST = 2

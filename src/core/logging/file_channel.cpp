@@ -68,6 +68,18 @@ std::int64_t Nanoseconds(Clock::time_point time) noexcept {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
 }
 
+/// Whether `tryLock` takes, within a moment, a lock that is never held for long: for a
+/// crash, which may have come while it was held.
+template <class TryLock>
+bool SoonLocked(TryLock&& tryLock) noexcept {
+    bool isHeld = tryLock();
+    for (int i = 0; i < 100 && !isHeld; ++i) {
+        platform::SleepMilliseconds(1);
+        isHeld = tryLock();
+    }
+    return isHeld;
+}
+
 thread_local bool isOnWorker = false;
 
 // A task that throws is not destroyed, and its channel would never be closed.
@@ -158,27 +170,20 @@ void BsFileChannel::SetFullQueue(int policy, std::uint64_t maxBytes) noexcept {
     mostWaitingBytes = maxBytes == 0 ? kMostWaitingBytes : std::max(maxBytes, kLeastWaitingBytes);
 }
 
-bool BsFileChannel::MakeRoom(std::string_view line) CORE_NO_THREAD_SAFETY_ANALYSIS {
+bool BsFileChannel::MakeRoom(std::string_view line) {
     const std::uint64_t most = mostWaitingBytes;
     if (fullQueue == CORE_LOG_WAIT || queue.WaitingBytes() + line.size() < most) {
         return true;
     }
-    if (fullQueue == CORE_LOG_DROP_OLDEST && fileMutex.TryLock()) {
-        while (queue.WaitingBytes() > 0 && queue.WaitingBytes() + line.size() >= most) {
-            file.DropFront(queue);
-        }
-        fileMutex.unlock();
-        return true;
-    }
-    // While the file is written, who writes drops.
-    if (fullQueue == CORE_LOG_DROP_OLDEST && queue.WaitingBytes() < 2 * most) {
-        return true;
-    }
-    droppedLines.fetch_add(1, std::memory_order_relaxed);
+    // After a crash in the middle of a write, the queue's end is read without a lock.
+    const bool isOldest = fullQueue == CORE_LOG_DROP_OLDEST && !isTakenOver;
+    const std::uint64_t dropped =
+        isOldest ? queue.DropOldest(most - std::min<std::uint64_t>(most, line.size() + 1)) : 1;
+    droppedLines.fetch_add(dropped, std::memory_order_relaxed);
     if (counters != nullptr) {
-        ++counters->lostLines;
+        counters->lostLines += dropped;
     }
-    return false;
+    return isOldest;
 }
 
 bool BsFileChannel::Append(std::string_view line, bool isUrgent) {
@@ -245,10 +250,7 @@ void BsFileChannel::Write(bool isRetry) {
     }
     const std::uint64_t until = queue.AppendedLines();
     while (queue.RemovedLines() < until && !isTakenOver.load(std::memory_order_relaxed)) {
-        const std::uint64_t most = mostWaitingBytes;
-        while (fullQueue == CORE_LOG_DROP_OLDEST && queue.WaitingBytes() > most) {
-            file.DropFront(queue);
-        }
+        file.NoteDropped(droppedLines.exchange(0));
         file.WriteFront(queue, Clock::now());
         file.Rotate(Clock::now());
         if (waitingForRoom.load() > 0 && queue.WaitingBytes() < mostWaitingBytes) {
@@ -291,7 +293,11 @@ void BsFileChannel::UseInACrash(std::uint64_t threadId, Clock::time_point deadli
         isHeld = fileMutex.TryLock();
     }
     isTakenOver = isTakenOver || !isHeld;
+    const bool isQueueHeld = SoonLocked([this] { return queue.TryLockInACrash(); });
     action(isHeld);
+    if (isQueueHeld) {
+        queue.UnlockInACrash();
+    }
     isKept = isKept || (isHeld && isKeeping);
     if (isHeld && !isKept) {
         fileMutex.unlock();
@@ -304,11 +310,7 @@ namespace {
 /// given a moment.
 template <class Action>
 void ForEachInACrash(Action&& action) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
-    bool isHeld = liveMutex.TryLock();
-    for (int i = 0; i < 100 && !isHeld; ++i) {
-        platform::SleepMilliseconds(1);
-        isHeld = liveMutex.TryLock();
-    }
+    const bool isHeld = SoonLocked([] { return liveMutex.TryLock(); });
     action(Clock::now() + kLongestWaitInACrash);
     if (isHeld) {
         liveMutex.unlock();

@@ -28,11 +28,13 @@ struct LineQueue::Block {
     std::array<std::uint32_t, kBlockLines> ends;
 };
 
-LineQueue::LineQueue() : back(new Block(kBlockBytes)), front(back) {}
+LineQueue::LineQueue() : back(new Block(kBlockBytes)) {
+    views[0].front.block = back;
+}
 
 LineQueue::~LineQueue() {
     delete spare.load();
-    for (Block* block = front; block != nullptr;) {
+    for (Block* block = View().front.block; block != nullptr;) {
         Block* const next = block->next.load();
         delete block;
         block = next;
@@ -73,8 +75,19 @@ void LineQueue::Append(std::string_view line) {
                         std::memory_order_release);
 }
 
-LineQueue::Place LineQueue::Onward(Place place) noexcept {
+void LineQueue::SetView(const FrontView& view) noexcept {
+    const std::size_t other = 1 - currentView.load(std::memory_order_relaxed);
+    views[other] = view;
+    currentView.store(other, std::memory_order_release);
+}
+
+LineQueue::Place LineQueue::Onward(Place place) const noexcept {
+    const FrontView& view = View();
     for (;;) {
+        if (place == view.begin) {
+            place = view.end;
+            continue;
+        }
         // Looked for first: a block that has a successor grows no more.
         Block* const next = place.block->next.load(std::memory_order_acquire);
         if (next == nullptr || place.line < place.block->lines.load(std::memory_order_acquire)) {
@@ -84,21 +97,68 @@ LineQueue::Place LineQueue::Onward(Place place) noexcept {
     }
 }
 
-LineSpan LineQueue::SpanAt(const Place& place) noexcept {
+LineSpan LineQueue::SpanAt(const Place& place) const noexcept {
     const auto [block, line] = place;
-    const std::uint32_t lines = block->lines.load(std::memory_order_acquire);
+    const Place& dropped = View().begin;
+    const std::uint32_t lines = block == dropped.block && line < dropped.line
+                                    ? dropped.line
+                                    : block->lines.load(std::memory_order_acquire);
     return {block->bytes.get(), block->ends.data() + line, block->EndOf(line), lines - line};
 }
 
-LineSpan LineQueue::Front() const noexcept {
-    return SpanAt(Onward({front, removedOfFront}));
+LineSpan LineQueue::Hold() {
+    const Lock lock(frontMutex);
+    const FrontView view = View();
+    answered = Onward(view.front);
+    const LineSpan span = SpanAt(answered);
+    heldLines = span.count;
+    if (answered != view.front) {
+        // Behind what was dropped, which is forgotten.
+        SetView({answered, {}, {}});
+        for (Block* block = view.front.block; block != answered.block;) {
+            Recycle(std::exchange(block, block->next.load(std::memory_order_acquire)));
+        }
+    }
+    return span;
 }
 
 void LineQueue::Announce(const LineSpan& span, std::uint64_t fileSize) noexcept {
-    announcement.place = Onward({front, removedOfFront});
+    announcement.place = answered;
     announcement.span = span;
     announcement.fileSize = fileSize;
     announcement.isOn.store(true, std::memory_order_release);
+}
+
+std::uint64_t LineQueue::DropOldest(std::uint64_t bytes) {
+    const Lock lock(frontMutex);
+    const FrontView view = View();
+    const Place begin = {view.front.block, view.front.line + heldLines};
+    std::uint64_t droppedLines = 0;
+    std::uint64_t droppedBytes = 0;
+    Place end = Onward(begin);
+    for (const std::uint64_t waiting = WaitingBytes(); waiting - droppedBytes > bytes;
+         end = Onward(end)) {
+        LineSpan line = SpanAt(end);
+        if (line.count == 0) {
+            break;
+        }
+        line.count = 1;
+        droppedBytes += line.Text().size();
+        ++droppedLines;
+        ++end.line;
+    }
+    if (droppedLines == 0) {
+        return 0;
+    }
+    SetView({view.front, begin, end});
+    if (end.block != begin.block) {
+        Block* block = begin.block->next.exchange(end.block, std::memory_order_acq_rel);
+        while (block != end.block) {
+            Recycle(std::exchange(block, block->next.load(std::memory_order_acquire)));
+        }
+    }
+    CountRemoved(droppedLines, droppedBytes);
+    return droppedLines;
 }
 
 void LineQueue::Recycle(Block* block) noexcept {
@@ -111,27 +171,37 @@ void LineQueue::Recycle(Block* block) noexcept {
     delete spare.exchange(block, std::memory_order_acq_rel);
 }
 
-void LineQueue::Remove(const LineSpan& span) noexcept {
-    const Place place = Onward({front, removedOfFront});
-    while (front != place.block) {
-        Recycle(std::exchange(front, front->next.load(std::memory_order_acquire)));
-    }
-    removedOfFront = place.line + span.count;
-    CountRemoved(span);
-}
-
-void LineQueue::RemoveInACrash(const LineSpan& span) noexcept {
-    const Place place = Onward({front, removedOfFront});
-    front = place.block;
-    removedOfFront = place.line + span.count;
-    CountRemoved(span);
-}
-
-void LineQueue::CountRemoved(const LineSpan& span) noexcept {
+void LineQueue::Remove(const LineSpan& span) {
+    const Lock lock(frontMutex);
+    FrontView view = View();
+    view.front.line += span.count;
+    SetView(view);
+    heldLines -= span.count;
     announcement.isOn.store(false, std::memory_order_release);
-    removedBytes.store(removedBytes.load(std::memory_order_relaxed) + span.Text().size(),
+    CountRemoved(span.count, span.Text().size());
+}
+
+LineSpan LineQueue::FrontInACrash() noexcept {
+    answered = Onward(View().front);
+    return SpanAt(answered);
+}
+
+void LineQueue::RemoveInACrash(const LineSpan& span) noexcept CORE_NO_THREAD_SAFETY_ANALYSIS {
+    FrontView view = View();
+    if (answered != view.front) {
+        view = {answered, {}, {}};
+    }
+    view.front.line += span.count;
+    SetView(view);
+    heldLines -= std::min(heldLines, span.count);
+    announcement.isOn.store(false, std::memory_order_release);
+    CountRemoved(span.count, span.Text().size());
+}
+
+void LineQueue::CountRemoved(std::uint64_t lines, std::uint64_t bytes) noexcept {
+    removedBytes.store(removedBytes.load(std::memory_order_relaxed) + bytes,
                        std::memory_order_relaxed);
-    removedLines.store(removedLines.load(std::memory_order_relaxed) + span.count,
+    removedLines.store(removedLines.load(std::memory_order_relaxed) + lines,
                        std::memory_order_release);
 }
 
@@ -146,7 +216,7 @@ LineSpan LineQueue::TakeAtTheEnd() noexcept {
         placeAtTheEnd = announcement.place;
         placeAtTheEnd.line += announcement.span.count;
     } else if (placeAtTheEnd.block == nullptr) {
-        placeAtTheEnd = {front, removedOfFront};
+        placeAtTheEnd = View().front;
     }
     placeAtTheEnd = Onward(placeAtTheEnd);
     const LineSpan span = SpanAt(placeAtTheEnd);

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "core/foundation/mutex.h"
+
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -24,7 +27,8 @@ struct LineSpan {
 
 /// The lines on their way from the callers to a file: a chain of blocks, written by
 /// one thread at a time at its end and read by one thread at a time at its front.
-/// The two sides share no lock.
+/// The two sides share no lock but for `DropOldest`, which takes lines from the middle:
+/// those behind what the front holds, which may be in a write that takes long.
 ///
 ///  1. A line is in the queue once its block's count includes it; the count is stored
 ///     last. So whoever dies in the middle of an append leaves whole lines only.
@@ -42,18 +46,28 @@ public:
 
     /// Appends `line` and a line end.
     void Append(std::string_view line);
+    /// Drops the oldest lines that nobody holds until no more than `bytes` wait, as far as
+    /// there are any; answers how many.
+    std::uint64_t DropOldest(std::uint64_t bytes);
 
     // The file's end.
 
-    /// The oldest lines that lie in one piece; none when the queue is empty. They stay
-    /// until the next `Remove` but one.
-    LineSpan Front() const noexcept;
-    /// Removes what `Front` answered.
-    void Remove(const LineSpan& span) noexcept;
-    /// The same without memory given back: in a crash, that may wait for a lock.
+    /// The oldest lines that lie in one piece; none when the queue is empty. They are held:
+    /// they stay until `Remove`.
+    LineSpan Hold();
+    /// Removes `span`, what is held or the first lines of it.
+    void Remove(const LineSpan& span);
+
+    // Likewise in a crash, without memory given back, which may wait for a lock.
+
+    /// Whether nobody drops lines until it is unlocked; it is not waited for.
+    bool TryLockInACrash() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS { return frontMutex.TryLock(); }
+    void UnlockInACrash() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS { frontMutex.unlock(); }
+    LineSpan FrontInACrash() noexcept;
     void RemoveInACrash(const LineSpan& span) noexcept;
-    /// Says that `span`, the answer of `Front`, is about to be written to a file of
-    /// this size, until it is removed.
+
+    /// Says that `span`, what the front answered or the first lines of it, is about to be written
+    /// to a file of this size, until it is removed.
     void Announce(const LineSpan& span, std::uint64_t fileSize) noexcept;
 
     /// For a process whose other threads are gone, wherever they stood: the lines that
@@ -82,39 +96,56 @@ private:
     struct Block;
     /// Where the next lines are read.
     struct Place {
-        Block* block;
-        std::uint32_t line;
+        Block* block = nullptr;
+        std::uint32_t line = 0;
+
+        bool operator==(const Place&) const = default;
+    };
+    /// Where the front is, and what was dropped behind the held lines: from `begin`, in the
+    /// front's block, to `end`. No block where nothing was.
+    struct FrontView {
+        Place front;
+        Place begin;
+        Place end;
     };
     struct Announcement {
-        Place place{};
+        Place place;
         LineSpan span;
         std::uint64_t fileSize = 0;
         std::atomic<bool> isOn = false;
     };
 
     Block* MakeBlock(std::size_t lineSize);
+    const FrontView& View() const noexcept {
+        return views[currentView.load(std::memory_order_acquire)];
+    }
+    /// Changes the view in one step: whoever dies in the middle leaves a whole one.
+    void SetView(const FrontView& view) noexcept;
     /// The place of the oldest line from `place` on, if there is one.
-    static Place Onward(Place place) noexcept;
-    static LineSpan SpanAt(const Place& place) noexcept;
+    Place Onward(Place place) const noexcept;
+    LineSpan SpanAt(const Place& place) const noexcept;
     void Recycle(Block* block) noexcept;
-    void CountRemoved(const LineSpan& span) noexcept;
+    void CountRemoved(std::uint64_t lines, std::uint64_t bytes) noexcept;
 
     // Each end on a cache line of its own.
     alignas(64) Block* back;
     std::atomic<std::uint64_t> appendedLines = 0;
     std::atomic<std::uint64_t> appendedBytes = 0;
+    /// A block to use again.
+    std::atomic<Block*> spare = nullptr;
 
-    // While lines are announced, the place is behind them and these may be in change.
-    alignas(64) Block* front;
-    std::uint32_t removedOfFront = 0;
+    alignas(64) Mutex frontMutex;
+    std::array<FrontView, 2> views;
+    std::atomic<std::size_t> currentView = 0;
+    /// How many lines are held from the front on.
+    std::uint32_t heldLines CORE_GUARDED_BY(frontMutex) = 0;
+    /// Where what the front answered begins.
+    Place answered;
     Announcement announcement;
     /// Where `TakeAtTheEnd` is; the blocks behind it stay as they are.
-    Place placeAtTheEnd{};
+    Place placeAtTheEnd;
     std::atomic<std::uint64_t> removedLines = 0;
     std::atomic<std::uint64_t> removedBytes = 0;
-
-    /// A block to use again.
-    alignas(64) std::atomic<Block*> spare = nullptr;
 };
 
 }  // namespace core

@@ -235,7 +235,7 @@ bool RotatingFile::WriteAll(std::string_view text, std::size_t& written) noexcep
 }
 
 void RotatingFile::WriteFront(LineQueue& queue, Clock::time_point now) {
-    LineSpan span = queue.Front();
+    LineSpan span = queue.Hold();
     if (span.count == 0) {
         return;
     }
@@ -259,22 +259,11 @@ void RotatingFile::WriteFront(LineQueue& queue, Clock::time_point now) {
         NoteLost(span);
     } else if (WriteAll(span.Text(), written)) {
         unseenLines += span.count;
-        lastWritten = span;
         lastTime = TimeIn(LastLineOf(span)).substr(0, kLongestTime);
     } else {
         Fail(span, written, now);
     }
     queue.Remove(span);
-}
-
-void RotatingFile::DropFront(LineQueue& queue) {
-    const LineSpan span = queue.Front();
-    if (span.count > 0) {
-        queue.Announce(span, size);
-        droppedLines += span.count;
-        counters->lostLines += span.count;
-        queue.Remove(span);
-    }
 }
 
 void RotatingFile::NoteLost(const LineSpan& span) {
@@ -370,7 +359,7 @@ bool RotatingFile::IsInPlace() {
         if (unseenLines > 0) {
             counters->lostLines += unseenLines;
             sunkLines += std::exchange(unseenLines, 0);
-            NoteLost(lastWritten);
+            lossTime = lastTime;
         }
         return false;
     }
@@ -438,11 +427,10 @@ void RotatingFile::WriteInACrash(LineQueue& queue, std::uint64_t until) noexcept
         cutLine.clear();
     }
     while (queue.RemovedLines() < until) {
-        const LineSpan span = queue.Front();
+        const LineSpan span = queue.FrontInACrash();
         queue.Announce(span, size);
         if (WriteAll(span.Text(), written)) {
             unseenLines += span.count;
-            lastWritten = span;
         } else {
             refusedLines += span.count;
         }

@@ -65,9 +65,7 @@ public:
 
     /// Counts in `toFill` from now on, which outlives it.
     void CountIn(FileCounters& toFill) noexcept { counters = &toFill; }
-    /// Drops the front of `queue`, which is full.
-    void DropFront(LineQueue& queue);
-    /// So many lines found no room in a full queue.
+    /// So many lines found no room in a full queue, from what is written next on.
     void NoteDropped(std::uint64_t lines) noexcept { droppedLines += lines; }
     /// Writes the front of `queue` and removes it, or drops and counts it.
     void WriteFront(LineQueue& queue, Clock::time_point now);
@@ -165,9 +163,8 @@ private:
     FileCounters* counters = &unasked;
     /// The stamp of the last of them, for the line that tells: stamps never go backwards.
     std::string lossTime;
-    /// Lines written since the file was last seen in its place, and the last of them.
+    /// Lines written since the file was last seen in its place.
     std::uint64_t unseenLines = 0;
-    LineSpan lastWritten;
     /// The stamp of the last one.
     std::string lastTime;
 };
