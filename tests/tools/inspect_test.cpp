@@ -269,6 +269,67 @@ TEST(InspectErrors, NameTheFileInOneLineAndEndWith2) {
     EXPECT_EQ(Inspect({"--help"}).status, 0);
 }
 
+TEST(InspectPlaces, AreCurvesInAFileByJsonPointer) {
+    const ScratchDirectory folder;
+    const std::string fade = Fade().Serialize();
+    core::JsonTree project;
+    core::SetByPointer(*project, "/clips/0/a~1b#c", fade);
+    ASSERT_GT(core::MakeByPointer(*project, "/clips/1/speed")->Parse(fade.c_str()), 0);
+    core::SetByPointer(*project, "/clips/1/name", "{x");
+    std::string text;
+    ASSERT_TRUE(core::WriteJson(*project, text));
+    const std::string file = folder.Write("pro#ject.json", text);
+    const std::string asText = file + "#/clips/0/a~1b#c";
+    const std::string asObject = file + "#/clips/1/speed";
+    const std::string alone = folder.Write("fade.json", fade);
+
+    EXPECT_EQ(Inspect({"diff", asText, asObject}).status, 0);
+    EXPECT_EQ(Inspect({"diff", alone, asObject}).out, "");
+    for (const Words& verb :
+         {Words{"sample", "--format", "csv"}, Words{"plot", "--title", "x"}, Words{"convert"}}) {
+        const auto outputOf = [&](const std::string& argument, const std::string& input) {
+            Words words = verb;
+            words.push_back(argument);
+            if (verb.front() == "convert") {
+                words.emplace_back("-");
+            }
+            return Inspect(words, input).out;
+        };
+        const std::string whole = outputOf(alone, "");
+        EXPECT_NE(whole, "");
+        EXPECT_EQ(outputOf(asText, ""), whole);
+        EXPECT_EQ(outputOf("-#/clips/1/speed", text), whole);
+    }
+    EXPECT_THAT(Inspect({"plot", asObject}).out, HasSubstr("pro#ject#/clips/1/speed"));
+    EXPECT_THAT(Inspect({"page", asText, asObject}).out,
+                HasSubstr("<title>pro#ject.json#/clips/0/a~1b#c and 1 other</title>"));
+    // A file of that name comes first, and digits are not lost on the way.
+    folder.Write("fade.json#", "{}");
+    EXPECT_THAT(Inspect({"sample", alone + "#"}).err, HasSubstr("neither a parameter"));
+    EXPECT_THAT(Inspect({"sample", "-#/0", "--format", "csv"},
+                        '[' + Keyframes(R"({"_time": 0.040000000001, "_value": 1e-12})") + ']')
+                    .out,
+                HasSubstr("1,0.04,1e-12"));
+    const struct {
+        std::string place;
+        const char* error;
+    } faults[] = {
+        {"", ": neither a parameter nor a speed curve; one is at #/clips/0/a~1b#c"},
+        {"#/clips/2/speed", ": nothing is there; /clips is an array of 2 elements"},
+        {"#/clips/1/speed/x", ": nothing is there; /clips/1/speed is an object of "},
+        {"#/x", ": nothing is there; the file is an object of 1 member"},
+        {"#clips", ": no JSON Pointer"},
+        {"#/clips/1/name", ": line 1, column 2: expected "},
+        {"#/clips", ": neither a parameter nor a speed curve; one is at #/clips/0/a~1b#c"},
+    };
+    for (const auto& c : faults) {
+        const Outcome outcome = Inspect({"sample", file + c.place});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err.rfind("core-inspect: " + file + c.place + c.error, 0), 0U)
+            << outcome.err;
+    }
+}
+
 TEST(InspectCheck, TakesFoldersAndTellsMachines) {
     const ScratchDirectory folder;
     folder.Write("b.json", Fade().Serialize());

@@ -170,7 +170,7 @@ private:
         };
         core::JsonDoc strict;
         // Stored curves without a range hold integers that only a double holds.
-        if (!document.IsPacked() && !document.IsTable() &&
+        if (!document.HasOwnText() &&
             !core::ParseJson(document.Text(), strict.Root(),
                              {JsonGrammar::Standard, JsonOverflow::ToDouble, JsonEncoding::Utf8})) {
             check("not what the standard of JSON allows: ",

@@ -344,18 +344,13 @@ private:
     double step = 1.0;
 };
 
-// The last part of a file's name.
-std::string ShortName(const std::string& name) {
-    return name.substr(name.find_last_of('/') + 1);
-}
-
 std::string TitleOf(const PageRequest& request) {
     if (!request.title.empty()) {
         return request.title;
     }
-    std::string title = ShortName(InputName(request.files.front()));
+    std::string title = PlaceOf(request.files.front()).ShortName();
     if (request.isDiff) {
-        return title + " and " + ShortName(InputName(request.files.back()));
+        return title + " and " + PlaceOf(request.files.back()).ShortName();
     }
     if (request.files.size() > 1) {
         title += " and " + CountText(request.files.size() - 1, "other");
@@ -407,7 +402,7 @@ int Page(const PageRequest& request, const Console& console) {
         }
         WriteOutput(request.page, page.Write(), console);
     } catch (const core::AnyBadAccess&) {
-        throw Failure(InputName(request.files.front()), "a keyframe whose value is no number");
+        throw Failure(PlaceOf(request.files.front()).Name(), "a keyframe whose value is no number");
     }
     return 0;
 }

@@ -19,15 +19,20 @@ namespace inspect {
 
 namespace {
 
-// The file's name without folders and extension.
+// The first file's name without folders and extension, and the place in it.
 std::string TitleOf(const PlotRequest& request) {
-    const std::string& file = request.files.front();
-    if (!request.title.empty() || file == "-") {
-        return request.title.empty() ? InputName(file) : request.title;
+    if (!request.title.empty()) {
+        return request.title;
     }
-    const std::u8string stem =
-        std::filesystem::path(std::u8string(file.begin(), file.end())).stem().u8string();
-    return {stem.begin(), stem.end()};
+    Place place = PlaceOf(request.files.front());
+    if (place.file != "-") {
+        const std::u8string stem =
+            std::filesystem::path(std::u8string(place.file.begin(), place.file.end()))
+                .stem()
+                .u8string();
+        place.file.assign(stem.begin(), stem.end());
+    }
+    return place.Name();
 }
 
 // Pictures are SVG; a name that promises something else would hide that.

@@ -18,9 +18,10 @@ namespace inspect {
 
 namespace {
 
+constexpr char kPlace[] = "; FILE#/clips/0/speed for one in a larger document";
 constexpr char kFooter[] =
     "\nFILE is a JSON or a packed document or a table of keyframes (.kf), \"-\" is standard "
-    "input.\n"
+    "input. FILE#/clips/0/speed is what stands in FILE at the JSON Pointer /clips/0/speed.\n"
     "\nExit status: 0; 1 when check has found something suspicious or diff a difference; 2 "
     "for an error.";
 
@@ -57,7 +58,14 @@ public:
         }
         try {
             // The parser takes its arguments last to first.
-            app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+            std::vector<std::string> words(arguments.rbegin(), arguments.rend());
+            for (std::string& word : words) {
+                // "-#/clips/0" is no option; `PlaceOf` takes the space off.
+                if (word.rfind("-#", 0) == 0) {
+                    word.insert(0, " ");
+                }
+            }
+            app.parse(std::move(words));
         } catch (const CLI::Success& request) {  // --help, --version
             return app.exit(request, console.out, console.err);
         } catch (const CLI::ParseError& error) {
@@ -181,7 +189,8 @@ private:
             AddVerb("sample", "write what a curve answers at each frame",
                     "core-inspect sample fade.json --fps 50 --format csv",
                     [this](const Console& console) { return Sample(sample, console); });
-        verb->add_option("FILE", sample.file, "a parameter or a speed curve")->required();
+        verb->add_option("FILE", sample.file, std::string("a parameter or a speed curve") + kPlace)
+            ->required();
         AddRate(verb, sample.fps,
                 "frames per second; without it the source's for a speed curve, else 25");
         CLI::Option* const from = verb->add_option(
@@ -203,7 +212,8 @@ private:
         CLI::App* const verb = AddVerb(
             "plot", "draw curves as an SVG picture", "core-inspect plot fade.json -o fade.svg",
             [this](const Console& console) { return Plot(plot, console); });
-        verb->add_option("FILE", plot.files, "parameters and speed curves, for one picture")
+        verb->add_option("FILE", plot.files,
+                         std::string("parameters and speed curves, for one picture") + kPlace)
             ->required();
         verb->add_option("-o,--out", plot.picture, "where the picture goes")->capture_default_str();
         verb->add_option("--title", plot.title, "its title; without it the first file's name");
@@ -220,7 +230,9 @@ private:
             AddVerb("diff", "write what differs between two curves, keyframe by keyframe",
                     "core-inspect diff before.json after.json",
                     [this](const Console& console) { return Diff(diff, console); });
-        verb->add_option("BEFORE", diff.before, "a parameter or a speed curve")->required();
+        verb->add_option("BEFORE", diff.before,
+                         std::string("a parameter or a speed curve") + kPlace)
+            ->required();
         verb->add_option("AFTER", diff.after, "what it is compared with")->required();
     }
 
@@ -229,7 +241,8 @@ private:
             AddVerb("page", "write a page for a browser: curves, clips and traces",
                     "core-inspect page project/*.json -o page.html",
                     [this](const Console& console) { return Page(page, console); });
-        verb->add_option("FILE", page.files, "parameters, speed curves, performance traces")
+        verb->add_option("FILE", page.files,
+                         std::string("parameters, speed curves, performance traces") + kPlace)
             ->required();
         verb->add_option("-o,--out", page.page, "where the page goes")->capture_default_str();
         verb->add_option("--title", page.title, "its title; without it the files' names");
