@@ -30,7 +30,7 @@ int main() {
     }
     try {
         clip["name"].AsDouble();
-    } catch (const core::JsonBadAccess& error) {
-        std::printf("%s\n", error.what());
+    } catch (const core::JsonKindMismatch& error) {
+        std::printf("%s: %s\n", error.what(), error.Message().c_str());
     }
 }

@@ -8,6 +8,7 @@
 #error "core needs C++17 or later: compile with -std=c++17, or /std:c++17 for Visual C++"
 #endif
 
+#include <core/curve/any_kind_mismatch.h>
 #include <core/curve/bake.h>
 #include <core/curve/big_keyframe.h>
 #include <core/curve/control_points.h>
@@ -39,6 +40,7 @@
 #include <core/data/json_compare.h>
 #include <core/data/json_doc.h>
 #include <core/data/json_iterator.h>
+#include <core/data/json_kind_mismatch.h>
 #include <core/data/json_merge_patch.h>
 #include <core/data/json_object.h>
 #include <core/data/json_parse.h>

@@ -1,9 +1,11 @@
+#include <core/curve/any_kind_mismatch.h>
 #include <core/curve/parameter.h>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -314,9 +316,16 @@ TEST(Evaluation, ValuesThatAreNoNumbersThrowAndReleaseTheCurve) {
         Parameter parameter = plain::BuildAutomatic({{0, 1, type}, {1, 1, type}, {2, 2, type}});
         double before = Area(parameter, 0, 2);
         parameter.SetPointValue(0, "text");
-        EXPECT_THROW(parameter.GetValue(0.5, false), core::AnyBadAccess);
-        EXPECT_THROW(Area(parameter, 0, 2), core::AnyBadAccess);
-        EXPECT_THROW(parameter.SolveTimeBaseArea(0, 1), core::AnyBadAccess);
+        for (const std::function<void()>& ask : std::vector<std::function<void()>>{
+                 [&] { parameter.GetValue(0.5, false); }, [&] { Area(parameter, 0, 2); },
+                 [&] { parameter.SolveTimeBaseArea(0, 1); }}) {
+            try {
+                ask();
+                ADD_FAILURE();
+            } catch (const core::AnyKindMismatch& error) {
+                EXPECT_EQ("a text where a number was wanted", error.Message());
+            }
+        }
         EXPECT_EQ(2.0, parameter.GetValue(5, false).AsDouble());
         std::thread([&] { parameter.SetPointValue(0, true); }).join();  // counts as 1
         EXPECT_NEAR(before, Area(parameter, 0, 2), 1e-12);

@@ -1,3 +1,4 @@
+#include <core/curve/any_kind_mismatch.h>
 #include <core/curve/parameter.h>
 #include <core/curve/val_any.h>
 
@@ -29,11 +30,13 @@ static_assert(std::is_nothrow_move_constructible_v<ValAny> &&
 /// Kind and content, read through every accessor; those that throw are left out.
 std::string Describe(const ValAny& value) {
     std::string text = std::to_string(value.Kind());
-    auto add = [&text](const char* name, auto read) {
+    auto add = [&](const char* name, auto read) {
         try {
             text += std::string(" ") + name + "=" + read();
         } catch (const AnyBadAccess& error) {
             EXPECT_STREQ("ValAny Bad Access", error.what());
+            const auto& mismatch = dynamic_cast<const core::AnyKindMismatch&>(error);
+            EXPECT_EQ(value.Kind(), mismatch.HeldKind());
         }
     };
     add("bool", [&] { return std::to_string(value.AsBool()); });
@@ -83,6 +86,13 @@ TEST(ValAny, ReadsAsItsOwnKindAndThrowsForOthers) {
         EXPECT_EQ(row.value.Kind() == 0, row.value.IsEmpty()) << row.description;
     }
     EXPECT_EQ(0, ValAny(std::numeric_limits<double>::quiet_NaN()).AsInt());
+    try {
+        ValAny("x").AsPoint();
+        FAIL();
+    } catch (const core::AnyKindMismatch& error) {
+        EXPECT_EQ(static_cast<int>(ValAny::kPoint), error.WantedKind());
+        EXPECT_EQ("a text where a point was wanted", error.Message());
+    }
 }
 
 TEST(ValAny, CopiesMovesAndAssignsAnyKindOverAnyOther) {

@@ -1,4 +1,5 @@
 #include <core/data/json_doc.h>
+#include <core/data/json_kind_mismatch.h>
 #include <core/data/json_view.h>
 #include <gtest/gtest.h>
 
@@ -8,7 +9,9 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <limits>
+#include <memory>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -46,6 +49,13 @@ static_assert(!CanBeSet<void*> && !CanBeSet<const JsonArray*> && !CanBeSet<const
 static_assert(CanBeSet<long> && CanBeSet<unsigned long long> && CanBeSet<float>);
 static_assert(std::is_nothrow_move_constructible_v<JsonValue>);
 
+template <class T>
+JsonValue Holding(T content) {
+    JsonValue value;
+    value.Set(content);
+    return value;
+}
+
 /// The value in every type that it converts to, in the order of the accessors. Both
 /// ways of asking must agree.
 std::string Conversions(const JsonValue& value) {
@@ -61,6 +71,10 @@ std::string Conversions(const JsonValue& value) {
         } catch (const JsonBadAccess& error) {
             EXPECT_FALSE(converts) << name;
             EXPECT_STREQ("Json bad access", error.what());
+            const auto& mismatch = dynamic_cast<const core::JsonKindMismatch&>(error);
+            EXPECT_EQ(value.Kind(), mismatch.HeldKind());
+            EXPECT_EQ(Holding(out).Kind(), mismatch.WantedKind()) << name;
+            EXPECT_STREQ("", mismatch.MemberName());
         }
     };
     add(" b", bool{}, [&] { return value.AsBool(); });
@@ -86,11 +100,38 @@ std::string Conversions(const JsonValue& value) {
     return text.str();
 }
 
-template <class T>
-JsonValue Holding(T content) {
-    JsonValue value;
-    value.Set(content);
-    return value;
+TEST(JsonMember, ItsRefusalNamesItAndBothKinds) {
+    JsonDoc doc;
+    ASSERT_GT(doc.Parse(R"({"text": "x", "list": [], "small": -1, "none": null, "on": true})"), 0);
+    JsonObject& object = doc.Root().AsObject();
+    const JsonObject& constant = object;
+    const struct {
+        std::function<void()> read;
+        const char* message;
+    } rows[] = {
+        {[&] { object["text"].AsDouble(); }, "\"text\": a text where a number was wanted"},
+        {[&] { object["text"].AsArray(); }, "\"text\": a text where an array was wanted"},
+        {[&] { constant.Find("list")->AsInt(); }, "\"list\": an array where an integer was wanted"},
+        {[&] { constant.Find("list")->AsObject(); },
+         "\"list\": an array where an object was wanted"},
+        {[&] { object["small"].AsUint64(); },
+         "\"small\": a number that does not fit the integer that was wanted"},
+        {[&] { object["none"].AsBool(); }, "\"none\": null where a boolean was wanted"},
+        {[&] { object["on"].AsString(); }, "\"on\": a boolean where a text was wanted"},
+        {[&] { object["on"].AsFloat(); }, "\"on\": a boolean where a number was wanted"},
+        {[&] { JsonValue().AsInt(); }, "nothing where an integer was wanted"},
+        {[&] { doc.Root().AsArray(); }, "an object where an array was wanted"},
+    };
+    for (const auto& row : rows) {
+        std::unique_ptr<core::JsonKindMismatch> kept;
+        try {
+            row.read();
+        } catch (const core::JsonKindMismatch& error) {
+            kept = std::make_unique<core::JsonKindMismatch>(error);
+        }
+        ASSERT_NE(kept, nullptr) << row.message;
+        EXPECT_EQ(kept->Message(), row.message);
+    }
 }
 
 TEST(JsonValue, ConvertsByKindAndRange) {

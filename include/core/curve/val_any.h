@@ -13,7 +13,8 @@
 CORE_HIDES_STD_BEGIN
 namespace core {
 
-/// Thrown when a `ValAny` is read as a kind that it does not hold.
+/// Thrown when a `ValAny` is read as a kind that it does not hold: as an
+/// `AnyKindMismatch`, which says what it holds.
 class CORE_API AnyBadAccess : public std::exception {
 public:
     AnyBadAccess() noexcept;
@@ -152,7 +153,7 @@ public:
 
     /// The boolean; throws `AnyBadAccess` for any other kind.
     bool AsBool() const {
-        Require(kind == kBool);
+        Require(kBool);
         return payload.signed64 != 0;
     }
     /// The number, truncated toward zero; one outside the range of `int` gives
@@ -162,12 +163,12 @@ public:
     double AsDouble() const { return kind == kDouble ? payload.real : ConvertToDouble(); }
     /// The point; throws `AnyBadAccess` for any other kind.
     Pointd AsPoint() const {
-        Require(kind == kPoint);
+        Require(kPoint);
         return *static_cast<const Pointd*>(payload.box->Value());
     }
     /// The text; throws `AnyBadAccess` for any other kind.
     std::string AsString() const {
-        Require(kind == kString);
+        Require(kString);
         return *static_cast<const std::string*>(payload.box->Value());
     }
 
@@ -187,11 +188,12 @@ private:
     }
 
     bool IsBoxed() const noexcept { return kind >= kFirstBoxed; }
-    static void Require(bool held) {
-        if (!held) {
-            throw AnyBadAccess();
+    void Require(std::int32_t wanted) const {
+        if (kind != wanted) {
+            Refuse(wanted);
         }
     }
+    [[noreturn]] CORE_API void Refuse(std::int32_t wanted) const;
     CORE_API int ConvertToInt() const;
     CORE_API double ConvertToDouble() const;
 

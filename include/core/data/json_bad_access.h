@@ -7,7 +7,8 @@
 CORE_HIDES_STD_BEGIN
 namespace core {
 
-/// Thrown when a `JsonValue` is read as a kind that it does not convert to.
+/// Thrown when a `JsonValue` is read as a kind that it does not convert to: as a
+/// `JsonKindMismatch`, which says what it is.
 class CORE_API JsonBadAccess : public std::exception {
 public:
     JsonBadAccess() noexcept;

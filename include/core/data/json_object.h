@@ -39,6 +39,20 @@ public:
     void SetName(const std::string& text) { name->Assign(text); }
     void SetName(std::string_view text) { name->Assign(text); }
 
+    /// As those of `JsonValue`; the `JsonKindMismatch` that they throw has the name.
+    bool AsBool() const;
+    int AsInt() const;
+    unsigned AsUint() const;
+    std::int64_t AsInt64() const;
+    std::uint64_t AsUint64() const;
+    double AsDouble() const;
+    float AsFloat() const;
+    const char* AsString() const;
+    JsonArray& AsArray();
+    const JsonArray& AsArray() const;
+    JsonObject& AsObject();
+    const JsonObject& AsObject() const;
+
     /// Null after the last one.
     JsonMember* NextSibling() noexcept { return next; }
     const JsonMember* NextSibling() const noexcept { return next; }

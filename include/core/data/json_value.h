@@ -161,7 +161,8 @@ public:
     JsonObject& MakeEmptyObject();
     JsonString& MakeEmptyString();
 
-    /// The value in the wanted type; throws `JsonBadAccess` where it does not convert.
+    /// The value in the wanted type; throws `JsonBadAccess`, as a `JsonKindMismatch`, where
+    /// it does not convert.
     ///
     /// Integers convert to every number type, to integers only when in range, and to
     /// booleans (not 0). A boolean converts to integers, 0 or 1, but not to double or

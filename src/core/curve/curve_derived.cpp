@@ -111,6 +111,13 @@ std::unique_ptr<PreparedBlock> PreparedBlock::Make(std::size_t segments) {
     return made;
 }
 
+// Where a value can't be read as a number.
+Segment UnreadableSegment(const ValAny& value, double from, double to) {
+    Segment segment = SegmentOfShape(Segment::Shape::NotNumeric, from, to);
+    segment.c[0] = value.Kind();
+    return segment;
+}
+
 // Before the first and after the last keyframe.
 Segment Curve::OuterSegment(const TimeValuePair& keyframe, double from, double to) const {
     const ValAny& value = keyframe.PeekValue();
@@ -119,7 +126,7 @@ Segment Curve::OuterSegment(const TimeValuePair& keyframe, double from, double t
         return StoredSegment(value, from, to);
     }
     return ReadNumber(value, number) ? ConstantSegment(from, to, number)
-                                     : SegmentOfShape(Segment::Shape::NotNumeric, from, to);
+                                     : UnreadableSegment(value, from, to);
 }
 
 const TimeValuePair* Curve::Following(std::size_t block, std::size_t offset) const noexcept {
@@ -151,7 +158,9 @@ bool Curve::PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& int
     } else if (ReadEnds(start, *end, settings.type == ParameterPoint, ends)) {
         segment = PrepareSegment(ends, curve);
     } else {
-        segment = SegmentOfShape(Segment::Shape::NotNumeric, from, to);
+        double number = 0.0;
+        const bool isStart = !ReadNumber(start.PeekValue(), number);
+        segment = UnreadableSegment((isStart ? start : *end).PeekValue(), from, to);
     }
     if (segment.HasCurve()) {
         if (into.curves == nullptr) {
@@ -201,7 +210,7 @@ const Segment& Curve::SegmentAt(double t) const {
 ValAny Curve::Sample(const Segment& segment, double t, bool clampToRange) const {
     switch (segment.shape) {
         case Segment::Shape::NotNumeric:
-            throw AnyBadAccess();
+            RefuseValues(segment);
         case Segment::Shape::Path: {
             const double u = segment.Progress(t);
             return Pointd{segment.curve->bezier.X(u), segment.curve->bezier.Y(u)};
@@ -261,19 +270,15 @@ const AreaIndex& Curve::Areas() const {
             const BlockAreas& sums = block.areas.Get([&] {
                 for (const Segment& segment : segments) {
                     if (segment.shape == Segment::Shape::NotNumeric) {
-                        throw AnyBadAccess();
+                        RefuseValues(segment);
                     }
                 }
                 return std::make_unique<BlockAreas>(segments);
             });
             rows.push_back({block.times, segments, &sums, 0.0});
         }
-        double valueBefore = 0.0;
-        double valueAfter = 0.0;
-        if (!ReadNumber((*this)[0].PeekValue(), valueBefore) ||
-            !ReadNumber((*this)[count - 1].PeekValue(), valueAfter)) {
-            throw AnyBadAccess();
-        }
+        const double valueBefore = RequireNumber((*this)[0].PeekValue());
+        const double valueAfter = RequireNumber((*this)[count - 1].PeekValue());
         return std::make_unique<AreaIndex>(std::move(rows), valueBefore, valueAfter);
     });
 }

@@ -29,6 +29,12 @@ inline bool ReadNumber(const ValAny& value, double& number) {
     return true;
 }
 
+/// The same; throws `AnyKindMismatch` for what is no number.
+inline double RequireNumber(const ValAny& value) {
+    double number = 0.0;
+    return ReadNumber(value, number) ? number : value.AsDouble();
+}
+
 /// Truncated toward zero; saturating at the bounds, 0 for NaN.
 inline int TruncateToInt(double x) noexcept {
     constexpr double kMost = std::numeric_limits<std::int32_t>::max();

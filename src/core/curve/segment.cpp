@@ -2,6 +2,7 @@
 
 #include "core/curve/numbers.h"
 
+#include <core/curve/any_kind_mismatch.h>
 #include <core/curve/time_unit.h>
 
 #include <algorithm>
@@ -120,6 +121,13 @@ const Segment* Segment::Nowhere() noexcept {
 double Segment::EasedProgress(double t) const noexcept {
     const double p = (InSeconds(t) - StartInSeconds()) / SpanInSeconds();
     return p > 0.0 ? (p < 1.0 ? p : 1.0) : 0.0;
+}
+
+void RefuseValues(const Segment& segment) {
+    const bool isPath = segment.shape == Segment::Shape::Path;
+    throw AnyKindMismatch(
+        isPath ? static_cast<int>(ValAny::kPoint) : static_cast<int>(segment.c[0]),
+        ValAny::kDouble);
 }
 
 Segment ConstantSegment(double from, double to, double value) noexcept {

@@ -95,7 +95,7 @@ struct alignas(64) Segment {
         Bounce,           ///< the same with `EaseOutBounce`
         Stored,           ///< the start keyframe's value in its own kind
         Path,             ///< a point: X and Y of the curve at u
-        NotNumeric,       ///< the values can't be read as the shape needs them
+        NotNumeric,       ///< a value of kind c[0] can't be read as the shape needs it
     };
 
     /// Holds every time t with from <= t < to; none before it is prepared.
@@ -134,6 +134,9 @@ static_assert(sizeof(Segment) == 64);
 /// Prepares a segment between two numeric keyframes. `curve` is written for the
 /// shape `TimeValueBezier` alone, and the segment refers to it.
 Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept;
+
+/// Throws the `AnyKindMismatch` of a segment that is not numeric, or of a path.
+[[noreturn]] void RefuseValues(const Segment& segment);
 
 /// A segment that has one value everywhere, as before the first and after the
 /// last keyframe.

@@ -40,9 +40,7 @@ SegmentShape::SegmentShape(const Segment& of) : segment(of) {
             y.c = {c[0], 0.0, 0.0, 0.0};
             break;
         case Shape::Stored:
-            if (!ReadNumber(*segment.stored, y.c[0])) {
-                throw AnyBadAccess();
-            }
+            y.c[0] = RequireNumber(*segment.stored);
             break;
         case Shape::Line:
             y.c = {c[0] - c[1] * c[2], c[1], 0.0, 0.0};
@@ -67,7 +65,7 @@ SegmentShape::SegmentShape(const Segment& of) : segment(of) {
             break;
         case Shape::Path:
         case Shape::NotNumeric:
-            throw AnyBadAccess();
+            RefuseValues(segment);
     }
 }
 

@@ -29,11 +29,7 @@ double RatioOf(const Curve& curve) noexcept {
 }
 
 double SingleValue(const Curve& curve) {
-    double number = 0.0;
-    if (curve.Count() == 1 && !ReadNumber(curve[0].PeekValue(), number)) {
-        throw AnyBadAccess();
-    }
-    return number;
+    return curve.Count() == 1 ? RequireNumber(curve[0].PeekValue()) : 0.0;
 }
 
 // From `from` to `to` of a segment; `isLast` where the end belongs to it.

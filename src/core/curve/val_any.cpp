@@ -1,5 +1,7 @@
 #include <core/curve/val_any.h>
 
+#include <core/curve/any_kind_mismatch.h>
+
 #include "core/curve/numbers.h"
 
 #include <algorithm>
@@ -14,6 +16,10 @@ AnyBadAccess::~AnyBadAccess() = default;
 
 const char* AnyBadAccess::what() const noexcept {
     return "ValAny Bad Access";
+}
+
+void ValAny::Refuse(std::int32_t wanted) const {
+    throw AnyKindMismatch(kind, wanted);
 }
 
 int ValAny::ConvertToInt() const {
@@ -32,7 +38,7 @@ int ValAny::ConvertToInt() const {
         case kDouble:
             return TruncateToInt(payload.real);
         default:
-            throw AnyBadAccess();
+            Refuse(kInt);
     }
 }
 
@@ -49,7 +55,7 @@ double ValAny::ConvertToDouble() const {
         case kDouble:
             return payload.real;
         default:
-            throw AnyBadAccess();
+            Refuse(kDouble);
     }
 }
 

@@ -1,7 +1,10 @@
 #include <core/data/json_value.h>
 
+#include <core/data/json_kind_mismatch.h>
+
 #include <limits>
 #include <string_view>
+#include <type_traits>
 
 #include "core/data/json_nodes.h"
 
@@ -37,14 +40,36 @@ std::uint64_t TruncateUnsigned64(double number) noexcept {
     return static_cast<std::uint64_t>(Truncate64(number));
 }
 
-/// Throws where `value` is not, or does not convert to, a `T`.
+// The kind that a read as `T` asks for.
+template <class T>
+constexpr int kKindOf =
+    std::is_same_v<T, bool>                                                ? JsonValue::kBool
+    : std::is_floating_point_v<T>                                          ? JsonValue::kDouble
+    : std::is_unsigned_v<T>                                                ? JsonValue::kUnsigned
+    : std::is_integral_v<T>                                                ? JsonValue::kSigned
+    : std::is_same_v<T, JsonArray*> || std::is_same_v<T, const JsonArray*> ? JsonValue::kArray
+                                                                           : JsonValue::kObject;
+
+[[noreturn]] void Refuse(const JsonValue& value, int wanted, const char* name) {
+    throw JsonKindMismatch(value.Kind(), wanted, name);
+}
+
+/// Throws where `value`, a member of that name or none, is not, or does not convert to, a
+/// `T`.
 template <class T, class Value>
-T Require(Value& value) {
+T Require(Value& value, const char* name = nullptr) {
     T out{};
     if (!value.Get(out)) {
-        throw JsonBadAccess();
+        Refuse(value, kKindOf<T>, name);
     }
     return out;
+}
+
+const char* TextOf(const JsonValue& value, const char* name = nullptr) {
+    if (!value.IsString()) {
+        Refuse(value, JsonValue::kString, name);
+    }
+    return JsonNodes::String(value).Text();
 }
 
 }  // namespace
@@ -378,10 +403,7 @@ float JsonValue::AsFloat() const {
 }
 
 const char* JsonValue::AsString() const {
-    if (kind != kString) {
-        throw JsonBadAccess();
-    }
-    return payload.string->Text();
+    return TextOf(*this);
 }
 
 JsonArray& JsonValue::AsArray() {
@@ -395,6 +417,43 @@ JsonObject& JsonValue::AsObject() {
 }
 const JsonObject& JsonValue::AsObject() const {
     return *Require<const JsonObject*>(*this);
+}
+
+bool JsonMember::AsBool() const {
+    return Require<bool>(*this, Name());
+}
+int JsonMember::AsInt() const {
+    return Require<int>(*this, Name());
+}
+unsigned JsonMember::AsUint() const {
+    return Require<unsigned>(*this, Name());
+}
+std::int64_t JsonMember::AsInt64() const {
+    return Require<std::int64_t>(*this, Name());
+}
+std::uint64_t JsonMember::AsUint64() const {
+    return Require<std::uint64_t>(*this, Name());
+}
+double JsonMember::AsDouble() const {
+    return Require<double>(*this, Name());
+}
+float JsonMember::AsFloat() const {
+    return Require<float>(*this, Name());
+}
+const char* JsonMember::AsString() const {
+    return TextOf(*this, Name());
+}
+JsonArray& JsonMember::AsArray() {
+    return *Require<JsonArray*>(*this, Name());
+}
+const JsonArray& JsonMember::AsArray() const {
+    return *Require<const JsonArray*>(*this, Name());
+}
+JsonObject& JsonMember::AsObject() {
+    return *Require<JsonObject*>(*this, Name());
+}
+const JsonObject& JsonMember::AsObject() const {
+    return *Require<const JsonObject*>(*this, Name());
 }
 
 }  // namespace core
