@@ -3,7 +3,7 @@
 //   crash_process HOW DIRECTORY      crashes
 //   crash_process check HOW DIRECTORY    status 1 unless its lines are there, and the last one
 //
-// HOW is segv, sent, fpe, ill, abort, terminate, throw, overflow, hooked or fatal.
+// HOW is segv, sent, bus, fpe, ill, abort, terminate, throw, overflow, hooked or fatal.
 
 #include <core/logging/log.h>
 #include <core/logging/log_crash.h>
@@ -18,14 +18,13 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "logging/crash_ways.h"
 #include "logging/process_lines.h"
 
 namespace {
@@ -51,7 +50,7 @@ void WriteToNowhere() {
     throw std::runtime_error("no\nway");
 }
 
-const std::map<std::string, std::function<void()>> kWays = {
+const CrashWaysAdded kWays({
     {"segv", WriteToNowhere},
     {"sent", [] { std::raise(SIGSEGV); }},
     {"fpe",
@@ -71,7 +70,7 @@ const std::map<std::string, std::function<void()>> kWays = {
          CoreLogPrintLog(kModule, CORE_LOG_FATAL, "t", nullptr, nullptr, -1, "the end");
          std::_Exit(42);
      }},
-};
+});
 
 /// Other threads log to two modules without a pause, but for the disk's sake.
 void LogFromThreads() {
@@ -105,7 +104,7 @@ int Crash(const std::string& how, const fs::path& directory) {
     }
     WriteCounts(directory, counts);
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    kWays.at(how)();
+    CrashWays().at(how)();
     return 3;
 }
 
@@ -167,7 +166,7 @@ int main(int argc, char** argv) {
     if (argc == 4) {
         return Check(argv[2], argv[3]);
     }
-    if (argc != 3 || kWays.count(argv[1]) == 0) {
+    if (argc != 3 || CrashWays().count(argv[1]) == 0) {
         return 2;
     }
     fs::create_directories(argv[2]);
