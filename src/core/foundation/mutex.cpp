@@ -5,7 +5,12 @@
 
 namespace core {
 
-void RecursiveMutex::Wait(std::thread::id self) {
+namespace {
+
+/// Pauses between the calls of `take` until it answers true; false when the other threads
+/// are gone with the end of the process.
+template <class Take>
+bool BackOff(Take&& take) {
     constexpr int kSpins = 12;   // the last of them a few microseconds
     constexpr int kYields = 20;  // tells a holder that runs from one that was interrupted
     constexpr std::chrono::microseconds kLongest(1000);
@@ -19,21 +24,54 @@ void RecursiveMutex::Wait(std::thread::id self) {
             std::this_thread::yield();
         } else {
             if (platform::OtherThreadsAreGone()) {
-                holder.store(self, std::memory_order_relaxed);
-                again = 0;
-                return;
+                return false;
             }
             std::this_thread::sleep_for(sleep);
             sleep = std::min(2 * sleep, kLongest);
         }
-        // A look first: only an exchange takes the line from the holder.
-        std::thread::id none;
-        if (holder.load(std::memory_order_relaxed) == none &&
-            holder.compare_exchange_strong(none, self, std::memory_order_acquire,
-                                           std::memory_order_relaxed)) {
-            return;
+        if (take()) {
+            return true;
         }
     }
+}
+
+/// Whether it is unlocked before long.
+template <class AnyMutex>
+bool IsSoonFree(AnyMutex& mutex) CORE_NO_THREAD_SAFETY_ANALYSIS {
+    // Far longer than any of our mutexes is held.
+    constexpr int kTries = 10'000;
+    for (int i = 0; i < kTries; ++i) {
+        if (mutex.TryLock()) {
+            mutex.unlock();
+            return true;
+        }
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+}  // namespace
+
+void RecursiveMutex::Wait(std::thread::id self) {
+    // A look first: only an exchange takes the line from the holder.
+    const bool isTaken = BackOff([&] {
+        std::thread::id none;
+        return holder.load(std::memory_order_relaxed) == none &&
+               holder.compare_exchange_strong(none, self, std::memory_order_acquire,
+                                              std::memory_order_relaxed);
+    });
+    if (!isTaken) {
+        holder.store(self, std::memory_order_relaxed);
+        again = 0;
+    }
+}
+
+bool SpinMutex::Wait() {
+    return !BackOff([this] { return !isHeld.load(std::memory_order_relaxed) && TryLock(); });
+}
+
+bool SpinMutex::IsFreeSoon() {
+    return IsSoonFree(*this);
 }
 
 bool Mutex::WaitOrRenew() {
@@ -58,16 +96,7 @@ bool Lock::Wait() CORE_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 bool Mutex::IsFreeSoon() {
-    // Far longer than any of our mutexes is held.
-    constexpr int kTries = 10'000;
-    for (int i = 0; i < kTries; ++i) {
-        if (mutex.try_lock()) {
-            mutex.unlock();
-            return true;
-        }
-        std::this_thread::yield();
-    }
-    return false;
+    return IsSoonFree(*this);
 }
 
 }  // namespace core

@@ -69,7 +69,7 @@ public:
     Counters CountAll();
     void Measure(bool isOn) { times.Measure(isOn); }
     bool IsConsumerHere() {
-        const Lock lock(queueMutex, *this);
+        const ScopedLock lock(queueMutex, *this);
         return consumer == std::this_thread::get_id();
     }
     /// Whether Stop could wait for a thread that is gone.
@@ -106,9 +106,9 @@ private:
     }
     static void Destroy(EventNode* node) { node->type->destroy(node->Event()); }
 
-    Mutex queueMutex;
-    Condition wake;
-    Condition roleIsFree;
+    SpinMutex queueMutex;
+    SpinCondition wake;
+    SpinCondition roleIsFree;
     EventQueue events CORE_GUARDED_BY(queueMutex);
     unsigned lastToken CORE_GUARDED_BY(queueMutex) = 0;
     std::thread::id consumer CORE_GUARDED_BY(queueMutex);
@@ -143,7 +143,7 @@ void AsyncEventBusImpl::Start(const std::shared_ptr<AsyncEventBusImpl>& impl) {
 }
 
 int AsyncEventBusImpl::NewToken() {
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     return static_cast<int>(++lastToken);
 }
 
@@ -157,7 +157,7 @@ void AsyncEventBusImpl::AddCommand(int token, const detail::EventType& type,
 
 void AsyncEventBusImpl::RemoveListeners(int token) {
     AddCommand(token, {}, nullptr);
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     hasNewCommands = true;
     Wake();
 }
@@ -174,18 +174,18 @@ void* AsyncEventBusImpl::Reserve(const detail::EventType& type) {
     if (node != nullptr) {
         return node->Event();
     }
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     return events.NewNode(type)->Event();
 }
 
 void AsyncEventBusImpl::Free(EventNode* node) {
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     events.FreeNode(node);
 }
 
 void AsyncEventBusImpl::Post(EventNode* node) {
     {
-        const Lock lock(queueMutex, *this);
+        const ScopedLock lock(queueMutex, *this);
         if (!isStopped) {
             events.Push(node);
             Wake();
@@ -198,20 +198,20 @@ void AsyncEventBusImpl::Post(EventNode* node) {
 
 int AsyncEventBusImpl::CountEvents() {
     constexpr std::size_t kMost = std::numeric_limits<int>::max();
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     return static_cast<int>(std::min(events.Size(), kMost));
 }
 
 void AsyncEventBusImpl::Consume() {
     const std::thread::id self = std::this_thread::get_id();
     {
-        Lock lock(queueMutex, *this);
+        const ScopedLock lock(queueMutex, *this);
         if (consumer == self) {
             return;
         }
         const bool isAlone = platform::OtherThreadsAreGone();
         while (!isStopped && !isAlone && consumer != std::thread::id()) {
-            roleIsFree.Wait(lock);
+            roleIsFree.Wait(queueMutex);
         }
         if (isStopped || isAlone) {
             return;
@@ -224,22 +224,22 @@ void AsyncEventBusImpl::Consume() {
         }
         Deliver(ProcessCommandsAndGetQueuedEventsCount());
     }
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     consumer = std::thread::id();
     roleIsFree.NotifyAll();
 }
 
 bool AsyncEventBusImpl::WaitForWork() {
-    Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     while (!isStopped && events.Size() == 0 && !hasNewCommands && !IsTimerDue()) {
         isAsleep = true;
         if (timers == nullptr || timers->Size() == 0) {
-            wake.Wait(lock);
+            wake.Wait(queueMutex);
         } else {
             // Some systems wait for days at most; a wait that is cut goes on.
             constexpr std::chrono::nanoseconds kLongest = std::chrono::hours(1);
             const std::chrono::nanoseconds left(timers->NextDue() - TimerClock::Now());
-            wake.WaitUntil(lock, std::chrono::steady_clock::now() + std::min(left, kLongest));
+            wake.WaitUntil(queueMutex, std::chrono::steady_clock::now() + std::min(left, kLongest));
         }
         isAsleep = false;
     }
@@ -255,7 +255,7 @@ void AsyncEventBusImpl::ServeTimers() {
         TimedPost post;
         TimerKey key;
         {
-            const Lock lock(queueMutex, *this);
+            const ScopedLock lock(queueMutex, *this);
             if (timers == nullptr || isStopped) {
                 return;
             }
@@ -285,7 +285,7 @@ void AsyncEventBusImpl::ServeTimers() {
         } catch (...) {
             Report(ReportLevel::Error, "core", "a timer's event can't be copied", "AsyncEventBus");
         }
-        const Lock lock(queueMutex, *this);
+        const ScopedLock lock(queueMutex, *this);
         Timers::Slot* const timer = timers != nullptr ? timers->Find(key) : nullptr;
         if (timer != nullptr) {
             timer->mark = events.Pushed();
@@ -296,7 +296,7 @@ void AsyncEventBusImpl::ServeTimers() {
 TimerKey AsyncEventBusImpl::Arm(std::int64_t due, std::int64_t period,
                                 std::function<void()>&& post) {
     auto payload = std::make_shared<std::function<void()>>(std::move(post));
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     if (isStopped) {
         return {};
     }
@@ -313,7 +313,7 @@ TimerKey AsyncEventBusImpl::Arm(std::int64_t due, std::int64_t period,
 
 bool AsyncEventBusImpl::CancelTimer(const TimerKey& key) {
     TimedPost cancelled;
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     if (timers != nullptr) {
         cancelled = timers->Cancel(key);
     }
@@ -321,12 +321,12 @@ bool AsyncEventBusImpl::CancelTimer(const TimerKey& key) {
 }
 
 bool AsyncEventBusImpl::HasTimer(const TimerKey& key) {
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     return timers != nullptr && timers->Find(key) != nullptr;
 }
 
 Counters AsyncEventBusImpl::CountAll() {
-    const Lock lock(queueMutex, *this);
+    const ScopedLock lock(queueMutex, *this);
     Counters counters;
     counters.posted = events.Pushed();
     counters.done = times.Done();
@@ -391,7 +391,7 @@ void AsyncEventBusImpl::Deliver(int count) {
     for (int i = 0;; ++i) {
         EventNode* next = nullptr;
         {
-            const Lock lock(queueMutex, *this);
+            const ScopedLock lock(queueMutex, *this);
             if (done != nullptr) {
                 events.FreeNode(done);
             }
@@ -418,7 +418,7 @@ void AsyncEventBusImpl::Deliver(int count) {
 void AsyncEventBusImpl::Stop() {
     const std::thread::id self = std::this_thread::get_id();
     {
-        Lock lock(queueMutex, *this);
+        const ScopedLock lock(queueMutex, *this);
         isStopped = true;
         wake.NotifyAll();
         roleIsFree.NotifyAll();
@@ -430,9 +430,9 @@ void AsyncEventBusImpl::Stop() {
     }
     {
         // A thread that a caller has lent.
-        Lock lock(queueMutex, *this);
+        const ScopedLock lock(queueMutex, *this);
         while (consumer != std::thread::id() && consumer != self) {
-            roleIsFree.Wait(lock);
+            roleIsFree.Wait(queueMutex);
         }
     }
     // From here on, nobody else is in the registry.
@@ -445,13 +445,13 @@ void AsyncEventBusImpl::Stop() {
     const ListenerRegistry leftListeners = registry.TakeAll();
     std::unique_ptr<Timers> leftTimers;
     {
-        const Lock lock(queueMutex, *this);
+        const ScopedLock lock(queueMutex, *this);
         leftTimers.swap(timers);
     }
     for (;;) {
         EventNode* node = nullptr;
         {
-            const Lock lock(queueMutex, *this);
+            const ScopedLock lock(queueMutex, *this);
             node = events.Pop();
         }
         if (node == nullptr) {

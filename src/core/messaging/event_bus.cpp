@@ -19,23 +19,23 @@ namespace core {
 class EventBusImpl {
 public:
     int NewToken() {
-        const Lock lock(mutex, *this);
+        const ScopedLock lock(mutex, *this);
         return static_cast<int>(++lastToken);
     }
     void Add(const detail::EventType& type, std::shared_ptr<detail::EventListener> listener) {
-        const Lock lock(mutex, *this);
+        const ScopedLock lock(mutex, *this);
         registry.Add(type, std::move(listener));
     }
     Listeners RemoveAll(int token) {
-        const Lock lock(mutex, *this);
+        const ScopedLock lock(mutex, *this);
         return registry.RemoveAll(token);
     }
     ListenerRegistry TakeAll() {
-        const Lock lock(mutex, *this);
+        const ScopedLock lock(mutex, *this);
         return registry.TakeAll();
     }
     ChannelHandle Find(const detail::EventType& type) {
-        const Lock lock(mutex, *this);
+        const ScopedLock lock(mutex, *this);
         ++posted;
         return registry.Find(type);
     }
@@ -44,7 +44,7 @@ public:
         // Held here: a listener may destroy the bus.
         std::shared_ptr<RunTimes> held;
         if (IsMeasured()) {
-            const Lock lock(mutex, *this);
+            const ScopedLock lock(mutex, *this);
             held = times;
         }
         const ChannelHandle channel = Find(type);
@@ -56,14 +56,14 @@ public:
     void Measure(bool isOn) {
         auto made = std::make_shared<RunTimes>();
         made->Measure(true);
-        const Lock lock(mutex, *this);
+        const ScopedLock lock(mutex, *this);
         isMeasured.store(isOn);
         if (isOn) {
             times = std::move(made);
         }
     }
     Counters CountAll() {
-        const Lock lock(mutex, *this);
+        const ScopedLock lock(mutex, *this);
         Counters counters;
         counters.posted = counters.done = posted;
         counters.longestRun = times != nullptr ? times->Longest() : std::chrono::nanoseconds(0);
@@ -73,7 +73,7 @@ public:
     void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS { new (&registry) ListenerRegistry; }
 
 private:
-    Mutex mutex;
+    SpinMutex mutex;
     std::uint64_t lastToken CORE_GUARDED_BY(mutex) = 0;
     std::uint64_t posted CORE_GUARDED_BY(mutex) = 0;
     std::atomic<bool> isMeasured = false;

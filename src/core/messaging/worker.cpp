@@ -119,9 +119,9 @@ private:
     Task* WaitForTask(bool isOwnThread);
     void Refill() CORE_REQUIRES(mutex);
 
-    Mutex mutex;
-    Condition wake;
-    Condition drained;
+    SpinMutex mutex;
+    SpinCondition wake;
+    SpinCondition drained;
     Phase phase CORE_GUARDED_BY(mutex) = Phase::Running;
     int sleepers CORE_GUARDED_BY(mutex) = 0;
     std::vector<Task*> incoming CORE_GUARDED_BY(mutex);
@@ -207,7 +207,7 @@ private:
 }  // namespace
 
 bool TaskQueue::Post(Task* task, TaskOrder order) {
-    const Lock lock(mutex, *this);
+    const ScopedLock lock(mutex, *this);
     if (phase == Phase::Stopped || (phase == Phase::Draining && !Serving::Is(this))) {
         return false;
     }
@@ -237,13 +237,13 @@ std::size_t TaskQueue::Waiting() const {
 }
 
 int TaskQueue::Count() {
-    const Lock lock(mutex, *this);
+    const ScopedLock lock(mutex, *this);
     return static_cast<int>(
         std::min(Waiting(), static_cast<std::size_t>(std::numeric_limits<int>::max())));
 }
 
 Counters TaskQueue::CountAll() {
-    const Lock lock(mutex, *this);
+    const ScopedLock lock(mutex, *this);
     Counters counters;
     counters.done = times.Done();
     counters.posted = posted;
@@ -278,7 +278,7 @@ std::shared_ptr<WorkerTimer> TaskQueue::CancelTimer(const TimerKey& key) {
 }
 
 bool TaskQueue::HasTimer(const TimerKey& key) {
-    const Lock lock(mutex, *this);
+    const ScopedLock lock(mutex, *this);
     return timers != nullptr && timers->Find(key) != nullptr;
 }
 
@@ -370,7 +370,7 @@ Task* TaskQueue::WaitForTask(bool isOwnThread) {
          ++i) {
         std::this_thread::yield();
     }
-    Lock lock(mutex, *this);
+    const ScopedLock lock(mutex, *this);
     while (!hasExit.load()) {
         const bool isServed = timers == nullptr || ServeTimers();
         if (!IsEmpty()) {
@@ -382,7 +382,7 @@ Task* TaskQueue::WaitForTask(bool isOwnThread) {
         }
         const auto deadline = NextLook(isServed);
         ++sleepers;
-        wake.WaitUntil(lock, deadline);
+        wake.WaitUntil(mutex, deadline);
         --sleepers;
     }
     if (hasExit.load()) {
@@ -418,7 +418,7 @@ void TaskQueue::Serve(bool isOwnThread) {
 void TaskQueue::StopAndDrain() {
     const bool isInside = Serving::Is(this);
     const Serving serving(this);
-    Lock lock(mutex, *this);
+    SpinLock lock(mutex, *this);
     hasExit.store(true);
     wake.NotifyAll();
     // A drain that is under way on a thread that is gone goes on here.
@@ -427,7 +427,7 @@ void TaskQueue::StopAndDrain() {
             // The drain may be waiting for this very task.
             return;
         }
-        drained.Wait(lock);
+        drained.Wait(mutex);
     }
     if (phase == Phase::Stopped) {
         return;
@@ -460,14 +460,14 @@ void TaskQueue::Abandon() noexcept {
 }
 
 void TaskQueue::Exit() {
-    const Lock lock(mutex, *this);
+    const ScopedLock lock(mutex, *this);
     hasExit.store(true);
     wake.NotifyAll();
 }
 
 void TaskQueue::RunRest() {
     const Serving serving(this);
-    Lock lock(mutex, *this);
+    SpinLock lock(mutex, *this);
     while (Task* const task = Take()) {
         lock.unlock();
         RunElsewhere(task);
