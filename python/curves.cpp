@@ -1,6 +1,7 @@
 // Parameters and snapshots.
 
 #include "sampling.h"
+#include "transaction.h"
 
 #include <cstdint>
 #include <functional>
@@ -376,44 +377,6 @@ void Remove(Parameter& parameter, const py::object& index) {
     });
 }
 
-/// `with parameter.edit() as draft:` puts what the draft has become in the parameter's place
-/// when the block ends, unless it raises.
-class EditTransaction {
-public:
-    explicit EditTransaction(py::object edited) : parameter(std::move(edited)) {}
-
-    std::shared_ptr<Parameter> Enter() {
-        if (draft != nullptr) {
-            throw std::runtime_error("the transaction is open already");
-        }
-        base = py::cast<Parameter&>(parameter).Snapshot();
-        draft = std::make_shared<Parameter>(base.ToParameter());
-        return draft;
-    }
-
-    void Exit(const py::object& error, const py::object&, const py::object&) {
-        const std::shared_ptr<Parameter> done = std::move(draft);
-        if (done == nullptr || !error.is_none()) {
-            return;
-        }
-        bool wasFaster = false;
-        py::cast<Parameter&>(parameter).Edit([&](Parameter& current) {
-            wasFaster = current.Snapshot() != base;
-            if (!wasFaster) {
-                current.Restore(done->Snapshot());
-            }
-        });
-        if (wasFaster) {
-            Raise(names.editConflict, "the parameter was changed while the transaction was open");
-        }
-    }
-
-private:
-    py::object parameter;
-    CurveSnapshot base;
-    std::shared_ptr<Parameter> draft;
-};
-
 std::shared_ptr<Parameter> MakeParameter(const py::iterable& keyframes, const py::object& type,
                                          const py::object& constant) {
     const core::ParameterTypeEnum wanted = !type.is_none()       ? TypeFrom(type)
@@ -448,8 +411,8 @@ void BindCurves(py::module_& module) {
     using namespace py::literals;
 
     py::class_<CurveSnapshot> snapshot(module, "Snapshot");
-    snapshot.attr("__module__") = "core";
     BindQuestions(snapshot);
+    BindComparison(snapshot);
     snapshot
         .def_property_readonly(
             "type", [](const CurveSnapshot& self) { return TypeOf(self.GetParameterType()); })
@@ -457,25 +420,6 @@ void BindCurves(py::module_& module) {
         .def_property_readonly(
             "base_ratio", [](const CurveSnapshot& self) { return ValueOf(self.GetBaseRatio()); })
         .def("to_parameter", &CurveSnapshot::ToParameter)
-        .def(
-            "changed_between",
-            [](const CurveSnapshot& self, const CurveSnapshot& other) -> py::object {
-                const core::TimeRange range = ChangedBetween(self, other);
-                if (range.IsEmpty()) {
-                    return py::none();
-                }
-                return py::make_tuple(range.from, range.to);
-            },
-            "other"_a)
-        .def("__eq__",
-             [](const CurveSnapshot& self, const py::object& other) -> py::object {
-                 if (!py::isinstance<CurveSnapshot>(other)) {
-                     return py::reinterpret_borrow<py::object>(Py_NotImplemented);
-                 }
-                 return py::bool_(self == py::cast<const CurveSnapshot&>(other));
-             })
-        .def("__copy__", [](const CurveSnapshot& self) { return self; })
-        .def("__deepcopy__", [](const CurveSnapshot& self, const py::object&) { return self; })
         .def("__repr__", [](const CurveSnapshot& self) { return Describe("Snapshot", self); })
         .def(py::pickle(
             [](const CurveSnapshot& self) { return py::make_tuple(TextOf(self.Serialize())); },
@@ -484,7 +428,6 @@ void BindCurves(py::module_& module) {
                 Load(parameter, state[0]);
                 return parameter.Snapshot();
             }));
-    snapshot.attr("__hash__") = py::none();
 
     py::class_<Parameter, std::shared_ptr<Parameter>> parameter(module, "Parameter");
     parameter.attr("__module__") = "core";
@@ -533,7 +476,9 @@ void BindCurves(py::module_& module) {
         .def("__delitem__", &Remove)
         .def("clear", &Parameter::ClearKeyFrames)
         .def("remove_after", &Parameter::RemoveKeyFramesAfterTime, "time"_a)
-        .def("edit", [](const py::object& self) { return EditTransaction(self); })
+        .def(
+            "edit",
+            [](const std::shared_ptr<Parameter>& self) { return EditTransaction<Parameter>(self); })
         .def("snapshot", &Parameter::Snapshot)
         .def(
             "restore", [](Parameter& self, const CurveSnapshot& to) { self.Restore(to); },
@@ -562,9 +507,7 @@ void BindCurves(py::module_& module) {
                 return loaded;
             }));
 
-    py::class_<EditTransaction> transaction(module, "EditTransaction");
-    transaction.attr("__module__") = "core";
-    transaction.def("__enter__", &EditTransaction::Enter).def("__exit__", &EditTransaction::Exit);
+    EditTransaction<Parameter>::Bind(module, "EditTransaction");
 
     module.def(
         "merge_motion",

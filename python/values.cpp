@@ -14,6 +14,7 @@ void LookUpNames() {
     };
     names.point = of("core._values", "Point");
     names.keyframe = of("core._values", "Keyframe");
+    names.freeze = of("core._values", "Freeze");
     names.parameterType = of("core._values", "ParameterType");
     names.jsonError = of("core._values", "JsonError");
     names.packError = of("core._values", "PackError");

@@ -17,6 +17,7 @@ namespace py = pybind11;
 struct Names {
     py::handle point;
     py::handle keyframe;
+    py::handle freeze;
     py::handle parameterType;
     py::handle interpolation;
     py::handle jsonError;
@@ -77,6 +78,34 @@ struct NewKeyframe {
     bool hasHandles = false;
 };
 NewKeyframe KeyframeFrom(py::handle keyframe, core::ParameterTypeEnum type);
+
+/// That a snapshot is a value, and where it differs from another one.
+template <class Bound>
+void BindComparison(Bound& bound) {
+    using Snapshot = typename Bound::type;
+    bound
+        .def(
+            "changed_between",
+            [](const Snapshot& self, const Snapshot& other) -> py::object {
+                const core::TimeRange range = ChangedBetween(self, other);
+                if (range.IsEmpty()) {
+                    return py::none();
+                }
+                return py::make_tuple(range.from, range.to);
+            },
+            py::arg("other"))
+        .def("__eq__",
+             [](const Snapshot& self, const py::object& other) -> py::object {
+                 if (!py::isinstance<Snapshot>(other)) {
+                     return py::reinterpret_borrow<py::object>(Py_NotImplemented);
+                 }
+                 return py::bool_(self == py::cast<const Snapshot&>(other));
+             })
+        .def("__copy__", [](const Snapshot& self) { return self; })
+        .def("__deepcopy__", [](const Snapshot& self, const py::object&) { return self; });
+    bound.attr("__hash__") = py::none();
+    bound.attr("__module__") = "core";
+}
 
 /// `Choice("skip", "binary", {{"refuse", A}, {"skip", B}})` is B; raises ValueError.
 template <class T, std::size_t kCount>

@@ -18,6 +18,7 @@ from core._core import (
     Parameter,
     Snapshot,
     SpeedParameter,
+    SpeedSnapshot,
     __version__,
     merge_motion,
     pack,
@@ -29,6 +30,7 @@ from core._core import (
 )
 from core._values import (
     EditConflict,
+    Freeze,
     Interpolation,
     JsonError,
     Keyframe,
@@ -40,6 +42,7 @@ from core._values import (
 __all__ = [
     "EditConflict",
     "EditTransaction",
+    "Freeze",
     "Interpolation",
     "JsonArray",
     "JsonError",
@@ -51,6 +54,7 @@ __all__ = [
     "Point",
     "Snapshot",
     "SpeedParameter",
+    "SpeedSnapshot",
     "__version__",
     "merge_motion",
     "pack",

@@ -7,7 +7,7 @@ from types import TracebackType
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
-from core._values import (Keyframe, KeyframeLike, ParameterType, PointLike, Range, Value,
+from core._values import (Freeze, Keyframe, KeyframeLike, ParameterType, PointLike, Range, Value,
                           ValueLike)
 
 __version__: str
@@ -120,16 +120,12 @@ class EditTransaction:
                  traceback: Optional[TracebackType]) -> None:
         """EditConflict where the parameter was changed meanwhile."""
 
-class SpeedParameter(Parameter):
-    """The speed of a clip: which source time is shown at a render time, and when a source time
-    is shown. Keyframes lie on source time; point time is that with the freezes counted.
-
-    `edit`, `snapshot` and `restore` are about the keyframes; freezes stay as they are."""
-
-    def __init__(self, source_total_time: Optional[float] = ...,
-                 keyframes: Iterable[KeyframeLike] = ...) -> None: ...
-    @staticmethod
-    def loads(text: Union[str, bytes]) -> SpeedParameter: ...
+class _Clip:
+    @property
+    def freezes(self) -> List[Freeze]:
+        """In the order of their places; freezes that near-zero speeds turned into among them."""
+    @property
+    def render_total_time(self) -> float: ...
     def source_time(self, render_time: float) -> float: ...
     def source_times(self, times: ArrayLike, *,
                      out: Optional[NDArray[np.float64]] = ...) -> NDArray[np.float64]: ...
@@ -145,14 +141,47 @@ class SpeedParameter(Parameter):
     def render_to_point_time(self, render_time: float) -> float: ...
     def render_to_point_times(self, times: ArrayLike, *,
                               out: Optional[NDArray[np.float64]] = ...) -> NDArray[np.float64]: ...
+    def velocity_curve(self, index: int) -> Tuple[float, float, float, float]:
+        """The speed along a stretch, a + b t + c t^2 + d t^3."""
+
+class SpeedSnapshot(_Clip):
+    """A speed curve as it was at one moment, freezes and all; any thread may ask it."""
+
+    @property
+    def keyframes(self) -> Snapshot: ...
+    @property
+    def source_total_time(self) -> float: ...
+    @property
+    def source_fps(self) -> float: ...
+    @property
+    def reverse(self) -> bool: ...
+    def dumps(self) -> str: ...
+    def to_parameter(self) -> SpeedParameter:
+        """A speed curve of its own."""
+    def changed_between(self, other: SpeedSnapshot) -> Optional[Tuple[float, float]]:
+        """The render times outside which both show the same (the second one is not part of
+        them); None where they do so everywhere."""
+    def __copy__(self) -> SpeedSnapshot: ...
+    def __deepcopy__(self, memo: Dict[int, Any]) -> SpeedSnapshot: ...
+
+class SpeedParameter(Parameter, _Clip):
+    """The speed of a clip: which source time is shown at a render time, and when a source time
+    is shown. Keyframes lie on source time; point time is that with the freezes counted.
+
+    `edit`, `snapshot` and `restore` are about all of it; given a `Snapshot`, `restore` brings its
+    keyframes back and leaves the freezes."""
+
+    def __init__(self, source_total_time: Optional[float] = ...,
+                 keyframes: Iterable[KeyframeLike] = ...) -> None: ...
+    @staticmethod
+    def loads(text: Union[str, bytes]) -> SpeedParameter: ...
     def add_freeze(self, point_time: float, duration: float) -> None:
         """Shows an instant for that long."""
     def set_freeze_duration(self, index: int, duration: float) -> None: ...
-    def velocity_curve(self, index: int) -> Tuple[float, float, float, float]:
-        """The speed along a stretch, a + b t + c t^2 + d t^3."""
+    def edit(self) -> _SpeedEditTransaction: ...  # type: ignore[override]
+    def snapshot(self) -> SpeedSnapshot: ...  # type: ignore[override]
+    def restore(self, snapshot: Union[Snapshot, SpeedSnapshot]) -> None: ...
     def reverted(self: _Speed) -> _Speed: ...
-    @property
-    def render_total_time(self) -> float: ...
     @property
     def source_total_time(self) -> float: ...
     @source_total_time.setter
@@ -167,6 +196,12 @@ class SpeedParameter(Parameter):
     def reverse(self, reverse: bool) -> None: ...
     def __copy__(self) -> SpeedParameter: ...
     def __deepcopy__(self, memo: Dict[int, Any]) -> SpeedParameter: ...
+
+class _SpeedEditTransaction:
+    def __enter__(self) -> SpeedParameter: ...
+    def __exit__(self, type: Optional[Type[BaseException]], value: Optional[BaseException],
+                 traceback: Optional[TracebackType]) -> None:
+        """EditConflict where the speed curve was changed meanwhile."""
 
 def merge_motion(x: Parameter, y: Parameter) -> Parameter:
     """A point parameter with these two dimensions."""

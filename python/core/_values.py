@@ -80,8 +80,17 @@ class Keyframe(NamedTuple):
     right: Point = Point(0.0, 0.0)
 
 
+class Freeze(NamedTuple):
+    """A freeze of a speed curve: where it starts on the three axes, and how long it lasts."""
+
+    point_time: float
+    duration: float
+    source_time: float
+    render_time: float
+
+
 class EditConflict(RuntimeError):
-    """The parameter was changed elsewhere while a transaction was open; it stays as it is."""
+    """The curve was changed elsewhere while a transaction was open; it stays as it is."""
 
 
 class JsonError(ValueError):

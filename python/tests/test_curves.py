@@ -216,9 +216,24 @@ class Speed(unittest.TestCase):
                           (speed.point_to_render_times, speed.point_to_render_time),
                           (speed.render_to_point_times, speed.render_to_point_time)]:
             self.assertEqual(list(many(source)), [one(t) for t in source])
+        before = speed.snapshot()
         with speed.edit() as draft:
             draft.update(1, value=1.0)
+            draft.set_freeze_duration(0, 2.0)
         self.assertEqual(speed[1].value, 1.0)
+        self.assertEqual(speed.freezes, [core.Freeze(1.0, 2.0, 1.0, 1.0)])
+        with self.assertRaises(core.EditConflict), speed.edit() as draft:
+            draft.clear()
+            speed.add_freeze(6.0, 1.0)
+        after = speed.snapshot()
+        self.assertEqual(before.changed_between(before), None)
+        self.assertAlmostEqual(before.changed_between(after)[0], 1.0, 6)
+        np.testing.assert_array_equal(before.render_times(source), render)
+        self.assertEqual(pickle.loads(pickle.dumps(after)).dumps(), copy.copy(after).dumps())
+        speed.restore(before)
+        self.assertEqual((speed.snapshot(), before.to_parameter().dumps()), (before, speed.dumps()))
+        speed.restore(after.keyframes)
+        self.assertEqual((speed[1].value, len(speed.freezes)), (1.0, 1))
         speed.reverse = True
         for same in (copy.copy(speed), pickle.loads(pickle.dumps(speed))):
             self.assertEqual((type(same), same.dumps()), (core.SpeedParameter, speed.dumps()))
