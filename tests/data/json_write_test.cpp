@@ -99,6 +99,14 @@ TEST(WriteJson, TellsWhatNoParserTakes) {
     EXPECT_EQ("", message({JsonLayout::Compact, JsonNotFinite::Refuse, JsonEncoding::AnyBytes}));
     root["list"] = "a long text that ends in a cut character, behind a block \xE2\x82";
     EXPECT_EQ("/list: a text that is no UTF-8", message());
+    // Characters at any place in what is written in one go, whole and cut.
+    for (std::size_t before = 8000; before < 8200; ++before) {
+        const std::string whole = std::string(before, 'x') + "\xF0\x9F\x90\x8C\xE3\x81\x82";
+        root["list"] = whole;
+        EXPECT_EQ("", message());
+        root["list"] = whole.substr(0, before + 1 + before % 3) + std::string(300, 'y');
+        EXPECT_EQ("/list: a text that is no UTF-8", message());
+    }
     root["list"] = 1;
     root.Add("\xFF", 2);
     EXPECT_EQ("/\xFF: a name that is no UTF-8", message());

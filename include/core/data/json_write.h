@@ -53,8 +53,8 @@ struct JsonWriteResult {
 /// signed one, an empty value as null; a text ends at its first zero byte, as for every
 /// reader of it. Refused is what no parser takes: numbers that are not finite and bytes
 /// that are no UTF-8, unless asked for, and containers with content more than 81 levels
-/// deep. Then `out` is as it was. Takes as long as `JsonValue::Dump`. Throws
-/// `std::bad_alloc` or `std::length_error`, with `out` as it was.
+/// deep. Then `out` is as it was. Takes as long as `JsonValue::Dump`, longer where doubles have
+/// more digits. Throws `std::bad_alloc` or `std::length_error`, with `out` as it was.
 CORE_API JsonWriteResult WriteJson(const JsonValue& value, std::string& out,
                                    const JsonWriteOptions& options = {});
 

@@ -156,7 +156,7 @@ private:
         }
     }
 
-    char* WriteLeaf(const JsonValue& value, int indent, char* to) {
+    [[gnu::always_inline]] char* WriteLeaf(const JsonValue& value, int indent, char* to) {
         switch (value.Kind()) {
             case JsonValue::kBool:
                 return JsonNodes::Bool(value) ? Append("true", to) : Append("false", to);
@@ -256,37 +256,25 @@ private:
     char* WriteText(const JsonString& string, char* to) {
         *to++ = '"';
         const char* const text = string.Text();
-        unsigned others = 0;
-        const int plain = CopyPlain(text, to, others);
+        const int plain = CopyPlain(text, to);
         to += plain;
-        if (text[plain] != '\0') {
-            // A text that fills the block has more storage, which its zero is in.
-            to = WriteRest(text + plain, text + string.Capacity(), to, others);
-        } else if (kIsExact) {
-            others &= (1U << plain) - 1;  // nobody has written what is behind the zero
-        }
-        if (kIsExact && others != 0) {
-            const char* const end = text + std::strlen(text);
-            traits.hasOtherThanUtf8 =
-                traits.hasOtherThanUtf8 ||
-                detail::ValidUtf8End(text, end, text + string.Capacity()) != end;
-        }
-        return to;
+        // A text that fills the block has more storage, which its zero is in.
+        return text[plain] == '\0' ? to : WriteRest(text + plain, text + string.Capacity(), to);
     }
 
     /// The text up to its terminating zero, which stands before `end`, at least a block
     /// behind the first byte of the storage.
-    char* WriteRest(const char* text, const char* end, char* to, unsigned& others) {
+    char* WriteRest(const char* text, const char* end, char* to) {
         for (;;) {
             to = MakeRoom(to);
             int plain = 0;
             if (end - text >= TextBlock::kSize) {
-                plain = CopyPlain(text, to, others);
+                plain = CopyPlain(text, to);
             } else {
                 // The last bytes, with what is in front of them and with zeros behind.
                 std::array<char, 2 * TextBlock::kSize> last{};
                 TextBlock(end - TextBlock::kSize).CopyTo(last.data());
-                plain = CopyPlain(last.data() + (TextBlock::kSize - (end - text)), to, others);
+                plain = CopyPlain(last.data() + (TextBlock::kSize - (end - text)), to);
             }
             text += plain;
             to += plain;
@@ -298,14 +286,10 @@ private:
             }
         }
     }
-    /// Copies a block and answers how many of its bytes need no escape. `others` gets a bit
-    /// where bytes above ASCII may stand in it, if that is of interest.
-    static int CopyPlain(const char* text, char* to, unsigned& others) noexcept {
+    /// Copies a block and answers how many of its bytes need no escape.
+    static int CopyPlain(const char* text, char* to) noexcept {
         const TextBlock bytes(text);
         bytes.CopyTo(to);
-        if constexpr (kIsExact) {
-            others |= bytes.Others();
-        }
         return bytes.CountPlain();
     }
 
@@ -325,6 +309,29 @@ private:
             out.reserve(wanted < kLong ? 4 * wanted : 2 * wanted);
         }
         out.append(block.data(), size);
+        if constexpr (kIsExact) {
+            CheckEncoding();
+        }
+    }
+    /// Looks at what was appended. All but names and texts is ASCII, so that the whole is
+    /// UTF-8 where they are; block by block that costs less than text by text.
+    void CheckEncoding() noexcept {
+        const char* const end = out.data() + out.size();
+        const char* const from = out.data() + checked;
+        // A character that is cut is looked at with what follows; the last byte is ASCII.
+        const char* whole = end;
+        for (int i = 1; i <= 3 && end - i >= from; ++i) {
+            const auto byte = static_cast<unsigned char>(end[-i]);
+            if (byte >= 0xC0) {
+                whole = end - i;
+            }
+            if (byte < 0x80 || byte >= 0xC0) {
+                break;
+            }
+        }
+        traits.hasOtherThanUtf8 =
+            traits.hasOtherThanUtf8 || detail::ValidUtf8End(from, whole, end) != whole;
+        checked = static_cast<std::size_t>(whole - out.data());
     }
     /// For a line: its indent, a name of one block, a number, and what is around them.
     char* MakeRoom(char* to) {
@@ -339,6 +346,7 @@ private:
     std::string& out;
     DeepStack<Level> open;
     JsonTraits traits;
+    std::size_t checked = out.size();
     std::array<char, 8192> block;
 };
 

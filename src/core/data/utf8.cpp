@@ -139,6 +139,13 @@ __m128i LoadLast(const char* from, const char* end, const char* limit) noexcept 
     return Load(last.data());
 }
 
+/// Whether four blocks hold nothing but ASCII.
+bool IsAscii4(const char* from) noexcept {
+    const __m128i first = _mm_or_si128(Load(from), Load(from + kBlock));
+    const __m128i second = _mm_or_si128(Load(from + 2 * kBlock), Load(from + 3 * kBlock));
+    return _mm_movemask_epi8(_mm_or_si128(first, second)) == 0;
+}
+
 [[gnu::target("ssse3")]] bool IsValid(const char* from, const char* end,
                                       const char* limit) noexcept {
     const __m128i low = _mm_set1_epi8(0x0F);
@@ -149,6 +156,12 @@ __m128i LoadLast(const char* from, const char* end, const char* limit) noexcept 
     __m128i faults = _mm_setzero_si128();
     // At least one zero behind the end shows a character that is cut there.
     for (; from <= end; from += kBlock) {
+        if (_mm_movemask_epi8(before) == 0) {
+            // `before` may stay, being ASCII as what is left out.
+            while (end - from >= 4 * kBlock && IsAscii4(from)) {
+                from += 4 * kBlock;
+            }
+        }
         const __m128i block = end - from >= kBlock ? Load(from) : LoadLast(from, end, limit);
         const __m128i first = _mm_alignr_epi8(block, before, 15);
         const __m128i halves = _mm_and_si128(
