@@ -65,7 +65,7 @@ Times Answers(AnyCurve& speed, const Times& times) {
 // Through edits of all kinds: each snapshot answers, to the bit, what the curve answered when
 // it was taken, and can be undone to; two of them tell where the pictures may differ.
 TEST(SpeedSnapshotTest, AnswersWhatTheCurveAnsweredAndUndoesToIt) {
-    for (std::uint64_t seed = 0; seed < 60; ++seed) {
+    for (std::uint64_t seed = 1000003; seed < 1000063; ++seed) {
         Dice dice(seed);
         SpeedParameter speed;
         speed.SetSourceTotalTime(20);

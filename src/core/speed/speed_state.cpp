@@ -216,8 +216,17 @@ TimeRange SpeedState::ChangedBetween(const SpeedState& a, const SpeedState& b) {
         const auto& listed = state.freezes->Freezes();
         return listed.empty() || listed.back().sourceTime <= end(state);
     };
+    // The same for those whose time the speeds never reach.
+    const auto shownUntil = [](const SpeedState& state) {
+        const auto& listed = state.freezes->Freezes();
+        const PlacedFreezes& placed = state.Placed();
+        return listed.empty()
+                   ? placed.RenderLength()
+                   : std::max(placed.RenderLength(),
+                              placed.RenderStart(listed.size() - 1) + listed.back().duration);
+    };
     if (end(a) == end(b) && endsThere(a) && endsThere(b)) {
-        changed.to = std::max(a.Placed().RenderLength(), b.Placed().RenderLength()) + kTolerance;
+        changed.to = std::max(shownUntil(a), shownUntil(b)) + kTolerance;
     }
     const double mapTime = haveSameKeys ? kInfinity : SameUntil(a.Map(), b.Map(), keys);
     changed.from = kInfinity;
