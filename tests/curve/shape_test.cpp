@@ -120,13 +120,15 @@ TEST(Shape, ExtremesBoundSamplesAndAreReached) {
         const CurveSnapshot curve = parameter.Snapshot();
         const double first = curve.GetKeyframe(0).GetTime();
         const double last = curve.GetKeyframe(curve.GetKeyFramesCount() - 1).GetTime();
+        double span = 0;
         for (int round = 0; round < 6; ++round) {
             const double width = last - first + 1;
             const double from = round == 0 ? first - 1 : first + dice.Between(-0.1, 1.1) * width;
             const double to = round == 0 ? last + 1 : first + dice.Between(-0.1, 1.1) * width;
             const core::ValueExtremes found = core::FindExtremes(curve, to, from);
             // A solver's tolerance moves samples across the ends of the interval.
-            const double room = round == 0 ? 0 : 0.02 * (found.greatest - found.least);
+            span = round == 0 ? found.greatest - found.least : span;
+            const double room = round == 0 ? 0 : 0.02 * span;
             const double slack = 1e-12 * (std::fabs(found.least) + std::fabs(found.greatest));
             double low = kInfinity;
             double high = -kInfinity;
@@ -142,7 +144,7 @@ TEST(Shape, ExtremesBoundSamplesAndAreReached) {
                 for (const double t : {std::nextafter(time, -kInfinity), time}) {
                     nearest = std::min(nearest, std::fabs(ValueAt(curve, t) - value));
                 }
-                return nearest <= 0.02 * (found.greatest - found.least) + slack;
+                return nearest <= 0.02 * span + slack;
             };
             if (name == "EqualTimes") {
                 continue;  // all of it lies within the solver's tolerance

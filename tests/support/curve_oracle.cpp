@@ -328,7 +328,7 @@ Quadrature Integrate(const Curve& curve, double from, double to) {
         // At `b` the next piece may have begun.
         result.area +=
             Simpson(f, {a, f(a)}, {middle, f(middle)}, {b, previous}, tolerance / 16, 13);
-        result.tolerance += 2 * tolerance;
+        result.tolerance += 6 * tolerance;
     }
     return result;
 }
