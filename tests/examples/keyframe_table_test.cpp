@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <locale>
 #include <random>
 #include <sstream>
 #include <string>
@@ -191,27 +190,6 @@ TEST(ParameterDocument, WhatCannotBeShownIsRefused) {
             EXPECT_THAT(caught.what(), HasSubstr(error));
         }
     }
-}
-
-// Writes "1.234,5" for 1234.5, as many countries do.
-class CommaNumbers : public std::numpunct<char> {
-protected:
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-TEST(KeyframeTable, ReadsAndShowsTheSameInEveryLocale) {
-    const auto show = [] {
-        const KeyframeTable table = Read(kFade + "1234.5 2 Hold\n");
-        return example::FrameTable(table, 100) + example::DrawAnimation(table) +
-               ErrorOf("0 0 1\n1234567 0 1\n") + example::ShortText(1234567.25, 3);
-    };
-    const std::string usual = show();
-    const std::locale before = std::locale::global(std::locale(std::locale(), new CommaNumbers));
-    const std::string elsewhere = show();
-    std::locale::global(before);
-    EXPECT_EQ(elsewhere, usual);
 }
 
 }  // namespace
