@@ -12,6 +12,7 @@
 #include <core/curve/bake.h>
 #include <core/curve/big_keyframe.h>
 #include <core/curve/control_points.h>
+#include <core/curve/easings.h>
 #include <core/curve/edit_result.h>
 #include <core/curve/fit.h>
 #include <core/curve/handle_edits.h>
@@ -25,6 +26,7 @@
 #include <core/curve/outside.h>
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
+#include <core/curve/path_length.h>
 #include <core/curve/pointd.h>
 #include <core/curve/ranges.h>
 #include <core/curve/shape.h>
