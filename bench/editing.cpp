@@ -3,9 +3,12 @@
 #include "contests.h"
 #include "inputs.h"
 
+#include <core/curve/fit.h>
 #include <core/curve/insert_keyframe.h>
+#include <core/curve/ranges.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <random>
 #include <string>
@@ -228,6 +231,70 @@ void AddSplit(Suite& suite) {
     }
 }
 
+/// A thousand keyframes moved as one and one by one, and the curve back as it was.
+void AddShift(Suite& suite) {
+    constexpr int n = 100'000;
+    constexpr int kMoved = 1'000;
+    constexpr double kOffset = 1e-3;
+    const std::shared_ptr<core::Parameter> curve = MakeCurve(kType, n);
+    const core::CurveSnapshot before = curve->Snapshot();
+    const int first = n / 2;
+    const double from = curve->GetPointTime(first);
+    const double to = curve->GetPointTime(first + kMoved - 1);
+    const std::string ours = Name("ShiftRange", "1,000", n);
+    const std::string theirs = Name("SetPointTime", "1,000", n);
+    suite.Measure(ours, [=](benchmark::State& state) {
+        for (auto _ : state) {
+            benchmark::DoNotOptimize(bool(core::ShiftRange(*curve, from, to, kOffset)));
+            curve->Restore(before);
+        }
+    });
+    suite.Measure(theirs, [=](benchmark::State& state) {
+        for (auto _ : state) {
+            for (int i = first + kMoved - 1; i >= first; --i) {
+                curve->SetPointTime(i, curve->GetPointTime(i) + kOffset);
+            }
+            curve->Restore(before);
+        }
+    });
+    suite.Compare({"ShiftRange of 1,000, undone", n, ours, theirs, "SetPointTime", 0.0});
+}
+
+/// A recording of a slow wave.
+void AddReduce(Suite& suite) {
+    for (const int n : {1'000, 10'000, 100'000}) {
+        std::vector<double> times;
+        std::vector<double> values;
+        core::Parameter recorded;
+        for (int i = 0; i < n; ++i) {
+            times.push_back(i / 24.0);
+            values.push_back(std::sin(times.back()));
+            recorded.AddPoint(times.back(), values.back(), core::KeyframeInterpolationType::Linear);
+        }
+        const core::CurveSnapshot before = recorded.Snapshot();
+        const std::string reduce = Name("ReduceKeyframes", "baked", n);
+        const std::string fit = Name("FitKeyframes", "samples", n);
+        suite.Measure(reduce, [=](benchmark::State& state) {
+            core::Parameter curve;
+            for (auto _ : state) {
+                curve.Restore(before);
+                benchmark::DoNotOptimize(bool(core::ReduceKeyframes(curve, 0.0, 1e5, 1e-3)));
+            }
+        });
+        suite.Measure(fit, [=](benchmark::State& state) {
+            core::Parameter curve;
+            for (auto _ : state) {
+                benchmark::DoNotOptimize(bool(
+                    core::FitKeyframes(times.data(), values.data(), times.size(), 1e-3, curve)));
+            }
+        });
+        suite.Compare({"ReduceKeyframes", n, reduce, Name("ReduceKeyframes", "baked", 1'000),
+                       "itself at n = 1,000", 0.0});
+        suite.Compare({"FitKeyframes", n, fit, Name("FitKeyframes", "samples", 1'000),
+                       "itself at n = 1,000", 0.0});
+    }
+}
+
 }  // namespace
 
 void AddEditing(Suite& suite) {
@@ -244,6 +311,8 @@ void AddEditing(Suite& suite) {
     AddEditAndArea(suite);
     AddCopy(suite);
     AddSplit(suite);
+    AddShift(suite);
+    AddReduce(suite);
 }
 
 }  // namespace bench

@@ -126,6 +126,8 @@ public:
         if (request.wantsPictures) {
             WritePicture("interpolation-types.svg", example::DrawInterpolationTypes());
             WritePicture("insert-keyframe.svg", example::DrawInsertedKeyframe());
+            WritePicture("overshoot.svg", example::DrawOvershoot());
+            WritePicture("reduce.svg", example::DrawReduced());
             WritePicture("outside.svg", example::DrawOutside());
         }
     }

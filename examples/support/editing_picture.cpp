@@ -93,6 +93,55 @@ std::string DrawInsertedKeyframe() {
     return picture.Finish();
 }
 
+std::string DrawOvershoot() {
+    SvgDocument picture = Begin(2, 2, "Handles that do not overshoot",
+                                "Automatic handles, and the same after PreventOvershoot.");
+    const Interpolation types[] = {Interpolation::Hermite, Interpolation::Bezier};
+    for (std::size_t row = 0; row < 2; ++row) {
+        core::Parameter before;
+        const struct {
+            double time, value;
+        } keys[] = {{0.0, 0.0}, {0.5, 0.05}, {0.8, 1.0}, {1.4, 1.0}, {2.0, 0.2}};
+        for (const auto& key : keys) {
+            before.AddPoint(key.time, key.value, types[row]);
+        }
+        core::Parameter after(before);
+        core::PreventOvershoot(after, 0.0, 2.0);
+        const std::string name = row == 0 ? "Hermite" : "Bezier";
+        core::Parameter* const curves[] = {&before, &after};
+        for (std::size_t column = 0; column < 2; ++column) {
+            const PlotAxes axes = BeginPanel(picture, PanelBox(column, row),
+                                             name + (column == 0 ? ", automatic" : ", limited"),
+                                             {-0.1, 2.1}, {-0.35, 1.35});
+            DrawEdited(picture, axes, before, *curves[column]);
+        }
+    }
+    return picture.Finish();
+}
+
+std::string DrawReduced() {
+    core::Parameter drawn;
+    const struct { double time, value; } keys[] = {{0.0, 0.1}, {0.7, 1.0}, {1.2, 0.3}, {2.0, 0.8}};
+    for (const auto& key : keys) {
+        drawn.AddPoint(key.time, key.value, Interpolation::Bezier);
+    }
+    core::Parameter recorded;
+    core::BakeCurve(drawn.Snapshot(), core::TimeBase::Seconds(), core::TimeBase::Frames(24), 0.0,
+                    2.0, recorded);
+    core::Parameter reduced(recorded);
+    core::ReduceKeyframes(reduced, 0.0, 2.0, 0.005);
+    SvgDocument picture = Begin(2, 1, "Fewer keyframes",
+                                "One for each frame, and those that stay within 0.005 of them.");
+    core::Parameter* const curves[] = {&recorded, &reduced};
+    for (std::size_t i = 0; i < 2; ++i) {
+        const PlotAxes axes =
+            BeginPanel(picture, PanelBox(i, 0), i == 0 ? "recorded" : "ReduceKeyframes",
+                       {-0.1, 2.1}, {-0.1, 1.2});
+        DrawEdited(picture, axes, recorded, *curves[i]);
+    }
+    return picture.Finish();
+}
+
 std::string DrawOutside() {
     core::Parameter curve;
     curve.AddPoint(0.0, 0.0, Interpolation::Hermite);

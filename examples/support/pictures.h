@@ -46,6 +46,12 @@ std::string DrawInterpolationTypes();
 /// `InsertKeyframe`.
 std::string DrawInsertedKeyframe();
 
+/// An SVG picture of curves before and after `PreventOvershoot`.
+std::string DrawOvershoot();
+
+/// An SVG picture of a recording before and after `ReduceKeyframes`.
+std::string DrawReduced();
+
 /// An SVG picture of one curve under every rule for what lies beyond its keyframes.
 std::string DrawOutside();
 

@@ -12,6 +12,10 @@
 #include <core/curve/bake.h>
 #include <core/curve/big_keyframe.h>
 #include <core/curve/control_points.h>
+#include <core/curve/easings.h>
+#include <core/curve/edit_result.h>
+#include <core/curve/fit.h>
+#include <core/curve/handle_edits.h>
 #include <core/curve/insert_keyframe.h>
 #include <core/curve/interpolation.h>
 #include <core/curve/interpolation_info.h>
@@ -22,7 +26,9 @@
 #include <core/curve/outside.h>
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
+#include <core/curve/path_length.h>
 #include <core/curve/pointd.h>
+#include <core/curve/ranges.h>
 #include <core/curve/shape.h>
 #include <core/curve/snapshot.h>
 #include <core/curve/time_unit.h>

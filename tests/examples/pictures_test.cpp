@@ -36,6 +36,8 @@ TEST(Pictures, AreWellFormedAndNameWhatTheyShow) {
     const std::string types = example::DrawInterpolationTypes();
     EXPECT_TRUE(LooksWellFormed(types));
     EXPECT_TRUE(LooksWellFormed(example::DrawInsertedKeyframe()));
+    EXPECT_TRUE(LooksWellFormed(example::DrawOvershoot()));
+    EXPECT_TRUE(LooksWellFormed(example::DrawReduced()));
     EXPECT_TRUE(LooksWellFormed(example::DrawOutside()));
     for (int type = 16; type <= 26; ++type) {
         EXPECT_NE(types.find(example::InterpolationName(static_cast<Interpolation>(type))),

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <core/curve/edit_result.h>
 #include <core/export.h>
 
 #include <cstdint>
-#include <string>
 
 namespace core {
 
@@ -30,16 +30,6 @@ struct TimeBase {
     }
 };
 
-/// Whether a curve was made or changed; if not, why.
-struct RetimeResult {
-    /// For people, as in "keyframe 3 would be at 120000 ticks, which reads as seconds"; empty
-    /// when it was done.
-    std::string reason;
-
-    /// Whether it was done.
-    explicit operator bool() const noexcept { return reason.empty(); }
-};
-
 /// Counts a curve's times in another base, and makes its handles say in it what they said.
 ///
 ///     ChangeTimeBase(opacity, TimeBase::Seconds(), TimeBase::Ticks());
@@ -54,7 +44,7 @@ struct RetimeResult {
 /// `kFirstTickCount` or lies on the wrong one (0 is in every base); two keyframes that would
 /// match; numbers that are not finite afterwards. One edit, whole or not at all, from any
 /// thread; on a speed curve it concerns the keyframes, as `KeyframeHandle::Edit`. O(n).
-CORE_API RetimeResult ChangeTimeBase(KeyframeHandle& curve, TimeBase from, TimeBase to);
+CORE_API CurveEditResult ChangeTimeBase(KeyframeHandle& curve, TimeBase from, TimeBase to);
 
 /// Makes `baked` a curve with a keyframe for each frame: at all n * frames.seconds /
 /// frames.units seconds, n a whole number, from `from` up to and with `to`.
@@ -68,7 +58,7 @@ CORE_API RetimeResult ChangeTimeBase(KeyframeHandle& curve, TimeBase from, TimeB
 /// finite, holds no frame or more than 2147483647; frames that would match; values that are no
 /// numbers where the curve needs them. `baked` may be what the snapshot was taken of. O(k) for
 /// k frames.
-CORE_API RetimeResult BakeCurve(const CurveSnapshot& curve, TimeBase base, TimeBase frames,
-                                double from, double to, Parameter& baked);
+CORE_API CurveEditResult BakeCurve(const CurveSnapshot& curve, TimeBase base, TimeBase frames,
+                                   double from, double to, Parameter& baked);
 
 }  // namespace core

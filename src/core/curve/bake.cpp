@@ -2,6 +2,7 @@
 
 #include "core/curve/big_parameter_impl.h"
 #include "core/curve/curve.h"
+#include "core/curve/curve_draft.h"
 #include "core/curve/numbers.h"
 #include "core/curve/snapshot_access.h"
 
@@ -10,8 +11,6 @@
 #include <core/curve/time_unit.h>
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -33,20 +32,12 @@ bool IsTicks(TimeBase base) noexcept {
     return static_cast<double>(base.units) / static_cast<double>(base.seconds) == kTicksPerSecond;
 }
 
-RetimeResult Refused(std::string reason) {
+CurveEditResult Refused(std::string reason) {
     return {std::move(reason)};
 }
 
-std::string Text(double number) {
-    constexpr int kDigits = 9;
-    std::array<char, 32> text{};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number,
-                                   std::chars_format::general, kDigits);
-    return {text.data(), end.ptr};
-}
-
 std::string KeyframeAt(std::size_t index, double time) {
-    return "keyframe " + std::to_string(index) + " would be at " + Text(time);
+    return "keyframe " + std::to_string(index) + " would be at " + TimeText(time);
 }
 
 // How many units of `to` one of `from` is.
@@ -150,7 +141,7 @@ void ScaleAllHandles(const Curve& curve, const Scales& scales, std::vector<TimeV
 
 }  // namespace
 
-RetimeResult ChangeTimeBase(KeyframeHandle& handle, TimeBase from, TimeBase to) {
+CurveEditResult ChangeTimeBase(KeyframeHandle& handle, TimeBase from, TimeBase to) {
     if (!IsBase(from) || !IsBase(to)) {
         return Refused("a time base has no units or no seconds");
     }
@@ -165,7 +156,7 @@ RetimeResult ChangeTimeBase(KeyframeHandle& handle, TimeBase from, TimeBase to) 
             // Whole numbers first: many times are then exact.
             const double time = factor >= 1.0 ? old * factor : old / FactorOf(to, from);
             if (!Belongs(old, from)) {
-                return Refused("keyframe " + std::to_string(i) + " at " + Text(old) +
+                return Refused("keyframe " + std::to_string(i) + " at " + TimeText(old) +
                                " counts another unit");
             }
             if (!Belongs(time, to)) {
@@ -192,8 +183,8 @@ RetimeResult ChangeTimeBase(KeyframeHandle& handle, TimeBase from, TimeBase to) 
     return Refused("the curve was moved away");
 }
 
-RetimeResult BakeCurve(const CurveSnapshot& snapshot, TimeBase base, TimeBase frames, double from,
-                       double to, Parameter& baked) {
+CurveEditResult BakeCurve(const CurveSnapshot& snapshot, TimeBase base, TimeBase frames,
+                          double from, double to, Parameter& baked) {
     if (!IsBase(base) || !IsBase(frames)) {
         return Refused("a time base or rate has no units or no seconds");
     }
@@ -244,7 +235,7 @@ RetimeResult BakeCurve(const CurveSnapshot& snapshot, TimeBase base, TimeBase fr
                      : ReadNumber(value, number) && std::isfinite(number) &&
                            (curve.Type() != ParameterInt || TruncateToInt(number) == number);
         if (!fits) {
-            return Refused("the value at " + Text(time) + " is none of the curve's kind");
+            return Refused("the value at " + TimeText(time) + " is none of the curve's kind");
         }
         keyframes.emplace_back(time, std::move(value), isStraight ? Type::Linear : Type::Hold);
     }

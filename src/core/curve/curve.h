@@ -133,6 +133,12 @@ public:
     std::vector<TimeValuePair> Keyframes() const;
     /// Which of their handles are set by hand.
     std::vector<HandSet> HandSets() const;
+    HandSet HandSetOf(std::size_t index) const noexcept {
+        const Place place = PlaceOf(index);
+        return slots[place.block].block->handSets[place.offset];
+    }
+    /// Whether a motion path's handles follow too.
+    bool MaintainsPathHandles() const noexcept { return maintainsPathHandles; }
     /// The number of keyframes at or before `t`, which is the index of the first
     /// one after it. NaN lies behind all keyframes. O(log n).
     std::size_t UpperBound(double t) const noexcept;
@@ -169,6 +175,10 @@ public:
     void Move(std::size_t index, double time);
     /// Either may be null, and stays then.
     void SetHandles(std::size_t index, const Pointd* left, const Pointd* right);
+    /// Both, and which of them count as set by hand, whatever they are.
+    void PutHandles(std::size_t index, HandlePair handles, HandSet sides);
+    /// Makes both handles automatic.
+    void ResetHandles(std::size_t index);
 
     // Samples
 

@@ -1,5 +1,7 @@
 #include "core/curve/curve.h"
 
+#include "core/curve/numbers.h"
+
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -13,6 +15,8 @@ namespace {
 bool IsSame(double a, double b) noexcept {
     return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
 }
+
+}  // namespace
 
 bool IsSame(const ValAny& a, const ValAny& b) {
     if (a.Kind() != b.Kind()) {
@@ -31,6 +35,8 @@ bool IsSame(const ValAny& a, const ValAny& b) {
             return IsSame(a.AsDouble(), b.AsDouble());
     }
 }
+
+namespace {
 
 bool HaveSamePoint(const TimeValuePair& a, const TimeValuePair& b) {
     return IsSame(a.GetTime(), b.GetTime()) && IsSame(a.PeekValue(), b.PeekValue());

@@ -192,4 +192,17 @@ void Curve::SetHandles(std::size_t index, const Pointd* left, const Pointd* righ
     Touch(index, index);
 }
 
+void Curve::PutHandles(std::size_t index, HandlePair handles, HandSet sides) {
+    BeginEdit();
+    OwnAround(index, index);
+    const Place place = PlaceOf(index);
+    WriteHandle(place, Side::Left, handles.left, sides.left);
+    WriteHandle(place, Side::Right, handles.right, sides.right);
+    Touch(index, index);
+}
+
+void Curve::ResetHandles(std::size_t index) {
+    PutHandles(index, AutomaticHandles(PlaceOf(index)), {});
+}
+
 }  // namespace core

@@ -20,6 +20,27 @@ struct HandSet {
     bool right = false;
 };
 
+inline Pointd LeftOf(const TimeValuePair& keyframe) noexcept {
+    Pointd handle;
+    keyframe.GetLeftDerivativeEx(handle.x, handle.y);
+    return handle;
+}
+inline Pointd RightOf(const TimeValuePair& keyframe) noexcept {
+    Pointd handle;
+    keyframe.GetRightDerivativeEx(handle.x, handle.y);
+    return handle;
+}
+
+/// Whether two handles are one but for rounding: the curve then differs by less than 1e-12
+/// of its span, and a handle that only rounding has moved stays automatic.
+inline bool HandlesMatch(Pointd a, Pointd b) noexcept {
+    constexpr double kRounding = 1e-13;
+    const auto isNear = [](double p, double q) {
+        return std::fabs(p - q) <= kRounding * (std::fabs(p) + std::fabs(q));
+    };
+    return isNear(a.x, b.x) && isNear(a.y, b.y);
+}
+
 /// A keyframe as the automatic handles see it.
 struct HandleKey {
     double time = 0.0;

@@ -25,14 +25,6 @@ namespace {
 
 using Type = KeyframeInterpolationType;
 
-// Handles that differ by less are one; the curve then differs by less than 1e-12 of the
-// span, and a handle that only rounding has moved stays automatic.
-constexpr double kHandleRounding = 1e-13;
-
-bool IsNear(double a, double b) noexcept {
-    return std::fabs(a - b) <= kHandleRounding * (std::fabs(a) + std::fabs(b));
-}
-
 // What a keyframe must be afterwards; a side without a handle is left to itself.
 struct Kept {
     std::size_t index = 0;  // before the edit
@@ -47,18 +39,6 @@ struct Plan {
     std::vector<SplitKey> added;
     std::size_t place = 0;  // the index of the first of these
 };
-
-Pointd LeftOf(const TimeValuePair& keyframe) {
-    Pointd handle;
-    keyframe.GetLeftDerivativeEx(handle.x, handle.y);
-    return handle;
-}
-
-Pointd RightOf(const TimeValuePair& keyframe) {
-    Pointd handle;
-    keyframe.GetRightDerivativeEx(handle.x, handle.y);
-    return handle;
-}
 
 Kept KeptAsItIs(const Curve& curve, std::size_t index) {
     const TimeValuePair& keyframe = curve[index];
@@ -177,11 +157,10 @@ Plan PlanInside(const Curve& curve, std::size_t index, double time) {
 void SetHandles(BigParameterImpl& draft, std::size_t index, const std::optional<Pointd>& left,
                 const std::optional<Pointd>& right) {
     const TimeValuePair keyframe = draft.KeyframeAt(index);
-    const auto differs = [](Pointd a, Pointd b) { return !IsNear(a.x, b.x) || !IsNear(a.y, b.y); };
-    if (left && differs(*left, LeftOf(keyframe))) {
+    if (left && !HandlesMatch(*left, LeftOf(keyframe))) {
         draft.SetPointControlLeftParam(static_cast<int>(index), left->x, left->y);
     }
-    if (right && differs(*right, RightOf(keyframe))) {
+    if (right && !HandlesMatch(*right, RightOf(keyframe))) {
         draft.SetPointControlRightParam(static_cast<int>(index), right->x, right->y);
     }
 }

@@ -35,6 +35,9 @@ inline double RequireNumber(const ValAny& value) {
     return ReadNumber(value, number) ? number : value.AsDouble();
 }
 
+/// Whether two values are the same, bit by bit and of one kind.
+bool IsSame(const ValAny& a, const ValAny& b);
+
 /// Truncated toward zero; saturating at the bounds, 0 for NaN.
 inline int TruncateToInt(double x) noexcept {
     constexpr double kMost = std::numeric_limits<std::int32_t>::max();

@@ -11,6 +11,9 @@ namespace core {
 struct SnapshotAccess {
     /// The snapshot's curve, which lives as long as the snapshot.
     static const Curve& CurveOf(const CurveSnapshot& snapshot) noexcept { return *snapshot.curve; }
+    static Shared<Curve> SharedCurveOf(const CurveSnapshot& snapshot) noexcept {
+        return Shared<Curve>::Of(snapshot.curve);
+    }
 };
 
 }  // namespace core

