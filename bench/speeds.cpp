@@ -123,7 +123,7 @@ void AddClip(Suite& suite, int n) {
     const std::string counted = Name("clip of 100,000 frames", "GetSourceFrames", n);
     const auto numbers = std::make_shared<std::vector<std::int64_t>>(frames->size());
     suite.Measure(counted, [=](benchmark::State& state) {
-        const core::FrameRate rate{30'000, 1'001};
+        const core::TimeBase rate{30'000, 1'001};
         while (state.KeepRunningBatch(kFrames)) {
             GetSourceFrames(speed->Snapshot(), 0, numbers->size(), rate, rate, numbers->data());
             benchmark::DoNotOptimize(numbers->data());

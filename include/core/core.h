@@ -23,8 +23,10 @@
 #include <core/curve/parameter.h>
 #include <core/curve/parameter_iterator.h>
 #include <core/curve/pointd.h>
+#include <core/curve/retime_result.h>
 #include <core/curve/shape.h>
 #include <core/curve/snapshot.h>
+#include <core/curve/time_base.h>
 #include <core/curve/time_unit.h>
 #include <core/curve/time_value_pair.h>
 #include <core/curve/val_any.h>
@@ -88,6 +90,7 @@
 #include <core/messaging/thread_of.h>
 #include <core/messaging/timer.h>
 #include <core/messaging/worker.h>
+#include <core/speed/clip.h>
 #include <core/speed/frames.h>
 #include <core/speed/snapshot.h>
 #include <core/speed/speed_parameter.h>

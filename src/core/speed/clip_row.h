@@ -1,0 +1,110 @@
+#pragma once
+
+// Stretches of clips in a row, and the speed curve that plays them one after the other.
+
+#include "core/curve/area.h"
+#include "core/curve/curve.h"
+#include "core/speed/map_block.h"
+#include "core/speed/speed_state.h"
+
+#include <core/speed/snapshot.h>
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace core {
+
+/// A segment of speeds, ready to be sampled.
+class PlayedSpeeds {
+public:
+    explicit PlayedSpeeds(const SpeedSegment& s) noexcept;
+    PlayedSpeeds(const PlayedSpeeds&) = delete;
+    PlayedSpeeds& operator=(const PlayedSpeeds&) = delete;
+
+    const Segment& Get() const noexcept { return segment; }
+    double SpeedAt(double t) const noexcept { return SampleSegment(segment, t); }
+    double Shown(double from, double to) const noexcept { return SegmentArea(segment, from, to); }
+    /// Whether both run through the same speeds.
+    bool IsSame(const PlayedSpeeds& other) const noexcept;
+
+private:
+    SegmentCurve curve{};
+    Segment segment;
+};
+
+/// A segment of a clip's speeds, and what of it is played; times are those of its own clip.
+struct Stretch {
+    SpeedSegment speeds;
+    double from;         ///< render time, freezes not counted
+    double to;           ///< the same
+    double sourceStart;  ///< source time of the keyframe that starts the segment
+    double sourceEnd;    ///< the same of the one that ends it
+    /// Where that keyframe is kept; null for a stretch that was made.
+    const Curve* curve;
+    std::size_t keyframe;
+
+    bool IsWhole() const noexcept { return from == speeds.t0 && to == speeds.t1; }
+    bool IsHeld() const noexcept { return speeds.type0 == KeyframeInterpolationType::Hold; }
+    /// Whether nothing of the source passes in it.
+    bool IsStill() const noexcept;
+    /// Whether the speed is held, or runs straight from the start's to the end's.
+    bool IsStraight() const noexcept;
+    double SpeedAt(double t) const noexcept;
+    double Shown() const noexcept;
+    bool LeadsTo(const Stretch& next) const noexcept;
+};
+
+/// Why stretches can't be one clip, for people.
+class NoClip : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// The first and the last moment of a stretch of a clip, freezes not counted.
+struct MapRange {
+    double from;
+    double to;
+};
+
+class ClipRow {
+public:
+    /// The row refers to the clips that it plays, which outlive it.
+    ClipRow() = default;
+
+    /// Adds what a clip plays between two render times. Throws `NoClip` where they are not in
+    /// it, or its keyframes don't follow each other on the timeline.
+    MapRange Add(const SpeedState& clip, double from, double to);
+    /// Adds `seconds` of one speed. Freezes that follow stand behind it.
+    void AddHeld(double speed, double seconds);
+    /// Makes one of two stretches that meet here and run straight through it.
+    void MergeAt(std::size_t index);
+    std::size_t Count() const noexcept { return stretches.size(); }
+
+    /// The curve, with the settings of `settings`. Throws `NoClip`.
+    Shared<SpeedState> Make(const SpeedState& settings) const;
+    /// The source time that a clip's curve runs through at a render time without freezes,
+    /// where it may jump.
+    static double RunningSource(const SpeedState& clip, double mapTime);
+
+private:
+    struct PlayedFreeze {
+        std::size_t before;  // the stretch that it comes before
+        double duration;
+        bool keepsKeyframe;
+        double behindAll;  // how far its instant lies behind the last keyframe
+    };
+    void AddFreeze(double seconds, bool keepsKeyframe, double behindAll);
+    void AddPart(const Stretch& stretch);
+    std::vector<bool> FindKept() const;
+    bool StaysSame(std::size_t index, const std::vector<bool>& kept) const;
+    double StartSpeed(std::size_t index, bool isKept) const noexcept;
+
+    std::vector<Stretch> stretches;
+    std::vector<PlayedFreeze> freezes;
+    // Where the curve begins; above 0 where a whole clip does.
+    double sourceStart = 0.0;
+    double restSpeed = 1.0;  // of a row without stretches
+};
+
+}  // namespace core
