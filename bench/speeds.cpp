@@ -5,7 +5,9 @@
 #include "inputs.h"
 #include "yardstick.h"
 
+#include <core/speed/clip.h>
 #include <core/speed/frames.h>
+#include <core/speed/guard.h>
 #include <core/speed/speed_parameter.h>
 
 #include <cstdint>
@@ -191,6 +193,19 @@ void AddAfterEdit(Suite& suite, int n) {
          measure("and total", [](core::SpeedParameter& speed, int,
                                  double) { benchmark::DoNotOptimize(speed.GetRenderTotalTime()); }),
          atRest, "query at rest", 3.0});
+    suite.Compare({"CutClip", n,
+                   measure("of a cut clip",
+                           [](core::SpeedParameter& speed, int count, double) {
+                               benchmark::DoNotOptimize(
+                                   core::CutClip(speed.Snapshot(), 0.4 * count));
+                           }),
+                   atRest, "query at rest", 0.0});
+    suite.Compare({"FindShownRange", n,
+                   measure("of a guarded clip",
+                           [](core::SpeedParameter& speed, int, double) {
+                               benchmark::DoNotOptimize(core::FindShownRange(speed.Snapshot()));
+                           }),
+                   atRest, "query at rest", 0.0});
     suite.Compare({"copy, then source time", n,
                    measure("of a copy",
                            [](core::SpeedParameter& speed, int, double) {

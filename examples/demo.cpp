@@ -127,6 +127,9 @@ public:
             WritePicture("interpolation-types.svg", example::DrawInterpolationTypes());
             WritePicture("insert-keyframe.svg", example::DrawInsertedKeyframe());
             WritePicture("outside.svg", example::DrawOutside());
+            WritePicture("razor.svg", example::DrawRazor());
+            WritePicture("guard.svg", example::DrawGuard());
+            WritePicture("carried.svg", example::DrawCarriedCurve());
         }
     }
 

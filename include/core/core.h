@@ -90,8 +90,11 @@
 #include <core/messaging/thread_of.h>
 #include <core/messaging/timer.h>
 #include <core/messaging/worker.h>
+#include <core/speed/carry.h>
 #include <core/speed/clip.h>
 #include <core/speed/frames.h>
+#include <core/speed/guard.h>
+#include <core/speed/retime.h>
 #include <core/speed/snapshot.h>
 #include <core/speed/speed_parameter.h>
 #include <core/version.h>

@@ -52,14 +52,16 @@ CORE_API ClipParts CutClip(const SpeedSnapshot& clip, double renderTime);
 ///  - Others can't be cut in two of their kind: a speed that is cut, or whose slopes come from
 ///    a neighbour that is gone, becomes as many `Linear` ones as stay within a hundredth of a
 ///    frame at 60 frames per second. So may those beside it whose slopes come from it.
-///  - A curve that jumps at its keyframes (see `SpeedParameter`) no longer does behind the
-///    first speed that was replaced: a freeze there holds the picture that runs up to it.
+///  - Where a curve jumps at its keyframes (see `SpeedParameter`), what runs between them is kept
+///  as
+///    said. Behind the first speed that was replaced, the pictures at keyframes and in freezes are
+///    those of the whole less what it had jumped by then.
 ///  - A curve of integers becomes one of doubles.
 ///
 /// Refused: times that don't lie in the clip, in order, 1e-7 s apart or more; a clip without
 /// keyframes, or with keyframes that meet on the timeline, as negative speeds make them; a
-/// speed to be replaced that runs backwards. Throws `AnyBadAccess` where a speed is not a
-/// number. O(n).
+/// freeze behind the last keyframe; a speed to be replaced that runs backwards. Throws
+/// `AnyBadAccess` where a speed is not a number. O(n).
 CORE_API ClipPart TrimClip(const SpeedSnapshot& clip, double from, double to);
 
 /// One clip that shows `first`, then `second`, whose source goes on where the first one's ends.

@@ -371,9 +371,11 @@ MapRange ClipRow::Add(const SpeedState& clip, double from, double to) {
     for (; freeze < all.size(); ++freeze) {
         const double played = playedOf(freeze, from, to);
         if (played >= kTimeTolerance) {
+            if (all[freeze].sourceTime > map.SourceTime(count - 1) + kTimeTolerance) {
+                throw NoClip("freeze " + std::to_string(freeze) + " lies behind the last keyframe");
+            }
             runTo(std::clamp(placed.MapTime(freeze), reached, range.to));
-            AddFreeze(played, all[freeze].keepsKeyframe,
-                      std::max(all[freeze].sourceTime - map.SourceTime(count - 1), 0.0));
+            AddFreeze(played, all[freeze].keepsKeyframe);
         }
     }
     runTo(range.to);
@@ -386,25 +388,61 @@ void ClipRow::AddPart(const Stretch& stretch) {
     if (stretch.IsWhole() || !IsTooShort(stretch)) {
         stretches.push_back(stretch);
     } else if (stretch.to - stretch.from >= kTimeTolerance) {
-        AddFreeze(stretch.to - stretch.from, true, 0.0);
+        AddFreeze(stretch.to - stretch.from, true);
     }
 }
 
-void ClipRow::AddHeld(double speed, double seconds) {
+void ClipRow::AddHeld(double speed, double source) {
+    const double seconds = source / speed;
     stretches.push_back({{0.0, speed, 0.0, 0.0, seconds, speed, 0.0, 0.0, Type::Hold, Type::Hold},
                          0.0,
                          seconds,
                          0.0,
-                         speed * seconds,
+                         source,
                          nullptr,
                          0});
 }
 
-void ClipRow::AddFreeze(double seconds, bool keepsKeyframe, double behindAll) {
-    if (!freezes.empty() && freezes.back().before == stretches.size() && behindAll <= 0.0) {
+void ClipRow::AddAtSpeed(const SpeedState& clip, double from, double to, double speed) {
+    ClipRow played;
+    played.Add(clip, from, to);
+    if (played.sourceStart < 0.0) {
+        throw NoClip("the clip has a keyframe before 0");
+    }
+    const std::size_t before = stretches.size();
+    // What comes before a first keyframe is played at its speed.
+    double shown = played.sourceStart * clip.Map().RenderKey(0).speed;
+    const auto run = [&] {
+        if (shown < 0.0) {
+            throw NoClip("the clip runs backwards there");
+        }
+        if (shown > kLeastPiece) {
+            AddHeld(speed, shown);
+            shown = 0.0;
+        }
+    };
+    std::size_t freeze = 0;
+    for (std::size_t i = 0; i <= played.stretches.size(); ++i) {
+        for (; freeze < played.freezes.size() && played.freezes[freeze].before == i; ++freeze) {
+            const PlayedFreeze& f = played.freezes[freeze];
+            run();
+            AddFreeze(f.duration, f.keepsKeyframe);
+        }
+        if (i < played.stretches.size()) {
+            shown += played.stretches[i].Shown();
+        }
+    }
+    run();
+    if (stretches.size() == before) {
+        throw NoClip("the clip shows no source there");
+    }
+}
+
+void ClipRow::AddFreeze(double seconds, bool keepsKeyframe) {
+    if (!freezes.empty() && freezes.back().before == stretches.size()) {
         freezes.back().duration += seconds;
     } else {
-        freezes.push_back({stretches.size(), seconds, keepsKeyframe, behindAll});
+        freezes.push_back({stretches.size(), seconds, keepsKeyframe});
     }
 }
 
@@ -526,14 +564,11 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
     std::vector<Freeze> made;
     double frozen = 0.0;
     std::size_t freeze = 0;
-    double length = 0.0;
     const auto addFreezes = [&](std::size_t before) {
         for (; freeze < freezes.size() && freezes[freeze].before == before; ++freeze) {
             const PlayedFreeze& f = freezes[freeze];
-            const double instant = curve.Source() + f.behindAll;
-            made.push_back({instant + frozen, f.duration, instant, f.keepsKeyframe});
+            made.push_back({curve.Source() + frozen, f.duration, curve.Source(), f.keepsKeyframe});
             frozen += f.duration;
-            length = std::max(length, instant);
         }
     };
     // By this much a keyframe comes earlier than in its clip.
@@ -582,7 +617,6 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
             }
         }
         if (isLast) {
-            length = curve.Source();
             addFreezes(i + 1);
             const bool endsWithClip = s.curve != nullptr && s.keyframe + 2 == s.curve->Count() &&
                                       s.to == s.speeds.t1 && (kept[i] || s.IsHeld());
@@ -602,8 +636,8 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
     SpeedParameterFreezeImpl list;
     list.Assign(std::move(made));
     return Shared<SpeedState>::Make(curve.Finish(*settings.keyframes),
-                                    Shared<SpeedParameterFreezeImpl>::Make(std::move(list)), length,
-                                    settings.sourceFPS);
+                                    Shared<SpeedParameterFreezeImpl>::Make(std::move(list)),
+                                    curve.Source(), settings.sourceFPS);
 }
 
 }  // namespace core

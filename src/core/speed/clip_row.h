@@ -75,8 +75,8 @@ public:
     /// Adds what a clip plays between two render times. Throws `NoClip` where they are not in
     /// it, or its keyframes don't follow each other on the timeline.
     MapRange Add(const SpeedState& clip, double from, double to);
-    /// Adds `seconds` of one speed. Freezes that follow stand behind it.
-    void AddHeld(double speed, double seconds);
+    /// Adds the source that a clip plays between two render times, and its freezes, at one speed.
+    void AddAtSpeed(const SpeedState& clip, double from, double to, double speed);
     /// Makes one of two stretches that meet here and run straight through it.
     void MergeAt(std::size_t index);
     std::size_t Count() const noexcept { return stretches.size(); }
@@ -92,9 +92,9 @@ private:
         std::size_t before;  // the stretch that it comes before
         double duration;
         bool keepsKeyframe;
-        double behindAll;  // how far its instant lies behind the last keyframe
     };
-    void AddFreeze(double seconds, bool keepsKeyframe, double behindAll);
+    void AddFreeze(double seconds, bool keepsKeyframe);
+    void AddHeld(double speed, double source);
     void AddPart(const Stretch& stretch);
     std::vector<bool> FindKept() const;
     bool StaysSame(std::size_t index, const std::vector<bool>& kept) const;
