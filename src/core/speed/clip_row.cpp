@@ -1,5 +1,7 @@
 #include "core/speed/clip_row.h"
 
+#include "core/speed/straight_speeds.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -8,34 +10,13 @@
 #include <utility>
 
 // A stretch is kept with its keyframe, or it is replaced: by one keyframe where its speed is
-// held or straight, else by panels. A stretch is kept while its speeds run as they did, which
+// held or straight, else by several. A stretch is kept while its speeds run as they did, which
 // depends on the keyframes around it; so each that is replaced is a question to those beside it.
-//
-// With s the source and t the render time, a straight speed w from w0 to w1 shows and takes
-//
-//     s = t (w0 + w1) / 2.
-//
-// A panel is two of these over equal times h, with the true speeds at its ends and the one
-// between them such that both show together what is to be shown until there:
-//
-//     wm = s / h - (w0 + w1) / 2.
-//
-// No error adds up from panel to panel.
 
 namespace core {
 namespace {
 
 using Type = KeyframeInterpolationType;
-
-// What replaced speeds may show too early or too late: a hundredth of a frame at 60 frames per
-// second, less what rounding to eight decimals in a file may take of it.
-constexpr double kMostMissed = 0.01 / 60.0 - 1e-5;
-
-// A speed that is made is at least so much: a slower one counts as a freeze.
-constexpr double kSlowest = 2e-4;
-
-// Pieces that show or take less than this would be one keyframe.
-constexpr double kLeastPiece = 2.0 * kTimeTolerance;
 
 // So long before a jump of the speed a ramp ends. Ten times as much would be seen in the sixth
 // digit of the source time, a tenth would make segments that are searched one by one.
@@ -120,138 +101,12 @@ private:
     const Curve* handSetsOf = nullptr;
 };
 
-// Two straight speeds over the same time each.
-struct Panel {
-    double half, w0, wm, w1;
-
-    double Shown(double t) const noexcept {
-        return t <= half ? t * (w0 + 0.5 * (wm - w0) * t / half)
-                         : 0.5 * half * (w0 + wm) +
-                               (t - half) * (wm + 0.5 * (w1 - wm) * (t - half) / half);
-    }
-};
-
-// What replaces speeds that are neither held nor straight.
-class Panels {
-public:
-    Panels(const PlayedSpeeds& of, double begin, double finish, double startSpeed,
-           double finalSpeed) noexcept
-        : speeds(of), from(begin), to(finish), w0(startSpeed), endSpeed(finalSpeed) {}
-
-    void Make(CurveMaker& curve) {
-        double length = to - from;
-        while (from < to) {
-            length = std::min(2.0 * length, to - from);
-            Panel panel = At(length);
-            while (!Fits(panel)) {
-                length *= 0.75;
-                if (length < 4.0 * kLeastPiece) {
-                    throw RunsBackwardsAt(from);
-                }
-                panel = At(length);
-            }
-            // No sliver behind it.
-            const double rest = to - from - length;
-            if (rest > 0.0 && rest < 0.5 * length) {
-                const Panel shorter = At(0.5 * (to - from));
-                if (Fits(shorter)) {
-                    panel = shorter;
-                    length = 0.5 * (to - from);
-                }
-            }
-            curve.Run(panel.w0, Type::Linear, panel.Shown(panel.half));
-            curve.Run(panel.wm, Type::Linear, panel.Shown(length) - panel.Shown(panel.half));
-            ahead += panel.Shown(length) - speeds.Shown(from, from + length);
-            from = length == to - from ? to : from + length;
-            w0 = panel.w1;
-        }
-    }
-
-private:
-    Panel At(double length) const noexcept {
-        const double half = 0.5 * length;
-        const double w1 =
-            length == to - from ? endSpeed : std::max(speeds.SpeedAt(from + length), kSlowest);
-        const double wanted = speeds.Shown(from, from + length) - ahead;
-        return {half, w0, std::max(wanted / half - 0.5 * (w0 + w1), kSlowest), w1};
-    }
-    bool Fits(const Panel& panel) const noexcept {
-        constexpr int kSamples = 16;
-        if (!(panel.Shown(panel.half) > kLeastPiece) ||
-            !(panel.Shown(2.0 * panel.half) - panel.Shown(panel.half) > kLeastPiece)) {
-            return false;
-        }
-        for (int i = 1; i <= kSamples; ++i) {
-            const double t = 2.0 * panel.half * i / kSamples;
-            const double missed = panel.Shown(t) + ahead - speeds.Shown(from, from + t);
-            if (!(std::fabs(missed) <= kMostMissed)) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    const PlayedSpeeds& speeds;
-    double from;
-    double to;
-    double w0;
-    double endSpeed;
-    double ahead = 0.0;  // what has been shown too much so far
-};
-
 // Whether what is played of a stretch has no room for a keyframe of its own.
 bool IsTooShort(const Stretch& s) noexcept {
     return s.to - s.from < kLeastPiece || s.IsStill() || std::fabs(s.Shown()) <= kLeastPiece;
 }
 
 }  // namespace
-
-// Speeds
-
-PlayedSpeeds::PlayedSpeeds(const SpeedSegment& s) noexcept
-    : segment(PrepareSegment(
-          {s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1}, curve)) {}
-
-bool PlayedSpeeds::IsSame(const PlayedSpeeds& other) const noexcept {
-    const auto numbers = [](const CubicBezier& b) {
-        return std::array<double, 8>{b.ax, b.bx, b.cx, b.dx, b.ay, b.by, b.cy, b.dy};
-    };
-    return segment.shape == other.segment.shape &&
-           std::equal(std::begin(segment.c), std::end(segment.c), std::begin(other.segment.c)) &&
-           (segment.shape != Segment::Shape::CubicEasing ||
-            segment.easing == other.segment.easing) &&
-           (!segment.HasCurve() || numbers(curve.bezier) == numbers(other.curve.bezier));
-}
-
-bool Stretch::IsStill() const noexcept {
-    return speeds.v0 == 0.0 && (IsHeld() || (speeds.v1 == 0.0 && IsStraight()));
-}
-
-bool Stretch::IsStraight() const noexcept {
-    constexpr double kPlaces[] = {0.0, 0.137, 0.5, 0.613, 0.871};
-    const PlayedSpeeds played(speeds);
-    return IsHeld() || std::all_of(std::begin(kPlaces), std::end(kPlaces), [&](double u) {
-               const double straight = speeds.v0 + u * (speeds.v1 - speeds.v0);
-               const double size = std::fabs(speeds.v0) + std::fabs(speeds.v1);
-               const double t = speeds.t0 + u * (speeds.t1 - speeds.t0);
-               return std::fabs(played.SpeedAt(t) - straight) <= 1e-3 * kSpeedRounding * size;
-           });
-}
-
-double Stretch::SpeedAt(double t) const noexcept {
-    return IsHeld() || t <= speeds.t0 ? speeds.v0
-           : t >= speeds.t1           ? speeds.v1
-                                      : PlayedSpeeds(speeds).SpeedAt(t);
-}
-
-double Stretch::Shown() const noexcept {
-    return PlayedSpeeds(speeds).Shown(from, to);
-}
-
-bool Stretch::LeadsTo(const Stretch& next) const noexcept {
-    return curve != nullptr && curve == next.curve && keyframe + 1 == next.keyframe &&
-           to == speeds.t1 && next.from == next.speeds.t0;
-}
 
 // Rows
 
@@ -602,7 +457,13 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
                 ramp > kLeastPiece) {
                 curve.Run(startSpeed, Type::Linear, ramp);
             } else {
-                Panels(played, s.from, to, startSpeed, endSpeed).Make(curve);
+                const auto pieces = MakeStraight(played, s.from, to, startSpeed, endSpeed);
+                if (pieces.empty()) {
+                    throw RunsBackwardsAt(s.from);
+                }
+                for (const StraightSpeed& piece : pieces) {
+                    curve.Run(piece.speed, Type::Linear, piece.shown);
+                }
             }
             if (jumps) {  // what it shows too little is of the second order
                 curve.Run(endSpeed, Type::Hold, endSpeed * (s.to - to));
