@@ -5,7 +5,9 @@
 #include "inputs.h"
 #include "yardstick.h"
 
+#include <core/speed/clip.h>
 #include <core/speed/frames.h>
+#include <core/speed/guard.h>
 #include <core/speed/speed_parameter.h>
 
 #include <cstdint>
@@ -123,7 +125,7 @@ void AddClip(Suite& suite, int n) {
     const std::string counted = Name("clip of 100,000 frames", "GetSourceFrames", n);
     const auto numbers = std::make_shared<std::vector<std::int64_t>>(frames->size());
     suite.Measure(counted, [=](benchmark::State& state) {
-        const core::FrameRate rate{30'000, 1'001};
+        const core::TimeBase rate{30'000, 1'001};
         while (state.KeepRunningBatch(kFrames)) {
             GetSourceFrames(speed->Snapshot(), 0, numbers->size(), rate, rate, numbers->data());
             benchmark::DoNotOptimize(numbers->data());
@@ -191,6 +193,19 @@ void AddAfterEdit(Suite& suite, int n) {
          measure("and total", [](core::SpeedParameter& speed, int,
                                  double) { benchmark::DoNotOptimize(speed.GetRenderTotalTime()); }),
          atRest, "query at rest", 3.0});
+    suite.Compare({"CutClip", n,
+                   measure("of a cut clip",
+                           [](core::SpeedParameter& speed, int count, double) {
+                               benchmark::DoNotOptimize(
+                                   core::CutClip(speed.Snapshot(), 0.4 * count));
+                           }),
+                   atRest, "query at rest", 0.0});
+    suite.Compare({"FindShownRange", n,
+                   measure("of a guarded clip",
+                           [](core::SpeedParameter& speed, int, double) {
+                               benchmark::DoNotOptimize(core::FindShownRange(speed.Snapshot()));
+                           }),
+                   atRest, "query at rest", 0.0});
     suite.Compare({"copy, then source time", n,
                    measure("of a copy",
                            [](core::SpeedParameter& speed, int, double) {

@@ -129,6 +129,9 @@ public:
             WritePicture("overshoot.svg", example::DrawOvershoot());
             WritePicture("reduce.svg", example::DrawReduced());
             WritePicture("outside.svg", example::DrawOutside());
+            WritePicture("razor.svg", example::DrawRazor());
+            WritePicture("guard.svg", example::DrawGuard());
+            WritePicture("carried.svg", example::DrawCarriedCurve());
         }
     }
 

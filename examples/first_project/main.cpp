@@ -1,5 +1,5 @@
 // A title slides and fades through a line of the terminal, in time; a file has its curve,
-// another what was logged.
+// others a clip that is cut in two, and what was logged.
 
 #include <core/core.h>
 
@@ -25,6 +25,14 @@ std::string Line(int column, double opacity) {
     return line;
 }
 
+bool Save(const char* path, const std::string& text) {
+    const auto saved = core::SaveFile(path, text);
+    if (!saved) {
+        std::fprintf(stderr, "%s\n", saved.reason.c_str());
+    }
+    return bool(saved);
+}
+
 }  // namespace
 
 int main() {
@@ -48,8 +56,22 @@ int main() {
     opacity.AddPoint(2.5, 1.0, Interpolation::Linear);
     opacity.AddPoint(3.0, 0.0, Interpolation::Hold);
 
-    if (const auto saved = core::SaveFile("column.json", column.Serialize()); !saved) {
-        std::fprintf(stderr, "%s\n", saved.reason.c_str());
+    if (!Save("column.json", column.Serialize())) {
+        return 1;
+    }
+
+    // 10 s of material, from 7 s on four times as fast, with a picture held for a second.
+    core::SpeedParameter clip;
+    clip.SetSourceTotalTime(10.0);
+    clip.AddPoint(2.0, 1.0, Interpolation::Linear);
+    clip.AddPoint(7.0, 4.0, Interpolation::Hold);
+    clip.AddFreezeFrame(1.0, 1.0);
+
+    // Cut in the ramp: two clips, which show what the whole shows.
+    const core::ClipParts cut = core::CutClip(clip.Snapshot(), 4.0);
+    if (!cut || !Save("clip.json", clip.Serialize()) ||
+        !Save("clip_1.json", cut.first.speed.Serialize()) ||
+        !Save("clip_2.json", cut.second.speed.Serialize())) {
         return 1;
     }
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 int main() {
-    const core::FrameRate timeline{24000, 1001};
-    const core::FrameRate material{30000, 1001};
+    const auto timeline = core::TimeBase::Frames(24000, 1001);
+    const auto material = core::TimeBase::Frames(30000, 1001);
 
     core::SpeedParameter speed(0.5);
     speed.SetSourceTotalTime(60.0);

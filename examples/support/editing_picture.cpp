@@ -63,6 +63,19 @@ void DrawEdited(SvgDocument& picture, const PlotAxes& axes, core::Parameter& bef
     picture.EndClip();
 }
 
+// The source time that a clip shows.
+void DrawSource(SvgDocument& picture, const PlotAxes& axes, const core::SpeedSnapshot& clip) {
+    const double length = clip.GetRenderTotalTime();
+    std::vector<core::Pointd> points;
+    for (int i = 0; i <= 600; ++i) {
+        const double t = length * (i + 0.013) / 600.026;
+        points.push_back(axes.At({t, clip.GetSourceTime(t)}));
+    }
+    picture.BeginClip(axes.Area());
+    picture.Polyline("curve", points);
+    picture.EndClip();
+}
+
 }  // namespace
 
 std::string DrawInsertedKeyframe() {
@@ -185,6 +198,87 @@ std::string DrawOutside() {
         }
         picture.EndClip();
     }
+    return picture.Finish();
+}
+
+std::string DrawRazor() {
+    core::SpeedParameter speed;
+    speed.SetSourceTotalTime(10.0);
+    speed.AddPoint(2.0, 1.0, Interpolation::Linear);
+    speed.AddPoint(7.0, 4.0, Interpolation::Hold);
+    speed.AddFreezeFrame(3.75, 1.0);
+    constexpr double kCut = 3.5;
+    const core::SpeedSnapshot whole = speed.Snapshot();
+    const core::ClipParts parts = core::CutClip(whole, kCut);
+    SvgDocument picture =
+        Begin(3, 1, "The razor", "The source time over the render time; the cut is in the freeze.");
+    const Span times{-0.3, 6.1};
+    const Span sources{-0.6, 10.6};
+    const PlotAxes cut = BeginPanel(picture, PanelBox(0, 0), "the whole", times, sources);
+    picture.Line("guide", cut.At({kCut, sources.low}), cut.At({kCut, sources.high}));
+    DrawSource(picture, cut, whole);
+    DrawSource(picture, BeginPanel(picture, PanelBox(1, 0), "first", times, sources),
+               parts.first.speed);
+    DrawSource(picture, BeginPanel(picture, PanelBox(2, 0), "second", times, sources),
+               parts.second.speed);
+    return picture.Finish();
+}
+
+std::string DrawGuard() {
+    core::SpeedParameter before;
+    before.SetSourceTotalTime(10.0);
+    before.SetPointInterpolationType(0, Interpolation::Hermite);
+    before.AddPoint(3.0, 2.6, Interpolation::Hermite);
+    before.AddPoint(4.0, 0.15, Interpolation::Hermite);
+    before.AddPoint(5.0, 0.15, Interpolation::EaseOutCubic);
+    before.SetPointValue(4, 3.0);
+    core::SpeedParameter after(before);
+    core::KeepInside(after);
+    SvgDocument picture = Begin(
+        2, 1, "The guard", "Dotted is the end of the material, the band where it runs backwards.");
+    const core::ShownRange shown = core::FindShownRange(before.Snapshot());
+    const Span times{-0.6, before.GetRenderTotalTime() + 0.6};
+    const Span sources{-0.8, shown.highest + 0.8};
+    const struct {
+        std::string_view name;
+        const core::SpeedParameter& speed;
+    } panels[] = {{"as it was", before}, {"KeepInside", after}};
+    for (std::size_t i = 0; i < 2; ++i) {
+        const PlotAxes axes = BeginPanel(picture, PanelBox(i, 0), panels[i].name, times, sources);
+        const core::SpeedSnapshot clip = panels[i].speed.Snapshot();
+        for (const core::TimeRange& range : core::FindShownRange(clip).backwards) {
+            picture.Rectangle("band", {axes.X(range.from), axes.Area().top,
+                                       axes.X(range.to) - axes.X(range.from), axes.Area().height});
+        }
+        picture.Line("guide", axes.At({times.low, 10.0}), axes.At({times.high, 10.0}));
+        DrawSource(picture, axes, clip);
+    }
+    return picture.Finish();
+}
+
+std::string DrawCarriedCurve() {
+    core::Parameter curve;
+    curve.AddPoint(0.5, 0.0, Interpolation::EaseInOutCubic);
+    curve.AddPoint(3.0, 1.0, Interpolation::Linear);
+    curve.AddPoint(4.5, 0.3, Interpolation::Hold);
+    core::SpeedParameter speed;
+    speed.SetSourceTotalTime(5.0);
+    speed.SetPointInterpolationType(0, Interpolation::Linear);
+    speed.AddPoint(2.0, 2.0, Interpolation::Hold);
+    speed.AddFreezeFrame(2.0, 1.0);
+    core::Parameter carried;
+    core::CarryToRenderTime(curve.Snapshot(), speed.Snapshot(), carried);
+    SvgDocument picture = Begin(3, 1, "A curve goes along",
+                                "Keyframes land where their pictures are shown; a freeze holds.");
+    const auto draw = [&](std::size_t column, std::string_view name, core::Parameter& drawn) {
+        const PlotAxes axes =
+            BeginPanel(picture, PanelBox(column, 0), name, {-0.2, 5.2}, {-0.15, 1.15});
+        DrawEdited(picture, axes, drawn, drawn);
+    };
+    draw(0, "over the source", curve);
+    DrawSource(picture, BeginPanel(picture, PanelBox(1, 0), "the clip", {-0.2, 5.2}, {-0.4, 5.4}),
+               speed.Snapshot());
+    draw(2, "over the timeline", carried);
     return picture.Finish();
 }
 

@@ -55,4 +55,15 @@ std::string DrawReduced();
 /// An SVG picture of one curve under every rule for what lies beyond its keyframes.
 std::string DrawOutside();
 
+/// An SVG picture of a clip and of the two that it is cut into.
+std::string DrawRazor();
+
+/// An SVG picture of a clip that leaves its material and runs backwards, and of what
+/// `KeepInside` makes of it.
+std::string DrawGuard();
+
+/// An SVG picture of a curve over source time, of a clip, and of the curve that is carried to
+/// the timeline.
+std::string DrawCarriedCurve();
+
 }  // namespace example

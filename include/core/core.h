@@ -29,8 +29,10 @@
 #include <core/curve/path_length.h>
 #include <core/curve/pointd.h>
 #include <core/curve/ranges.h>
+#include <core/curve/edit_result.h>
 #include <core/curve/shape.h>
 #include <core/curve/snapshot.h>
+#include <core/curve/time_base.h>
 #include <core/curve/time_unit.h>
 #include <core/curve/time_value_pair.h>
 #include <core/curve/val_any.h>
@@ -94,7 +96,11 @@
 #include <core/messaging/thread_of.h>
 #include <core/messaging/timer.h>
 #include <core/messaging/worker.h>
+#include <core/speed/carry.h>
+#include <core/speed/clip.h>
 #include <core/speed/frames.h>
+#include <core/speed/guard.h>
+#include <core/speed/retime.h>
 #include <core/speed/snapshot.h>
 #include <core/speed/speed_parameter.h>
 #include <core/version.h>

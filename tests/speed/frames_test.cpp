@@ -12,13 +12,13 @@
 namespace {
 
 using core::FrameAt;
-using core::FrameRate;
 using core::FrameStart;
+using core::TimeBase;
 using Frames = std::vector<std::int64_t>;
 
 constexpr double kDay = 86'400.0;
 
-Frames Played(SpeedParameter& speed, std::int64_t count, FrameRate render, FrameRate source) {
+Frames Played(SpeedParameter& speed, std::int64_t count, TimeBase render, TimeBase source) {
     Frames frames(static_cast<std::size_t>(count));
     GetSourceFrames(speed.Snapshot(), 0, frames.size(), render, source, frames.data());
     return frames;
@@ -26,23 +26,22 @@ Frames Played(SpeedParameter& speed, std::int64_t count, FrameRate render, Frame
 
 // Against whole numbers: the frames of a day at held speeds num / den, both rates given.
 TEST(Frames, OfADayAgreeWithRationalArithmetic) {
-    const FrameRate film{24'000, 1'001}, ntsc{30'000, 1'001}, pal{25, 1}, fast{120, 1};
+    const TimeBase film{24'000, 1'001}, ntsc{30'000, 1'001}, pal{25, 1}, fast{120, 1};
     const struct {
-        FrameRate render, source;
+        TimeBase render, source;
         std::int64_t num, den;
     } rows[] = {{ntsc, ntsc, 1, 1}, {pal, ntsc, 1, 1}, {ntsc, film, 1, 1},
                 {fast, ntsc, 1, 2}, {film, pal, 3, 1}, {ntsc, fast, 5, 4}};
     for (const auto& row : rows) {
         auto speed =
             Speeds(kDay, {{0, double(row.num) / double(row.den), kHold}, {kDay, 1, kHold}});
-        const auto count = static_cast<std::int64_t>(kDay * double(row.den) / double(row.num) *
-                                                     double(row.render.numerator) /
-                                                     double(row.render.denominator));
+        const auto count =
+            static_cast<std::int64_t>(kDay * double(row.den) / double(row.num) *
+                                      double(row.render.units) / double(row.render.seconds));
         const Frames frames = Played(*speed, count, row.render, row.source);
         for (std::int64_t n = 0; n < count; ++n) {
-            const std::int64_t wanted = n * row.render.denominator * row.source.numerator *
-                                        row.num /
-                                        (row.render.numerator * row.source.denominator * row.den);
+            const std::int64_t wanted = n * row.render.seconds * row.source.units * row.num /
+                                        (row.render.units * row.source.seconds * row.den);
             ASSERT_EQ(wanted, frames[static_cast<std::size_t>(n)]) << "frame " << n;
         }
     }
@@ -56,7 +55,7 @@ TEST(Frames, OfADayAgreeWithRationalArithmetic) {
 TEST(Frames, StayInTheMaterialForwardAndBackwards) {
     auto speed = Speeds(10, {{0, 0.5, kLine}, {4, 3, kHold}, {10, 1, kHold}});
     speed->AddFreezeFrame(4.5, 1.03);
-    const FrameRate rate{30'000, 1'001};
+    const TimeBase rate{30'000, 1'001};
     const std::int64_t last = 299;  // begins at 9.976 s
     Frames forward = Played(*speed, 400, rate, rate);
     for (std::int64_t n = 0; n < 400; ++n) {
@@ -81,7 +80,7 @@ TEST(Frames, StayInTheMaterialForwardAndBackwards) {
 
 TEST(Frames, RatesThatAreNoneAnswerNoFrame) {
     SpeedParameter speed;
-    for (const FrameRate none : {FrameRate{0, 1}, FrameRate{25, 0}, FrameRate{-25, 1}}) {
+    for (const TimeBase none : {TimeBase{0, 1}, TimeBase{25, 0}, TimeBase{-25, 1}}) {
         EXPECT_EQ(-1, FrameAt(1.0, none));
         EXPECT_EQ(0.0, FrameStart(1, none));
         EXPECT_EQ(-1, GetSourceFrame(speed.Snapshot(), 1, none, {25, 1}));

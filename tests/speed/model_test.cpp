@@ -1,6 +1,11 @@
+#include <core/speed/clip.h>
+#include <core/speed/guard.h>
+#include <core/speed/retime.h>
 #include <core/speed/speed_parameter.h>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "support/dice.h"
 #include "support/speed_edits.h"
@@ -43,6 +48,35 @@ void ExpectAgreement(SpeedParameter& speed, const SpeedModel& model, Dice& dice)
     }
 }
 
+// Cut, guarded and made twice as long, a clip still shows what the model shows.
+void ExpectRetimed(SpeedParameter& speed, const SpeedModel& model, Dice& dice) {
+    constexpr double kHundredthOfAFrame = 0.01 / 60.0;
+    const double length = model.RenderTotal();
+    const double cut = dice.Between(0.01, length - 0.01);
+    const core::ClipParts parts = CutClip(speed.Snapshot(), cut);
+    const core::ShownRange shown = FindShownRange(speed.Snapshot());
+    double last = model.keys.back().time;
+    for (const SpeedModel::Freeze& freeze : model.freezes) {
+        last = std::max(last, freeze.source);
+    }
+    if (last > model.keys.back().time + 1e-7) {
+        return;  // a freeze that was left behind when the source was shortened
+    }
+    ASSERT_TRUE(parts) << parts.first.reason << parts.second.reason;
+    EXPECT_EQ(last <= model.total + 1e-7, shown.StaysInside());
+    EXPECT_FALSE(shown.RunsBackwards());
+    SpeedParameter longer(speed);
+    ASSERT_TRUE(ScaleToLength(longer, 2 * length, core::FreezeLengths::Scale));
+    for (int i = 0; i < 20; ++i) {
+        const double t = dice.Between(0, length - 1e-6);
+        const double source = model.SourceTime(t);
+        const core::ClipPart& part = t < cut ? parts.first : parts.second;
+        EXPECT_NEAR(source, part.GetSourceTime(t < cut ? t : t - cut), kHundredthOfAFrame) << t;
+        EXPECT_NEAR(source, longer.GetSourceTime(2 * t), 2e-7 * (1 + model.Speed(t))) << t;
+        EXPECT_TRUE(source > shown.lowest - 1e-9 && source < shown.highest + 1e-9);
+    }
+}
+
 TEST(SpeedModelTest, ThousandsOfScriptsAgree) {
     for (std::uint64_t seed = 0; seed < 3000; ++seed) {
         Dice dice(seed);
@@ -56,6 +90,9 @@ TEST(SpeedModelTest, ThousandsOfScriptsAgree) {
             DiceChoices choices{dice};
             ASSERT_TRUE(plain::EditBoth(speed, model, choices)) << "seed " << seed;
             ExpectAgreement(*speed, model, dice);
+            if (step + 1 == steps) {
+                ExpectRetimed(*speed, model, dice);
+            }
             if (HasFailure()) {
                 FAIL() << "seed " << seed << ", step " << step << "\n" << model.Print();
             }

@@ -1,34 +1,14 @@
 #pragma once
 
 #include <core/curve/edit_result.h>
+#include <core/curve/time_base.h>
 #include <core/export.h>
-
-#include <cstdint>
 
 namespace core {
 
 class CurveSnapshot;
 class KeyframeHandle;
 class Parameter;
-
-/// What a curve's times count: `units` in each `seconds`, whole numbers, so that 30000 in
-/// 1001 seconds are the frames of NTSC video to the last digit.
-///
-/// Only 10000000 in 1 are ticks, which curves tell from seconds by `kFirstTickCount`; the
-/// times of any other base are below that.
-struct TimeBase {
-    std::int64_t units = 1;    ///< 1 or more.
-    std::int64_t seconds = 1;  ///< 1 or more.
-
-    /// Seconds, as curves count by themselves.
-    static TimeBase Seconds() noexcept { return {1, 1}; }
-    /// Ticks of 100 ns.
-    static TimeBase Ticks() noexcept { return {10000000, 1}; }
-    /// So many frames in so many seconds.
-    static TimeBase Frames(std::int64_t frames, std::int64_t perSeconds = 1) noexcept {
-        return {frames, perSeconds};
-    }
-};
 
 /// Counts a curve's times in another base, and makes its handles say in it what they said.
 ///

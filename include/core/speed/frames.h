@@ -1,5 +1,6 @@
 #pragma once
 
+#include <core/curve/time_base.h>
 #include <core/export.h>
 #include <core/speed/snapshot.h>
 
@@ -8,24 +9,18 @@
 
 namespace core {
 
-/// Frames per second, as a fraction: 30000/1001 is what is called 29.97.
-///
-/// Both numbers are to be above 0; with any other rate the functions here answer -1, and 0
-/// seconds.
-struct FrameRate {
-    std::int64_t numerator = 25;   ///< Frames,
-    std::int64_t denominator = 1;  ///< in so many seconds.
-};
-
 /// Where a frame starts, in seconds: the exact time, rounded once, for every frame of a day.
-CORE_API double FrameStart(std::int64_t frame, FrameRate rate) noexcept;
+///
+/// Rates are `TimeBase::Frames(30000, 1001)`, say. With one of 0 or less the functions here answer
+/// -1, and 0 seconds.
+CORE_API double FrameStart(std::int64_t frame, TimeBase rate) noexcept;
 
 /// The frame that holds a time: each from its start up to but without the next one's.
 ///
 /// A time less than 1e-7 s before a frame lies in it, so that a start which rounding has
 /// moved is still one. Times so far that frames can't be counted answer the last one that can
 /// be, NaN answers -1.
-CORE_API std::int64_t FrameAt(double time, FrameRate rate) noexcept;
+CORE_API std::int64_t FrameAt(double time, TimeBase rate) noexcept;
 
 /// The frame of the material that a clip shows at the start of a frame of the timeline.
 ///
@@ -37,10 +32,9 @@ CORE_API std::int64_t FrameAt(double time, FrameRate rate) noexcept;
 /// No error adds up: played at speed 1, frame n of a day at 30000/1001 is frame n. Throws
 /// `AnyBadAccess` where a speed is not a number. O(log n).
 CORE_API std::int64_t GetSourceFrame(const SpeedSnapshot& speed, std::int64_t renderFrame,
-                                     FrameRate renderRate, FrameRate sourceRate);
+                                     TimeBase renderRate, TimeBase sourceRate);
 /// The same for `count` frames from `first` on, to the caller's array. O(1) each, mostly.
 CORE_API void GetSourceFrames(const SpeedSnapshot& speed, std::int64_t first, std::size_t count,
-                              FrameRate renderRate, FrameRate sourceRate,
-                              std::int64_t* sourceFrames);
+                              TimeBase renderRate, TimeBase sourceRate, std::int64_t* sourceFrames);
 
 }  // namespace core

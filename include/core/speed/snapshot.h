@@ -10,6 +10,7 @@ namespace core {
 
 class SpeedParameter;
 class SpeedState;
+struct SpeedSnapshotAccess;
 
 /// A freeze of a speed curve, and where it lies on the three axes.
 struct FreezeFrame {
@@ -86,6 +87,7 @@ public:
 private:
     friend class SpeedParameter;
     friend class SpeedParameterImpl;
+    friend struct SpeedSnapshotAccess;
     SpeedSnapshot(SpeedState* owned, int reverseFlag, bool hasReversed) noexcept;
     template <class Time>
     void Sample(const Time& timeOf, std::size_t count, double* sourceTimes) const;

@@ -11,12 +11,12 @@ namespace {
 
 constexpr std::int64_t kNoFrame = -1;
 
-bool IsValid(FrameRate rate) noexcept {
-    return rate.numerator > 0 && rate.denominator > 0;
+bool IsValid(TimeBase rate) noexcept {
+    return rate.units > 0 && rate.seconds > 0;
 }
 
-double PerSecond(FrameRate rate) noexcept {
-    return static_cast<double>(rate.numerator) / static_cast<double>(rate.denominator);
+double PerSecond(TimeBase rate) noexcept {
+    return static_cast<double>(rate.units) / static_cast<double>(rate.seconds);
 }
 
 std::int64_t ToFrame(double whole) noexcept {
@@ -27,7 +27,7 @@ std::int64_t ToFrame(double whole) noexcept {
 // The frames of a clip's material.
 class Material {
 public:
-    Material(const SpeedSnapshot& speed, FrameRate rate) noexcept
+    Material(const SpeedSnapshot& speed, TimeBase rate) noexcept
         : perSecond(PerSecond(rate)), isReversed(speed.GetReverse() != 0) {
         const double length = speed.GetSourceTotalTime();
         if (length > 0.0) {
@@ -52,27 +52,27 @@ private:
 
 }  // namespace
 
-double FrameStart(std::int64_t frame, FrameRate rate) noexcept {
-    return IsValid(rate) ? static_cast<double>(frame) * static_cast<double>(rate.denominator) /
-                               static_cast<double>(rate.numerator)
+double FrameStart(std::int64_t frame, TimeBase rate) noexcept {
+    return IsValid(rate) ? static_cast<double>(frame) * static_cast<double>(rate.seconds) /
+                               static_cast<double>(rate.units)
                          : 0.0;
 }
 
-std::int64_t FrameAt(double time, FrameRate rate) noexcept {
+std::int64_t FrameAt(double time, TimeBase rate) noexcept {
     return IsValid(rate) && !std::isnan(time)
                ? ToFrame(std::floor((time + kTimeTolerance) * PerSecond(rate)))
                : kNoFrame;
 }
 
 std::int64_t GetSourceFrame(const SpeedSnapshot& speed, std::int64_t renderFrame,
-                            FrameRate renderRate, FrameRate sourceRate) {
+                            TimeBase renderRate, TimeBase sourceRate) {
     std::int64_t frame = kNoFrame;
     GetSourceFrames(speed, renderFrame, 1, renderRate, sourceRate, &frame);
     return frame;
 }
 
 void GetSourceFrames(const SpeedSnapshot& speed, std::int64_t first, std::size_t count,
-                     FrameRate renderRate, FrameRate sourceRate, std::int64_t* sourceFrames) {
+                     TimeBase renderRate, TimeBase sourceRate, std::int64_t* sourceFrames) {
     if (!IsValid(renderRate) || !IsValid(sourceRate)) {
         std::fill_n(sourceFrames, count, kNoFrame);
         return;

@@ -1,0 +1,62 @@
+#include "core/speed/stretch.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+
+namespace core {
+namespace {
+
+// A speed that is further off the straight way, by its size, is bent. Rounding makes a
+// thousandth of it.
+constexpr double kBent = 1e-12;
+
+}  // namespace
+
+PlayedSpeeds::PlayedSpeeds(const SpeedSegment& s) noexcept
+    : segment(PrepareSegment(
+          {s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1}, curve)) {}
+
+bool PlayedSpeeds::IsSame(const PlayedSpeeds& other) const noexcept {
+    const auto numbers = [](const CubicBezier& b) {
+        return std::array<double, 8>{b.ax, b.bx, b.cx, b.dx, b.ay, b.by, b.cy, b.dy};
+    };
+    return segment.shape == other.segment.shape &&
+           std::equal(std::begin(segment.c), std::end(segment.c), std::begin(other.segment.c)) &&
+           (segment.shape != Segment::Shape::CubicEasing ||
+            segment.easing == other.segment.easing) &&
+           (!segment.HasCurve() || numbers(curve.bezier) == numbers(other.curve.bezier));
+}
+
+bool Stretch::IsStill() const noexcept {
+    return speeds.v0 == 0.0 && (IsHeld() || (speeds.v1 == 0.0 && IsStraight()));
+}
+
+bool Stretch::IsStraight() const noexcept {
+    constexpr double kPlaces[] = {0.0, 0.137, 0.5, 0.613, 0.871};
+    const PlayedSpeeds played(speeds);
+    return IsHeld() || std::all_of(std::begin(kPlaces), std::end(kPlaces), [&](double u) {
+               const double straight = speeds.v0 + u * (speeds.v1 - speeds.v0);
+               const double size = std::fabs(speeds.v0) + std::fabs(speeds.v1);
+               const double t = speeds.t0 + u * (speeds.t1 - speeds.t0);
+               return std::fabs(played.SpeedAt(t) - straight) <= kBent * size;
+           });
+}
+
+double Stretch::SpeedAt(double t) const noexcept {
+    return IsHeld() || t <= speeds.t0 ? speeds.v0
+           : t >= speeds.t1           ? speeds.v1
+                                      : PlayedSpeeds(speeds).SpeedAt(t);
+}
+
+double Stretch::Shown() const noexcept {
+    return PlayedSpeeds(speeds).Shown(from, to);
+}
+
+bool Stretch::LeadsTo(const Stretch& next) const noexcept {
+    return curve != nullptr && curve == next.curve && keyframe + 1 == next.keyframe &&
+           to == speeds.t1 && next.from == next.speeds.t0;
+}
+
+}  // namespace core

@@ -1,0 +1,54 @@
+#pragma once
+
+// Parts of a clip's speeds, as they are played.
+
+#include "core/curve/area.h"
+#include "core/curve/curve.h"
+#include "core/curve/segment.h"
+#include "core/speed/map_block.h"
+
+#include <cstddef>
+
+namespace core {
+
+/// A segment of speeds, ready to be sampled.
+class PlayedSpeeds {
+public:
+    explicit PlayedSpeeds(const SpeedSegment& s) noexcept;
+    PlayedSpeeds(const PlayedSpeeds&) = delete;
+    PlayedSpeeds& operator=(const PlayedSpeeds&) = delete;
+
+    const Segment& Get() const noexcept { return segment; }
+    double SpeedAt(double t) const noexcept { return SampleSegment(segment, t); }
+    double Shown(double from, double to) const noexcept { return SegmentArea(segment, from, to); }
+    /// Whether both run through the same speeds.
+    bool IsSame(const PlayedSpeeds& other) const noexcept;
+
+private:
+    SegmentCurve curve{};
+    Segment segment;
+};
+
+/// A segment of a clip's speeds, and what of it is played; times are those of its own clip.
+struct Stretch {
+    SpeedSegment speeds;
+    double from;         ///< render time, freezes not counted
+    double to;           ///< the same
+    double sourceStart;  ///< source time of the keyframe that starts the segment
+    double sourceEnd;    ///< the same of the one that ends it
+    /// Where that keyframe is kept; null for a stretch that was made.
+    const Curve* curve;
+    std::size_t keyframe;
+
+    bool IsWhole() const noexcept { return from == speeds.t0 && to == speeds.t1; }
+    bool IsHeld() const noexcept { return speeds.type0 == KeyframeInterpolationType::Hold; }
+    /// Whether nothing of the source passes in it.
+    bool IsStill() const noexcept;
+    /// Whether the speed is held, or runs straight from the start's to the end's.
+    bool IsStraight() const noexcept;
+    double SpeedAt(double t) const noexcept;
+    double Shown() const noexcept;
+    bool LeadsTo(const Stretch& next) const noexcept;
+};
+
+}  // namespace core
