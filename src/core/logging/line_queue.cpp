@@ -1,5 +1,7 @@
 #include "core/logging/line_queue.h"
 
+#include "core/platform/platform.h"
+
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -11,6 +13,9 @@ namespace {
 /// Bytes of a block, and so of the largest write. Larger ones spare no more calls.
 constexpr std::size_t kBlockBytes = std::size_t{64} * 1024;
 constexpr std::size_t kBlockLines = 1024;
+/// Memory that is new comes in pieces of so much: page by page, one of thirty or forty lines
+/// would wait for one, and a block at once takes longer than a write to the file.
+constexpr std::size_t kPieceBytes = std::size_t{16} * 1024;
 
 }  // namespace
 
@@ -21,9 +26,17 @@ struct LineQueue::Block {
         return count == 0 ? 0 : ends[count - 1];
     }
 
+    /// Has memory come for the bytes before `until`, and for some behind them.
+    void Populate(std::size_t until) noexcept {
+        const std::size_t end = std::min(capacity, std::max(until, populated + kPieceBytes));
+        platform::PopulatePages(bytes.get() + populated, end - populated);
+        populated = end;
+    }
+
     std::atomic<Block*> next = nullptr;
     std::atomic<std::uint32_t> lines = 0;
     std::size_t capacity;
+    std::size_t populated = 0;
     std::unique_ptr<char[]> bytes;
     std::array<std::uint32_t, kBlockLines> ends;
 };
@@ -63,6 +76,9 @@ void LineQueue::Append(std::string_view line) {
         back = added;
         count = 0;
         end = 0;
+    }
+    if (end + line.size() >= back->populated) {
+        back->Populate(end + line.size() + 1);
     }
     char* const at = back->bytes.get() + end;
     line.copy(at, line.size());

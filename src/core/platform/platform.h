@@ -58,6 +58,9 @@ std::size_t LargePageSize() noexcept;
 /// Wishes for the pages of memory that nobody has touched yet to come as large ones, so that
 /// the first touch of each interrupts once and not 512 times.
 void PreferLargePages(void* memory, std::size_t size) noexcept;
+/// Has the pages of memory that nobody has touched yet come at once, where the system can:
+/// that takes a fraction of what it takes to meet them one after the other.
+void PopulatePages(void* memory, std::size_t size) noexcept;
 
 // Identifiers
 

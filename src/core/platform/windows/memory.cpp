@@ -10,4 +10,6 @@ std::size_t LargePageSize() noexcept {
 
 void PreferLargePages(void*, std::size_t) noexcept {}
 
+void PopulatePages(void*, std::size_t) noexcept {}
+
 }  // namespace core::platform
