@@ -29,7 +29,6 @@
 #include <core/curve/path_length.h>
 #include <core/curve/pointd.h>
 #include <core/curve/ranges.h>
-#include <core/curve/edit_result.h>
 #include <core/curve/shape.h>
 #include <core/curve/snapshot.h>
 #include <core/curve/time_base.h>
