@@ -514,12 +514,12 @@ private:
 }  // namespace
 
 CurveEditResult CarryToRenderTime(const CurveSnapshot& curve, const SpeedSnapshot& clip,
-                               Parameter& carried, double tolerance) {
+                                  Parameter& carried, double tolerance) {
     return Carrier(curve, clip, Way::ToRender, tolerance).Run(carried);
 }
 
 CurveEditResult CarryToSourceTime(const CurveSnapshot& curve, const SpeedSnapshot& clip,
-                               Parameter& carried, double tolerance) {
+                                  Parameter& carried, double tolerance) {
     return Carrier(curve, clip, Way::ToSource, tolerance).Run(carried);
 }
 
