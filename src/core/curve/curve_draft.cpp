@@ -1,5 +1,6 @@
 #include "core/curve/curve_draft.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -26,14 +27,35 @@ std::string TimeText(double time) {
     return {text.data(), end.ptr};
 }
 
-void WriteHandles(Shared<Curve>& draft, std::size_t index, const std::optional<Pointd>& left,
+namespace {
+
+const char* const kTooLarge = "the numbers are too large";
+
+bool IsFinite(Pointd handle) noexcept {
+    return std::isfinite(handle.x) && std::isfinite(handle.y);
+}
+
+}  // namespace
+
+std::string FaultOfHandles(std::span<const TimeValuePair> row) {
+    const bool areFinite = std::all_of(row.begin(), row.end(), [](const TimeValuePair& keyframe) {
+        return IsFinite(LeftOf(keyframe)) && IsFinite(RightOf(keyframe));
+    });
+    return areFinite ? "" : kTooLarge;
+}
+
+bool WriteHandles(Shared<Curve>& draft, std::size_t index, const std::optional<Pointd>& left,
                   const std::optional<Pointd>& right) {
+    if ((left && !IsFinite(*left)) || (right && !IsFinite(*right))) {
+        return false;
+    }
     const TimeValuePair& keyframe = (*draft)[index];
     const bool setsLeft = left && !HandlesMatch(*left, LeftOf(keyframe));
     const bool setsRight = right && !HandlesMatch(*right, RightOf(keyframe));
     if (setsLeft || setsRight) {
         draft.Own().SetHandles(index, setsLeft ? &*left : nullptr, setsRight ? &*right : nullptr);
     }
+    return true;
 }
 
 std::string NoNumbersAt(std::size_t index) {
@@ -96,6 +118,9 @@ std::string ReplaceStretch(const Curve& curve, Curve::Range range, KeyframeStret
             return NoNumbersAt(range.first);
         }
         row = stretch.keyframes;
+    }
+    if (std::string fault = FaultOfHandles(row); !fault.empty()) {
+        return fault;
     }
     for (std::size_t i = 0; i < row.size(); ++i) {
         KeepNumbers(stretch.keyframes[i], row[i]);

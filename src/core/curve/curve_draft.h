@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -69,8 +70,12 @@ std::string ReplaceStretch(const Curve& curve, Curve::Range range, KeyframeStret
 /// The reason that names a keyframe whose values have no form.
 std::string NoNumbersAt(std::size_t index);
 
-/// Gives a keyframe handles; what they are already, but for rounding, stays as it is.
-void WriteHandles(Shared<Curve>& draft, std::size_t index, const std::optional<Pointd>& left,
+/// Why keyframes can't be stored: handles that are not finite. Empty where they can.
+std::string FaultOfHandles(std::span<const TimeValuePair> row);
+
+/// Gives a keyframe handles; what they are already, but for rounding, stays as it is. False,
+/// changing nothing, where they are not finite.
+bool WriteHandles(Shared<Curve>& draft, std::size_t index, const std::optional<Pointd>& left,
                   const std::optional<Pointd>& right);
 
 }  // namespace core

@@ -398,6 +398,9 @@ CurveEditResult MakeFitted(const std::vector<FitSample>& samples, ParameterTypeE
     }
     add(samples.back().time, pieces.empty() ? samples.back().value : pieces.back().cubic[3]);
     WriteForms(row, forms);
+    if (fault = FaultOfHandles(row); !fault.empty()) {
+        return {std::move(fault)};
+    }
     std::vector<HandSet> sides(row.size(), HandSet{true, true});
     const ValAny constant = isPath ? ValAny(Pointd{}) : ValAny(0.0);
     BigParameterImpl empty(type, constant, {});

@@ -14,6 +14,8 @@
 namespace core {
 namespace {
 
+const char* const kTooLarge = "the numbers are too large";
+
 // Slopes on both sides of a keyframe that differ by less are one.
 constexpr double kSmooth = 1e-9;
 
@@ -94,18 +96,20 @@ public:
         }
     }
 
-    void Write(Shared<Curve>& draft) {
+    bool Write(Shared<Curve>& draft) {
+        bool isDone = true;
         for (std::size_t i = 0; i < forms.size(); ++i) {
             const std::size_t start = range.first + i;
             SetLevers(forms[i], curve[start], curve[start + 1], levers[i]);
             FormHandles handles = HandlesOf(forms[i], curve[start], curve[start + 1]);
             if (levers[i].first) {
-                WriteHandles(draft, start, {}, handles.right);
+                isDone = WriteHandles(draft, start, {}, handles.right) && isDone;
             }
             if (levers[i].second) {
-                WriteHandles(draft, start + 1, handles.left, {});
+                isDone = WriteHandles(draft, start + 1, handles.left, {}) && isDone;
             }
         }
+        return isDone;
     }
 
 private:
@@ -203,14 +207,17 @@ std::string Align(const Curve& curve, std::size_t index, HandleSide kept, Shared
         }
         other->rise.x = slope * other->reach * duration;
     }
+    bool isDone = false;
     if (keepsLeft) {
         SetLevers(leaving, keyframe, curve[index + 1], {other, {}});
-        WriteHandles(draft, index, {}, HandlesOf(leaving, keyframe, curve[index + 1]).right);
+        isDone =
+            WriteHandles(draft, index, {}, HandlesOf(leaving, keyframe, curve[index + 1]).right);
     } else {
         SetLevers(arriving, curve[index - 1], keyframe, {{}, other});
-        WriteHandles(draft, index, HandlesOf(arriving, curve[index - 1], keyframe).left, {});
+        isDone =
+            WriteHandles(draft, index, HandlesOf(arriving, curve[index - 1], keyframe).left, {});
     }
-    return {};
+    return isDone ? "" : kTooLarge;
 }
 
 }  // namespace
@@ -267,7 +274,7 @@ CurveEditResult PreventOvershoot(KeyframeHandle& handle, double from, double to)
             Stretch stretch(curve, KeyframesFrom(curve, from, to));
             if (stretch.Read(fault)) {
                 stretch.Limit();
-                stretch.Write(draft);
+                fault = stretch.Write(draft) ? "" : kTooLarge;
             }
         }
         return fault;

@@ -36,7 +36,8 @@ inline Pointd RightOf(const TimeValuePair& keyframe) noexcept {
 inline bool HandlesMatch(Pointd a, Pointd b) noexcept {
     constexpr double kRounding = 1e-13;
     const auto isNear = [](double p, double q) {
-        return std::fabs(p - q) <= kRounding * (std::fabs(p) + std::fabs(q));
+        // Not "<=": infinite numbers match nothing but themselves.
+        return p == q || std::fabs(p - q) < kRounding * (std::fabs(p) + std::fabs(q));
     };
     return isNear(a.x, b.x) && isNear(a.y, b.y);
 }

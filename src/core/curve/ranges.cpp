@@ -162,6 +162,9 @@ std::string MoveTo(Shared<Curve>& draft, Curve::Range range, const std::vector<d
         return fault;
     }
     MoveHandles(curve, range, factor, times, row);
+    if (std::string fault = FaultOfHandles(row.keyframes); !fault.empty()) {
+        return fault;
+    }
     draft.Own().Remove(range.first, range.last);
     for (std::size_t i = 0; i < times.size(); ++i) {
         row.keyframes[i].SetTime(times[i]);
@@ -286,6 +289,9 @@ std::string Reverse(Shared<Curve>& draft, double from, double to) {
     row.back().SetInterpolation(curve[range.last - 1].GetInterpolation());
     if (!WriteForms(row, forms)) {
         return "a held path straightens what arrives at it";
+    }
+    if (std::string fault = FaultOfHandles(row); !fault.empty()) {
+        return fault;
     }
     Curve& made = draft.Own();
     made.Remove(range.first, range.last);
@@ -419,6 +425,10 @@ CurveEditResult InsertCurve(KeyframeHandle& handle, double time, const CurveSnap
             draft.Own().Remove(met.first, met.last);
         }
         MoveHandles(*other, whole, 1.0, times, row);
+        fault = FaultOfHandles(row.keyframes);
+        if (!fault.empty()) {
+            return fault;
+        }
         for (std::size_t i = 0; i < times.size(); ++i) {
             row.keyframes[i].SetTime(times[i]);
         }
