@@ -106,9 +106,9 @@ private:
     }
     static void Destroy(EventNode* node) { node->type->destroy(node->Event()); }
 
-    SpinMutex queueMutex;
-    SpinCondition wake;
-    SpinCondition roleIsFree;
+    QueueMutex queueMutex;
+    QueueCondition wake;
+    QueueCondition roleIsFree;
     EventQueue events CORE_GUARDED_BY(queueMutex);
     unsigned lastToken CORE_GUARDED_BY(queueMutex) = 0;
     std::thread::id consumer CORE_GUARDED_BY(queueMutex);

@@ -73,7 +73,7 @@ public:
     void Abandon() noexcept CORE_NO_THREAD_SAFETY_ANALYSIS { new (&registry) ListenerRegistry; }
 
 private:
-    SpinMutex mutex;
+    QueueMutex mutex;
     std::uint64_t lastToken CORE_GUARDED_BY(mutex) = 0;
     std::uint64_t posted CORE_GUARDED_BY(mutex) = 0;
     std::atomic<bool> isMeasured = false;

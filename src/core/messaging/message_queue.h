@@ -138,8 +138,8 @@ private:
     bool SleepUntil(Clock::time_point deadline) CORE_REQUIRES(mutex);
     void WakeOne() CORE_REQUIRES(mutex);
 
-    mutable SpinMutex mutex;
-    SpinCondition wake;
+    mutable QueueMutex mutex;
+    QueueCondition wake;
     BlockDeque<Message> elements CORE_GUARDED_BY(mutex);
     int sleepers CORE_GUARDED_BY(mutex) = 0;
     int wakeUps CORE_GUARDED_BY(mutex) = 0;
@@ -147,7 +147,7 @@ private:
     bool isFrontHandled CORE_GUARDED_BY(mutex) = false;
     std::size_t mark CORE_GUARDED_BY(mutex) = 0;
     int roomWaiters CORE_GUARDED_BY(mutex) = 0;
-    SpinCondition room;
+    QueueCondition room;
     std::size_t limit CORE_GUARDED_BY(mutex) = kNoLimit;
     WhenFull whenFull CORE_GUARDED_BY(mutex) = WhenFull::Wait;
     std::size_t highest CORE_GUARDED_BY(mutex) = 0;

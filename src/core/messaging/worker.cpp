@@ -119,9 +119,9 @@ private:
     Task* WaitForTask(bool isOwnThread);
     void Refill() CORE_REQUIRES(mutex);
 
-    SpinMutex mutex;
-    SpinCondition wake;
-    SpinCondition drained;
+    QueueMutex mutex;
+    QueueCondition wake;
+    QueueCondition drained;
     Phase phase CORE_GUARDED_BY(mutex) = Phase::Running;
     int sleepers CORE_GUARDED_BY(mutex) = 0;
     std::vector<Task*> incoming CORE_GUARDED_BY(mutex);
@@ -418,7 +418,7 @@ void TaskQueue::Serve(bool isOwnThread) {
 void TaskQueue::StopAndDrain() {
     const bool isInside = Serving::Is(this);
     const Serving serving(this);
-    SpinLock lock(mutex, *this);
+    BreakableLock lock(mutex, *this);
     hasExit.store(true);
     wake.NotifyAll();
     // A drain that is under way on a thread that is gone goes on here.
@@ -467,7 +467,7 @@ void TaskQueue::Exit() {
 
 void TaskQueue::RunRest() {
     const Serving serving(this);
-    SpinLock lock(mutex, *this);
+    BreakableLock lock(mutex, *this);
     while (Task* const task = Take()) {
         lock.unlock();
         RunElsewhere(task);
