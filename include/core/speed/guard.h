@@ -20,7 +20,9 @@ struct ShownRange {
     /// Those at which it runs against its direction: backwards, or forward in reverse.
     std::vector<TimeRange> backwards;
 
+    /// Whether all that it shows is in the material.
     bool StaysInside() const noexcept { return outside.empty(); }
+    /// Whether it ever runs against its direction.
     bool RunsBackwards() const noexcept { return !backwards.empty(); }
 };
 

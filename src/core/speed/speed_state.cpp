@@ -219,11 +219,10 @@ TimeRange SpeedState::ChangedBetween(const SpeedState& a, const SpeedState& b) {
     // The same for those whose time the speeds never reach.
     const auto shownUntil = [](const SpeedState& state) {
         const auto& listed = state.freezes->Freezes();
-        const PlacedFreezes& placed = state.Placed();
-        return listed.empty()
-                   ? placed.RenderLength()
-                   : std::max(placed.RenderLength(),
-                              placed.RenderStart(listed.size() - 1) + listed.back().duration);
+        const double length = state.Placed().RenderLength();
+        return listed.empty() ? length
+                              : std::max(length, state.Placed().RenderStart(listed.size() - 1) +
+                                                     listed.back().duration);
     };
     if (end(a) == end(b) && endsThere(a) && endsThere(b)) {
         changed.to = std::max(shownUntil(a), shownUntil(b)) + kTolerance;
