@@ -161,7 +161,7 @@ std::string Place::Name() const {
 
 std::string Place::ShortName() const {
     const std::string name = InputName(file);
-    return name.substr(name.find_last_of('/') + 1) + (pointer.empty() ? "" : '#' + pointer);
+    return name.substr(name.find_last_of("/\\") + 1) + (pointer.empty() ? "" : '#' + pointer);
 }
 
 Place PlaceOf(const std::string& argument) {
