@@ -43,10 +43,11 @@ CORE_API PathDirections GetPathDirections(const CurveSnapshot& path, double time
 /// speed. The keyframes keep their times, so that each segment has a speed of its own.
 ///
 /// Curved segments get keyframes between, some dozens each, as many as keep each place within
-/// 1e-6 of the segment's length of where an even motion is; beside cusps within 1e-3. Held segments
-/// stay. Refused, changing nothing: bounds that are not finite or in the wrong order, a curve that
-/// is no path of points, a segment too short for its keyframes, one before a held keyframe, which
-/// straightens it. One edit, from any thread; O(log n + k log n).
+/// 1e-6 of the segment's length of where an even motion is; beside cusps of segments that take less
+/// than half a second, as many as there is room for in time. Held segments stay. Refused, changing
+/// nothing: bounds that are not finite or in the wrong order, a curve that is no path of points, a
+/// segment too short for its keyframes, one before a held keyframe, which straightens it. One edit,
+/// from any thread; O(log n + k log n).
 CORE_API CurveEditResult MakeMotionEven(KeyframeHandle& path, double from, double to);
 
 }  // namespace core

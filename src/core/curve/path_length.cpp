@@ -191,10 +191,14 @@ class EvenMotion {
 public:
     explicit EvenMotion(const CubicBezier& path) : curve(path), way(path) {}
 
-    std::vector<EvenPiece> Pieces() const {
-        constexpr int kMostHalvings = 12;
+    /// Of a segment that takes `time`.
+    std::vector<EvenPiece> Pieces(double time) const {
+        // At a cusp, where only ever shorter pieces help, as many as have room in time.
+        constexpr int kUsual = 12;
+        constexpr int kMost = 20;
+        const int room = static_cast<int>(std::log2(time / (4.0 * kTimeTolerance)));
         std::vector<EvenPiece> pieces;
-        Append(0.0, way.Whole(), kMostHalvings, pieces);
+        Append(0.0, way.Whole(), std::clamp(room, kUsual, kMost), pieces);
         return pieces;
     }
     double Length() const noexcept { return way.Whole(); }
@@ -264,7 +268,7 @@ std::string AppendEven(const Curve& curve, std::size_t index, KeyframeStretch& s
     }
     const Type type = form.type == Type::Linear ? Type::Bezier : form.type;
     const double dt = curve.TimeOf(index + 1) - start.GetTime();
-    for (const EvenPiece& piece : even.Pieces()) {
+    for (const EvenPiece& piece : even.Pieces(dt)) {
         if (dt * (piece.to - piece.from) / even.Length() < 2.0 * kTimeTolerance) {
             return "the segment at keyframe " + std::to_string(index) +
                    " is too short for the keyframes of an even motion";
