@@ -56,7 +56,7 @@ public:
 
     double Source() const noexcept { return source; }
     void Meet(double keyframeSource) noexcept { source = keyframeSource; }
-    void Keep(const Stretch& s) {
+    void Keep(const PlayedStretch& s) {
         if (s.curve == nullptr) {
             Put(s.speeds.v0, s.speeds.type0);
             return;
@@ -102,7 +102,7 @@ private:
 };
 
 // Whether what is played of a stretch has no room for a keyframe of its own.
-bool IsTooShort(const Stretch& s) noexcept {
+bool IsTooShort(const PlayedStretch& s) noexcept {
     return s.to - s.from < kLeastPiece || s.IsStill() || std::fabs(s.Shown()) <= kLeastPiece;
 }
 
@@ -174,7 +174,7 @@ MapRange ClipRow::Add(const SpeedState& clip, double from, double to) {
         range.from = sourceStart = first.time;
     }
     // Up to each freeze, and to the end.
-    const auto addUntil = [&](Stretch whole, double until) {
+    const auto addUntil = [&](PlayedStretch whole, double until) {
         whole.from = std::max(whole.from, range.from);
         whole.to = std::min(whole.to, until);
         if (whole.to > whole.from) {
@@ -239,7 +239,7 @@ MapRange ClipRow::Add(const SpeedState& clip, double from, double to) {
 }
 
 // What is too short for a keyframe of its own stands still.
-void ClipRow::AddPart(const Stretch& stretch) {
+void ClipRow::AddPart(const PlayedStretch& stretch) {
     if (stretch.IsWhole() || !IsTooShort(stretch)) {
         stretches.push_back(stretch);
     } else if (stretch.to - stretch.from >= kTimeTolerance) {
@@ -306,8 +306,8 @@ void ClipRow::MergeAt(std::size_t index) {
         return;
     }
     const auto stands = [index](const PlayedFreeze& f) { return f.before == index; };
-    const Stretch& a = stretches[index - 1];
-    const Stretch& b = stretches[index];
+    const PlayedStretch& a = stretches[index - 1];
+    const PlayedStretch& b = stretches[index];
     const double lengthOfA = a.to - a.from;
     const double lengthOfB = b.to - b.from;
     const bool meet = IsNear(a.SpeedAt(a.to), b.SpeedAt(b.from)) && a.IsStraight() &&
@@ -320,7 +320,7 @@ void ClipRow::MergeAt(std::size_t index) {
          std::fabs(rises - risesOn) > kSpeedRounding * size * std::max(lengthOfA, lengthOfB))) {
         return;
     }
-    Stretch merged = a;
+    PlayedStretch merged = a;
     merged.from = merged.speeds.t0 = 0.0;
     merged.to = merged.speeds.t1 = lengthOfA + lengthOfB;
     merged.speeds.v0 = a.SpeedAt(a.from);
@@ -342,12 +342,12 @@ void ClipRow::MergeAt(std::size_t index) {
 // What is kept
 
 double ClipRow::StartSpeed(std::size_t index, bool isKept) const noexcept {
-    const Stretch& s = stretches[index];
+    const PlayedStretch& s = stretches[index];
     return isKept || s.IsHeld() ? s.speeds.v0 : std::max(s.SpeedAt(s.from), kSlowest);
 }
 
 bool ClipRow::StaysSame(std::size_t index, const std::vector<bool>& kept) const {
-    const Stretch& s = stretches[index];
+    const PlayedStretch& s = stretches[index];
     if (s.IsHeld()) {
         return true;
     }
@@ -362,7 +362,7 @@ bool ClipRow::StaysSame(std::size_t index, const std::vector<bool>& kept) const 
     std::optional<SpeedKey> next;
     SpeedKey end{s.speeds.t1, s.speeds.v1, s.speeds.type1};
     if (index > 0) {
-        const Stretch& before = stretches[index - 1];
+        const PlayedStretch& before = stretches[index - 1];
         previous = staysBeside(index - 1, index)
                        ? SpeedKey{before.speeds.t0, before.speeds.v0, before.speeds.type0}
                        : Another(s.speeds, -1.0);
@@ -373,7 +373,7 @@ bool ClipRow::StaysSame(std::size_t index, const std::vector<bool>& kept) const 
         }
     }
     if (index + 1 < stretches.size()) {
-        const Stretch& behind = stretches[index + 1];
+        const PlayedStretch& behind = stretches[index + 1];
         const bool isBeside = staysBeside(index, index + 1);
         next = isBeside ? SpeedKey{behind.speeds.t1, behind.speeds.v1, behind.speeds.type1}
                         : Another(s.speeds, 1.0);
@@ -429,7 +429,7 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
     // By this much a keyframe comes earlier than in its clip.
     double moved = std::numeric_limits<double>::quiet_NaN();
     for (std::size_t i = 0; i < stretches.size(); ++i) {
-        const Stretch& s = stretches[i];
+        const PlayedStretch& s = stretches[i];
         const bool isLast = i + 1 == stretches.size();
         if ((i == 0 || !stretches[i - 1].LeadsTo(s)) && s.from == s.speeds.t0) {
             moved = s.sourceStart - curve.Source();
@@ -482,7 +482,7 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
             const bool endsWithClip = s.curve != nullptr && s.keyframe + 2 == s.curve->Count() &&
                                       s.to == s.speeds.t1 && (kept[i] || s.IsHeld());
             if (endsWithClip) {
-                Stretch end = s;
+                PlayedStretch end = s;
                 end.keyframe = s.keyframe + 1;
                 curve.Keep(end);
             } else {

@@ -54,12 +54,12 @@ private:
     };
     void AddFreeze(double seconds, bool keepsKeyframe);
     void AddHeld(double speed, double source);
-    void AddPart(const Stretch& stretch);
+    void AddPart(const PlayedStretch& stretch);
     std::vector<bool> FindKept() const;
     bool StaysSame(std::size_t index, const std::vector<bool>& kept) const;
     double StartSpeed(std::size_t index, bool isKept) const noexcept;
 
-    std::vector<Stretch> stretches;
+    std::vector<PlayedStretch> stretches;
     std::vector<PlayedFreeze> freezes;
     // Where the curve begins; above 0 where a whole clip does.
     double sourceStart = 0.0;

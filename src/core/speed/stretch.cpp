@@ -29,11 +29,11 @@ bool PlayedSpeeds::IsSame(const PlayedSpeeds& other) const noexcept {
            (!segment.HasCurve() || numbers(curve.bezier) == numbers(other.curve.bezier));
 }
 
-bool Stretch::IsStill() const noexcept {
+bool PlayedStretch::IsStill() const noexcept {
     return speeds.v0 == 0.0 && (IsHeld() || (speeds.v1 == 0.0 && IsStraight()));
 }
 
-bool Stretch::IsStraight() const noexcept {
+bool PlayedStretch::IsStraight() const noexcept {
     constexpr double kPlaces[] = {0.0, 0.137, 0.5, 0.613, 0.871};
     const PlayedSpeeds played(speeds);
     return IsHeld() || std::all_of(std::begin(kPlaces), std::end(kPlaces), [&](double u) {
@@ -44,17 +44,17 @@ bool Stretch::IsStraight() const noexcept {
            });
 }
 
-double Stretch::SpeedAt(double t) const noexcept {
+double PlayedStretch::SpeedAt(double t) const noexcept {
     return IsHeld() || t <= speeds.t0 ? speeds.v0
            : t >= speeds.t1           ? speeds.v1
                                       : PlayedSpeeds(speeds).SpeedAt(t);
 }
 
-double Stretch::Shown() const noexcept {
+double PlayedStretch::Shown() const noexcept {
     return PlayedSpeeds(speeds).Shown(from, to);
 }
 
-bool Stretch::LeadsTo(const Stretch& next) const noexcept {
+bool PlayedStretch::LeadsTo(const PlayedStretch& next) const noexcept {
     return curve != nullptr && curve == next.curve && keyframe + 1 == next.keyframe &&
            to == speeds.t1 && next.from == next.speeds.t0;
 }

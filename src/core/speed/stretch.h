@@ -30,7 +30,7 @@ private:
 };
 
 /// A segment of a clip's speeds, and what of it is played; times are those of its own clip.
-struct Stretch {
+struct PlayedStretch {
     SpeedSegment speeds;
     double from;         ///< render time, freezes not counted
     double to;           ///< the same
@@ -48,7 +48,7 @@ struct Stretch {
     bool IsStraight() const noexcept;
     double SpeedAt(double t) const noexcept;
     double Shown() const noexcept;
-    bool LeadsTo(const Stretch& next) const noexcept;
+    bool LeadsTo(const PlayedStretch& next) const noexcept;
 };
 
 }  // namespace core
