@@ -332,6 +332,10 @@ CurveEditResult KeepInside(SpeedParameter& clip, double first, double last, doub
     const bool isDone = clip.Edit([&](SpeedParameter& draft) {
         result.reason.clear();
         const SpeedSnapshot before = draft.Snapshot();
+        const ShownRange shown = FindForward(before, first, last);
+        if (shown.StaysInside() && !shown.RunsBackwards()) {
+            return;  // negative speeds that are never played stay, too
+        }
         try {
             RaiseNegatives(draft, slowest);
             StraightenUntilInside(draft, first, last);
