@@ -378,12 +378,12 @@ private:
         return made;
     }
     bool Fits(const Smooth& s, double from, double to, const Cubic& cubic) const {
-        constexpr int kSamples = 48;
+        constexpr int kSamples = 96;
         for (int i = 1; i < kSamples; ++i) {
             const double u = static_cast<double>(i) / kSamples;
-            // A tenth is left for what lies between the samples.
+            // A part is left for what lies between the samples.
             if (!(SizeOf(Minus(cubic.At(u), At(s, from + u * (to - from)))) <=
-                  0.9 * tolerance * range)) {
+                  0.85 * tolerance * range)) {
                 return false;
             }
         }
