@@ -216,7 +216,7 @@ TimeRange SpeedState::ChangedBetween(const SpeedState& a, const SpeedState& b) {
         const auto& listed = state.freezes->Freezes();
         return listed.empty() || listed.back().sourceTime <= end(state);
     };
-    // The same for those whose time the speeds never reach.
+    // A freeze whose source time the speeds never reach is shown behind the end of the clip.
     const auto shownUntil = [](const SpeedState& state) {
         const auto& listed = state.freezes->Freezes();
         const double length = state.Placed().RenderLength();
