@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -48,6 +49,15 @@ double ValueAt(const Parameter& curve, double time) {
     return curve.Snapshot().GetValue(time, false).AsDouble();
 }
 
+// By how much a value is not what the curve answers at a time. The steps of a bisection, which
+// a carried curve does not follow, count as one.
+double Missed(const Parameter& curve, double time, double value) {
+    constexpr double kStep = 1e-4;
+    const core::ValueExtremes steps = FindExtremes(curve.Snapshot(), time - kStep, time + kStep);
+    return std::min(std::fabs(ValueAt(curve, time) - value),
+                    std::max({0.0, value - steps.greatest, steps.least - value}));
+}
+
 // Times right at a keyframe apart, where a value may jump, each picture has the value that it
 // had in the source; and back.
 TEST(Carry, LeavesOnEachPictureWhatWasThere) {
@@ -72,13 +82,11 @@ TEST(Carry, LeavesOnEachPictureWhatWasThere) {
         for (int i = 1; i < 500; ++i) {
             const double t = length * i / 500.0137;
             const double s = clip.GetSourceTime(t);
-            ASSERT_NEAR(ValueAt(curve, s), ValueAt(carried, t), most) << "at " << t;
-            if (goesBack) {
-                ASSERT_NEAR(ValueAt(curve, s), ValueAt(back, s), 2 * most) << "source " << s;
-            }
+            ASSERT_LE(Missed(curve, s, ValueAt(carried, t)), most) << "at " << t;
+            ASSERT_TRUE(!goesBack || Missed(curve, s, ValueAt(back, s)) <= 2 * most) << s;
         }
     }
-    EXPECT_LT(made, 8 * keyframes);
+    EXPECT_LT(made, 1.2 * keyframes);
 }
 
 TEST(Carry, AddsNoKeyframeWhereNoneIsNeeded) {

@@ -18,9 +18,10 @@ class SpeedSnapshot;
 /// Keyframes land where their pictures are shown, each time they are; a freeze holds the value;
 /// in reverse the curve runs backwards. Numbers and points keep their shape to `tolerance` times
 /// the range of their values, with as many keyframes between as that takes: Hermite ones with
-/// handles set by hand, held or straight ones where the values are. Other values are held. Where
-/// a value jumps that does not rest before, it rests for the last 1e-6 s. Before and behind the
-/// clip the curve rests.
+/// handles set by hand, held or straight ones where the values are. Where samples are found by
+/// bisection, its tolerance comes to that: its steps are not followed. Other values are held.
+/// Where a value jumps that does not rest before, it rests for the last 1e-6 s. Before and behind
+/// the clip the curve rests.
 ///
 /// It has the kind and the range of the curve, and no base ratio: its values carry it. A curve of
 /// integers becomes one of doubles, which are not cut. Instants at which a clip jumps to a

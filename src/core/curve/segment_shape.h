@@ -56,12 +56,13 @@ public:
     double Rounding() const noexcept;
     /// Whether times below the first tick and times from there on are told apart.
     bool IsInSeconds() const noexcept;
-
-private:
+    /// Whether samples are found by bisection; the values here have none of its tolerance.
     bool IsPlanar() const noexcept {
         return segment.shape == Segment::Shape::TimeValueBezier ||
                segment.shape == Segment::Shape::CubicEasing;
     }
+
+private:
     double SlopeInPlane(double s) const noexcept;
 
     const Segment& segment;

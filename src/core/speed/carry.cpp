@@ -1,6 +1,8 @@
 #include <core/speed/carry.h>
 
+#include "core/curve/curve.h"
 #include "core/curve/numbers.h"
+#include "core/curve/segment_shape.h"
 #include "core/curve/snapshot_access.h"
 #include "core/speed/snapshot_access.h"
 
@@ -273,7 +275,17 @@ private:
         const double high = std::max(s.otherFrom, s.otherTo);
         return s.passage->isFrozen ? other : std::clamp(other, low + margin, high - margin);
     }
-    Numbers NumbersAt(double time) const { return NumbersOf(samples.GetValue(time, false)); }
+    Numbers NumbersAt(double time) const {
+        const Curve& from = SnapshotAccess::CurveOf(samples);
+        if (!IsPath() && from.Count() > 1) {
+            const SegmentShape shape(from.SegmentAt(time));
+            // A piece that followed the steps of the bisection would need a keyframe for each.
+            if (shape.IsPlanar()) {
+                return {from.Ratio() * shape.ValueAt(shape.ParameterAt(time)), 0.0};
+            }
+        }
+        return NumbersOf(samples.GetValue(time, false));
+    }
     Numbers NumbersOf(const ValAny& value) const {
         if (IsPath()) {
             const Pointd point = value.AsPoint();
