@@ -35,8 +35,8 @@ public:
     }
 
 private:
-    // At 256 nodes the table alone finds the cell for nearly every progress.
-    static constexpr int kNodes = 256;
+    // At 64 nodes the table alone finds the cell for nearly every progress.
+    static constexpr int kNodes = 64;
 
     // The middle of the bisection's cell around `s`, or -1 where that is not the
     // cell for p.
