@@ -1,5 +1,6 @@
 #include <core/data/json_doc.h>
 #include <core/data/json_kind_mismatch.h>
+#include <core/data/json_pointer.h>
 #include <core/data/json_view.h>
 #include <gtest/gtest.h>
 
@@ -112,8 +113,16 @@ TEST(JsonMember, ItsRefusalNamesItAndBothKinds) {
         {[&] { object["text"].AsDouble(); }, "\"text\": a text where a number was wanted"},
         {[&] { object["text"].AsArray(); }, "\"text\": a text where an array was wanted"},
         {[&] { constant.Find("list")->AsInt(); }, "\"list\": an array where an integer was wanted"},
-        {[&] { constant.Find("list")->AsObject(); },
-         "\"list\": an array where an object was wanted"},
+        {[&] { constant["list"].AsObject(); }, "\"list\": an array where an object was wanted"},
+        {[&] { constant["no such"].AsInt(); }, "null where an integer was wanted"},
+        {[&] { core::get<1>(*constant.First()).AsBool(); },
+         "\"text\": a text where a boolean was wanted"},
+        {[&] { core::ValueByPointer<int>(doc.Root(), "/list/0"); },
+         "\"/list/0\": nothing where an integer was wanted"},
+        {[&] { core::ValueByPointer<std::string>(doc.Root(), "/on"); },
+         "\"/on\": a boolean where a text was wanted"},
+        {[&] { core::ValueByPointer<const core::JsonArray*>(doc.Root(), "/none"); },
+         "\"/none\": null where an array was wanted"},
         {[&] { object["small"].AsUint64(); },
          "\"small\": a number that does not fit the integer that was wanted"},
         {[&] { object["none"].AsBool(); }, "\"none\": null where a boolean was wanted"},
