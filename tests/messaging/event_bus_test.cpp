@@ -287,6 +287,24 @@ TEST(AsyncEvents, ChangesApplyBeforeTheNextPass) {
     EXPECT_EQ(0, held.bus->getQueueEventCount());
 }
 
+TEST(AsyncEvents, AFunctionThatGoesMayDestroyTheBusBeforeOtherChanges) {
+    struct AtThreadEnd {
+        ~AtThreadEnd() { event->Set(); }
+        support::Event* event;
+    };
+    HeldBus held;
+    support::Event hasEnded;
+    std::shared_ptr<void> last(nullptr, [&](void*) {
+        thread_local const AtThreadEnd atEnd{&hasEnded};
+        held.bus.reset();
+    });
+    const int token = held.bus->listen<int>([owned = std::move(last)](const int&) {});
+    held.bus->unlistenAll(token);
+    held.bus->unlistenAll(token);
+    held.Release();
+    hasEnded.Wait();
+}
+
 TEST(AsyncEvents, ABurstArrivesInOrderWhileMoreIsPosted) {
     constexpr int kBurst = 2'000;
     HeldBus held;

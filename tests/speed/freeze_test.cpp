@@ -288,6 +288,10 @@ TEST(Velocity, CoefficientsFollowTheTypes) {
     EXPECT_EQ((Velocities{1, 0.5, 0, 0}), VelocityAt(*line, 0));
     EXPECT_EQ((Velocities{3, -2, 0, 0}), VelocityAt(*line, 1));
 
+    // So fast that it takes no time.
+    auto jump = Speeds(9, {{0, 1, kHold}, {3, 1e300, 7}, {5, 1e300, kLine}, {9, 1, kHold}});
+    EXPECT_EQ((Velocities{1e300, 0, 0, 0}), VelocityAt(*jump, 1));
+
     // The 0.0001 stays, and c and d are per second.
     auto step = Speeds(8, {{0, 1, kEasedStep}, {8, 3, kHold}});
     EXPECT_EQ((Velocities{1, 0, 6 / (16 + 0.0001), -4 / (64 + 0.0001)}), VelocityAt(*step, 0));
