@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <fstream>
+#include <sstream>
 
 namespace support {
 
@@ -33,6 +34,15 @@ std::vector<FileRow> RowsOf(const std::string& file) {
     }
     EXPECT_FALSE(rows.empty()) << file;
     return rows;
+}
+
+std::vector<unsigned char> BytesOfHex(const std::string& hex) {
+    std::vector<unsigned char> bytes;
+    std::istringstream words(hex);
+    for (std::string word; words >> word;) {
+        bytes.push_back(static_cast<unsigned char>(std::stoi(word, nullptr, 16)));
+    }
+    return bytes;
 }
 
 }  // namespace support

@@ -29,4 +29,7 @@ struct FileRow {
 /// The rows of a file, which has one at least.
 std::vector<FileRow> RowsOf(const std::string& file);
 
+/// "C0 FF" as bytes.
+std::vector<unsigned char> BytesOfHex(const std::string& hex);
+
 }  // namespace support
