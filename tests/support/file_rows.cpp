@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cstddef>
 #include <fstream>
 #include <sstream>
@@ -34,6 +35,15 @@ std::vector<FileRow> RowsOf(const std::string& file) {
     }
     EXPECT_FALSE(rows.empty()) << file;
     return rows;
+}
+
+std::vector<double> NumbersOf(const std::string& text) {
+    std::vector<double> numbers;
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+        std::from_chars(word.data(), word.data() + word.size(), numbers.emplace_back());
+    }
+    return numbers;
 }
 
 std::vector<unsigned char> BytesOfHex(const std::string& hex) {

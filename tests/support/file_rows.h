@@ -29,6 +29,9 @@ struct FileRow {
 /// The rows of a file, which has one at least.
 std::vector<FileRow> RowsOf(const std::string& file);
 
+/// Numbers between blanks, to the last bit.
+std::vector<double> NumbersOf(const std::string& text);
+
 /// "C0 FF" as bytes.
 std::vector<unsigned char> BytesOfHex(const std::string& hex);
 
