@@ -158,24 +158,6 @@ TEST(InspectPlaces, AreCurvesInAFileByJsonPointer) {
                         '[' + Keyframes(R"({"_time": 0.040000000001, "_value": 1e-12})") + ']')
                     .out,
                 HasSubstr("1,0.04,1e-12"));
-    const struct {
-        std::string place;
-        const char* error;
-    } faults[] = {
-        {"", ": neither a parameter nor a speed curve; one is at #/clips/0/a~1b#c"},
-        {"#/clips/2/speed", ": nothing is there; /clips is an array of 2 elements"},
-        {"#/clips/1/speed/x", ": nothing is there; /clips/1/speed is an object of "},
-        {"#/x", ": nothing is there; the file is an object of 1 member"},
-        {"#clips", ": no JSON Pointer"},
-        {"#/clips/1/name", ": line 1, column 2: expected "},
-        {"#/clips", ": neither a parameter nor a speed curve; one is at #/clips/0/a~1b#c"},
-    };
-    for (const auto& c : faults) {
-        const Outcome outcome = Inspect({"sample", file + c.place});
-        EXPECT_EQ(outcome.status, 2);
-        EXPECT_EQ(outcome.err.rfind("core-inspect: " + file + c.place + c.error, 0), 0U)
-            << outcome.err;
-    }
 }
 
 TEST(InspectCheck, TakesFoldersAndTellsMachines) {
