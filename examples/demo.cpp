@@ -2,11 +2,11 @@
 // them, saves them as documents, and logs what it does. The keyframes come from
 // files; see data/README.md.
 
-#include "support/clip.h"
-#include "support/frame_table.h"
-#include "support/keyframe_table.h"
-#include "support/parameter_document.h"
-#include "support/pictures.h"
+#include "plot/clip.h"
+#include "plot/frame_table.h"
+#include "plot/keyframe_table.h"
+#include "plot/parameter_document.h"
+#include "plot/pictures.h"
 
 #include <core/logging/log.h>
 #include <core/logging/timeline.h>
@@ -73,48 +73,48 @@ public:
         CORE_TIMELINE_SCOPE_WITH("show", {{"file", file}});
         const bool isDocument = fs::path(file).extension() == ".json";
         if (isDocument) {
-            if (std::optional<example::Clip> clip = example::LoadClip(file)) {
+            if (std::optional<plot::Clip> clip = plot::LoadClip(file)) {
                 ShowClip(file, *clip);
                 return;
             }
         }
-        const example::KeyframeTable table =
-            isDocument ? example::LoadParameterDocument(file) : example::LoadKeyframeTable(file);
-        const auto [first, last] = example::FrameSpan(table);
+        const plot::KeyframeTable table =
+            isDocument ? plot::LoadParameterDocument(file) : plot::LoadKeyframeTable(file);
+        const auto [first, last] = plot::FrameSpan(table);
         log.Write(CORE_LOG_INFO, "table",
                   fs::path(file).filename().string() + ": " + std::to_string(table.rows.size()) +
                       " keyframes, frames " + std::to_string(first) + " to " +
                       std::to_string(last));
         if (request.wantsTables) {
             CORE_TIMELINE_SCOPE("table");
-            std::cout << example::FrameTable(table, request.every) << '\n';
+            std::cout << plot::FrameTable(table, request.every) << '\n';
         }
         if (request.wantsPictures) {
             CORE_TIMELINE_SCOPE("draw");
-            WritePicture(fs::path(file).stem().string() + ".svg", example::DrawAnimation(table));
+            WritePicture(fs::path(file).stem().string() + ".svg", plot::DrawAnimation(table));
         }
         if (!request.documentFolder.empty()) {
             fs::create_directories(request.documentFolder);
             const fs::path path =
                 fs::path(request.documentFolder) / (fs::path(file).stem().string() + ".json");
-            example::SaveParameterDocument(table, path);
+            plot::SaveParameterDocument(table, path);
             documents.push_back(path.generic_string());
             log.Write(CORE_LOG_INFO, "document", path.filename().string());
         }
     }
 
     // As it is, and with its first freeze twice as long.
-    void ShowClip(const fs::path& file, example::Clip& clip) {
+    void ShowClip(const fs::path& file, plot::Clip& clip) {
         const std::string stem = file.stem().string();
         ShowClipAsIs(stem, clip);
         if (!request.documentFolder.empty()) {
             fs::create_directories(request.documentFolder);
             const fs::path path = fs::path(request.documentFolder) / (stem + ".json");
-            example::SaveClip(clip, path);
+            plot::SaveClip(clip, path);
             documents.push_back(path.generic_string());
             log.Write(CORE_LOG_INFO, "document", path.filename().string());
         }
-        const std::vector<example::FreezeSpan> freezes = example::FreezesOf(clip.speed);
+        const std::vector<plot::FreezeSpan> freezes = plot::FreezesOf(clip.speed);
         if (!freezes.empty() &&
             clip.speed.SetFreezeFrameDuration(0, 2.0 * freezes.front().duration)) {
             clip.title += ", first freeze twice as long";
@@ -124,14 +124,14 @@ public:
 
     void ShowTypes() {
         if (request.wantsPictures) {
-            WritePicture("interpolation-types.svg", example::DrawInterpolationTypes());
-            WritePicture("insert-keyframe.svg", example::DrawInsertedKeyframe());
-            WritePicture("overshoot.svg", example::DrawOvershoot());
-            WritePicture("reduce.svg", example::DrawReduced());
-            WritePicture("outside.svg", example::DrawOutside());
-            WritePicture("razor.svg", example::DrawRazor());
-            WritePicture("guard.svg", example::DrawGuard());
-            WritePicture("carried.svg", example::DrawCarriedCurve());
+            WritePicture("interpolation-types.svg", plot::DrawInterpolationTypes());
+            WritePicture("insert-keyframe.svg", plot::DrawInsertedKeyframe());
+            WritePicture("overshoot.svg", plot::DrawOvershoot());
+            WritePicture("reduce.svg", plot::DrawReduced());
+            WritePicture("outside.svg", plot::DrawOutside());
+            WritePicture("razor.svg", plot::DrawRazor());
+            WritePicture("guard.svg", plot::DrawGuard());
+            WritePicture("carried.svg", plot::DrawCarriedCurve());
         }
     }
 
@@ -145,17 +145,17 @@ public:
     }
 
 private:
-    void ShowClipAsIs(const std::string& name, example::Clip& clip) {
+    void ShowClipAsIs(const std::string& name, plot::Clip& clip) {
         log.Write(CORE_LOG_INFO, "table",
                   name + ": " + std::to_string(clip.speed.GetKeyFramesCount()) +
                       " keyframes, frames 0 to " + std::to_string(clip.LastFrame()));
         if (request.wantsTables) {
             CORE_TIMELINE_SCOPE("table");
-            std::cout << example::FrameTable(clip, request.every) << '\n';
+            std::cout << plot::FrameTable(clip, request.every) << '\n';
         }
         if (request.wantsPictures) {
             CORE_TIMELINE_SCOPE("draw");
-            WritePicture(name + ".svg", example::DrawClip(clip));
+            WritePicture(name + ".svg", plot::DrawClip(clip));
         }
     }
 

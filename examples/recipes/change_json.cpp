@@ -23,13 +23,14 @@ int main() {
     document.PrettyDump(text);
     std::printf("%s\n", text.c_str());
 
-    // What may be missing is asked for, not read: a wrong kind throws.
+    // What may be missing is asked for, not read.
     double length = 0.0;
     if (const core::JsonMember* member = clip.Find("length"); !member || !member->Get(length)) {
         std::printf("no length\n");
     }
+    // What has to be there may be read by its place: the exception names it.
     try {
-        clip["name"].AsDouble();
+        core::ValueByPointer<double>(document.Root(), "/tracks/1/length");
     } catch (const core::JsonKindMismatch& error) {
         std::printf("%s: %s\n", error.what(), error.Message().c_str());
     }

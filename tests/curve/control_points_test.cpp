@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "support/curve_words.h"
+#include "support/file_rows.h"
 
 using core::GetAbsolutePointControlParam;
 using core::GetRelativePointControlParam;
@@ -39,95 +40,25 @@ Handles Relative(Pointd start, Handles h, Pointd end, Type type0 = kBezier, Type
     return h;
 }
 
-TEST(ControlPoints, StoredHandlesAreFractionsAndSlopes) {
-    const struct {
-        const char* name;
-        Pointd start;
-        Handles stored;
-        Pointd end;
-        Type startType, endType;
-        Handles points;
-    } rows[] = {
-        {"Smooth",
-         {0, 0},
-         {{0.25, 8}, {0.75, 8}},
-         {1, 10},
-         kBezier,
-         kBezier,
-         {{0.25, 2}, {0.75, 8}}},
-        {"LinearStart", {1, 5}, {{0.5, 8}, {0.5, 1}}, {3, 7}, kLinear, kBezier, {{1, 5}, {2, 6}}},
-        {"LinearEnd", {1, 5}, {{0.5, 8}, {0.5, 1}}, {3, 7}, kBezier, kLinear, {{2, 13}, {3, 7}}},
-        {"FractionsAreClamped",
-         {0, 0},
-         {{-2, 4}, {7, 3}},
-         {2, 1},
-         kBezier,
-         kBezier,
-         {{0, 4}, {2, 4}}},
-        {"FractionOfNothingAddsTheSlope",
-         {0, 1},
-         {{0, 4}, {1, -4}},
-         {1, 2},
-         kBezier,
-         kBezier,
-         {{0, 5}, {1, -2}}},
-        // Kept on purpose: an offset below 1e-7 counts as none, where sampling goes
-        // down to 1e-20.
-        {"SmallOffsetAddsTheSlope",
-         {0, 1},
-         {{0x1p-24, 4}, {1 - 0x1p-24, 4}},
-         {1, 2},
-         kBezier,
-         kBezier,
-         {{0x1p-24, 5}, {1 - 0x1p-24, 6}}},
-        {"OffsetOf1e-7Multiplies",
-         {0, 1},
-         {{0x1p-23, 4}, {1 - 0x1p-23, 4}},
-         {1, 2},
-         kBezier,
-         kBezier,
-         {{0x1p-23, 1 + 0x1p-21}, {1 - 0x1p-23, 2 - 0x1p-21}}},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.points, Absolute(row.start, row.stored, row.end, row.startType, row.endType))
+template <class Convert>
+void ExpectTable(const char* file, Convert convert) {
+    for (const support::FileRow& row : support::RowsOf(file)) {
+        const Times n = support::NumbersOf(row[""]);
+        const Times e = support::NumbersOf(row["becomes"]);
+        const auto type = [&](std::size_t i) { return static_cast<Type>(static_cast<int>(n[i])); };
+        EXPECT_EQ((Handles{{e[0], e[1]}, {e[2], e[3]}}),
+                  convert({n[0], n[1]}, Handles{{n[2], n[3]}, {n[4], n[5]}}, {n[6], n[7]}, type(8),
+                          type(9)))
             << row.name;
     }
 }
 
+TEST(ControlPoints, StoredHandlesAreFractionsAndSlopes) {
+    ExpectTable("stored_handles.txt", Absolute);
+}
+
 TEST(ControlPoints, PointsOutsideTheSegmentAreMovedToItsEnds) {
-    const struct {
-        const char* name;
-        Pointd start;
-        Handles points;
-        Pointd end;
-        Type startType, endType;
-        Handles stored;
-    } rows[] = {
-        {"Before", {1, 5}, {{-1, 7}, {0, 8}}, {3, 7}, kBezier, kBezier, {{0, 2}, {0, -0.5}}},
-        {"After", {1, 5}, {{9, 7}, {9, 8}}, {3, 7}, kBezier, kBezier, {{1, 1}, {1, 1}}},
-        {"LinearStart", {1, 5}, {{2, 9}, {2, 8}}, {3, 7}, kLinear, kBezier, {{0, 0}, {0.5, -1}}},
-        {"LinearEnd", {1, 5}, {{2, 9}, {2, 8}}, {3, 7}, kBezier, kLinear, {{0.5, 4}, {1, 0}}},
-        {"SmallNumbersBecomeZero",
-         {0, 0},
-         {{9e-8, 9e-8}, {1, 9e-8}},
-         {1, 0},
-         kBezier,
-         kBezier,
-         {{0, 0}, {1, 0}}},
-        // Kept on purpose: no duration counts as 1e-5.
-        {"NoDuration", {2, 0}, {{2, 4}, {2, 5}}, {2, 1}, kBezier, kBezier, {{0, 4}, {0, 4}}},
-        {"ShortDuration",
-         {0, 0},
-         {{5e-8, 4}, {5e-8, 5}},
-         {5e-8, 1},
-         kBezier,
-         kBezier,
-         {{5e-8 / (5e-8 + 1e-5), 4}, {5e-8 / (5e-8 + 1e-5), 4}}},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.stored, Relative(row.start, row.points, row.end, row.startType, row.endType))
-            << row.name;
-    }
+    ExpectTable("control_points.txt", Relative);
 }
 
 TEST(ControlPoints, TheTwoConversionsAreInverse) {

@@ -212,6 +212,9 @@ void ExpectMerges(const Curve& xKeys, const Curve& yKeys, Dice& dice, int inside
     Parameter y = plain::Build(yKeys);
     const Path path = MergeTwoMotionDimensionIntoWhole(x, y);
     ASSERT_NE(nullptr, path);
+    core::ValAny least, most;
+    path->Snapshot().GetValueRange(least, most);
+    ASSERT_TRUE(least.IsEmpty() && most.IsEmpty());
     Times times = TimesOf(x);
     const Times yTimes = TimesOf(y);
     times.insert(times.end(), yTimes.begin(), yTimes.end());

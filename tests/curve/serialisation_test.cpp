@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "support/curve_words.h"
+#include "support/file_rows.h"
+#include "support/logged.h"
 #include "support/long_run.h"
 
 namespace {
@@ -153,18 +155,6 @@ Parameter RandomParameter(Dice& dice, ParameterTypeEnum type) {
     }
     return parameter;
 }
-
-/// Keeps the reports of what is left out off the console.
-class Quiet {
-public:
-    Quiet() : sinks(CoreLogGetLogSinkByModule("ZYL")) { CoreLogSetLogSinkByModule("ZYL", 0); }
-    ~Quiet() { CoreLogSetLogSinkByModule("ZYL", sinks); }
-    Quiet(const Quiet&) = delete;
-    Quiet& operator=(const Quiet&) = delete;
-
-private:
-    unsigned sinks;
-};
 
 // ---------------------------------------------------------------------------
 // Texts
@@ -437,77 +427,11 @@ TEST(Serialisation, RangeAndRatioComeBackOrStayAway) {
 // ---------------------------------------------------------------------------
 
 TEST(Deserialisation, AcceptsWhatIsThereAndLeavesOutWhatIsNot) {
-    const Quiet quiet;
-    const struct {
-        const char* name;
-        std::string text;
-        std::string keyframes;
-    } rows[] = {
-        {"NoKeyframes", Document(""), ""},
-        {"OlderHandles",
-         Document(R"({"_time": 1, "_value": 2, "Interpolation": 7, "_leftDerivative": 3.5,
-                      "_rightDerivative": 4.5})"),
-         "1: 2 type 7 (3.5 0) (4.5 0)\n"},
-        {"XReplacesTheOlderOne",
-         Document(R"({"_leftDerivativeX": 8, "_rightDerivativeX": 9, "_time": 1, "_value": 2,
-                      "_leftDerivative": 3, "_rightDerivative": 4, "_leftDerivativeY": 5,
-                      "_rightDerivativeY": 6})"),
-         "1: 2 type 26 (8 5) (9 6)\n"},
-        {"AnyOrderAndUnknownMembers",
-         R"({"other": [{}], "keyframeSets": [{"_value": [1, 2], "x": {}, "_time": 3}], "MD5": 5,
-             "ParameterType": 4})",
-         "3: (1 2) type 26 (0 0) (0 0)\n"},
-        {"FirstOfTwoNames",
-         R"({"ParameterType": 1, "ParameterType": 99, "keyframeSets":
-             [{"_time": 1, "_time": 2, "_value": 3, "_value": "x"}], "keyframeSets": 5})",
-         "1: 3 type 26 (0 0) (0 0)\n"},
-        {"OutOfOrder", Document(R"({"_time": 2, "_value": 1}, {"_time": 1, "_value": 2})"),
-         "1: 2 type 26 (0 0) (0 0)\n2: 1 type 26 (0 0) (0 0)\n"},
-        {"TheLaterOneStays",
-         Document(R"({"_time": 1, "_value": 1}, {"_time": 1.00000009, "_value": 2},
-                     {"_time": 5, "_value": 3}, {"_time": 1.00000005, "_value": 4})"),
-         "1.0000000499999999: 4 type 26 (0 0) (0 0)\n5: 3 type 26 (0 0) (0 0)\n"},
-        {"NullHandlesAreAbsent",
-         Document(R"({"_time": 1, "_value": 2, "Interpolation": null, "_leftDerivativeY": null})"),
-         "1: 2 type 26 (0 0) (0 0)\n"},
-        {"LeftOut",
-         Document(R"(null, [], {}, {"_time": 1}, {"_value": 1}, {"_time": "1", "_value": 1},
-                     {"_time": 1, "_value": true}, {"_time": 1, "_value": null},
-                     {"_time": 1, "_value": 1e999}, {"_time": -1e999, "_value": 1},
-                     {"_time": 1, "_value": 1, "_leftDerivative": 1e999},
-                     {"_time": 1, "_value": 1, "_rightDerivativeY": "2"},
-                     {"_time": 1, "_value": 1, "Interpolation": {}}, {"_time": 7, "_value": 8})"),
-         "7: 8 type 26 (0 0) (0 0)\n"},
-        {"Integers",
-         Document(R"({"_time": 1, "_value": 2.9}, {"_time": 2, "_value": -2.9},
-                     {"_time": 3, "_value": 2147483648}, {"_time": 4, "_value": 1e10},
-                     {"_time": 5, "_value": "5"}, {"_time": 6, "_value": -2147483648})",
-                  R"("ParameterType": 1,)"),
-         "1: 2 type 26 (0 0) (0 0)\n2: -2 type 26 (0 0) (0 0)\n"
-         "6: -2147483648 type 26 (0 0) (0 0)\n"},
-        {"BooleansHold",
-         Document(R"({"_time": 1, "_value": true, "Interpolation": 1}, {"_time": 2, "_value": 0},
-                     {"_time": 3, "_value": 1.0}, {"_time": 4, "_value": "true"})",
-                  R"("ParameterType": 2,)"),
-         "1: true type 6 (0 0) (0 0)\n2: false type 6 (0 0) (0 0)\n"},
-        {"TextsHold",
-         Document(R"({"_time": 1, "_value": "a", "Interpolation": 1}, {"_time": 2, "_value": 2})",
-                  R"("ParameterType": 3,)"),
-         "1: 'a' type 6 (0 0) (0 0)\n"},
-        {"Points",
-         Document(R"({"_time": 1, "_value": [1]}, {"_time": 2, "_value": [1, 2, 3]},
-                     {"_time": 3, "_value": [1, "2"]}, {"_time": 4, "_value": {"x": 1, "y": 2}},
-                     {"_time": 5, "_value": [1, 1e999]}, {"_time": 6, "_value": [3, 4.5]})",
-                  R"("ParameterType": 4,)"),
-         "6: (3 4.5) type 26 (0 0) (0 0)\n"},
-        {"UnknownTypesOfSegments", Document(R"({"_time": 1, "_value": 2, "Interpolation": 77},
-                     {"_time": 2, "_value": 2, "Interpolation": -99999999999})"),
-         "1: 2 type 77 (0 0) (0 0)\n2: 2 type -2147483648 (0 0) (0 0)\n"},
-        {"WhatFollows", Document("") + " and so on", ""},
-    };
-    for (const auto& row : rows) {
-        Parameter parameter = Load(row.text);
-        EXPECT_EQ(row.keyframes, Keyframes(parameter)) << row.name;
+    const support::Quiet quiet;
+    for (const support::FileRow& row : support::RowsOf("loaded_curves.txt")) {
+        Parameter parameter = Load(row[""]);
+        std::string keyframes = row["keyframes"];
+        EXPECT_EQ(keyframes += keyframes.empty() ? "" : "\n", Keyframes(parameter)) << row.name;
         ExpectSettles(parameter);
     }
 }
@@ -569,7 +493,7 @@ TEST(Deserialisation, RefusesAsAWhole) {
 }
 
 TEST(Deserialisation, MutatedTextsAreRefusedOrSettle) {
-    const Quiet quiet;
+    const support::Quiet quiet;
     Dice dice(35);
     const Texts pieces = {"null",   "1e999", "-",     "\"\"",         "[",
                           "]",      "{",     "}",     "true",         "0",
@@ -739,7 +663,7 @@ TEST(Deserialisation, LoadedCurvesGoOnAsTheSavedOnesWould) {
 }
 
 TEST(Serialisation, WhatNoFileCanHoldCostsNoOtherKeyframe) {
-    const Quiet quiet;
+    const support::Quiet quiet;
     Parameter number;
     number.AddPoint(0, 1.0, kLinear);
     number.AddPoint(1, kNan, kLinear);

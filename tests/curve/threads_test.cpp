@@ -4,42 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "support/barrier.h"
 #include "support/curve_words.h"
+#include "support/race.h"
 
 namespace {
 
-/// Runs the samplers over and over, all from the same instant, until the editor
-/// has finished.
-void Race(int samplers, const std::function<void(Dice&)>& sample,
-          const std::function<void(Dice&)>& edit) {
-    Barrier start(samplers + 1);
-    std::atomic<bool> finished = false;
-    std::vector<std::thread> threads;
-    for (int n = 0; n < samplers; ++n) {
-        threads.emplace_back([&, n] {
-            Dice dice(static_cast<std::uint64_t>(n));
-            start.ArriveAndWait();
-            do {
-                sample(dice);
-            } while (!finished);
-        });
-    }
-    Dice dice(99);
-    start.ArriveAndWait();
-    for (int n = 0; n < 400; ++n) {
-        edit(dice);
-    }
-    finished = true;
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
+using support::Race;
 
 /// The first keyframe is 0, the last is 1, and those between stay between: so do
 /// all samples, at any time.
@@ -53,7 +25,7 @@ void EditInside(Parameter& curve, Dice& dice) {
     int index = 1 + dice.Below(3);
     double time = dice.Between(1, 19);
     auto type = dice.OneIn(2) ? kLinear : KeyframeInterpolationType::EaseInOutCubic;
-    switch (dice.Below(5)) {
+    switch (dice.Below(6)) {
         case 0:
             curve.AddPoint(time, dice.Between(0, 1), type);
             break;
@@ -67,6 +39,10 @@ void EditInside(Parameter& curve, Dice& dice) {
             break;
         case 3:
             curve.SetPointValue(index, dice.Between(0, 1));
+            break;
+        case 4:
+            curve.AddPoint(25, 1.0, kLinear);
+            curve.RemoveKeyFramesAfterTime(22);
             break;
         default:
             curve.SetPointInterpolationType(index, type);
@@ -95,7 +71,7 @@ TEST(Threads, SamplesStayPlausibleWhileAnotherThreadEdits) {
             }
             implausible += isPlausible ? 0 : 1;
         };
-        Race(samplers, sample, [&](Dice& dice) { EditInside(curve, dice); });
+        Race(samplers, sample, 400, [&](Dice& dice) { EditInside(curve, dice); });
         EXPECT_EQ(0, implausible.load()) << samplers << " samplers";
     }
 }
@@ -123,7 +99,7 @@ TEST(Threads, SnapshotsStayWhatTheyAreWhileOthersEditAndUndo) {
                       IsBetween(time / 20, ramp.GetValue(time, true).AsDouble(), time / 20);
             wrong += isRight ? 0 : 1;
         };
-        Race(samplers, sample, [&](Dice& dice) {
+        Race(samplers, sample, 400, [&](Dice& dice) {
             const double value = dice.Between(0, 0.5);
             curve.Edit([value](Parameter& draft) {
                 draft.SetPointValue(1, value);
@@ -150,7 +126,7 @@ TEST(Threads, TextsAreWholeWhileAnotherThreadEdits) {
                                  text.find(loaded.GetHashString()) != std::string::npos;
             broken += isWhole ? 0 : 1;
         };
-        Race(samplers, sample, [&](Dice& dice) {
+        Race(samplers, sample, 400, [&](Dice& dice) {
             EditInside(curve, dice);
             if (dice.OneIn(8)) {
                 curve.Desialize(ramp.c_str());
@@ -172,7 +148,7 @@ TEST(Threads, CurvesCanBeAssignedToEachOtherAtOnce) {
             double value = a.GetValue(dice.Between(-5, 25), true).AsDouble();
             implausible += IsBetween(0, value, 1) ? 0 : 1;
         };
-        Race(samplers, sample, [&](Dice& dice) {
+        Race(samplers, sample, 400, [&](Dice& dice) {
             EditInside(b, dice);
             b = a;
         });

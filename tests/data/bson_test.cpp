@@ -249,6 +249,13 @@ TEST(BsonItem, AnItemOfAnotherKindIsNotReadAndNothingIsStored) {
         EXPECT_EQ(item.IsInteger() ? 1 : 7, number);
     }
     BsonItem item;
+    std::string text = "left over";
+    item.Set("text");
+    item.Set("text", 0);
+    EXPECT_TRUE(item.Get(text) && text.empty());
+    item.Set("text");
+    item.Set(static_cast<const char*>(nullptr));
+    EXPECT_TRUE(item.Get(text) && text.empty());
     float single = 0.0F;
     double real = 0.0;
     item.Set(1e300);

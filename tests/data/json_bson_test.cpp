@@ -15,6 +15,7 @@
 #include "support/allocations.h"
 #include "support/bson_model.h"
 #include "support/dice.h"
+#include "support/file_rows.h"
 #include "support/small_stack.h"
 #include "support/tracked_allocator.h"
 
@@ -118,37 +119,10 @@ std::pair<Bytes, std::string> ThereAndBack(const char* text) {
 }
 
 TEST(JsonBson, EachKindHasItsBytesAndComesBack) {
-    struct Row {
-        const char* text;
-        Bytes bytes;
-        const char* shape;
-    };
-    const Row rows[] = {
-        {"null", {0xC0}, "null"},
-        {"true", {0xC3}, "true"},
-        {"false", {0xC2}, "false"},
-        {"5", {0xD2, 0, 0, 0, 5}, "5"},
-        {"32767", {0xD1, 0x7F, 0xFF}, "32767"},
-        {"-2147483649", {0xD3, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0xFF, 0xFF, 0xFF}, "-2147483649"},
-        {"18446744073709551615",
-         {0xCF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
-         "18446744073709551615u"},
-        {"1.5", {0xCB, 0x3F, 0xF8, 0, 0, 0, 0, 0, 0}, "#4609434218613702656"},
-        {"\"ab\"", {0xA2, 'a', 'b'}, "2'ab'"},
-        {"\"a\\u0000b\"", {0xA1, 'a'}, "1'a'"},
-        {"[]", {0x90}, "[0]"},
-        {"{}", {0x80}, "{0}"},
-        {"[null,[true],{\"\":false}]",
-         {0x93, 0xC0, 0x91, 0xC3, 0x81, 0xA0, 0xC2},
-         "[null,[true,1],{0'':false,1},3]"},
-        {"{\"a\":null,\"b\":[],\"a\":true}",
-         {0x83, 0xA1, 'a', 0xC0, 0xA1, 'b', 0x90, 0xA1, 'a', 0xC3},
-         "{1'a':null,1'b':[0],1'a':true,3}"},
-    };
-    for (const Row& row : rows) {
-        const auto [bytes, shape] = ThereAndBack(row.text);
-        EXPECT_EQ(row.bytes, bytes) << row.text;
-        EXPECT_EQ(row.shape, shape) << row.text;
+    for (const support::FileRow& row : support::RowsOf("packed_json.txt")) {
+        const auto [bytes, shape] = ThereAndBack(row[""].c_str());
+        EXPECT_EQ(support::BytesOfHex(row["packed"]), bytes) << row.name;
+        EXPECT_EQ(row["shape"], shape) << row.name;
     }
 }
 
@@ -187,46 +161,12 @@ TEST(JsonBson, AnEmptyValueIsCountedAndNotWritten) {
 }
 
 TEST(JsonBson, AFaultEndsTheContainersAroundIt) {
-    struct Row {
-        const char* name;
-        Bytes bytes;
-        /// Null where there is no answer.
-        const char* shape;
-    };
-    const Row rows[] = {
-        {"nothing", {}, nullptr},
-        {"no item", {0xC1}, nullptr},
-        {"a text cut short", {0xA2, 'a'}, nullptr},
-        {"a negative count", {0xDD, 0x80, 0, 0, 0}, nullptr},
-        {"bytes behind", {0xC3, 0xC1}, "true"},
-        {"an array cut short", {0x93, 0xC3, 0xC2}, "[true,false,null,3]"},
-        {"a value cut short",
-         {0x82, 0xA1, 'a', 0xC3, 0xA1, 'b', 0xCD, 0},
-         "{1'a':true,1'b':null,2}"},
-        {"a key cut short", {0x82, 0xA1, 'a', 0xC3, 0xA2, 'b'}, "{1'a':true,1}"},
-        {"a number as a key",
-         {0x83, 0xA1, 'a', 0xC3, 0x05, 0xC2, 0xA1, 'b', 0xC2},
-         "{1'a':true,1}"},
-        // Each array around a fault meets it with its own next element, but not one that
-        // has all of its elements; a map meets it at a key.
-        {"a key in arrays",
-         {0x93, 0x92, 0x91, 0x81, 0x05, 0xC3, 0xC3, 0xC3, 0xC3},
-         "[[[{0},1],null,2],null,2]"},
-        {"a key in maps",
-         {0x82, 0xA1, 'a', 0x82, 0xA1, 'b', 0x81, 0xC0, 0xC0, 0xA1, 'c', 0xC0},
-         "{1'a':{1'b':{0},1},1}"},
-        {"in an array in a map",
-         {0x82, 0xA1, 'a', 0x92, 0xC1, 0xC3, 0xA1, 'b', 0xC3},
-         "{1'a':[null,1],1}"},
-        {"a negative count inside", {0x92, 0xDF, 0xFF, 0xFF, 0xFF, 0xFF, 0xC3}, "[null,1]"},
-        {"an item of no type inside", {0x92, 0xC7, 0xC3}, "[null,1]"},
-    };
-    for (const Row& row : rows) {
+    for (const support::FileRow& row : support::RowsOf("broken_packed.txt")) {
         JsonDoc document;
         document.Root().Set("before");
-        const bool isDone = core::BsonToJson(BoxOf(row.bytes), document.Root());
-        EXPECT_EQ(row.shape != nullptr, isDone) << row.name;
-        EXPECT_EQ(row.shape != nullptr ? row.shape : "empty", ShapeOf(document.Root())) << row.name;
+        const bool isDone = core::BsonToJson(BoxOf(support::BytesOfHex(row[""])), document.Root());
+        EXPECT_EQ(row["shape"] != "empty", isDone) << row.name;
+        EXPECT_EQ(row["shape"], ShapeOf(document.Root())) << row.name;
     }
 }
 

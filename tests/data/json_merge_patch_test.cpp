@@ -8,6 +8,7 @@
 #include <string>
 
 #include "support/dice.h"
+#include "support/file_rows.h"
 #include "support/json_model.h"
 #include "support/small_stack.h"
 #include "support/tracked_allocator.h"
@@ -21,36 +22,13 @@ using support::JsonModel;
 using support::ModelOf;
 
 TEST(MergePatch, DoesTheExamplesOfItsStandard) {
-    const struct {
-        const char *target, *patch, *result;
-    } rows[] = {
-        {R"({"a":"b"})", R"({"a":"c"})", R"({"a": "c"})"},
-        {R"({"a":"b"})", R"({"b":"c"})", R"({"a": "b","b": "c"})"},
-        {R"({"a":"b"})", R"({"a":null})", "{}"},
-        {R"({"a":"b","b":"c"})", R"({"a":null})", R"({"b": "c"})"},
-        {R"({"a":["b"]})", R"({"a":"c"})", R"({"a": "c"})"},
-        {R"({"a":"c"})", R"({"a":["b"]})", R"({"a": ["b"]})"},
-        {R"({"a":{"b":"c"}})", R"({"a":{"b":"d","c":null}})", R"({"a": {"b": "d"}})"},
-        {R"({"a":[{"b":"c"}]})", R"({"a":[1]})", R"({"a": [1]})"},
-        {R"(["a","b"])", R"(["c","d"])", R"(["c","d"])"},
-        {R"({"a":"b"})", R"(["c"])", R"(["c"])"},
-        {R"({"a":"foo"})", "null", "null"},
-        {R"({"a":"foo"})", R"("bar")", R"("bar")"},
-        {R"({"e":null})", R"({"a":1})", R"({"e": null,"a": 1})"},
-        {"[1,2]", R"({"a":"b","c":null})", R"({"a": "b"})"},
-        {"{}", R"({"a":{"bb":{"ccc":null}}})", R"({"a": {"bb": {}}})"},
-        // Names that repeat.
-        {R"({"a":1,"a":2})", R"({"a":null})", "{}"},
-        {R"({"a":1,"a":2})", R"({"a":3,"a":4})", R"({"a": 4,"a": 2})"},
-        {"{}", R"({"a":{"x":1},"a":{"y":2}})", R"({"a": {"y": 2}})"},
-    };
-    for (const auto& row : rows) {
+    for (const support::FileRow& row : support::RowsOf("merge_patches.txt")) {
         JsonDoc target, patch;
-        ASSERT_TRUE(ParseJson(row.target, target.Root()) && ParseJson(row.patch, patch.Root()));
+        ASSERT_TRUE(ParseJson(row[""], target.Root()) && ParseJson(row["patch"], patch.Root()));
         MergePatch(target.Root(), patch.Root());
         std::string text;
         target.Dump(text);
-        EXPECT_EQ(row.result, text) << row.target << " " << row.patch;
+        EXPECT_EQ(row["result"], text) << row.name;
     }
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "support/file_rows.h"
 #include "support/json_model.h"
 #include "support/tracked_allocator.h"
 
@@ -33,37 +34,9 @@ TEST(JsonPointer, FindsTheExamplesOfItsStandard) {
     ASSERT_GT(document.Parse(R"({"foo": ["bar", "baz"], "": 0, "a/b": 1, "c%d": 2, "e^f": 3,)"
                              R"("g|h": 4, "i\\j": 5, "k\"l": 6, " ": 7, "m~n": 8})"),
               0);
-    const struct {
-        const char *pointer, *text;
-    } rows[] = {
-        {"/foo", R"(["bar","baz"])"},
-        {"/foo/0", R"("bar")"},
-        {"/", "0"},
-        {"/a~1b", "1"},
-        {"/c%d", "2"},
-        {"/e^f", "3"},
-        {"/g|h", "4"},
-        {"/i\\j", "5"},
-        {"/k\"l", "6"},
-        {"/ ", "7"},
-        {"/m~0n", "8"},
-        // None of these.
-        {"foo", "none"},
-        {"/foo/2", "none"},
-        {"/foo/-", "none"},
-        {"/foo/01", "none"},
-        {"/foo/-1", "none"},
-        {"/foo/1x", "none"},
-        {"/foo/", "none"},
-        {"/foo/99999999999", "none"},
-        {"/foo/0/x", "none"},
-        {"/m~n", "none"},
-        {"/m~", "none"},
-        {"/m~2n", "none"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.text, TextOf(FindByPointer(std::as_const(document).Root(), row.pointer)))
-            << row.pointer;
+    for (const support::FileRow& row : support::RowsOf("found_places.txt")) {
+        EXPECT_EQ(row[""], TextOf(FindByPointer(std::as_const(document).Root(), row.name)))
+            << row.name;
     }
     EXPECT_EQ(&document.Root(), FindByPointer(document.Root(), ""));
     EXPECT_EQ("baz", ValueByPointerOr(document.Root(), "/foo/1", "none"));
@@ -71,43 +44,24 @@ TEST(JsonPointer, FindsTheExamplesOfItsStandard) {
 }
 
 TEST(JsonPointer, MakesWhatIsMissingOrChangesNothing) {
-    const struct {
-        const char *before, *pointer, *after;
-    } rows[] = {
-        {"null", "", "9"},
-        {"null", "/a/0/b", R"({"a": [{"b": 9}]})"},
-        {"null", "/-/-", "[[9]]"},
-        {"null", "/1", R"({"1": 9})"},
-        {R"({"a": null})", "/a/x~1y", R"({"a": {"x/y": 9}})"},
-        {"[1,2]", "/1", "[1,9]"},
-        {"[1,2]", "/2/k", R"([1,2,{"k": 9}])"},
-        {"[1,2]", "/-", "[1,2,9]"},
-        {R"({"a": {"b": [0]}})", "/a/b/0", R"({"a": {"b": [9]}})"},
-        // In the way, or no pointer.
-        {"[1,2]", "/3", nullptr},
-        {"[1,2]", "/k", nullptr},
-        {"[1,2]", "/0/k", nullptr},
-        {R"({"a": "text"})", "/a/b/c", nullptr},
-        {"null", "/a/~", nullptr},
-        {"null", "a", nullptr},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(std::string(row.before) + row.pointer);
+    for (const support::FileRow& row : support::RowsOf("made_places.txt")) {
+        SCOPED_TRACE(row[""] + row.name);
+        const bool isMade = row[""] != row["after"];
         for (std::size_t n = 1;; ++n) {
             support::TrackedAllocator allocator;
             JsonValue root(&allocator);
-            ASSERT_GT(root.Parse(row.before), 0);
+            ASSERT_GT(root.Parse(row[""].c_str()), 0);
             allocator.FailAt(n);
             try {
-                const JsonValue* const place = SetByPointer(root, row.pointer, 9);
+                const JsonValue* const place = SetByPointer(root, row.name, 9);
                 allocator.FailAt(0);
-                EXPECT_EQ(row.after != nullptr ? row.after : row.before, TextOf(&root));
-                EXPECT_EQ(row.after != nullptr ? FindByPointer(root, row.pointer) : nullptr,
-                          std::string_view(row.pointer).ends_with('-') ? nullptr : place);
+                EXPECT_EQ(row["after"], TextOf(&root));
+                EXPECT_EQ(isMade ? FindByPointer(root, row.name) : nullptr,
+                          row.name.ends_with('-') ? nullptr : place);
                 break;
             } catch (const std::bad_alloc&) {
                 allocator.FailAt(0);
-                ASSERT_EQ(row.before, TextOf(&root)) << "allocation " << n;
+                ASSERT_EQ(row[""], TextOf(&root)) << "allocation " << n;
             }
         }
     }

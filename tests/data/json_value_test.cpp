@@ -1,5 +1,6 @@
 #include <core/data/json_doc.h>
 #include <core/data/json_kind_mismatch.h>
+#include <core/data/json_pointer.h>
 #include <core/data/json_view.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -23,6 +25,7 @@
 #include <vector>
 
 #include "support/dice.h"
+#include "support/file_rows.h"
 #include "support/json_model.h"
 #include "support/small_stack.h"
 #include "support/tracked_allocator.h"
@@ -112,8 +115,16 @@ TEST(JsonMember, ItsRefusalNamesItAndBothKinds) {
         {[&] { object["text"].AsDouble(); }, "\"text\": a text where a number was wanted"},
         {[&] { object["text"].AsArray(); }, "\"text\": a text where an array was wanted"},
         {[&] { constant.Find("list")->AsInt(); }, "\"list\": an array where an integer was wanted"},
-        {[&] { constant.Find("list")->AsObject(); },
-         "\"list\": an array where an object was wanted"},
+        {[&] { constant["list"].AsObject(); }, "\"list\": an array where an object was wanted"},
+        {[&] { constant["no such"].AsInt(); }, "null where an integer was wanted"},
+        {[&] { core::get<1>(*constant.First()).AsBool(); },
+         "\"text\": a text where a boolean was wanted"},
+        {[&] { core::ValueByPointer<int>(doc.Root(), "/list/0"); },
+         "\"/list/0\": nothing where an integer was wanted"},
+        {[&] { core::ValueByPointer<std::string>(doc.Root(), "/on"); },
+         "\"/on\": a boolean where a text was wanted"},
+        {[&] { core::ValueByPointer<const core::JsonArray*>(doc.Root(), "/none"); },
+         "\"/none\": null where an array was wanted"},
         {[&] { object["small"].AsUint64(); },
          "\"small\": a number that does not fit the integer that was wanted"},
         {[&] { object["none"].AsBool(); }, "\"none\": null where a boolean was wanted"},
@@ -135,67 +146,21 @@ TEST(JsonMember, ItsRefusalNamesItAndBothKinds) {
 }
 
 TEST(JsonValue, ConvertsByKindAndRange) {
-    struct Row {
-        JsonValue value;
-        const char* conversions;
+    const auto made = [](const std::string& kind, const char* text) {
+        return kind == "bool"       ? Holding(*text == '1')
+               : kind == "signed"   ? Holding(std::int64_t{std::strtoll(text, nullptr, 10)})
+               : kind == "unsigned" ? Holding(std::uint64_t{std::strtoull(text, nullptr, 10)})
+               : kind == "double"   ? Holding(std::strtod(text, nullptr))
+               : kind == "text"     ? Holding(text)
+               : kind == "array"    ? Holding(JsonArray())
+               : kind == "object"   ? Holding(JsonObject())
+               : kind == "null"     ? JsonValue(nullptr)
+                                    : JsonValue();
     };
-    const Row rows[] = {
-        {JsonValue(), ""},
-        {nullptr, ""},
-        // A boolean is every integer but no floating-point number.
-        {Holding(false), " b0 i0 u0 I0 U0"},
-        {Holding(true), " b1 i1 u1 I1 U1"},
-        {Holding(0), " b0 i0 u0 I0 U0 d0 f0"},
-        {Holding(-1), " b1 i-1 I-1 d-1 f-1"},
-        {Holding(INT32_MIN), " b1 i-2147483648 I-2147483648 d-2147483648 f-2.14748365e+09"},
-        {Holding(std::int64_t{INT32_MIN} - 1), " b1 I-2147483649 d-2147483649 f-2.14748365e+09"},
-        {Holding(std::int64_t{1} << 31),
-         " b1 u2147483648 I2147483648 U2147483648 d2147483648 f2.14748365e+09"},
-        {Holding(std::int64_t{1} << 32), " b1 I4294967296 U4294967296 d4294967296 f4.2949673e+09"},
-        {Holding(INT64_MIN), " b1 I-9223372036854775808 d-9.2233720368547758e+18 f-9.22337204e+18"},
-        {Holding(2147483647U),
-         " b1 i2147483647 u2147483647 I2147483647 U2147483647 d2147483647 f2.14748365e+09"},
-        {Holding(2147483648U),
-         " b1 u2147483648 I2147483648 U2147483648 d2147483648 f2.14748365e+09"},
-        {Holding(4294967295U),
-         " b1 u4294967295 I4294967295 U4294967295 d4294967295 f4.2949673e+09"},
-        {Holding(std::uint64_t{1} << 32), " b1 I4294967296 U4294967296 d4294967296 f4.2949673e+09"},
-        {Holding(std::uint64_t{1} << 63),
-         " b1 U9223372036854775808 d9.2233720368547758e+18 f9.22337204e+18"},
-        {Holding(UINT64_MAX), " b1 U18446744073709551615 d1.8446744073709552e+19 f1.84467441e+19"},
-        // A double is every integer but no boolean.
-        {Holding(0.0), " i0 u0 I0 U0 d0 f0"},
-        {Holding(-0.0), " i0 u0 I0 U0 d-0 f-0"},
-        {Holding(1.9), " i1 u1 I1 U1 d1.8999999999999999 f1.89999998"},
-        {Holding(-0.5), " i0 I0 d-0.5 f-0.5"},
-        {Holding(-2147483648.5), " i-2147483648 I-2147483648 d-2147483648.5 f-2.14748365e+09"},
-        // Out of range: what the processor gives.
-        {Holding(0x1p31),
-         " i-2147483648 u2147483648 I2147483648 U2147483648 d2147483648"
-         " f2.14748365e+09"},
-        {Holding(0x1p32 + 7.5),
-         " i-2147483648 u7 I4294967303 U4294967303 d4294967303.5"
-         " f4.2949673e+09"},
-        {Holding(0x1p63),
-         " i-2147483648 u0 I-9223372036854775808 U9223372036854775808"
-         " d9.2233720368547758e+18 f9.22337204e+18"},
-        {Holding(0x1p63 + 2048),
-         " i-2147483648 u0 I-9223372036854775808 U9223372036854777856"
-         " d9.2233720368547779e+18 f9.22337204e+18"},
-        {Holding(0x1p64),
-         " i-2147483648 u0 I-9223372036854775808 U0 d1.8446744073709552e+19"
-         " f1.84467441e+19"},
-        {Holding(-1e300), " i-2147483648 I-9223372036854775808 d-1.0000000000000001e+300 f-inf"},
-        // NaN is not below 0.0, and so passes as unsigned.
-        {Holding(std::nan("")),
-         " i-2147483648 u0 I-9223372036854775808 U9223372036854775808"
-         " dnan fnan"},
-        {Holding("7"), " s7"},
-        {Holding(JsonArray()), ""},
-        {Holding(JsonObject()), ""},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(row.conversions, Conversions(row.value)) << ModelOf(row.value);
+    for (const support::FileRow& row : support::RowsOf("conversions.txt")) {
+        const std::size_t blank = std::min(row.name.find(' '), row.name.size());
+        const JsonValue value = made(row.name.substr(0, blank), row.name.c_str() + blank + 1);
+        EXPECT_EQ((row[""].empty() ? "" : " ") + row[""], Conversions(value)) << row.name;
     }
 }
 

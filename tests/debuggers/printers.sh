@@ -1,14 +1,11 @@
 #!/bin/bash
-# printers.sh PROGRAM: gdb shows the objects in exhibits.cpp as the comments above
+# printers.sh PROGRAM LIBRARY: gdb shows the objects in exhibits.cpp as the comments above
 # them say.
 set -euo pipefail
 program=$1
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
-if ! command -v gdb >/dev/null; then
-    echo "no gdb: its printers are not tried"
-    exit 77
-fi
+"$here/can_debug.sh" "$2"
 
 # A script that breaks off leaves its exit status to the command behind it.
 env -u DEBUGINFOD_URLS gdb -nx -batch -iex 'set width 0' \

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "support/dice.h"
+#include "support/file_rows.h"
 #include "support/long_run.h"
 
 namespace {
@@ -232,35 +233,11 @@ TEST(LineFormat, OnRequestNothingInATextBeginsALineOrSteersATerminal) {
 }
 
 TEST(LineFormat, LevelsHaveNamesAndColours) {
-    struct Row {
-        int level;
-        const char* plain;
-        const char* coloured;
-    };
-    const Row rows[] = {
-        {0, "Verbose", "\x1b[mVerbose\x1b[m"},
-        {1, "Debug", "\x1b[38;5;247mDebug\x1b[m"},
-        {2, "Performance", "\x1b[mPerformance\x1b[m"},
-        {3, "Tracking", "\x1b[38;5;116mTracking\x1b[m"},
-        {4, "Info", "\x1b[92mInfo\x1b[m"},
-        {5, "Warn", "\x1b[33mWarn\x1b[m"},
-        {6, "Error", "\x1b[31mError\x1b[m"},
-        {7, "Fatal", "\x1b[31mFatal\x1b[m"},
-        {8, "Off", "\x1b[mOff\x1b[m"},
-        // User levels, and what lies beside them.
-        {-100, "User0", "User0\x1b[m"},
-        {-71, "User29", "User29\x1b[m"},
-        {-101, "-101", "-101"},
-        {-70, "-70", "-70"},
-        {-1, "-1", "-1"},
-        {9, "9", "9"},
-        {-2147483647 - 1, "-2147483648", "-2147483648"},
-    };
-    for (const Row& row : rows) {
+    for (const support::FileRow& row : support::RowsOf("levels.txt")) {
         LineFields fields;
-        fields.level = row.level;
-        EXPECT_EQ(row.plain, Expand("%s", fields));
-        EXPECT_EQ(row.coloured, Expand("%s", fields, Colour::Yes));
+        fields.level = std::stoi(row.name);
+        EXPECT_EQ(row[""], Expand("%s", fields));
+        EXPECT_EQ(row["coloured"], Expand("%s", fields, Colour::Yes));
     }
 }
 

@@ -8,11 +8,13 @@
 #include <filesystem>
 #include <memory>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "support/file_rows.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -206,55 +208,18 @@ TEST(RotatingFile, CountsTheOldSizeOfAFileItFinds) {
 }
 
 TEST(RotatingFile, RemovesTheOldestOfItsFiles) {
-    struct Row {
-        const char* name;
-        const char* prefix;
-        std::uint64_t maxFiles;
-        std::vector<std::string> before;
-        std::vector<std::string> removed;
-    };
-    const Row rows[] = {
-        {"the oldest by name",
-         "m",
-         2,
-         {"m_2020.log", "m_2019.log", "m_2018.log"},
-         {"m_2018.log", "m_2019.log"}},
-        {"at least one stays", "m", 0, {"m_1.log", "m_0.log"}, {"m_0.log", "m_1.log"}},
-        {"only what matches",
-         "m",
-         1,
-         {"m_1.log", "m_.log", "xm_1.log", "m_1.txt", "m1.log", "m_1.log.bak", "m"},
-         {"m_1.log"}},
-        {"a dot is any character",
-         "a.b",
-         1,
-         {"a-b_1.log", "a.b_1.log", "ab_1.log"},
-         {"a-b_1.log", "a.b_1.log"}},
-        {"the files of several, and its own",
-         "[ab]",
-         1,
-         {"a_1.log", "b_1.log", "c_1.log", "[ab]_0.log"},
-         {"[ab]_0.log", "a_1.log"}},
-        {"its own too", "clip (copy)?", 1, {"clip (copy)__1.log"}, {"clip (copy)__1.log"}},
-        {"not trying for ever",
-         "(.+)+x",
-         1,
-         {"(.+)+x_1.log", std::string(200, 'a')},
-         {"(.+)+x_1.log"}},
-        {"no expression at all", "a(b", 1, {"a(b_1.log", "a(b_2.log"}, {}},
-        {"too hard: refers back", "(a)\\1", 1, {"(a)_1_1.log", "(a)_1_2.log"}, {}},
-        {"too hard: copies", "(a{99}){99}", 1, {"(a{99}){99}_1.log"}, {}},
-    };
-    for (const Row& row : rows) {
+    for (const support::FileRow& row : support::RowsOf("removed_logs.txt")) {
         SCOPED_TRACE(row.name);
         const ScratchDirectory scratch;
-        for (const std::string& name : row.before) {
+        std::istringstream files(row["files"]);
+        for (std::string name; std::getline(files, name);) {
             scratch.Write(name, "old");
         }
-        Given given(scratch.Path(), {0, row.maxFiles}, row.prefix);
+        Given given(scratch.Path(), {0, std::stoull(row["keeps"])}, row[""].c_str());
         ASSERT_TRUE(given.isOpen);
         std::vector<std::string> expected = NamesIn(scratch.Path());
-        for (const std::string& name : row.removed) {
+        std::istringstream removed(row["removed"]);
+        for (std::string name; std::getline(removed, name);) {
             expected.erase(std::find(expected.begin(), expected.end(), name));
         }
         given.Write("line");

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "support/file_rows.h"
+
 namespace core {
 namespace {
 
@@ -120,32 +122,8 @@ WallTime SummerMorning() {
 }
 
 TEST(TimeFormat, ReplacesTheFirstMilliseconds) {
-    struct Row {
-        const char* name;
-        std::string format;
-        std::string expected;
-    };
-    const Row rows[] = {
-        {"empty", "", "2024_03_31_03_00_07"},
-        {"log line", "%F %T.%s", "2024-03-31 03:00:07.008"},
-        {"alone", "%s", "008"},
-        {"second one", "%s %s", "008 1711846807"},
-        // The text is searched, not parsed.
-        {"after a percent sign", "%%s", "%008"},
-        {"offset", "T%z", "T+0200"},
-        // What is no conversion.
-        {"unknown", "%Q%!", "%Q%!"},
-        {"at the end", "50%", "50%"},
-        {"modifier at the end", "%E", "%E"},
-        {"modified unknown", "%EQ", "%EQ"},
-        {"a zero byte", std::string("%H\0%M", 5),
-         std::string("03\0"
-                     "00",
-                     5)},
-        {"not ASCII", "\u0144 %d \U0001F40C", "\u0144 31 \U0001F40C"},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(row.expected, FormatWallTime(SummerMorning(), row.format)) << row.name;
+    for (const support::FileRow& row : support::RowsOf("time_formats.txt")) {
+        EXPECT_EQ(row["text"], FormatWallTime(SummerMorning(), row[""])) << row.name;
     }
     EXPECT_EQ(std::string(100'000, 'x') + "03",
               FormatWallTime(SummerMorning(), std::string(100'000, 'x') + "%H"));

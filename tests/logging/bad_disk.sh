@@ -1,6 +1,6 @@
 #!/bin/bash
-# bad_disk.sh PROGRAM FOLDER limit|disk: the log goes on when there is room again, and
-# says how many lines it lost.
+# bad_disk.sh PROGRAM FOLDER limit|flush|disk: the log goes on when there is room again, at
+# once where it is flushed, and says how many lines it lost.
 # bad_disk.sh PROGRAM FOLDER stuck: where there is no room again, standard error says it.
 # bad_disk.sh PROGRAM FOLDER readonly: a module whose folder can't be written takes no
 # line from another one.
@@ -19,10 +19,10 @@ try_it() {
     rm -rf "$folder"
     mkdir -p "$folder/logs"
     case $what in
-        limit)
+        limit | flush)
             command -v prlimit >/dev/null || exit 77
             # $PPID is the program when its shell expands it.
-            (ulimit -S -f 700 && "$program" full "$folder/logs" \
+            (ulimit -S -f 700 && "$program" "${what/limit/full}" "$folder/logs" \
                 'prlimit --pid $PPID --fsize=unlimited:')
             ;;
         stuck)
@@ -74,7 +74,8 @@ try_it() {
 # made before the log met its end.
 for attempt in 1 2 3 4 5; do
     try_it
-    if [[ $what != limit && $what != disk ]] || ! grep -q ' 0 lines missing' "$folder/verdict"; then
+    if [[ ! $what =~ limit|flush|disk ]] || ! grep -q ' 0 lines missing' "$folder/verdict"; then
+        [[ $what != flush ]] || grep -q '|40999|' "$folder"/logs/*.log
         exit 0
     fi
     echo "nothing was lost in attempt $attempt"

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "support/image_file.h"
+#include "support/logged.h"
 #include "support/scratch_directory.h"
 
 #include <cstdint>
@@ -25,29 +26,14 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Lines = std::vector<std::string>;
 
-// What `action` logs under the tag "core": "Warn: text".
 Lines Logged(const std::function<void()>& action) {
     CoreLogSetLogLevelByModule("ZYL", CORE_LOG_WARN);
-    testing::internal::CaptureStdout();
-    action();
-    std::istringstream output(testing::internal::GetCapturedStdout());
-    static const std::regex kLine(
-        "\\[\x1b[^m]*m(\\w+)\x1b\\[m\\]\\[\\d+\\]\\[[^\\]]*\\]\\[core\\]([^\\r]*)\\r?");
-    Lines lines;
-    for (std::string line; std::getline(output, line);) {
-        std::smatch match;
-        if (std::regex_match(line, match, kLine)) {
-            lines.push_back(match[1].str() + ": " + match[2].str());
-        } else {
-            lines.push_back("not a line of ours: " + line);
-        }
-    }
-    return lines;
+    return support::Logged(action);
 }
 
 std::string Warning(std::int32_t remaining, std::uint32_t total) {
-    return "Warn: stack is running out. (remained / total: " + std::to_string(remaining) + " / " +
-           std::to_string(total) + ")";
+    return "[Warn][core]stack is running out. (remained / total: " + std::to_string(remaining) +
+           " / " + std::to_string(total) + ")";
 }
 
 void CheckStackOfThisThread() {
@@ -130,14 +116,15 @@ TEST(Dependencies, FaultsOfAnImageAreNamed) {
         ImageFile image;
         row.change(image);
         const std::string path = scratch.Write("image \u0144 \U0001F40C.exe", image.Bytes());
-        EXPECT_THAT(Check(path), ElementsAre("Error: [dependency (" + path + ")] " + row.text));
+        EXPECT_THAT(Check(path),
+                    ElementsAre("[Error][core][dependency (" + path + ")] " + row.text));
     }
     for (const std::string& path : {scratch.Path("missing \u0144"), scratch.Path()}) {
         EXPECT_THAT(Check(path),
-                    ElementsAre("Error: [dependency (" + path + ")] can't open this file"));
+                    ElementsAre("[Error][core][dependency (" + path + ")] can't open this file"));
     }
     EXPECT_THAT(Logged([] { ZYLCorePrintDependency(nullptr); }),
-                ElementsAre("Error: [dependency ()] can't open this file"));
+                ElementsAre("[Error][core][dependency ()] can't open this file"));
 }
 
 TEST(Dependencies, ThatCanNotBeLoadedAreNamedInOrder) {
@@ -148,7 +135,7 @@ TEST(Dependencies, ThatCanNotBeLoadedAreNamedInOrder) {
     const Lines lines = Check(path);
     ASSERT_EQ(image.names.size(), lines.size());
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        const std::string start = "Error: [dependency (" + path + ")] CAN NOT LOAD (" +
+        const std::string start = "[Error][core][dependency (" + path + ")] CAN NOT LOAD (" +
                                   image.names[i].substr(0, 260) + ", err ";
         ASSERT_EQ(start, lines[i].substr(0, start.size()));
         const std::string code = lines[i].substr(start.size());
@@ -178,7 +165,7 @@ TEST(Dependencies, TooManyToCheckAreSaidToBe) {
     const std::string path = scratch.Write("image", image.Bytes());
     const Lines lines = Check(path);
     ASSERT_EQ(4097U, lines.size());
-    EXPECT_EQ("Warn: [dependency (" + path + ")] only the first 4096 imports were checked",
+    EXPECT_EQ("[Warn][core][dependency (" + path + ")] only the first 4096 imports were checked",
               lines.back());
 }
 
@@ -220,7 +207,7 @@ TEST(Dependencies, OfThisLibraryAreComplete) {
     const bool isImage = bytes.rfind("MZ", 0) == 0;
     EXPECT_THAT(
         Check(CORE_LIBRARY_FILE),
-        ElementsAre(std::string("Error: [dependency (" CORE_LIBRARY_FILE ")] ") +
+        ElementsAre(std::string("[Error][core][dependency (" CORE_LIBRARY_FILE ")] ") +
                     (isImage ? "import descriptor's FOA is invalid" : "DOS SIGNATURE is invalid")));
     if (isImage) {
         const ScratchDirectory scratch;

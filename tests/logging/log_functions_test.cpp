@@ -12,6 +12,7 @@
 #include <regex>
 #include <string>
 
+#include "support/logged.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -19,13 +20,12 @@ namespace {
 using support::PathOf;
 using support::ScratchDirectory;
 
-/// What an action writes to the console, without colours, threads, times and line ends.
 std::string Logged(const std::function<void()>& action) {
-    testing::internal::CaptureStdout();
-    action();
-    const std::string output = testing::internal::GetCapturedStdout();
-    static const std::regex kVarying("\x1b\\[[0-9]*m|\\[\\d+\\]\\[[-0-9]+ [^\\]]*\\]|\\r");
-    return std::regex_replace(output, kVarying, "");
+    std::string text;
+    for (const std::string& line : support::Logged(action)) {
+        text += line + "\n";
+    }
+    return text;
 }
 
 TEST(LogFunctions, EachWayToPrintPutsItsArgumentsInPlace) {

@@ -88,20 +88,23 @@ std::vector<int> WriteFromThreads(const fs::path& directory) {
 }
 
 /// Writes more than there is room for, makes room, and waits until the log notices.
-int WriteToFull(const fs::path& directory, const char* makeRoom) {
+int WriteToFull(const fs::path& directory, const char* makeRoom, bool isFlushed) {
     int index = 0;
     // Small portions, so that the log meets the end of the room with lines to come.
     for (; index < 40'000; ++index) {
         WriteLine(0, index);
     }
-    CoreLogFlush();
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, 60'000);
     if (std::system(makeRoom) != 0) {
         std::fprintf(stderr, "no room could be made: %s\n", makeRoom);
         return 2;
     }
-    // The log tries again after a second; these lines are what it tries it with.
-    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    if (isFlushed) {
+        CoreLogFlush();  // tries again at once
+    } else {
+        // The log tries again after a second; the lines below are what it tries it with.
+        std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    }
     for (const int end = index + 1000; index < end; ++index) {
         WriteLine(0, index);
     }
@@ -337,8 +340,8 @@ int main(int argc, char** argv) {
     if (what == "detach") {
         return WriteWhenDetached(directory);
     }
-    if (what == "full") {
-        return argc < 4 ? 2 : WriteToFull(directory, argv[3]);
+    if (what == "full" || what == "flush") {
+        return argc < 4 ? 2 : WriteToFull(directory, argv[3], what == "flush");
     }
     if (what == "beside") {
         return argc < 4 ? 2 : WriteBeside(directory, argv[3]);

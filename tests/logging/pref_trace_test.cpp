@@ -9,13 +9,13 @@
 #include <functional>
 #include <limits>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
 
 #include "support/barrier.h"
+#include "support/logged.h"
 #include "support/scratch_directory.h"
 
 // The recorder belongs to the process and forgets nothing: every test gives its events
@@ -31,24 +31,14 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Lines = std::vector<std::string>;
 
-/// What `action` logs as the trace does: "Info: text [function]".
+/// What `action` logs, without the lines of the source.
 Lines Logged(const std::function<void()>& action) {
     CoreLogSetLogLevelByModule("ZYL", CORE_LOG_TRACKING);
-    testing::internal::CaptureStdout();
-    action();
-    std::istringstream output(testing::internal::GetCapturedStdout());
+    Lines lines = support::Logged(action);
     CoreLogSetLogLevelByModule("ZYL", CORE_LOG_ERROR);
-    static const std::regex kLine(
-        "\\[\x1b[^m]*m(\\w+)\x1b\\[m\\]\\[\\d+\\]\\[[^\\]]*\\]\\[analytics\\]"
-        "([^\\r]*)\\[(\\w+)\\]\\[\\d+\\]\\r?");
-    Lines lines;
-    for (std::string line; std::getline(output, line);) {
-        std::smatch match;
-        if (std::regex_match(line, match, kLine)) {
-            lines.push_back(match[1].str() + ": " + match[2].str() + " [" + match[3].str() + "]");
-        } else {
-            lines.push_back("not a line of the trace: " + line);
-        }
+    static const std::regex kSourceLine("\\[\\d+\\]$");
+    for (std::string& line : lines) {
+        line = std::regex_replace(line, kSourceLine, "");
     }
     return lines;
 }
@@ -79,25 +69,26 @@ protected:
 // First, while no path is set: each test runs in a process of its own, or in this order.
 TEST_F(PrefTrace, AFlushWithoutAFileSaysThatThereIsNone) {
     EXPECT_THAT(Logged(FlushPrefTraceFile),
-                ElementsAre("Error: FlushPrefTraceFile failed, file can't open. "
+                ElementsAre("[Error][analytics]FlushPrefTraceFile failed, file can't open."
                             "[FlushPrefTraceFile]"));
 }
 
 TEST_F(PrefTrace, APathIsTriedAndOnlyThenTaken) {
     EXPECT_THAT(Logged([] { EXPECT_EQ(1, InitPrefTraceFile(nullptr)); }), IsEmpty());
     const std::string path = scratch.Write("trace.json", "before");
-    EXPECT_THAT(Logged([&] { EXPECT_EQ(0, InitPrefTraceFile(path.c_str())); }),
-                ElementsAre("Info: InitPrefTraceFile path: " + path + " [InitPrefTraceFile]"));
+    EXPECT_THAT(
+        Logged([&] { EXPECT_EQ(0, InitPrefTraceFile(path.c_str())); }),
+        ElementsAre("[Info][analytics]InitPrefTraceFile path: " + path + "[InitPrefTraceFile]"));
     EXPECT_EQ("", scratch.Read("trace.json"));
 
     const std::string missing = scratch.Path("no such directory/trace.json");
     for (const std::string& wrong : {missing, scratch.Path(), std::string()}) {
         EXPECT_THAT(Logged([&] { EXPECT_EQ(1, InitPrefTraceFile(wrong.c_str())); }),
-                    ElementsAre("Error: InitPrefTraceFile invalid path: " + wrong +
-                                " [InitPrefTraceFile]"));
+                    ElementsAre("[Error][analytics]InitPrefTraceFile invalid path: " + wrong +
+                                "[InitPrefTraceFile]"));
     }
     EXPECT_THAT(Logged(FlushPrefTraceFile),
-                ElementsAre("Info: FlushPrefTraceFile finished. [FlushPrefTraceFile]"));
+                ElementsAre("[Info][analytics]FlushPrefTraceFile finished.[FlushPrefTraceFile]"));
     const std::string text = scratch.Read("trace.json");
     EXPECT_EQ("{\"Events\": [", text.substr(0, 12));
     EXPECT_EQ("]}", text.substr(text.size() - 2));
@@ -116,10 +107,10 @@ TEST_F(PrefTrace, EachVariadicArgumentIsReadInItsOwnType) {
                                  CORE_TRACE_INT32, std::numeric_limits<std::int32_t>::min(), "n",
                                  CORE_TRACE_TEXT, static_cast<const char*>(nullptr), nullptr);
                 }),
-                ElementsAre("Tracking: Event:variadic,d1:1.500000,i:-7,d2:2.500000,"
+                ElementsAre("[Tracking][analytics]Event:variadic,d1:1.500000,i:-7,d2:2.500000,"
                             "l:-9223372036854775808,t:a\"b,d3:-3.000000,d4:4.000000,d5:5.000000,"
                             "d6:6.000000,d7:7.000000,d8:8.000000,d9:0.000000,"
-                            "d10:100000000000000000000.000000,m:-2147483648,n: [AddPrefTrace]"));
+                            "d10:100000000000000000000.000000,m:-2147483648,n:[AddPrefTrace]"));
     EXPECT_THAT(Written("variadic"),
                 ElementsAre("{\"d1\": 1.5,\"i\": -7,\"d2\": 2.5,\"l\": -9223372036854775808,"
                             "\"t\": \"a\\\"b\",\"d3\": -3.0,\"d4\": 4.0,\"d5\": 5.0,\"d6\": 6.0,"
@@ -159,7 +150,7 @@ TEST_F(PrefTrace, TheTypedWayRecordsWhatTheVariadicOneDoes) {
 }
 
 TEST_F(PrefTrace, AnUnknownTypeDropsTheRecordAndANullNameDoesNothing) {
-    const std::string refused = "Warn: AddPrefTrace has invalid param. ";
+    const std::string refused = "[Warn][analytics]AddPrefTrace has invalid param.";
     EXPECT_THAT(Logged([] {
                     AddPrefTrace("unknown", "a", CORE_TRACE_INT32, 1, "b", INT64_C(4), 5, nullptr);
                     AddPrefTrace("unknown", "a", INT64_C(-1), nullptr);
@@ -184,8 +175,8 @@ TEST_F(PrefTrace, AnEventHasStatisticsUnderSeveralKeys) {
                                           CORE_TRACE_TEXT, "q", nullptr);
                     TraceStatistic("statistics", "fps", 25.0);
                 }),
-                ElementsAre("Tracking: StatisticEvent:statistics [AddStatisticPrefTrace]",
-                            "Tracking: StatisticEvent:statistics [TraceStatistic]"));
+                ElementsAre("[Tracking][analytics]StatisticEvent:statistics[AddStatisticPrefTrace]",
+                            "[Tracking][analytics]StatisticEvent:statistics[TraceStatistic]"));
     TraceStatistic("statistics", "ms", 1.0, {{"r", true}, {"p", "later"}});
     AddStatisticPrefTrace("statistics", "ms", 2.0, nullptr);
     AddStatisticPrefTrace("statistics", nullptr, -1.0, nullptr);
@@ -217,14 +208,15 @@ TEST_F(PrefTrace, AFailedFlushLosesNoRecord) {
     TraceEvent("kept");
     std::filesystem::remove_all(directory);
     EXPECT_THAT(Logged(FlushPrefTraceFile),
-                ElementsAre("Error: FlushPrefTraceFile failed, file can't open. "
+                ElementsAre("[Error][analytics]FlushPrefTraceFile failed, file can't open."
                             "[FlushPrefTraceFile]"));
     // A disk that is always full, where the system has one.
     if (std::filesystem::exists("/dev/full")) {
         ASSERT_EQ(0, InitPrefTraceFile("/dev/full"));
-        EXPECT_THAT(Logged(FlushPrefTraceFile),
-                    ElementsAre("Error: FlushPrefTraceFile failed, file can't be written. "
-                                "[FlushPrefTraceFile]"));
+        EXPECT_THAT(
+            Logged(FlushPrefTraceFile),
+            ElementsAre("[Error][analytics]FlushPrefTraceFile failed, file can't be written."
+                        "[FlushPrefTraceFile]"));
     }
     EXPECT_THAT(Written("kept"), ElementsAre("{}"));
 }

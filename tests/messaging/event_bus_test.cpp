@@ -287,6 +287,23 @@ TEST(AsyncEvents, ChangesApplyBeforeTheNextPass) {
     EXPECT_EQ(0, held.bus->getQueueEventCount());
 }
 
+// Some times, as what the thread does with the other changes comes after the event.
+TEST(AsyncEvents, AFunctionThatGoesMayDestroyTheBusBeforeOtherChanges) {
+    for (int i = 0; i < 50; ++i) {
+        HeldBus held;
+        support::Event isDestroyed;
+        std::shared_ptr<void> last(nullptr, [&](void*) {
+            held.bus.reset();
+            isDestroyed.Set();
+        });
+        const int token = held.bus->listen<int>([owned = std::move(last)](const int&) {});
+        held.bus->unlistenAll(token);
+        held.bus->unlistenAll(token);
+        held.Release();
+        isDestroyed.Wait();
+    }
+}
+
 TEST(AsyncEvents, ABurstArrivesInOrderWhileMoreIsPosted) {
     constexpr int kBurst = 2'000;
     HeldBus held;

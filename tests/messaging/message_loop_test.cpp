@@ -7,7 +7,6 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -15,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/diary.h"
 #include "support/event.h"
 #include "support/long_run.h"
 
@@ -25,25 +25,9 @@ using core::SimpleMessage;
 using core::SimpleMsgBus;
 using core::VersatileMessage;
 using core::VersatileMsgBus;
+using support::Diary;
 
 using Handler = std::function<void(const SimpleMessage&)>;
-
-/// What happened, in words; from any thread.
-class Diary {
-public:
-    void Add(const std::string& what) {
-        const std::lock_guard lock(mutex);
-        text += (text.empty() ? "" : " ") + what;
-    }
-    std::string Text() {
-        const std::lock_guard lock(mutex);
-        return text;
-    }
-
-private:
-    std::mutex mutex;
-    std::string text;
-};
 
 /// Writes into a diary; has no destructor, so that the base's is the one on trial.
 class Writer : public MessageLoop {
@@ -51,13 +35,13 @@ public:
     explicit Writer(std::shared_ptr<Diary> toWrite, Handler toHandle = nullptr)
         : diary(std::move(toWrite)), handler(std::move(toHandle)) {}
 
-    void OnLoopStart() override { diary->Add("start"); }
-    void OnLoopExit() override { diary->Add("exit"); }
+    void OnLoopStart() override { diary->Add("start "); }
+    void OnLoopExit() override { diary->Add("exit "); }
     void OnMessage(const std::shared_ptr<VersatileMessage>& message) override {
-        diary->Add("v" + std::to_string(message->MessageId()));
+        diary->Add("v" + std::to_string(message->MessageId()) + " ");
     }
     void OnMessage(const SimpleMessage& message) override {
-        diary->Add(std::to_string(message.code));
+        diary->Add(std::to_string(message.code) + " ");
         if (handler) {
             const Handler own = handler;  // it may destroy this loop
             own(message);
@@ -101,13 +85,13 @@ TEST_F(MessageLoops, HandleInOrderOnTheirThreadUntilTheClose) {
     EXPECT_TRUE(loop->Launch());
     loop->WaitExit();
     loop->WaitExit();
-    EXPECT_EQ("start 1 2 3 exit", diary->Text());
+    EXPECT_EQ("start 1 2 3 exit ", diary->Text());
     EXPECT_EQ(std::vector<std::thread::id>(3, threads.front()), threads);
     EXPECT_NE(std::this_thread::get_id(), threads.front());
     // The bus stays closed: another thread starts and ends.
     EXPECT_TRUE(loop->Launch());
     loop->WaitExit();
-    EXPECT_EQ("start 1 2 3 exit start exit", diary->Text());
+    EXPECT_EQ("start 1 2 3 exit start exit ", diary->Text());
 }
 
 TEST_F(MessageLoops, OfTwoBusesTheSimpleOneIsTaken) {
@@ -131,7 +115,7 @@ TEST_F(MessageLoops, OfTwoBusesTheSimpleOneIsTaken) {
     loop->SetMsgBus(static_cast<VersatileMsgBus*>(nullptr));
     EXPECT_TRUE(loop->Launch());
     loop->WaitExit();
-    EXPECT_EQ("start 1 exit start v7 exit start exit", diary->Text());
+    EXPECT_EQ("start 1 exit start v7 exit start exit ", diary->Text());
 }
 
 // Callers rely on it: the handled message is first until its handler returns, and an
@@ -150,7 +134,7 @@ TEST_F(MessageLoops, AnUrgentMessageGoesInPlaceOfTheHandledOne) {
     Add({1, 4});
     loop->Launch();
     loop->WaitExit();
-    EXPECT_EQ("start 1 2 1 4 exit", diary->Text());
+    EXPECT_EQ("start 1 2 1 4 exit ", diary->Text());
 }
 
 TEST_F(MessageLoops, KeepNothingOfAHandledMessage) {
@@ -178,7 +162,7 @@ TEST_F(MessageLoops, GoOnAfterAHandlerThatThrows) {
     Add({1, 2, 3});
     loop->Launch();
     loop->WaitExit();
-    EXPECT_EQ("start 1 2 3 exit", diary->Text());
+    EXPECT_EQ("start 1 2 3 exit ", diary->Text());
 }
 
 TEST_F(MessageLoops, CannotWaitForThemselves) {
@@ -204,7 +188,7 @@ TEST_F(MessageLoops, CannotWaitForThemselves) {
     loop->WaitExit();
     other.join();
     EXPECT_EQ(std::errc::resource_deadlock_would_occur, code);
-    EXPECT_EQ("start 1 exit", diary->Text());
+    EXPECT_EQ("start 1 exit ", diary->Text());
 }
 
 TEST_F(MessageLoops, ASecondLaunchIsWaitedForToo) {
@@ -213,7 +197,7 @@ TEST_F(MessageLoops, ASecondLaunchIsWaitedForToo) {
     EXPECT_TRUE(loop->Launch());
     bus->Close();
     loop->WaitExit();
-    EXPECT_THAT(diary->Text(), testing::AnyOf("start start exit exit", "start exit start exit"));
+    EXPECT_THAT(diary->Text(), testing::AnyOf("start start exit exit ", "start exit start exit "));
 }
 
 TEST_F(MessageLoops, AreDestroyedWhenTheBusIsClosedAndNotBefore) {
@@ -238,7 +222,7 @@ TEST_F(MessageLoops, MayBeDestroyedByTheirHandler) {
         std::unique_ptr<Writer> loop;
         loop = Make([&](const SimpleMessage&) {
             loop.reset();
-            diary->Add("gone");
+            diary->Add("gone ");
         });
         auto copy = hasCopy ? std::make_unique<Writer>(*loop) : nullptr;
         Add({1, 2});
@@ -250,7 +234,7 @@ TEST_F(MessageLoops, MayBeDestroyedByTheirHandler) {
         copy.reset();
         EXPECT_EQ(1, bus->Count());
     }
-    EXPECT_EQ("start 1 gone start 1 gone", diary->Text());
+    EXPECT_EQ("start 1 gone start 1 gone ", diary->Text());
 }
 
 enum class Going { Launched, Copy, Assigned, Bus, Close, Exit };
@@ -299,7 +283,7 @@ TEST_P(LoopsInAnyOrder, EndInPeace) {
             }
         }
         ASSERT_EQ(1, diary.use_count()) << "somebody still holds the diary";
-        ASSERT_EQ(GetParam().hasExit ? "start 1 exit" : "start 1", diary->Text());
+        ASSERT_EQ(GetParam().hasExit ? "start 1 exit " : "start 1 ", diary->Text());
     }
 }
 

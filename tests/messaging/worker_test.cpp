@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "support/barrier.h"
+#include "support/diary.h"
 #include "support/event.h"
 
 namespace {
@@ -37,23 +38,6 @@ public:
 
 private:
     std::function<void()> action;
-};
-
-/// What ran, in order; from any thread.
-class Record {
-public:
-    void Add(const std::string& what) {
-        const std::lock_guard lock(mutex);
-        done += what;
-    }
-    std::string Done() {
-        const std::lock_guard lock(mutex);
-        return done;
-    }
-
-private:
-    std::mutex mutex;
-    std::string done;
 };
 
 class Workers : public testing::Test {
@@ -80,7 +64,7 @@ protected:
     }
 
     std::unique_ptr<IWorker> worker{CreateWorker()};
-    Record record;
+    support::Diary record;
     Event gate;
 };
 
@@ -94,7 +78,7 @@ TEST_F(Workers, RunTasksInOrderOnTheirOneThread) {
     }
     Finish();
     worker.reset();
-    EXPECT_EQ("abc", record.Done());
+    EXPECT_EQ("abc", record.Text());
     EXPECT_EQ(threads, std::vector<std::thread::id>(3, threads.front()));
     EXPECT_NE(threads.front(), std::this_thread::get_id());
     EXPECT_EQ(0, livingTasks);
@@ -120,7 +104,7 @@ TEST_F(Workers, ATaskThatThrowsStopsNothingAndIsNotDestroyed) {
     PostMark("next");
     Finish();
     worker.reset();
-    EXPECT_EQ("next", record.Done());
+    EXPECT_EQ("next", record.Text());
     EXPECT_EQ(1, livingTasks);
     delete thrower;
 }
@@ -139,7 +123,7 @@ TEST_F(Workers, ADrainRunsTheQueueHereBesideTheTaskUnderWay) {
         });
     }
     worker->StopAndDrain();
-    EXPECT_EQ("abcd", record.Done());
+    EXPECT_EQ("abcd", record.Text());
     EXPECT_EQ(0, worker->GetTaskCount());
 
     Call late([this] { record.Add("late"); });
@@ -147,7 +131,7 @@ TEST_F(Workers, ADrainRunsTheQueueHereBesideTheTaskUnderWay) {
     worker->StopAndDrain();
     gate.Set();
     worker.reset();
-    EXPECT_EQ("abcd", record.Done());
+    EXPECT_EQ("abcd", record.Text());
     EXPECT_EQ(1, livingTasks);
 }
 
@@ -188,7 +172,7 @@ TEST_F(Workers, DestructionJoinsAndThenRunsTheRestInOrder) {
     std::thread opener([this] { gate.Set(); });
     worker.reset();
     opener.join();
-    EXPECT_EQ("abcd", record.Done());
+    EXPECT_EQ("abcd", record.Text());
     EXPECT_EQ(0, livingTasks);
 }
 
@@ -200,7 +184,7 @@ TEST_F(Workers, ATaskMayDrainItsOwnWorker) {
         done.Set();
     });
     done.Wait();
-    EXPECT_EQ("z", record.Done());
+    EXPECT_EQ("z", record.Text());
 
     // Within a drain, another drain has nothing to add.
     worker.reset(CreateWorker());
@@ -211,7 +195,7 @@ TEST_F(Workers, ATaskMayDrainItsOwnWorker) {
     });
     PostMark("2");
     worker->StopAndDrain();
-    EXPECT_EQ("z12", record.Done());
+    EXPECT_EQ("z12", record.Text());
     gate.Set();
 }
 

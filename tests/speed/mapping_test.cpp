@@ -18,6 +18,7 @@ TEST(Speed, ANewCurveIsOneKeyframeOfNormalSpeed) {
     EXPECT_EQ(1.0, fresh.GetPointValue(0).AsDouble());
     EXPECT_EQ(0.5, slow.GetPointValue(0).AsDouble());
     for (SpeedParameter* speed : {&fresh, &slow}) {
+        EXPECT_EQ(0.0, speed->GetPointTime(0));
         EXPECT_EQ(KeyframeInterpolationType::Hold, speed->GetInterpolationType(0));
         EXPECT_EQ(core::ParameterDouble, speed->GetParameterType());
         EXPECT_EQ(25.0, speed->GetSourceFPS());
@@ -54,6 +55,9 @@ TEST(TimeMap, AnswersWhatFollowsFromTheKeyframes) {
     ExpectMap("normal speed", 10, {{0, 1, kHold}, {10, 1, kHold}}, 10, {{0, 0}, {4, 4}, {10, 10}},
               {{-2, -2}, {11, 10}, {kInfinity, 10}}, {{10, 11}, {-2, -2}});
     ExpectMap("held at 2", 10, {{0, 2, kHold}, {10, 2, kHold}}, 5, {{1, 2}, {5, 10}}, {{8, 10}});
+    ExpectMap("the nearer of two keyframes", 10,
+              {{0, 1, kHold}, {4, 1, kHold}, {4.00000015, 1, kHold}, {10, 1, kHold}}, 10, {},
+              {{4.00000006, 4}, {4.00000009, 4.00000015}});
     ExpectMap("a ramp", 10, {{0, 1, kLine}, {10, 3, kHold}}, 5, {{2.5, 3.75}, {5, 10}});
     ExpectMap("an eased step", 10, {{0, 1, kEasedStep}, {10, 3, kHold}}, 5, {{2.5, 3.4375}});
     ExpectMap("any other type takes the mean", 10, {{0, 1, 17}, {10, 3, kHold}}, 5, {{5, 10}});

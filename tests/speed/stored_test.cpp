@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/file_rows.h"
+#include "support/logged.h"
 #include "support/speed_words.h"
 
 namespace {
@@ -51,9 +53,9 @@ std::string Keyframes(SpeedParameter& speed) {
     std::string text;
     for (int i = 0; i < speed.GetKeyFramesCount(); ++i) {
         char key[96];
-        std::snprintf(key, sizeof key, "%.9g:%.9g ", speed.GetPointTime(i),
+        std::snprintf(key, sizeof key, "%.9g:%.9g", speed.GetPointTime(i),
                       speed.GetPointValue(i).AsDouble());
-        text += key;
+        text += (i > 0 ? " " : "") + std::string(key);
     }
     return text;
 }
@@ -65,7 +67,7 @@ std::string Freezes(SpeedParameter& speed) {
     std::string text;
     if (const core::JsonMember* array = document.Root().AsObject().Find("_freeze")) {
         for (const core::JsonElem& element : array->AsArray()) {
-            text += std::string(element.AsString()) + ", ";
+            text += (text.empty() ? "" : ", ") + std::string(element.AsString());
         }
     }
     return text;
@@ -120,18 +122,6 @@ SpeedPointer RandomSpeed(Dice& dice, bool isShort) {
     speed->SetSourceFPS(dice.OneIn(2) ? 25.0 : 24.0);
     return speed;
 }
-
-/// Keeps the reports of what is left out off the console.
-class Quiet {
-public:
-    Quiet() : sinks(CoreLogGetLogSinkByModule("ZYL")) { CoreLogSetLogSinkByModule("ZYL", 0); }
-    ~Quiet() { CoreLogSetLogSinkByModule("ZYL", sinks); }
-    Quiet(const Quiet&) = delete;
-    Quiet& operator=(const Quiet&) = delete;
-
-private:
-    unsigned sinks;
-};
 
 // ---------------------------------------------------------------------------
 // Writing
@@ -236,13 +226,14 @@ TEST(StoredSpeed, FreezesAreWrittenAsTheyAre) {
     std::string expected;
     for (int i = 0; i < 9; ++i) {
         char text[64];
-        std::snprintf(text, sizeof text, "%.8f %.8f, ", 1 + 1.001 * i + i / 3.0, 1 / 3.0);
+        std::snprintf(text, sizeof text, "%s%.8f %.8f", i > 0 ? ", " : "", 1 + 1.001 * i + i / 3.0,
+                      1 / 3.0);
         expected += text;
         ASSERT_TRUE(speed->AddFreezeFrame(1 + 1.001 * i + i / 3.0, 1 / 3.0));
     }
     // The end itself, as far as a reader is concerned.
     ASSERT_TRUE(speed->AddFreezeFrame(13.00000005, 2));
-    EXPECT_EQ(expected + "13.00000005 2.00000000, ", Freezes(*speed));
+    EXPECT_EQ(expected + ", 13.00000005 2.00000000", Freezes(*speed));
     ExpectSettles(*speed);
 
     // What is as short as an end marker is none that a reader takes.
@@ -266,6 +257,12 @@ TEST(StoredSpeed, RoundingOfManyFreezesDoesNotAddUp) {
     EXPECT_EQ(speed->GetKeyFramesCount(), loaded->GetKeyFramesCount());
     EXPECT_NEAR(speed->GetRenderTotalTime(), loaded->GetRenderTotalTime(), 301 * 5e-9);
     EXPECT_EQ(Freezes(*speed), Freezes(*loaded));
+
+    // Rounded towards each other, so that they would touch.
+    auto near = Speeds(10, {{0, 1, kHold}, {10, 1, kHold}});
+    ASSERT_TRUE(near->AddFreezeFrame(1.000000006, 2.0 / 3));
+    ASSERT_TRUE(near->AddFreezeFrame(1.000000006 + 2.0 / 3 + 1.02e-7, 0.5));
+    EXPECT_NEAR(near->GetRenderTotalTime(), Load(near->Serialize())->GetRenderTotalTime(), 1e-8);
 }
 
 // ---------------------------------------------------------------------------
@@ -273,48 +270,15 @@ TEST(StoredSpeed, RoundingOfManyFreezesDoesNotAddUp) {
 // ---------------------------------------------------------------------------
 
 TEST(StoredSpeed, OlderTextsBecomeFreezes) {
-    const Quiet quiet;
-    struct Row {
-        const char* name;
-        std::string text, keyframes, freezes;
-    };
-    const Row rows[] = {
-        {"one", Held({{0, 1}, {3, 0}, {5, 1}, {12, 1}}, "\"_totalTime\": 10"), "0:1 3:1 10:1 ",
-         "3.00000000 2.00000000, "},
-        {"two", Held({{0, 1}, {3, 0}, {5, 2}, {8, 0}, {9, 1}, {13, 1}}, "\"_totalTime\": 10"),
-         "0:1 3:1 6:1 10:1 ", "3.00000000 2.00000000, 8.00000000 1.00000000, "},
-        {"nearly still",
-         Held({{0, 1}, {3, -0.00009}, {5, 1}, {6, 0.0001}, {12, 1}}, "\"_totalTime\": 10"),
-         "0:1 3:1 4:0.0001 10:1 ", "3.00000000 2.00000000, "},
-        {"at the start", Held({{0, 0}, {2, 1}, {4, 2}, {12, 1}}, "\"_totalTime\": 10"),
-         "0:2 2:2 10:1 ", "0.00000000 2.00000000, "},
-        // Kept on purpose: six decimals.
-        {"rounded", Held({{0, 1}, {1.23456789, 0}, {3.57802467, 1}, {12, 1}}, "\"_totalTime\": 10"),
-         "0:1 1.234568:1 9.65654322:1 ", "1.23456800 2.34345700, "},
-        // Kept on purpose: the second takes one more keyframe along, and its freeze is
-        // refused at the end of the first.
-        {"two in a row",
-         Held({{0, 1}, {3, 0}, {4, 0}, {6, 1}, {8, 2}, {12, 1}}, "\"_totalTime\": 9"),
-         "0:1 3:1 9:1 ", "3.00000000 1.00000000, "},
-        {"the last one has no end", Held({{0, 1}, {3, 0}, {5, 1}, {12, 0}}, "\"_totalTime\": 10"),
-         "0:1 3:1 ", "3.00000000 2.00000000, "},
-        {"only the last", Held({{0, 1}, {3, 0}}, "\"_totalTime\": 10"), "0:1 3:0 ", ""},
-        {"before 0", Held({{-3, 0}, {0, 1}, {10, 1}}, "\"_totalTime\": 10"), "-3:0 0:1 10:1 ", ""},
-        // Their points count each other, before and after.
-        {"beside others",
-         Held({{0, 1}, {1, 1}, {3, 0}, {5, 1}, {7, 1}, {12, 1}},
-              R"("_totalTime": 10, "_freeze": ["1 2", "9 0.5"])"),
-         "0:1 1:1 3:1 5:1 10:1 ",
-         "1.00000000 2.00000000, 5.00000000 2.00000000, "
-         "9.00000000 0.50000000, "},
-    };
-    for (const Row& row : rows) {
-        const SpeedPointer speed = Load(row.text);
-        EXPECT_EQ(row.keyframes, Keyframes(*speed)) << row.name;
-        EXPECT_EQ(row.freezes, Freezes(*speed)) << row.name;
+    const support::Quiet quiet;
+    const std::vector<support::FileRow> rows = support::RowsOf("older_speeds.txt");
+    for (const support::FileRow& row : rows) {
+        const SpeedPointer speed = Load(row[""]);
+        EXPECT_EQ(row["keyframes"], Keyframes(*speed)) << row.name;
+        EXPECT_EQ(row["freezes"], Freezes(*speed)) << row.name;
     }
     // The picture stands as long as it did.
-    const SpeedPointer speed = Load(rows[0].text);
+    const SpeedPointer speed = Load(rows[0][""]);
     EXPECT_EQ(3.0, speed->GetSourceTime(4.5));
     EXPECT_EQ(4.0, speed->GetSourceTime(6.0));
     EXPECT_EQ(12.0, speed->GetRenderTotalTime());
@@ -375,43 +339,14 @@ TEST(StoredSpeed, ManyFreezesAreLoadedInAnyOrder) {
 }
 
 TEST(StoredSpeed, TakesWhatItUnderstands) {
-    const Quiet quiet;
-    struct Row {
-        const char* name;
-        std::string members, tail;
-    };
-    // Into a curve of length 10 at 24 frames per second, in reverse, with a freeze.
-    const std::string kept = R"("_totalTime": 10.0,"_sourceFPS": 24.0,"reverse": 1,"_freeze": )";
-    const std::string same = kept + R"(["3.00000000 2.00000000"]})";
-    const std::string plain = R"("_totalTime": 10.0,"_sourceFPS": 24.0,"reverse": 1})";
-    const Row rows[] = {
-        // Kept on purpose: what is absent stays, freezes too.
-        {"nothing", "", same},
-        {"other types", R"("_totalTime": "9", "_sourceFPS": [], "reverse": "0", "_freeze": "1 2")",
-         same},
-        {"no numbers",
-         R"("_totalTime": 1e999, "_sourceFPS": -1e999, "reverse": 1e999, "_freeze": null)", same},
-        {"no freezes", R"("_freeze": [])", plain},
-        {"others", R"("_totalTime": 9, "_sourceFPS": 25, "reverse": -7, "_freeze": ["1 2"])",
-         R"("_totalTime": 9.0,"reverse": -7,"_freeze": ["1.00000000 2.00000000"]})"},
-        {"forward", R"("_sourceFPS": 25.0, "reverse": false)",
-         R"("_totalTime": 10.0,"_freeze": ["3.00000000 2.00000000"]})"},
-        {"any spelling", R"("_freeze": [" +1e0\t2 and more", "+4.5 .5"])",
-         kept + R"(["1.00000000 2.00000000","4.50000000 0.50000000"]})"},
-        {"broken freezes",
-         R"("_freeze": [null, 1, [1, 2], "", "1", "x 2", "1,5 2", "1 0", "1 0.00000009", "1 -2",
-                        "-1 2", "nan 1", "1 inf", "1e999 1", "50 1", "+-1 2", "3 1", "3.5 1"])",
-         kept + R"(["3.00000000 1.00000000"]})"},
-        {"in any order", R"("_freeze": ["3 1", "1 2"])",
-         kept + R"(["1.00000000 2.00000000","5.00000000 1.00000000"]})"},
-    };
-    for (const Row& row : rows) {
+    const support::Quiet quiet;
+    for (const support::FileRow& row : support::RowsOf("loaded_speeds.txt")) {
         auto speed = TwoSpeeds();
         speed->SetSourceFPS(24);
         speed->SetReverse(true);
         speed->AddFreezeFrame(3, 2);
-        EXPECT_EQ(0, speed->Desialize(Held({{0, 1}, {10, 1}}, row.members).c_str())) << row.name;
-        EXPECT_EQ(row.tail, Tail(speed->Serialize())) << row.name;
+        EXPECT_EQ(0, speed->Desialize(Held({{0, 1}, {10, 1}}, row[""]).c_str())) << row.name;
+        EXPECT_EQ(row["saved"], Tail(speed->Serialize())) << row.name;
     }
     // Without numbers there is no instant to freeze.
     for (const char* values : {R"(3, "keyframeSets": [{"_time": 0, "_value": "x"}])",
@@ -422,24 +357,24 @@ TEST(StoredSpeed, TakesWhatItUnderstands) {
         EXPECT_EQ(R"("_totalTime": 0.0})", Tail(Load(text)->Serialize())) << text;
     }
     // Nor in a curve without keyframes, but it has a length.
-    EXPECT_EQ("1.00000000 2.00000000, ",
+    EXPECT_EQ("1.00000000 2.00000000",
               Freezes(*Load(Held({}, R"("_totalTime": 5, "_freeze": ["1 2"])"))));
 }
 
 TEST(StoredSpeed, IncompleteKeyframesAreLeftOut) {
-    const Quiet quiet;
+    const support::Quiet quiet;
     const std::string keys =
         R"({"_time": 0, "_value": 1}, {"_time": 1}, {"_value": 0}, 7, {"_time": 3, "_value": 0},
            {"_value": 1}, {"_time": "4", "_value": 1}, {"_time": 4, "_value": "0"})";
     const SpeedPointer plain = Load("{\"keyframeSets\": [" + keys + "]}");
-    EXPECT_EQ("0:1 3:0 ", Keyframes(*plain));
+    EXPECT_EQ("0:1 3:0", Keyframes(*plain));
     // The stretch from 3 to 5 ends at a keyframe that nobody can read; its length is
     // lost. The one from 6 to 8 is found all the same.
     const SpeedPointer older = Load("{\"_totalTime\": 9, \"keyframeSets\": [" + keys +
                                     R"(, {"_time": 5, "_value": 1}, {"_time": 6, "_value": 0},
                                         {"_time": 8, "_value": 2}, {"_time": 13, "_value": 1}]})");
-    EXPECT_EQ("0:1 3:1 6:1 9:1 ", Keyframes(*older));
-    EXPECT_EQ("6.00000000 2.00000000, ", Freezes(*older));
+    EXPECT_EQ("0:1 3:1 6:1 9:1", Keyframes(*older));
+    EXPECT_EQ("6.00000000 2.00000000", Freezes(*older));
 }
 
 TEST(StoredSpeed, RefusesAsAWhole) {
@@ -470,7 +405,7 @@ TEST(StoredSpeed, RefusesAsAWhole) {
 }
 
 TEST(StoredSpeed, MutatedTextsAreRefusedOrSettle) {
-    const Quiet quiet;
+    const support::Quiet quiet;
     const Texts pieces = {"null",
                           "1e999",
                           "-",

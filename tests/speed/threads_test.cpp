@@ -3,11 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
-#include "support/barrier.h"
-#include "support/dice.h"
+#include "support/race.h"
 #include "support/speed_words.h"
 
 namespace {
@@ -77,28 +74,11 @@ TEST(Threads, SpeedCurvesStayPlausibleWhileOthersEdit) {
         speed->AddFreezeFrame(2.0, 1.0);
         speed->AddFreezeFrame(7.0, 1.0);
         SpeedParameter neighbour(*speed);
-        Barrier start(askers + 1);
-        std::atomic<bool> isFinished = false;
         std::atomic<int> implausible = 0;
-        std::vector<std::thread> threads;
-        for (int n = 0; n < askers; ++n) {
-            threads.emplace_back([&, n] {
-                Dice dice(static_cast<std::uint64_t>(n));
-                start.ArriveAndWait();
-                do {
-                    implausible += IsPlausible(*speed, neighbour, dice) ? 0 : 1;
-                } while (!isFinished);
-            });
-        }
-        Dice dice(99);
-        start.ArriveAndWait();
-        for (int n = 0; n < 2000; ++n) {
-            Edit(*speed, dice);
-        }
-        isFinished = true;
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
+        support::Race(
+            askers,
+            [&](Dice& dice) { implausible += IsPlausible(*speed, neighbour, dice) ? 0 : 1; }, 2000,
+            [&](Dice& dice) { Edit(*speed, dice); });
         EXPECT_EQ(0, implausible.load()) << askers << " askers";
     }
 }

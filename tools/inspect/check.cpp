@@ -6,9 +6,9 @@
 #include "inspect/document.h"
 #include "inspect/verbs.h"
 
-#include "support/clip.h"
-#include "support/keyframe_table.h"
-#include "support/levers.h"
+#include "plot/clip.h"
+#include "plot/keyframe_table.h"
+#include "plot/levers.h"
 
 #include <algorithm>
 #include <cmath>
@@ -62,7 +62,7 @@ public:
                     << (speed != nullptr ? SpeedText(*speed) : "") << digest << '\n';
         CheckText();
         CheckStoredOrder(stored);
-        const std::vector<TimeValuePair> keyframes = example::Keyframes(stored);
+        const std::vector<TimeValuePair> keyframes = plot::Keyframes(stored);
         for (std::size_t i = 0; i < keyframes.size(); ++i) {
             CheckKeyframe(stored, keyframes, i);
         }
@@ -102,7 +102,7 @@ private:
 
     std::string ParameterText(core::Parameter& stored) const {
         std::string text =
-            " of type " + std::string(example::ParameterTypeName(stored.GetParameterType()));
+            " of type " + std::string(plot::ParameterTypeName(stored.GetParameterType()));
         const int count = stored.GetKeyFramesCount();
         text += ", " + CountText(static_cast<std::size_t>(count), "keyframe");
         if (count > 0) {
@@ -122,7 +122,7 @@ private:
 
     static std::string SpeedText(core::SpeedParameter& speed) {
         std::string text;
-        if (const std::size_t count = example::FreezesOf(speed).size(); count > 0) {
+        if (const std::size_t count = plot::FreezesOf(speed).size(); count > 0) {
             text += ", " + CountText(count, "freeze");
         }
         if (speed.GetReverse() != 0) {
@@ -276,7 +276,7 @@ private:
         core::ValAny low;
         core::ValAny high;
         if (keyframe.GetValue().IsNumber() && HasRange(stored, low, high)) {
-            const double value = example::ShownValue(stored, keyframe.GetValue());
+            const double value = plot::ShownValue(stored, keyframe.GetValue());
             if (value < low.AsDouble() || value > high.AsDouble()) {
                 Report(keyframe, i,
                        "value " + NumberText(value) + " lies outside the range " + ValueText(low) +
@@ -298,8 +298,8 @@ private:
     // The handle of keyframe `i` on the segment that starts at keyframe `start`.
     void CheckHandle(const std::vector<TimeValuePair>& keyframes, std::size_t i, std::size_t start,
                      const char* side, double x) {
-        if (example::IsTimeValueBezier(keyframes[start].GetInterpolation(),
-                                       keyframes[start + 1].GetInterpolation()) &&
+        if (plot::IsTimeValueBezier(keyframes[start].GetInterpolation(),
+                                    keyframes[start + 1].GetInterpolation()) &&
             keyframes[i].GetInterpolation() != Interpolation::Linear &&
             (x < -kSavedDigit || x > 1.0 + kSavedDigit)) {
             Report(keyframes[i], i,
@@ -314,11 +314,11 @@ private:
         if (type != core::ParameterDouble && type != core::ParameterInt) {
             return;
         }
-        const std::vector<example::SegmentLevers> segments = example::Levers(stored);
+        const std::vector<plot::SegmentLevers> segments = plot::Levers(stored);
         for (std::size_t i = 0; i < segments.size(); ++i) {
             const Interpolation to = keyframes[i + 1].GetInterpolation();
             if (keyframes[i].GetInterpolation() == Interpolation::Linear &&
-                !example::IsTimeValueBezier(Interpolation::Linear, to) &&
+                !plot::IsTimeValueBezier(Interpolation::Linear, to) &&
                 (segments[i].showsStart || segments[i].showsEnd)) {
                 Report(keyframes[i], i,
                        "its segment is Linear but no straight line: a handle has another slope");
@@ -355,7 +355,7 @@ private:
     // A segment whose speed does not run evenly takes another time than what it shows; at
     // its end, and at those behind it, the picture jumps to what the keyframe says.
     void CheckJumps(core::SpeedParameter& speed) {
-        const std::vector<TimeValuePair> keyframes = example::Keyframes(speed);
+        const std::vector<TimeValuePair> keyframes = plot::Keyframes(speed);
         const std::shared_ptr<core::Parameter> rendered = speed.GetParameterInternal();
         const auto count = static_cast<std::size_t>(rendered->GetKeyFramesCount());
         if (count != keyframes.size()) {
@@ -376,7 +376,7 @@ private:
                 Report(keyframes[i], i,
                        "the picture jumps by " + SecondsText(jump) + ", because the speed from " +
                            TimeText(keyframes[uneven - 1].GetTime()) + " on, of type " +
-                           example::InterpolationName(keyframes[uneven - 1].GetInterpolation()) +
+                           plot::InterpolationName(keyframes[uneven - 1].GetInterpolation()) +
                            ", does not run evenly");
             }
             before = jump;
@@ -401,7 +401,7 @@ private:
                        std::fabs(keyframe.GetValue().AsDouble()) < core::kNearZeroSpeed;
             });
         const auto stored = static_cast<std::size_t>(freezes->Count());
-        const std::size_t taken = example::FreezesOf(speed).size();
+        const std::size_t taken = plot::FreezesOf(speed).size();
         if (!hasOthers && taken < stored) {
             Report(std::to_string(stored - taken) + " of " + CountText(stored, "freeze") +
                    " left out: not two numbers, beyond the source, inside another, or too short");

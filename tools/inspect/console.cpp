@@ -2,7 +2,7 @@
 
 #include <core/foundation/save_file.h>
 
-#include "support/number_text.h"
+#include "plot/number_text.h"
 
 #include <core/core.h>
 
@@ -27,7 +27,7 @@ fs::path PathOf(const std::string& utf8) {
 }
 
 std::string Megabytes(std::size_t bytes) {
-    return example::FixedText(static_cast<double>(bytes) / 1e6, 0) + " MB";
+    return plot::FixedText(static_cast<double>(bytes) / 1e6, 0) + " MB";
 }
 
 std::string ReadStream(std::istream& in, const std::string& name, std::size_t expected,

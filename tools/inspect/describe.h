@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/levers.h"
+#include "plot/levers.h"
 
 #include <core/core.h>
 
@@ -23,6 +23,6 @@ std::string QuotedText(const std::string& text);
 /// "1 keyframe", "2 keyframes".
 std::string CountText(std::size_t count, const std::string& thing);
 
-using example::HasRange;
+using plot::HasRange;
 
 }  // namespace inspect

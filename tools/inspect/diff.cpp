@@ -5,9 +5,9 @@
 #include "inspect/document.h"
 #include "inspect/verbs.h"
 
-#include "support/clip.h"
-#include "support/keyframe_table.h"
-#include "support/levers.h"
+#include "plot/clip.h"
+#include "plot/keyframe_table.h"
+#include "plot/levers.h"
 
 #include <algorithm>
 #include <cmath>
@@ -32,7 +32,7 @@ struct Side {
         : document(what),
           curve(document.Curve()),
           speed(dynamic_cast<core::SpeedParameter*>(curve.get())),
-          keyframes(example::Keyframes(*curve)) {}
+          keyframes(plot::Keyframes(*curve)) {}
 
     const Document& document;
     std::unique_ptr<core::Parameter> curve;
@@ -77,8 +77,8 @@ std::string Changes(const TimeValuePair& a, const TimeValuePair& b) {
         }
     };
     compare("value", ValueText(a.GetValue()), ValueText(b.GetValue()));
-    compare("interpolation", example::InterpolationName(a.GetInterpolation()),
-            example::InterpolationName(b.GetInterpolation()));
+    compare("interpolation", plot::InterpolationName(a.GetInterpolation()),
+            plot::InterpolationName(b.GetInterpolation()));
     compare("left handle", LeftHandle(a), LeftHandle(b));
     compare("right handle", RightHandle(a), RightHandle(b));
     return text;
@@ -126,7 +126,7 @@ private:
             return text;
         });
         CompareSetting("type", [](const Side& side) {
-            return std::string(example::ParameterTypeName(side.curve->GetParameterType()));
+            return std::string(plot::ParameterTypeName(side.curve->GetParameterType()));
         });
         CompareSetting("range", [](const Side& side) -> std::string {
             core::ValAny low;
@@ -149,7 +149,7 @@ private:
         });
         CompareSetting("freezes", [](const Side& side) {
             std::string text;
-            for (const example::FreezeSpan& freeze : example::FreezesOf(*side.speed)) {
+            for (const plot::FreezeSpan& freeze : plot::FreezesOf(*side.speed)) {
                 text += (text.empty() ? "" : ", ") + NumberText(freeze.pointTime) + " s for " +
                         NumberText(freeze.duration) + " s";
             }
@@ -245,7 +245,7 @@ private:
 
     static std::string Description(const TimeValuePair& keyframe) {
         return ValueText(keyframe.GetValue()) + ", " +
-               example::InterpolationName(keyframe.GetInterpolation());
+               plot::InterpolationName(keyframe.GetInterpolation());
     }
 
     Side& a;

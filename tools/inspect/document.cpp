@@ -2,7 +2,7 @@
 
 #include "inspect/describe.h"
 
-#include "support/keyframe_table.h"
+#include "plot/keyframe_table.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -231,10 +231,10 @@ void Document::ReadTable() {
     isTable = true;
     std::istringstream in(text);
     try {
-        const example::KeyframeTable table = example::ReadKeyframeTable(in, name);
+        const plot::KeyframeTable table = plot::ReadKeyframeTable(in, name);
         rate = table.fps;
-        text = example::MakeParameter(table).Serialize();
-    } catch (const example::TableError& error) {
+        text = plot::MakeParameter(table).Serialize();
+    } catch (const plot::TableError& error) {
         // "name:line: what" reads like the faults of JSON.
         const std::string what = std::string(error.what()).substr(name.size() + 1);
         throw Failure(name, what.substr(0, 1) == " " ? what.substr(1) : "line " + what);

@@ -8,9 +8,9 @@
 #include "inspect/trace_view.h"
 #include "inspect/verbs.h"
 
-#include "support/curve_view.h"
-#include "support/keyframe_table.h"
-#include "support/plot_parts.h"
+#include "plot/curve_view.h"
+#include "plot/keyframe_table.h"
+#include "plot/plot_parts.h"
 
 #include <algorithm>
 #include <cmath>
@@ -25,10 +25,10 @@ namespace inspect {
 
 namespace {
 
-using example::Answer;
-using example::CurveTrace;
-using example::CurveView;
-using example::SeenKeyframe;
+using plot::Answer;
+using plot::CurveTrace;
+using plot::CurveView;
+using plot::SeenKeyframe;
 
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
 
@@ -275,7 +275,7 @@ private:
         }
         json.Close(']');
         std::vector<double> freezes;
-        for (const example::FreezeSpan& freeze : view.Freezes()) {
+        for (const plot::FreezeSpan& freeze : view.Freezes()) {
             freezes.insert(freezes.end(), {freeze.start, freeze.duration});
         }
         json.Name("freezes").Numbers(freezes);
@@ -297,7 +297,7 @@ private:
             keyframe.GetRightDerivativeEx(rightX, rightY);
             const core::Pointd before = shown.before.value_or(core::Pointd{kNothing, kNothing});
             const core::Pointd after = shown.after.value_or(core::Pointd{kNothing, kNothing});
-            const auto type = example::InterpolationName(keyframe.GetInterpolation());
+            const auto type = plot::InterpolationName(keyframe.GetInterpolation());
             const auto known = std::find(types.begin(), types.end(), type);
             const auto number = static_cast<double>(known - types.begin());
             if (known == types.end()) {
@@ -305,7 +305,7 @@ private:
             }
             columns.insert(columns.end(),
                            {shown.time, shown.place[0], shown.place[1], number,
-                            static_cast<double>(example::ShapeOf(keyframe.GetInterpolation())),
+                            static_cast<double>(plot::ShapeOf(keyframe.GetInterpolation())),
                             before.x, before.y, after.x, after.y, leftX, leftY, rightX, rightY,
                             shown.isFixed ? 1.0 : 0.0});
             texts.push_back(TimeText(keyframe.GetTime()) + ", " + type + ", " +

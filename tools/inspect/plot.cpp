@@ -3,11 +3,11 @@
 #include "inspect/time_text.h"
 #include "inspect/verbs.h"
 
-#include "support/curve_view.h"
-#include "support/number_text.h"
-#include "support/parameter_document.h"
-#include "support/pictures.h"
-#include "support/utf8.h"
+#include "plot/curve_view.h"
+#include "plot/number_text.h"
+#include "plot/parameter_document.h"
+#include "plot/pictures.h"
+#include "plot/utf8.h"
 
 #include <algorithm>
 #include <cctype>
@@ -66,26 +66,26 @@ std::optional<double> TimeOf(const std::string& text, double fps, const char* op
 }
 
 // "WIDTHxHEIGHT"
-void SetSize(const std::string& text, example::PictureStyle& style) {
+void SetSize(const std::string& text, plot::PictureStyle& style) {
     const std::size_t cross = text.find('x');
     if (cross == std::string::npos ||
-        example::ParseNumber(text.substr(0, cross), style.width) != example::NumberState::Good ||
-        example::ParseNumber(text.substr(cross + 1), style.height) != example::NumberState::Good ||
+        plot::ParseNumber(text.substr(0, cross), style.width) != plot::NumberState::Good ||
+        plot::ParseNumber(text.substr(cross + 1), style.height) != plot::NumberState::Good ||
         !(style.width > 0.0 && style.height > 0.0)) {
         throw Failure("--size", text + " is no size like 1200x600");
     }
 }
 
 // A motion path is drawn in the plane, unless there is too much of it.
-std::optional<std::string> PathPicture(const PlotRequest& request, const example::CurveView& view,
-                                       const example::PictureStyle& style) {
+std::optional<std::string> PathPicture(const PlotRequest& request, const plot::CurveView& view,
+                                       const plot::PictureStyle& style) {
     if (!view.IsPath() || style.from || style.to || !request.size.empty()) {
         return std::nullopt;
     }
-    example::KeyframeTable table = example::TableOf(view.Curve(), style.title);
+    plot::KeyframeTable table = plot::TableOf(view.Curve(), style.title);
     table.fps = style.fps;
-    return example::DrawingFault(table).empty()
-               ? std::optional<std::string>(example::DrawMotionPath(table))
+    return plot::DrawingFault(table).empty()
+               ? std::optional<std::string>(plot::DrawMotionPath(table))
                : std::nullopt;
 }
 
@@ -93,7 +93,7 @@ std::optional<std::string> PathPicture(const PlotRequest& request, const example
 
 namespace {
 
-TerminalStyle TerminalStyleOf(const PlotRequest& request, const example::PictureStyle& style) {
+TerminalStyle TerminalStyleOf(const PlotRequest& request, const plot::PictureStyle& style) {
     TerminalStyle terminal;
     terminal.from = style.from;
     terminal.to = style.to;
@@ -112,19 +112,19 @@ TerminalStyle TerminalStyleOf(const PlotRequest& request, const example::Picture
 
 int Plot(const PlotRequest& request, const Console& console) {
     RequireSvgName(request.picture);
-    std::vector<example::CurveView> curves;
+    std::vector<plot::CurveView> curves;
     std::optional<double> tableRate;
     for (const std::string& file : request.files) {
         const Document document(file, console);
         curves.emplace_back(document.Name(), document.Curve());
         tableRate = tableRate ? tableRate : document.Rate();
-        if (!example::IsUtf8Text(document.Name())) {
+        if (!plot::IsUtf8Text(document.Name())) {
             throw Failure(document.Name(), "a name that is no line of UTF-8 text");
         }
     }
-    example::PictureStyle style;
+    plot::PictureStyle style;
     style.title = TitleOf(request);
-    if (!example::IsUtf8Text(style.title)) {
+    if (!plot::IsUtf8Text(style.title)) {
         throw Failure(curves.front().Name(), "a title that is no line of UTF-8 text");
     }
     style.fps = request.fps.value_or(tableRate.value_or(kDefaultFps));
@@ -146,7 +146,7 @@ int Plot(const PlotRequest& request, const Console& console) {
     if (curves.size() == 1) {
         picture = PathPicture(request, curves.front(), style);
     }
-    WriteOutput(request.picture, picture ? *picture : example::DrawCurves(curves, style), console);
+    WriteOutput(request.picture, picture ? *picture : plot::DrawCurves(curves, style), console);
     return 0;
 }
 

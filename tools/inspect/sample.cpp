@@ -3,9 +3,9 @@
 #include "inspect/time_text.h"
 #include "inspect/verbs.h"
 
-#include "support/clip.h"
-#include "support/number_text.h"
-#include "support/utf8.h"
+#include "plot/clip.h"
+#include "plot/number_text.h"
+#include "plot/utf8.h"
 
 #include <cmath>
 #include <cstddef>
@@ -79,7 +79,7 @@ private:
         }
         // Frame numbers are short; what is too wide moves the rest of its line.
         const std::size_t width = columns[column] == "frame" ? 7 : 16;
-        const auto length = static_cast<std::size_t>(example::CharacterCount(text));
+        const auto length = static_cast<std::size_t>(plot::CharacterCount(text));
         return std::string(length < width ? width - length : 1, ' ') + text;
     }
 
@@ -90,7 +90,7 @@ private:
         const double number = value.AsDouble();
         // Six decimals line up; numbers that do not fit in them stand as they are.
         return std::fabs(number) < 1e8 && (number == 0.0 || std::fabs(number) >= 1e-6)
-                   ? example::ShortText(number, 6)
+                   ? plot::ShortText(number, 6)
                    : NumberText(number);
     }
 
@@ -212,7 +212,7 @@ private:
 };
 
 void SampleSpeed(core::SpeedParameter& speed, const Stops& stops, const Console& console) {
-    const example::SeenSpeed seen(speed);
+    const plot::SeenSpeed seen(speed);
     stops.Write(
         0.0, speed.GetRenderTotalTime(), {"source", "speed", "freeze"},
         [&](double time) {

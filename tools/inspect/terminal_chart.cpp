@@ -1,8 +1,8 @@
 #include "inspect/terminal_chart.h"
 
-#include "support/number_text.h"
-#include "support/plot_axes.h"
-#include "support/utf8.h"
+#include "plot/number_text.h"
+#include "plot/plot_axes.h"
+#include "plot/utf8.h"
 
 #include <algorithm>
 #include <array>
@@ -14,9 +14,9 @@ namespace inspect {
 
 namespace {
 
-using example::CurveTrace;
-using example::CurveView;
-using example::Span;
+using plot::CurveTrace;
+using plot::CurveView;
+using plot::Span;
 
 constexpr int kAcross = 2;  // dots of a Braille letter
 constexpr int kDown = 4;
@@ -115,19 +115,18 @@ void DrawTrace(DotGrid& grid, const Frame& frame, const CurveTrace& trace, std::
 }
 
 std::string Label(const std::string& text) {
-    const int length = example::CharacterCount(text);
+    const int length = plot::CharacterCount(text);
     return std::string(static_cast<std::size_t>(std::max(0, kLabelWidth - 1 - length)), ' ') +
            text + " ";
 }
 
 std::string ValueLabel(const CurveView& view, double value) {
     if (view.Texts().empty()) {
-        return std::fabs(value) < 1e6 ? example::ShortText(value, 3)
-                                      : example::ScientificText(value, 2);
+        return std::fabs(value) < 1e6 ? plot::ShortText(value, 3) : plot::ScientificText(value, 2);
     }
     const auto index = static_cast<std::size_t>(std::max(0.0, std::round(value)));
     const std::string text = index < view.Texts().size() ? view.Texts()[index] : "";
-    return example::IsUtf8Text(text) && example::CharacterCount(text) < kLabelWidth
+    return plot::IsUtf8Text(text) && plot::CharacterCount(text) < kLabelWidth
                ? text
                : "text " + std::to_string(index);
 }
@@ -164,7 +163,7 @@ std::string Chart(const CurveView& view, std::size_t channel, const TerminalStyl
     Frame frame{{style.from.value_or(view.From()), style.to.value_or(view.To())},
                 {0.0, 0.0},
                 style.columns - kLabelWidth - 1};
-    frame.times = example::Widened(frame.times, 0.0);
+    frame.times = plot::Widened(frame.times, 0.0);
     double end = frame.times.high;
     if (view.Speed() != nullptr) {  // the speed of the last keyframe is never seen
         end = std::min(end, std::nextafter(view.To(), view.From()));
@@ -172,12 +171,12 @@ std::string Chart(const CurveView& view, std::size_t channel, const TerminalStyl
     const CurveTrace trace = view.Trace(frame.times.low, std::max(frame.times.low, end));
     Span values = {std::numeric_limits<double>::infinity(),
                    -std::numeric_limits<double>::infinity()};
-    for (const example::Answer& answer : trace.answers) {
+    for (const plot::Answer& answer : trace.answers) {
         if (std::isfinite(answer[channel])) {
             values.Include(answer[channel]);
         }
     }
-    frame.values = example::Widened(values.low <= values.high ? values : Span{0.0, 1.0}, 0.0);
+    frame.values = plot::Widened(values.low <= values.high ? values : Span{0.0, 1.0}, 0.0);
     DotGrid grid(frame.columns, style.rows);
     DrawTrace(grid, frame, trace, channel);
 
@@ -188,15 +187,15 @@ std::string Chart(const CurveView& view, std::size_t channel, const TerminalStyl
         text += Label(isLabelled ? ValueLabel(view, value) : "") + "|" + grid.Row(row) + '\n';
     }
     MarkLine marks(frame);
-    for (const example::FreezeSpan& freeze : view.Freezes()) {
+    for (const plot::FreezeSpan& freeze : view.Freezes()) {
         marks.Mark(freeze.start, freeze.start + freeze.duration, '=');
     }
-    for (const example::SeenKeyframe& keyframe : view.Keyframes()) {
+    for (const plot::SeenKeyframe& keyframe : view.Keyframes()) {
         marks.Mark(keyframe.time, keyframe.time, '^');
     }
     text += Label("") + " " + marks.Text() + '\n';
-    const std::string start = example::ShortText(frame.times.low, 3) + " s";
-    const std::string stop = example::ShortText(frame.times.high, 3) + " s";
+    const std::string start = plot::ShortText(frame.times.low, 3) + " s";
+    const std::string stop = plot::ShortText(frame.times.high, 3) + " s";
     const int gap = frame.columns - static_cast<int>(start.size() + stop.size());
     return text + Label("") + " " + start +
            std::string(static_cast<std::size_t>(std::max(1, gap)), ' ') + stop + '\n';

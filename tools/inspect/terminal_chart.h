@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/curve_view.h"
+#include "plot/curve_view.h"
 
 #include <optional>
 #include <string>
@@ -18,7 +18,6 @@ struct TerminalStyle {
 
 /// Curves as text for a terminal, a chart for each number of a curve, in dots of Braille
 /// letters: two by four in each character. Keyframes are marked below, freezes by "=".
-std::string DrawOnTerminal(const std::vector<example::CurveView>& curves,
-                           const TerminalStyle& style);
+std::string DrawOnTerminal(const std::vector<plot::CurveView>& curves, const TerminalStyle& style);
 
 }  // namespace inspect

@@ -4,7 +4,7 @@
 
 #include "inspect/time_text.h"
 
-#include "support/number_text.h"
+#include "plot/number_text.h"
 
 #include <cmath>
 #include <vector>
@@ -13,8 +13,8 @@ namespace inspect {
 
 namespace {
 
-using example::NumberState;
-using example::ParseNumber;
+using plot::NumberState;
+using plot::ParseNumber;
 
 constexpr std::int64_t kSecondsPerMinute = 60;
 constexpr std::int64_t kMinutesPerHour = 60;

@@ -20,7 +20,8 @@ namespace core {
 class CORE_API JsonKindMismatch : public JsonBadAccess {
 public:
     /// Kinds as `JsonValue::Kind` counts them. `name` is copied; null or "" for a value that
-    /// is no member, or is read as a plain `JsonValue`.
+    /// is no member, or is read as a plain `JsonValue`, as an element is, or what the `Find` of
+    /// a `JsonObjectView` answers.
     JsonKindMismatch(int held, int wanted, const char* name = nullptr) noexcept;
     JsonKindMismatch(const JsonKindMismatch&) noexcept;
     JsonKindMismatch& operator=(const JsonKindMismatch&) noexcept;
@@ -31,7 +32,8 @@ public:
     /// What it was read as: `JsonValue::kSigned` and `kUnsigned` for integers of any size,
     /// `kDouble` for `AsFloat` too. Equal to `HeldKind` where an integer does not fit.
     int WantedKind() const noexcept { return wantedKind; }
-    /// The member's name; "" where none is known. Valid as long as the exception.
+    /// The member's name, or the JSON Pointer that `ValueByPointer` was given; "" where
+    /// neither is known. Valid as long as the exception.
     const char* MemberName() const noexcept;
     /// All of it in a line, for people. `what` stays "Json bad access".
     std::string Message() const;

@@ -139,11 +139,11 @@ public:
     JsonMember& operator[](const std::string& name);
     JsonMember& operator[](std::string_view name);
 
-    /// The first member with this name; a null value that belongs to no object where there
-    /// is none. Adds nothing.
-    const JsonValue& operator[](const char* name) const;
-    const JsonValue& operator[](const std::string& name) const;
-    const JsonValue& operator[](std::string_view name) const;
+    /// The first member with this name; a null one without a name, which belongs to no
+    /// object, where there is none. Adds nothing.
+    const JsonMember& operator[](const char* name) const noexcept;
+    const JsonMember& operator[](const std::string& name) const noexcept;
+    const JsonMember& operator[](std::string_view name) const noexcept;
     /// The same in the type of `fallback`, as `JsonValue::ValueOr` has it; `fallback` also
     /// where no member has this name.
     ///
@@ -241,7 +241,7 @@ private:
     JsonMember* last;
 };
 
-/// For structured bindings: a member is its name and its value.
+/// For structured bindings: a member is its name and its value, which is the member itself.
 ///
 ///     for (auto& [name, value] : object) { ... }
 template <std::size_t kIndex>
@@ -249,7 +249,7 @@ decltype(auto) get(JsonMember& member) noexcept {
     if constexpr (kIndex == 0) {
         return std::string_view(member.Name());
     } else {
-        return static_cast<JsonValue&>(member);
+        return static_cast<JsonMember&>(member);
     }
 }
 template <std::size_t kIndex>
@@ -257,7 +257,7 @@ decltype(auto) get(const JsonMember& member) noexcept {
     if constexpr (kIndex == 0) {
         return std::string_view(member.Name());
     } else {
-        return static_cast<const JsonValue&>(member);
+        return static_cast<const JsonMember&>(member);
     }
 }
 

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <core/data/json_kind_mismatch.h>
 #include <core/data/json_value.h>
 #include <core/export.h>
 
+#include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace core {
 
@@ -13,9 +16,28 @@ namespace core {
 // name the first is meant. A call takes as long as the look-ups on the way; pointers from
 // anywhere are safe.
 
-/// The value at a place, or null: no such member or element, or no JSON Pointer.
+/// The value at a place, or null: no such member or element, or no JSON Pointer. Where it
+/// has to be of a kind, `ValueByPointer` says which place was not.
 CORE_API JsonValue* FindByPointer(JsonValue& root, std::string_view pointer);
 CORE_API const JsonValue* FindByPointer(const JsonValue& root, std::string_view pointer);
+
+/// The value at a place in the wanted type, which is any that `JsonValue::Get` stores: a
+/// boolean, a number, `std::string`, `const JsonArray*` or `const JsonObject*`.
+///
+/// Throws a `JsonKindMismatch` with the pointer as its `MemberName` where it does not
+/// convert; it holds `kEmpty` where there is no such place, or `pointer` is no JSON Pointer.
+///
+///     const double gain = ValueByPointer<double>(project, "/tracks/0/gain");
+template <class T, class = decltype(std::declval<const JsonValue&>().Get(std::declval<T&>()))>
+T ValueByPointer(const JsonValue& root, std::string_view pointer) {
+    T out{};
+    const JsonValue* const value = FindByPointer(root, pointer);
+    if (value == nullptr || !value->Get(out)) {
+        throw JsonKindMismatch(value != nullptr ? value->Kind() : JsonValue::kEmpty,
+                               detail::kJsonKindOf<T>, std::string(pointer).c_str());
+    }
+    return out;
+}
 
 /// The value at a place in the type of `fallback`, as `JsonValue::ValueOr` has it; `fallback`
 /// also where there is none.

@@ -277,4 +277,20 @@ private:
     } payload;
 };
 
+namespace detail {
+
+/// The kind that a read as `T` asks for.
+template <class T>
+inline constexpr int kJsonKindOf =
+    std::is_same<T, bool>::value          ? JsonValue::kBool
+    : std::is_floating_point<T>::value    ? JsonValue::kDouble
+    : std::is_unsigned<T>::value          ? JsonValue::kUnsigned
+    : std::is_integral<T>::value          ? JsonValue::kSigned
+    : std::is_same<T, std::string>::value ? JsonValue::kString
+    : std::is_same<T, JsonArray*>::value || std::is_same<T, const JsonArray*>::value
+        ? JsonValue::kArray
+        : JsonValue::kObject;
+
+}  // namespace detail
+
 }  // namespace core

@@ -259,6 +259,12 @@ JsonElem& JsonNodes::NoElement() noexcept {
     return none;
 }
 
+const JsonMember& JsonNodes::NoMember() noexcept {
+    static JsonString noName(JsonDefaultAllocator::Instance());
+    static const JsonMember none(JsonDefaultAllocator::Instance(), &noName, nullptr);
+    return none;
+}
+
 void JsonNodes::ThrowFull() {
     throw std::length_error("JSON container: 2147483647 entries");
 }

@@ -237,6 +237,8 @@ struct JsonNodes {
 
     /// What an index past the end of an array yields.
     static JsonElem& NoElement() noexcept;
+    /// What a name that an object does not have yields where nothing is added.
+    static const JsonMember& NoMember() noexcept;
     /// Leaves the content to an allocator that is about to drop all its memory.
     static void Abandon(JsonValue& value) noexcept { value.kind = JsonValue::kEmpty; }
 

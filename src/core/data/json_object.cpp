@@ -105,18 +105,18 @@ JsonMember& JsonObject::operator[](std::string_view name) {
     return found != nullptr ? *found : Add(name, nullptr);
 }
 
-const JsonValue& JsonObject::operator[](const char* name) const {
+const JsonMember& JsonObject::operator[](const char* name) const noexcept {
     const JsonMember* const found = Find(name);
-    return found != nullptr ? static_cast<const JsonValue&>(*found) : JsonNodes::NoElement();
+    return found != nullptr ? *found : JsonNodes::NoMember();
 }
 
-const JsonValue& JsonObject::operator[](const std::string& name) const {
+const JsonMember& JsonObject::operator[](const std::string& name) const noexcept {
     return (*this)[name.c_str()];
 }
 
-const JsonValue& JsonObject::operator[](std::string_view name) const {
+const JsonMember& JsonObject::operator[](std::string_view name) const noexcept {
     const JsonMember* const found = Find(name);
-    return found != nullptr ? static_cast<const JsonValue&>(*found) : JsonNodes::NoElement();
+    return found != nullptr ? *found : JsonNodes::NoMember();
 }
 
 bool JsonObject::Rename(std::string_view from, std::string_view to) {

@@ -4,7 +4,6 @@
 
 #include <limits>
 #include <string_view>
-#include <type_traits>
 
 #include "core/data/json_nodes.h"
 
@@ -40,16 +39,6 @@ std::uint64_t TruncateUnsigned64(double number) noexcept {
     return static_cast<std::uint64_t>(Truncate64(number));
 }
 
-// The kind that a read as `T` asks for.
-template <class T>
-constexpr int kKindOf =
-    std::is_same_v<T, bool>                                                ? JsonValue::kBool
-    : std::is_floating_point_v<T>                                          ? JsonValue::kDouble
-    : std::is_unsigned_v<T>                                                ? JsonValue::kUnsigned
-    : std::is_integral_v<T>                                                ? JsonValue::kSigned
-    : std::is_same_v<T, JsonArray*> || std::is_same_v<T, const JsonArray*> ? JsonValue::kArray
-                                                                           : JsonValue::kObject;
-
 [[noreturn]] void Refuse(const JsonValue& value, int wanted, const char* name) {
     throw JsonKindMismatch(value.Kind(), wanted, name);
 }
@@ -60,7 +49,7 @@ template <class T, class Value>
 T Require(Value& value, const char* name = nullptr) {
     T out{};
     if (!value.Get(out)) {
-        Refuse(value, kKindOf<T>, name);
+        Refuse(value, detail::kJsonKindOf<T>, name);
     }
     return out;
 }

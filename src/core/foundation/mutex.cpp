@@ -83,16 +83,16 @@ bool Mutex::WaitOrRenew() {
     return isOrphaned;
 }
 
-bool Lock::Wait() CORE_NO_THREAD_SAFETY_ANALYSIS {
+bool Mutex::TryOrRenew() {
     // What is done under our mutexes is short: going to sleep takes longer.
     constexpr int kTriesBeforeWait = 20;
     for (int i = 0; i < kTriesBeforeWait; ++i) {
-        if (mutex.mutex.try_lock()) {
+        if (mutex.try_lock()) {
             return false;
         }
         std::this_thread::yield();
     }
-    return mutex.LockOrRenew();
+    return LockOrRenew();
 }
 
 bool Mutex::IsFreeSoon() {

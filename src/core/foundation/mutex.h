@@ -98,6 +98,8 @@ public:
     }
     /// Like Mutex::LockOrRenew.
     bool LockOrRenew() CORE_ACQUIRE() { return !TryLock() && Wait(); }
+    /// The same: it tries for a while anyway.
+    bool LockPatiently() CORE_ACQUIRE() { return LockOrRenew(); }
     /// Like Mutex::IsFreeSoon.
     bool IsFreeSoon();
 
@@ -123,25 +125,26 @@ public:
         return false;
     }
 
+    /// The same, but tries for a while before it sleeps.
+    bool LockPatiently() CORE_ACQUIRE() { return !mutex.try_lock() && TryOrRenew(); }
+
     /// Whether somebody unlocks it who is still there. For forked processes, where the
     /// threads that held locks are not.
     bool IsFreeSoon();
 
 private:
-    friend class Lock;
     friend class Condition;
     bool WaitOrRenew();
+    bool TryOrRenew();
 
     std::mutex mutex;
 };
 
 /// Holds a Mutex or a SpinMutex to the end of a scope, and no more: for where every
-/// instruction counts.
+/// instruction counts. Has its owner abandon what is guarded where the lock's holder is gone.
 template <class AnyMutex>
 class CORE_SCOPED_CAPABILITY ScopedLock {
 public:
-    explicit ScopedLock(AnyMutex& toLock) CORE_ACQUIRE(toLock) : mutex(toLock) { mutex.lock(); }
-    /// Has `owner` abandon what is guarded where the lock's holder is gone.
     template <class Owner>
     ScopedLock(AnyMutex& toLock, Owner& owner) CORE_ACQUIRE(toLock) : mutex(toLock) {
         if (mutex.LockOrRenew()) {
@@ -156,18 +159,15 @@ private:
     AnyMutex& mutex;
 };
 
-/// Holds a Mutex; unlocked and locked again, it takes a break.
+/// Holds a Mutex or a SpinMutex; unlocked and locked again, it is free in between.
+template <class AnyMutex>
 class CORE_SCOPED_CAPABILITY Lock {
 public:
-    explicit Lock(Mutex& toLock) CORE_ACQUIRE(toLock) : mutex(toLock) {
-        if (!mutex.mutex.try_lock()) {
-            Wait();
-        }
-    }
+    explicit Lock(AnyMutex& toLock) CORE_ACQUIRE(toLock) : mutex(toLock) { mutex.LockPatiently(); }
     /// Has `owner` abandon what is guarded where the lock's holder is gone.
     template <class Owner>
-    Lock(Mutex& toLock, Owner& owner) CORE_ACQUIRE(toLock) : mutex(toLock) {
-        if (!mutex.mutex.try_lock() && Wait()) {
+    Lock(AnyMutex& toLock, Owner& owner) CORE_ACQUIRE(toLock) : mutex(toLock) {
+        if (mutex.LockPatiently()) {
             owner.Abandon();
         }
     }
@@ -190,10 +190,8 @@ public:
 
 private:
     friend class Condition;
-    /// Answers like Mutex::LockOrRenew.
-    bool Wait();
 
-    Mutex& mutex;
+    AnyMutex& mutex;
     bool isHeld = true;
 };
 
@@ -201,9 +199,9 @@ private:
 /// whether the other threads are gone: nobody ends the wait then.
 class Condition {
 public:
-    void Wait(Lock& lock) { Wait(lock.mutex); }
+    void Wait(Lock<Mutex>& lock) { Wait(lock.mutex); }
     /// False when the deadline has passed.
-    bool WaitUntil(Lock& lock, std::chrono::steady_clock::time_point deadline) {
+    bool WaitUntil(Lock<Mutex>& lock, std::chrono::steady_clock::time_point deadline) {
         return WaitUntil(lock.mutex, deadline);
     }
     /// The same for a mutex that is locked already and stays so.
@@ -233,39 +231,6 @@ public:
 
 private:
     std::condition_variable variable;
-};
-
-/// Holds a SpinMutex or a Mutex; unlocked and locked again, it takes a break.
-template <class AnyMutex>
-class CORE_SCOPED_CAPABILITY BreakableLock {
-public:
-    /// Has `owner` abandon what is guarded where the lock's holder is gone.
-    template <class Owner>
-    BreakableLock(AnyMutex& toLock, Owner& owner) CORE_ACQUIRE(toLock) : mutex(toLock) {
-        if (mutex.LockOrRenew()) {
-            owner.Abandon();
-        }
-    }
-    ~BreakableLock() CORE_RELEASE() {
-        if (isHeld) {
-            mutex.unlock();
-        }
-    }
-    BreakableLock(const BreakableLock&) = delete;
-    BreakableLock& operator=(const BreakableLock&) = delete;
-
-    void unlock() CORE_RELEASE() {
-        mutex.unlock();
-        isHeld = false;
-    }
-    void lock() CORE_ACQUIRE() {
-        mutex.lock();
-        isHeld = true;
-    }
-
-private:
-    AnyMutex& mutex;
-    bool isHeld = true;
 };
 
 /// The same for a SpinMutex. Waiting and waking take a system's mutex too, so that it is for

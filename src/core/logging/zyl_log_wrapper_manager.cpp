@@ -82,7 +82,7 @@ public:
     Held& operator=(const Held&) = delete;
 
 private:
-    Lock lock;
+    Lock<Mutex> lock;
 };
 
 void ZylLogWrapperManager::Print(ZylLogWrapper* module, const char* name, LineFields fields,

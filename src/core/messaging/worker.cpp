@@ -418,7 +418,7 @@ void TaskQueue::Serve(bool isOwnThread) {
 void TaskQueue::StopAndDrain() {
     const bool isInside = Serving::Is(this);
     const Serving serving(this);
-    BreakableLock lock(mutex, *this);
+    Lock lock(mutex, *this);
     hasExit.store(true);
     wake.NotifyAll();
     // A drain that is under way on a thread that is gone goes on here.
@@ -467,7 +467,7 @@ void TaskQueue::Exit() {
 
 void TaskQueue::RunRest() {
     const Serving serving(this);
-    BreakableLock lock(mutex, *this);
+    Lock lock(mutex, *this);
     while (Task* const task = Take()) {
         lock.unlock();
         RunElsewhere(task);

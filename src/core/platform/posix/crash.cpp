@@ -1,5 +1,7 @@
 #include "core/platform/platform.h"
 
+#include "core/platform/crash_handling.h"
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <ucontext.h>
@@ -29,18 +31,7 @@ HandledSignal handled[] = {{SIGSEGV, "SIGSEGV", {}},
                            {SIGILL, "SIGILL", {}},
                            {SIGABRT, "SIGABRT", {}}};
 bool isInstalled = false;
-std::atomic<const CrashHandler*> handler = nullptr;
-
-// The thread whose crash is handled: the others wait for it.
-std::atomic<pid_t> crashingThread = 0;
-/// The thread that told of a crash by CrashNow.
-std::atomic<pid_t> toldThread = 0;
-enum class Stage { None, Saving, Unwinding, Telling };
-std::atomic<Stage> stage = Stage::None;
-
-constexpr std::size_t kMostFrames = 64;
-std::uintptr_t frames[kMostFrames];
-Crash current{};
+CrashHandling handling;
 
 /// A stack for handlers: the thread's own may be used up.
 class HandlerStack {
@@ -78,6 +69,10 @@ private:
     void* stack = nullptr;
 };
 
+std::uint64_t ThisThread() noexcept {
+    return static_cast<std::uint64_t>(gettid());
+}
+
 std::uintptr_t PlaceOf(void* context) noexcept {
 #if defined(__x86_64__)
     return static_cast<std::uintptr_t>(
@@ -94,54 +89,26 @@ _Unwind_Reason_Code KeepFrame(_Unwind_Context* context, void*) noexcept {
     if (address == 0) {
         return _URC_END_OF_STACK;
     }
-    if (current.frameCount > 0 && isBeforeInstruction != 0 && address == frames[0]) {
+    std::size_t& count = handling.current.frameCount;
+    if (count > 0 && isBeforeInstruction != 0 && address == handling.frames[0]) {
         // Those before it are the handler's.
-        current.frameCount = 1;
+        count = 1;
         return _URC_NO_REASON;
     }
     // A return address: the call is before it.
-    frames[current.frameCount++] = isBeforeInstruction != 0 ? address : address - 1;
-    return current.frameCount < kMostFrames ? _URC_NO_REASON : _URC_END_OF_STACK;
+    handling.frames[count++] = isBeforeInstruction != 0 ? address : address - 1;
+    return count < CrashHandling::kMostFrames ? _URC_NO_REASON : _URC_END_OF_STACK;
 }
 
-void Tell(const CrashHandler& what) noexcept {
-    stage.store(Stage::Telling);
-    current.frames = frames;
-    what.tell(current);
-}
-
-/// Handles a crash of this thread, or its rest where handling it has crashed again.
 void Handle(const char* name, bool hasAddress, std::uintptr_t address, std::uintptr_t place,
             bool endsProcess) noexcept {
-    const CrashHandler* const what = handler.load();
-    if (what == nullptr) {
-        return;
-    }
-    const pid_t self = gettid();
-    pid_t first = 0;
-    if (!crashingThread.compare_exchange_strong(first, self)) {
-        if (first != self) {
-            // The other one ends the process; where it does not, this one goes on.
-            for (int i = 0; i < 5000 && crashingThread.load() == first; ++i) {
-                SleepMilliseconds(1);
-            }
-        } else if (stage.load() != Stage::Telling) {
-            Tell(*what);
+    handling.Handle({ThisThread(), name, hasAddress, address, nullptr, 0, endsProcess}, [&] {
+        if (place != 0) {
+            handling.frames[0] = place;
+            handling.current.frameCount = 1;
         }
-        return;
-    }
-    current = {static_cast<std::uint64_t>(self), name, hasAddress, address, frames, 0, endsProcess};
-    stage.store(Stage::Saving);
-    what->save(static_cast<std::uint64_t>(self));
-    stage.store(Stage::Unwinding);
-    if (place != 0) {
-        frames[0] = place;
-        current.frameCount = 1;
-    }
-    _Unwind_Backtrace(KeepFrame, nullptr);
-    Tell(*what);
-    stage.store(Stage::None);
-    crashingThread.store(0);
+        _Unwind_Backtrace(KeepFrame, nullptr);
+    });
 }
 
 bool IsLeftToTheSystem(const HandledSignal& signal) noexcept {
@@ -172,10 +139,10 @@ void OnSignal(int number, siginfo_t* info, void* context) noexcept {
     const HandledSignal& signal =
         *std::find_if(std::begin(handled), std::end(handled),
                       [=](const HandledSignal& candidate) { return candidate.number == number; });
-    if (number == SIGABRT && toldThread.load() == gettid()) {
-        const CrashHandler* const what = handler.load();
+    if (number == SIGABRT && handling.toldThread.load() == ThisThread()) {
+        const CrashHandler* const what = handling.handler.load();
         if (what != nullptr && IsLeftToTheSystem(signal)) {
-            what->hold(static_cast<std::uint64_t>(gettid()));
+            what->hold(ThisThread());
         }
     } else {
         const bool hasAddress = info->si_code > 0;
@@ -266,7 +233,7 @@ private:
 
 bool HandleCrashes(const CrashHandler* newHandler) noexcept {
     if (newHandler == nullptr) {
-        handler.store(nullptr);
+        handling.handler.store(nullptr);
         if (isInstalled) {
             for (const HandledSignal& signal : handled) {
                 sigaction(signal.number, &signal.before, nullptr);
@@ -277,9 +244,9 @@ bool HandleCrashes(const CrashHandler* newHandler) noexcept {
     }
     [[maybe_unused]] static thread_local const HandlerStack stack;
     // Whatever the unwinder makes at its first use, it makes now.
-    current.frameCount = 0;
+    handling.current.frameCount = 0;
     _Unwind_Backtrace(KeepFrame, nullptr);
-    handler.store(newHandler);
+    handling.handler.store(newHandler);
     if (isInstalled) {
         return true;
     }
@@ -298,7 +265,7 @@ bool HandleCrashes(const CrashHandler* newHandler) noexcept {
 
 void CrashNow(const char* name) noexcept {
     Handle(name, false, 0, 0, false);
-    toldThread.store(gettid());
+    handling.toldThread.store(ThisThread());
 }
 
 void FindModule(std::uintptr_t address, char* name, std::size_t room,

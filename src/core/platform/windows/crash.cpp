@@ -1,4 +1,6 @@
 #include "core/platform/platform.h"
+
+#include "core/platform/crash_handling.h"
 #include "core/platform/windows/windows_headers.h"
 
 #include <algorithm>
@@ -8,22 +10,11 @@
 namespace core::platform {
 namespace {
 
-std::atomic<const CrashHandler*> handler{nullptr};
+CrashHandling handling;
 bool isInstalled = false;
 LPTOP_LEVEL_EXCEPTION_FILTER filterBefore = nullptr;
 using SignalHandler = void (*)(int);
 SignalHandler abortBefore = SIG_DFL;
-
-// The thread whose crash is handled: the others wait for it.
-std::atomic<DWORD> crashingThread{0};
-/// The thread that told of a crash by CrashNow.
-std::atomic<DWORD> toldThread{0};
-enum class Stage { None, Saving, Unwinding, Telling };
-std::atomic<Stage> stage{Stage::None};
-
-constexpr std::size_t kMostFrames = 64;
-std::uintptr_t frames[kMostFrames];
-Crash current{};
 
 const char* NameOf(DWORD code) noexcept {
     switch (code) {
@@ -50,11 +41,12 @@ const char* NameOf(DWORD code) noexcept {
 
 /// Follows the calls from `context` on, by the tables of the modules.
 void Unwind(CONTEXT context) noexcept {
-    current.frameCount = 0;
-    for (bool isInnermost = true; current.frameCount < kMostFrames && context.Rip != 0;
+    std::size_t& count = handling.current.frameCount;
+    count = 0;
+    for (bool isInnermost = true; count < CrashHandling::kMostFrames && context.Rip != 0;
          isInnermost = false) {
         // A return address: the call is before it.
-        frames[current.frameCount++] =
+        handling.frames[count++] =
             static_cast<std::uintptr_t>(isInnermost ? context.Rip : context.Rip - 1);
         DWORD64 base = 0;
         PRUNTIME_FUNCTION const function = RtlLookupFunctionEntry(context.Rip, &base, nullptr);
@@ -74,40 +66,10 @@ void Unwind(CONTEXT context) noexcept {
     }
 }
 
-void Tell(const CrashHandler& what) noexcept {
-    stage.store(Stage::Telling);
-    current.frames = frames;
-    what.tell(current);
-}
-
-/// Handles a crash of this thread, or its rest where handling it has crashed again.
 void Handle(const char* name, bool hasAddress, std::uintptr_t address,
             const CONTEXT& context) noexcept {
-    const CrashHandler* const what = handler.load();
-    if (what == nullptr) {
-        return;
-    }
-    const DWORD self = GetCurrentThreadId();
-    DWORD first = 0;
-    if (!crashingThread.compare_exchange_strong(first, self)) {
-        if (first != self) {
-            // The other one ends the process; where it does not, this one goes on.
-            for (int i = 0; i < 5000 && crashingThread.load() == first; ++i) {
-                SleepMilliseconds(1);
-            }
-        } else if (stage.load() != Stage::Telling) {
-            Tell(*what);
-        }
-        return;
-    }
-    current = {static_cast<std::uint64_t>(self), name, hasAddress, address, frames, 0, false};
-    stage.store(Stage::Saving);
-    what->save(static_cast<std::uint64_t>(self));
-    stage.store(Stage::Unwinding);
-    Unwind(context);
-    Tell(*what);
-    stage.store(Stage::None);
-    crashingThread.store(0);
+    handling.Handle({GetCurrentThreadId(), name, hasAddress, address, nullptr, 0, false},
+                    [&] { Unwind(context); });
 }
 
 LONG WINAPI OnException(EXCEPTION_POINTERS* exception) {
@@ -129,7 +91,7 @@ void HandleHere(const char* name) noexcept {
 
 // The C library takes the handler away before it calls it.
 void OnAbort(int number) {
-    if (toldThread.load() != GetCurrentThreadId()) {
+    if (handling.toldThread.load() != GetCurrentThreadId()) {
         HandleHere("SIGABRT");
     }
     if (abortBefore != SIG_DFL && abortBefore != SIG_IGN) {
@@ -140,7 +102,7 @@ void OnAbort(int number) {
 }  // namespace
 
 bool HandleCrashes(const CrashHandler* newHandler) noexcept {
-    handler.store(newHandler);
+    handling.handler.store(newHandler);
     if (newHandler == nullptr && isInstalled) {
         SetUnhandledExceptionFilter(filterBefore);
         std::signal(SIGABRT, abortBefore);
@@ -160,7 +122,7 @@ bool HandleCrashes(const CrashHandler* newHandler) noexcept {
 
 void CrashNow(const char* name) noexcept {
     HandleHere(name);
-    toldThread.store(GetCurrentThreadId());
+    handling.toldThread.store(GetCurrentThreadId());
 }
 
 void FindModule(std::uintptr_t address, char* name, std::size_t room,
