@@ -144,7 +144,7 @@ TEST(UniformSpeed, LiesBetweenTwoTimes) {
                 EXPECT_NEAR(before.GetSourceTime(t), speed.GetSourceTime(t < from ? t : t + later),
                             2e-6)
                     << t;
-            } else {  // or it stands still
+            } else if (t > from && t < to) {  // or it stands still
                 const double inside = from + (t - from) * (to + later - from) / (to - from);
                 const double way =
                     std::fabs(speed.GetSourceTime(inside + 1e-4) - speed.GetSourceTime(inside));

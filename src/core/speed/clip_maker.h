@@ -53,7 +53,7 @@ private:
 class StretchMaker {
 public:
     StretchMaker(const PlayedStretch& replaced, CurveMaker& grows) noexcept
-        : s(replaced), played(replaced.speeds), curve(grows), from(s.from), to(s.to) {}
+        : played(replaced.speeds), s(replaced), curve(grows), from(s.from), to(s.to) {}
 
     /// Whether it is long enough to begin and to end with keyframes for others; one at an end of
     /// the clip may be there for nothing else.
@@ -83,8 +83,8 @@ private:
     void CatchUp();
     void RunPieces(double startSpeed, double endSpeed);
 
-    const PlayedStretch& s;
     PlayedSpeeds played;
+    const PlayedStretch& s;
     CurveMaker& curve;
     double from;
     double to;

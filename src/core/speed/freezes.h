@@ -107,9 +107,8 @@ public:
     /// The questions of the time map with freezes counted. O(log n).
     double SourceOfRender(double renderTime) const noexcept;
     double SourceOfRender(double renderTime, Found& last) const noexcept {
-        return Holds(last, renderTime)
-                   ? map.SourceOfRender(renderTime - last.shift, last.inMap)
-                   : FindSource(renderTime, last);
+        return Holds(last, renderTime) ? map.SourceOfRender(renderTime - last.shift, last.inMap)
+                                       : FindSource(renderTime, last);
     }
     /// Whether no freeze begins or ends between a time and the one that was found.
     static bool Holds(const Found& last, double renderTime) noexcept {
