@@ -51,17 +51,43 @@ TEST(Frames, OfADayAgreeWithRationalArithmetic) {
     }
 }
 
-// Ramps and freezes: the batch is one by one; backwards each frame comes as often.
+// Speeds of all types: what is swept over in a batch is what is asked for alone.
+TEST(Frames, OfABatchAreThoseOneByOne) {
+    const std::vector<TimeBase> rates = {{30'000, 1'001}, {24, 1}, {60, 1}};
+    for (std::uint64_t seed = 0; seed < 120; ++seed) {
+        Dice dice(seed);
+        const double length = dice.Between(1, 30);
+        SpeedParameter speed;
+        speed.SetSourceTotalTime(length);
+        for (int i = dice.Below(7); i > 0; --i) {
+            speed.AddPoint(dice.Between(0, length),
+                           dice.OneIn(3) ? 1.0 : dice.Between(dice.OneIn(9) ? -0.5 : 0.1, 4),
+                           KeyframeInterpolationType(dice.Pick(gallery::Types())));
+        }
+        speed.SetPointInterpolationType(0, KeyframeInterpolationType(dice.Pick(gallery::Types())));
+        for (int i = dice.Below(3); i > 0; --i) {
+            speed.AddFreezeFrame(dice.Between(0, length), dice.Between(0.05, 1));
+        }
+        speed.SetReverse(dice.OneIn(2));
+        const TimeBase render = dice.Pick(rates);
+        const TimeBase source = dice.Pick(rates);
+        const Frames frames = Played(speed, 1'500, render, source);
+        for (std::int64_t n = 0; n < 1'500; ++n) {
+            ASSERT_EQ(GetSourceFrame(speed.Snapshot(), n, render, source),
+                      frames[static_cast<std::size_t>(n)])
+                << "frame " << n << " of seed " << seed << "\n"
+                << speed.Serialize();
+        }
+    }
+}
+
+// Ramps and freezes: backwards each frame comes as often as forward.
 TEST(Frames, StayInTheMaterialForwardAndBackwards) {
     auto speed = Speeds(10, {{0, 0.5, kLine}, {4, 3, kHold}, {10, 1, kHold}});
     speed->AddFreezeFrame(4.5, 1.03);
     const TimeBase rate{30'000, 1'001};
     const std::int64_t last = 299;  // begins at 9.976 s
     Frames forward = Played(*speed, 400, rate, rate);
-    for (std::int64_t n = 0; n < 400; ++n) {
-        ASSERT_EQ(forward[static_cast<std::size_t>(n)],
-                  GetSourceFrame(speed->Snapshot(), n, rate, rate));
-    }
     EXPECT_EQ(0, forward.front());
     EXPECT_EQ(last, forward.back());
     EXPECT_TRUE(std::is_sorted(forward.begin(), forward.end()));

@@ -113,7 +113,7 @@ TEST(Guard, TellsWhatManySamplesTell) {
         }
     }
     EXPECT_GT(outside, 40);
-    EXPECT_GT(backwards, 15);
+    EXPECT_GT(backwards, 5);
 }
 
 TEST(Guard, KeepsClipsInsideAndLeavesGoodOnesAlone) {
@@ -150,6 +150,16 @@ TEST(Guard, LooksAtTheMaterialOfAPart) {
     EXPECT_FALSE(KeepInside(*part, 0, 6, kNan));
     EXPECT_TRUE(KeepInside(*part, 0, 1.5));
     EXPECT_NEAR(1.5, FindShownRange(part->Snapshot()).highest, 1e-6);
+    // Negative speeds lead back on the timeline: the clip ends before its second keyframe, and
+    // shows at one render key what the keyframe of that place in the list has.
+    const auto broken = Speeds(
+        15, {{0, 1, kHold}, {10, 0.5, kLine}, {13, -1.5, kLine}, {14, 3, kHold}, {15, 1, 6}});
+    for (const bool reverse : {false, true}) {
+        broken->SetReverse(reverse);
+        const ShownRange shown = FindShownRange(broken->Snapshot(), 2, 4.5);
+        ExpectTrue(broken->Snapshot(), shown, 2, 4.5);
+        EXPECT_EQ(reverse ? 15 : 13, shown.highest);
+    }
     // What a clip shows in reverse is counted from its length.
     const auto back = Speeds(10, {{0, 1, kHold}, {4, 1, kHold}});
     back->SetReverse(true);

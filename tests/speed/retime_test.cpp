@@ -1,3 +1,4 @@
+#include <core/speed/clip.h>
 #include <core/speed/retime.h>
 #include <core/speed/speed_parameter.h>
 
@@ -42,6 +43,26 @@ double Moved(const SpeedSnapshot& from, double t, double slower, double longer) 
         moved += part * (longer - slower);
     }
     return moved;
+}
+
+// A part that has a keyframe before 0 because the source jumps at those of the whole.
+TEST(ToLength, KeepsThePicturesOfAPartOfAClipThatJumps) {
+    const auto whole = Speeds(20, {{0, 1, 16}, {8, 3, kHold}, {14, 1, kLine}, {20, 2, kHold}});
+    whole->AddFreezeFrame(14, 1);
+    const SpeedSnapshot clip = whole->Snapshot();
+    for (const double cut : {1.5, 5.0}) {
+        const core::ClipPart part = TrimClip(clip, cut, clip.GetRenderTotalTime());
+        ASSERT_TRUE(part) << part.reason;
+        const double length = part.speed.GetRenderTotalTime();
+        for (const double factor : {0.3, 4.0}) {
+            SpeedParameter speed = part.speed.ToSpeedParameter();
+            ASSERT_TRUE(ScaleToLength(speed, factor * length, FreezeLengths::Scale));
+            for (double t = 0; t < length; t += 0.010137) {
+                EXPECT_NEAR(part.speed.GetSourceTime(t), speed.GetSourceTime(factor * t), 1e-4)
+                    << t;
+            }
+        }
+    }
 }
 
 TEST(ToLength, ShowsEveryPictureInProportion) {
@@ -123,7 +144,7 @@ TEST(UniformSpeed, LiesBetweenTwoTimes) {
                 EXPECT_NEAR(before.GetSourceTime(t), speed.GetSourceTime(t < from ? t : t + later),
                             2e-6)
                     << t;
-            } else {  // or it stands still
+            } else if (t > from && t < to) {  // or it stands still
                 const double inside = from + (t - from) * (to + later - from) / (to - from);
                 const double way =
                     std::fabs(speed.GetSourceTime(inside + 1e-4) - speed.GetSourceTime(inside));

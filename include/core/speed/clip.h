@@ -52,16 +52,19 @@ CORE_API ClipParts CutClip(const SpeedSnapshot& clip, double renderTime);
 ///  - Others can't be cut in two of their kind: a speed that is cut, or whose slopes come from
 ///    a neighbour that is gone, becomes as many `Linear` ones as stay within a hundredth of a
 ///    frame at 60 frames per second. So may those beside it whose slopes come from it.
-///  - Where a curve jumps at its keyframes (see `SpeedParameter`), what runs between them is kept
-///  as
-///    said. Behind the first speed that was replaced, the pictures at keyframes and in freezes are
-///    those of the whole less what it had jumped by then.
+///  - Where a curve jumps at its keyframes (see `SpeedParameter`), freezes show the same pictures
+///    as in the whole. For these a part may need a keyframe before time 0, which shifts those
+///    behind it along the source, and keyframes 3e-6 s beside those that stay, which keep their
+///    slopes; for so long it may show what runs there instead, and at keyframes of its own, for
+///    1e-7 s, what they hold. Without freezes behind the cut it needs none, and its keyframes
+///    show those of the whole less what that had jumped by then.
 ///  - A curve of integers becomes one of doubles.
 ///
 /// Refused: times that don't lie in the clip, in order, 1e-7 s apart or more; a clip without
 /// keyframes, or with keyframes that meet on the timeline, as negative speeds make them; a
-/// freeze behind the last keyframe; a speed to be replaced that runs backwards. Throws
-/// `AnyBadAccess` where a speed is not a number. O(n).
+/// freeze behind the last keyframe; a speed to be replaced that runs backwards; a freeze that
+/// jumps back over the part's start, since freezes can't lie before 0, or whose picture can't be
+/// kept for another reason. Throws `AnyBadAccess` where a speed is not a number. O(n).
 CORE_API ClipPart TrimClip(const SpeedSnapshot& clip, double from, double to);
 
 /// One clip that shows `first`, then `second`, whose source goes on where the first one's ends.
@@ -71,7 +74,8 @@ CORE_API ClipPart TrimClip(const SpeedSnapshot& clip, double from, double to);
 /// 1e-5 s early.
 ///
 /// Refused, besides what `TrimClip` refuses: one that plays in reverse and one that does not;
-/// source times that are 1 ms apart or more. Its range and settings are those of `first`.
+/// source times that are 1 ms apart or more. Where the source jumps in between, freezes of both
+/// often can't show their pictures in one clip. Its range and settings are those of `first`.
 CORE_API ClipPart JoinClips(const ClipPart& first, const ClipPart& second);
 
 }  // namespace core

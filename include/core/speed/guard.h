@@ -31,7 +31,9 @@ struct ShownRange {
 ///
 /// Exact, not sampled: smooth speeds are searched for where they change their sign. The pictures
 /// of freezes and those at keyframes count, also where the curve jumps. What is less than 1e-7 s
-/// beyond the material is still in it. Throws `AnyBadAccess` where a speed is not a number. O(n).
+/// beyond the material is still in it. Where negative speeds lead keyframes back on the
+/// timeline, it is what `GetSourceTime` answers up to the clip's end. Throws `AnyBadAccess` where a
+/// speed is not a number. O(n).
 CORE_API ShownRange FindShownRange(const SpeedSnapshot& clip, double first, double last);
 /// In a material that goes from 0 to the clip's source length.
 CORE_API ShownRange FindShownRange(const SpeedSnapshot& clip);

@@ -140,6 +140,21 @@ Piece ConstantPiece(TimeInterval times, double value) noexcept {
     return {Piece::Kind::Cubic, times.from, times.to, 1.0, times.from, 1.0, {value}, {}};
 }
 
+// A cubic easing's progress and what is eased, as time in seconds and value.
+CubicBezier PlacedEasing(const Segment& s) noexcept {
+    const double span = s.SpanInSeconds();
+    CubicBezier scaled = s.easing->Curve();
+    scaled.ax *= span;
+    scaled.bx *= span;
+    scaled.cx *= span;
+    scaled.dx = s.StartInSeconds();
+    scaled.ay *= s.c[1];
+    scaled.by *= s.c[1];
+    scaled.cy *= s.c[1];
+    scaled.dy = s.c[0];
+    return scaled;
+}
+
 // The part of an eased or time-value Bezier segment where x runs with the time
 // from the segment's start to its end, all in one unit.
 void AddRunningPieces(Pieces& pieces, const Segment& s, TimeInterval times, double unit) noexcept {
@@ -154,21 +169,11 @@ void AddRunningPieces(Pieces& pieces, const Segment& s, TimeInterval times, doub
             piece.curve = s.curve->bezier;
             pieces.Add(piece);
             break;
-        case Segment::Shape::CubicEasing: {
-            CubicBezier scaled = s.easing->Curve();
-            scaled.ax *= span;
-            scaled.bx *= span;
-            scaled.cx *= span;
-            scaled.dx = start;
-            scaled.ay *= dy;
-            scaled.by *= dy;
-            scaled.cy *= dy;
-            scaled.dy = y0;
+        case Segment::Shape::CubicEasing:
             piece.kind = Piece::Kind::Parametric;
-            piece.curve = scaled;
+            piece.curve = PlacedEasing(s);
             pieces.Add(piece);
             break;
-        }
         case Segment::Shape::Elastic:
             piece.kind = Piece::Kind::Elastic;
             pieces.Add(piece);
@@ -398,15 +403,40 @@ double SegmentArea(const Segment& segment, double from, double to) noexcept {
                                                            segment.Progress(from),
                                                            segment.Progress(to));
     }
-    double sum = 0.0;
-    for (const Piece& piece : PiecesOf(segment)) {
+    const auto areaIn = [from, to](const Piece& piece) {
         const double a = std::max(from, piece.from);
         const double b = std::min(to, piece.to);
-        if (a < b) {
-            sum += piece.Area(piece.ParameterAt(a), piece.ParameterAt(b));
-        }
+        return a < b ? piece.Area(piece.ParameterAt(a), piece.ParameterAt(b)) : 0.0;
+    };
+    if (IsPolynomial(segment)) {
+        return areaIn(PolynomialPiece(segment));
+    }
+    double sum = 0.0;
+    for (const Piece& piece : PiecesOf(segment)) {
+        sum += areaIn(piece);
     }
     return sum;
+}
+
+bool ReadPlaneCurve(const Segment& s, CubicBezier& curve) noexcept {
+    if (IsPolynomial(s)) {
+        // Over the progress; a line's own parameter is the time.
+        const Piece piece = PolynomialPiece(s);
+        const double span = s.to - s.from;
+        const bool isLine = s.shape == Segment::Shape::Line;
+        const std::array<double, 4>& c = piece.c;
+        curve = {0.0, 0.0, span, s.from, c[3], c[2], c[1], c[0]};
+        curve.cy = isLine ? c[1] * span : c[1];
+        curve.dy = isLine ? piece.ValueAt(piece.ParameterAt(s.from)) : c[0];
+        return s.from < s.to;
+    }
+    const bool isEasing = s.shape == Segment::Shape::CubicEasing;
+    if ((!isEasing && s.shape != Segment::Shape::TimeValueBezier) || !(s.from < s.to) ||
+        !(s.to < kFirstTickCount)) {
+        return false;
+    }
+    curve = isEasing ? PlacedEasing(s) : s.curve->bezier;
+    return true;
 }
 
 AreaExtremes SegmentAreaExtremes(const Segment& segment) noexcept {

@@ -11,6 +11,10 @@ namespace core {
 /// parameter solved exactly. No allocation.
 double SegmentArea(const Segment& segment, double from, double to) noexcept;
 
+/// A segment's time and value as a curve of the plane. False for an elastic easing and the
+/// bounce, and for Beziers and easings that hold times in ticks.
+bool ReadPlaneCurve(const Segment& segment, CubicBezier& curve) noexcept;
+
 /// The highest and the lowest area reached on the way through a segment, and the
 /// whole area.
 struct AreaExtremes {

@@ -1,5 +1,6 @@
 #include "core/speed/clip_row.h"
 
+#include "core/speed/clip_maker.h"
 #include "core/speed/straight_speeds.h"
 
 #include <algorithm>
@@ -18,88 +19,39 @@ namespace {
 
 using Type = KeyframeInterpolationType;
 
-// So long before a jump of the speed a ramp ends. Ten times as much would be seen in the sixth
-// digit of the source time, a tenth would make segments that are searched one by one.
-constexpr double kJump = 1e-5;
-
 // Speeds that differ by less of their size are one.
 constexpr double kSpeedRounding = 1e-9;
 
 // A source time that is worked out may differ by this part from the keyframe that it meets.
 constexpr double kSourceRounding = 1e-9;
 
+// What a freeze of speeds that stand still shows is where they stand.
+constexpr double kOpen = std::numeric_limits<double>::quiet_NaN();
+
+// Freezes are not before 0, but for what is written as 0.
+constexpr double kStored = 4e-9;
+
+// So far may the picture of a freeze be from that of its clip.
+constexpr double kPicture = 1e-6;
+
 bool IsNear(double a, double b) noexcept {
     return std::fabs(a - b) <= kSpeedRounding * (std::fabs(a) + std::fabs(b));
 }
 
-NoClip RunsBackwardsAt(double mapTime) {
-    return NoClip("the clip runs backwards at " + std::to_string(mapTime) +
-                  " s, freezes not counted");
+// On the straight way from one speed to another.
+SpeedKey KeyBetween(double t0, double v0, double t1, double v1, double time) noexcept {
+    return {time, v0 + (time - t0) / (t1 - t0) * (v1 - v0), Type::Hold};
 }
+
+// What comes before the first frame of a curve takes so long of it: a frame at its start is
+// not yet at the keyframe, also where rounding in a file moves that.
+constexpr double kLead = 2e-6;
 
 // A keyframe as no neighbour is: what it says anything about, says something else.
 SpeedKey Another(const SpeedSegment& s, double side) noexcept {
     return {(side < 0.0 ? s.t0 : s.t1) + side * 0.731 * (s.t1 - s.t0),
             1.37 * s.v0 + 0.5 * s.v1 + 0.771, Type::Linear};
 }
-
-struct MadeKey {
-    double source;
-    TimeValuePair keyframe;
-    HandSet sides;
-};
-
-// The curve as it grows.
-class CurveMaker {
-public:
-    explicit CurveMaker(double sourceStart) noexcept : source(sourceStart) {}
-
-    double Source() const noexcept { return source; }
-    void Meet(double keyframeSource) noexcept { source = keyframeSource; }
-    void Keep(const PlayedStretch& s) {
-        if (s.curve == nullptr) {
-            Put(s.speeds.v0, s.speeds.type0);
-            return;
-        }
-        if (s.curve != handSetsOf) {
-            handSets = s.curve->HandSets();
-            handSetsOf = s.curve;
-        }
-        keys.push_back({source, (*s.curve)[s.keyframe], handSets[s.keyframe]});
-    }
-    void Put(double speed, Type type) {
-        keys.push_back({source, TimeValuePair(0.0, speed, type), {}});
-    }
-    void Run(double speed, Type type, double shown) {
-        Put(speed, type);
-        source += shown;
-    }
-    Shared<Curve> Finish(const Curve& settings) {
-        std::vector<TimeValuePair> keyframes;
-        std::vector<HandSet> sides;
-        keyframes.reserve(keys.size());
-        sides.reserve(keys.size());
-        for (MadeKey& key : keys) {
-            if (!keyframes.empty() && !(key.source - keyframes.back().GetTime() > kTimeTolerance)) {
-                throw NoClip("two keyframes would be one at " + std::to_string(key.source) + " s");
-            }
-            keyframes.push_back(std::move(key.keyframe));
-            keyframes.back().SetTime(key.source);
-            sides.push_back(key.sides);
-        }
-        Shared<Curve> made = settings.WithKeyframes(std::move(keyframes), std::move(sides));
-        if (made->Type() == ParameterInt) {
-            made.Own().SetType(ParameterDouble);
-        }
-        return made;
-    }
-
-private:
-    double source;
-    std::vector<MadeKey> keys;
-    std::vector<HandSet> handSets;
-    const Curve* handSetsOf = nullptr;
-};
 
 // Whether what is played of a stretch has no room for a keyframe of its own.
 bool IsTooShort(const PlayedStretch& s) noexcept {
@@ -157,6 +109,11 @@ MapRange ClipRow::Add(const SpeedState& clip, double from, double to) {
     };
     MapRange range{inMap(from), inMap(to)};
     restSpeed = map.SpeedAt(range.from);
+    // What the clip has shown before, and the row not.
+    double sourceBefore = RunningSource(clip, range.from);
+    for (const PlayedStretch& s : stretches) {
+        sourceBefore -= s.Shown();
+    }
 
     const SpeedKey first = map.RenderKey(0);
     const bool isFromStart = range.from < kTimeTolerance && stretches.empty();
@@ -178,6 +135,7 @@ MapRange ClipRow::Add(const SpeedState& clip, double from, double to) {
         whole.from = std::max(whole.from, range.from);
         whole.to = std::min(whole.to, until);
         if (whole.to > whole.from) {
+            whole.sourceBefore = sourceBefore;
             AddPart(whole);
         }
     };
@@ -230,7 +188,7 @@ MapRange ClipRow::Add(const SpeedState& clip, double from, double to) {
                 throw NoClip("freeze " + std::to_string(freeze) + " lies behind the last keyframe");
             }
             runTo(std::clamp(placed.MapTime(freeze), reached, range.to));
-            AddFreeze(played, all[freeze].keepsKeyframe);
+            AddFreeze(played, all[freeze].keepsKeyframe, all[freeze].sourceTime - sourceBefore);
         }
     }
     runTo(range.to);
@@ -243,7 +201,7 @@ void ClipRow::AddPart(const PlayedStretch& stretch) {
     if (stretch.IsWhole() || !IsTooShort(stretch)) {
         stretches.push_back(stretch);
     } else if (stretch.to - stretch.from >= kTimeTolerance) {
-        AddFreeze(stretch.to - stretch.from, true);
+        AddFreeze(stretch.to - stretch.from, true, kOpen);
     }
 }
 
@@ -281,7 +239,7 @@ void ClipRow::AddAtSpeed(const SpeedState& clip, double from, double to, double 
         for (; freeze < played.freezes.size() && played.freezes[freeze].before == i; ++freeze) {
             const PlayedFreeze& f = played.freezes[freeze];
             run();
-            AddFreeze(f.duration, f.keepsKeyframe);
+            AddFreeze(f.duration, f.keepsKeyframe, kOpen);
         }
         if (i < played.stretches.size()) {
             shown += played.stretches[i].Shown();
@@ -293,11 +251,11 @@ void ClipRow::AddAtSpeed(const SpeedState& clip, double from, double to, double 
     }
 }
 
-void ClipRow::AddFreeze(double seconds, bool keepsKeyframe) {
+void ClipRow::AddFreeze(double seconds, bool keepsKeyframe, double source) {
     if (!freezes.empty() && freezes.back().before == stretches.size()) {
         freezes.back().duration += seconds;
     } else {
-        freezes.push_back({stretches.size(), seconds, keepsKeyframe});
+        freezes.push_back({stretches.size(), seconds, keepsKeyframe, source});
     }
 }
 
@@ -346,28 +304,54 @@ double ClipRow::StartSpeed(std::size_t index, bool isKept) const noexcept {
     return isKept || s.IsHeld() ? s.speeds.v0 : std::max(s.SpeedAt(s.from), kSlowest);
 }
 
-bool ClipRow::StaysSame(std::size_t index, const std::vector<bool>& kept) const {
+// Slopes at a keyframe are those between its neighbours, and any point on the straight way from
+// one to the other gives the same. So the speeds that are cut end, or begin, on it.
+std::optional<SpeedKey> ClipRow::KeyBefore(std::size_t index) const {
+    const PlayedStretch& s = stretches[index];
+    if (index == 0 || !stretches[index - 1].LeadsTo(s) ||
+        !StretchMaker::HasRoom(stretches[index - 1], index == 1)) {
+        return std::nullopt;
+    }
+    const SpeedSegment& before = stretches[index - 1].speeds;
+    return KeyBetween(before.t0, before.v0, s.speeds.t1, s.speeds.v1, s.speeds.t0 - kBeside);
+}
+
+std::optional<SpeedKey> ClipRow::KeyBehind(std::size_t index) const {
+    const PlayedStretch& s = stretches[index];
+    if (index + 1 == stretches.size() || !s.LeadsTo(stretches[index + 1]) ||
+        !StretchMaker::HasRoom(stretches[index + 1], index + 2 == stretches.size())) {
+        return std::nullopt;
+    }
+    const SpeedSegment& behind = stretches[index + 1].speeds;
+    return KeyBetween(s.speeds.t0, s.speeds.v0, behind.t1, behind.v1, s.speeds.t1 + kBeside);
+}
+
+bool ClipRow::StaysSame(std::size_t index, const std::vector<Kept>& kept, bool withSlopes,
+                        bool hasLead) const {
     const PlayedStretch& s = stretches[index];
     if (s.IsHeld()) {
         return true;
     }
     if (s.curve == nullptr) {
         return index + 1 == stretches.size() ||
-               StartSpeed(index + 1, kept[index + 1]) == s.speeds.v1;
+               StartSpeed(index + 1, Is(kept[index + 1])) == s.speeds.v1;
     }
     const auto staysBeside = [&](std::size_t a, std::size_t b) {
-        return kept[a] && kept[b] && stretches[a].LeadsTo(stretches[b]);
+        return Is(kept[a]) && Is(kept[b]) && stretches[a].LeadsTo(stretches[b]);
     };
     std::optional<SpeedKey> previous;
     std::optional<SpeedKey> next;
     SpeedKey end{s.speeds.t1, s.speeds.v1, s.speeds.type1};
-    if (index > 0) {
+    if (index == 0 && hasLead) {
+        previous = Another(s.speeds, -1.0);
+    } else if (index > 0) {
         const PlayedStretch& before = stretches[index - 1];
-        previous = staysBeside(index - 1, index)
-                       ? SpeedKey{before.speeds.t0, before.speeds.v0, before.speeds.type0}
-                       : Another(s.speeds, -1.0);
+        const bool isBeside = staysBeside(index - 1, index);
+        const auto added = withSlopes && !isBeside ? KeyBefore(index) : std::nullopt;
+        previous = isBeside ? SpeedKey{before.speeds.t0, before.speeds.v0, before.speeds.type0}
+                            : added.value_or(Another(s.speeds, -1.0));
         // A straight speed can't end at a Bezier.
-        const bool isMade = !kept[index - 1] || before.curve == nullptr;
+        const bool isMade = !added && (!Is(kept[index - 1]) || before.curve == nullptr);
         if (isMade && !before.IsHeld() && IsBezier(s.speeds.type0)) {
             return false;
         }
@@ -375,37 +359,44 @@ bool ClipRow::StaysSame(std::size_t index, const std::vector<bool>& kept) const 
     if (index + 1 < stretches.size()) {
         const PlayedStretch& behind = stretches[index + 1];
         const bool isBeside = staysBeside(index, index + 1);
+        const auto added = withSlopes && !isBeside ? KeyBehind(index) : std::nullopt;
         next = isBeside ? SpeedKey{behind.speeds.t1, behind.speeds.v1, behind.speeds.type1}
-                        : Another(s.speeds, 1.0);
-        end.type = kept[index + 1] || behind.IsHeld() ? behind.speeds.type0 : Type::Linear;
-        if (StartSpeed(index + 1, kept[index + 1]) != end.speed) {
+                        : added.value_or(Another(s.speeds, 1.0));
+        const bool keepsType = Is(kept[index + 1]) || behind.IsHeld() || added;
+        end.type = keepsType ? behind.speeds.type0 : Type::Linear;
+        if (!added && StartSpeed(index + 1, Is(kept[index + 1])) != end.speed) {
             return false;
         }
     }
     const SpeedKey start{s.speeds.t0, s.speeds.v0, s.speeds.type0};
     const SpeedSegment now =
         SegmentBetween(previous ? &*previous : nullptr, start, end, next ? &*next : nullptr);
-    return PlayedSpeeds(now).IsSame(PlayedSpeeds(s.speeds));
+    return PlayedSpeeds(now).IsSame(PlayedSpeeds(s.speeds), withSlopes ? kSpeedRounding : 0.0);
 }
 
-std::vector<bool> ClipRow::FindKept() const {
-    std::vector<bool> kept;
+std::vector<ClipRow::Kept> ClipRow::FindKept(Making making) const {
+    const bool hasLead = making.ahead != 0.0;
+    std::vector<Kept> kept;
     std::vector<std::size_t> asked;
     for (std::size_t i = 0; i < stretches.size(); ++i) {
-        kept.push_back(stretches[i].IsWhole());
+        kept.push_back(stretches[i].IsWhole() ? Kept::AsIs : Kept::No);
         asked.push_back(i);
     }
     while (!asked.empty()) {
         const std::size_t i = asked.back();
         asked.pop_back();
-        if (kept[i] && !StaysSame(i, kept)) {
-            kept[i] = false;
-            if (i > 0) {
-                asked.push_back(i - 1);
-            }
-            if (i + 1 < kept.size()) {
-                asked.push_back(i + 1);
-            }
+        const Kept before = kept[i];
+        if (before == Kept::No || StaysSame(i, kept, before == Kept::WithSlopes, hasLead)) {
+            continue;
+        }
+        const bool staysWithSlopes =
+            making.keepsSlopes && before == Kept::AsIs && StaysSame(i, kept, true, hasLead);
+        kept[i] = staysWithSlopes ? Kept::WithSlopes : Kept::No;
+        if (i > 0) {
+            asked.push_back(i - 1);
+        }
+        if (i + 1 < kept.size()) {
+            asked.push_back(i + 1);
         }
     }
     return kept;
@@ -413,10 +404,11 @@ std::vector<bool> ClipRow::FindKept() const {
 
 // The curve
 
-Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
-    const std::vector<bool> kept = FindKept();
+ClipRow::Made ClipRow::MakeAs(const SpeedState& settings, Making making) const {
+    const std::vector<Kept> kept = FindKept(making);
     CurveMaker curve(sourceStart);
     std::vector<Freeze> made;
+    Made result;
     double frozen = 0.0;
     std::size_t freeze = 0;
     const auto addFreezes = [&](std::size_t before) {
@@ -424,8 +416,16 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
             const PlayedFreeze& f = freezes[freeze];
             made.push_back({curve.Source() + frozen, f.duration, curve.Source(), f.keepsKeyframe});
             frozen += f.duration;
+            result.inFreezes.Add(f.source - curve.Source());
+            result.canBeStored = result.canBeStored && made.back().key > -kStored;
         }
     };
+    const double leadSpeed = making.ahead != 0.0
+                                 ? PutLead(making.ahead,
+                                           !stretches.empty() && !Is(kept[0]) &&
+                                               stretches[0].to - stretches[0].from > 100.0 * kLead,
+                                           curve)
+                                 : 0.0;
     // By this much a keyframe comes earlier than in its clip.
     double moved = std::numeric_limits<double>::quiet_NaN();
     for (std::size_t i = 0; i < stretches.size(); ++i) {
@@ -435,39 +435,30 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
             moved = s.sourceStart - curve.Source();
         }
         addFreezes(i);
-        const double shown = s.Shown();
         double endSpeed = s.SpeedAt(s.to);
-        if (kept[i]) {
+        if (Is(kept[i])) {
+            result.atKeyframes.Add(s.sourceStart - s.sourceBefore - curve.Source());
             curve.Keep(s);
             curve.Meet(s.sourceEnd - moved);
-        } else if (s.IsHeld()) {
-            if (!(shown > 0.0)) {
-                throw RunsBackwardsAt(s.from);
-            }
-            curve.Run(s.speeds.v0, Type::Hold, shown);
         } else {
-            const double startSpeed = StartSpeed(i, false);
-            endSpeed = std::max(endSpeed, kSlowest);
-            const PlayedSpeeds played(s.speeds);
-            const bool jumps = !isLast && StartSpeed(i + 1, kept[i + 1]) != endSpeed;
-            const double to = jumps ? s.to - std::min(kJump, 0.25 * (s.to - s.from)) : s.to;
-            endSpeed = jumps ? std::max(s.SpeedAt(to), kSlowest) : endSpeed;
-            const double ramp = played.Shown(s.from, to);
-            if (s.IsStraight() && startSpeed == s.SpeedAt(s.from) && endSpeed == s.SpeedAt(to) &&
-                ramp > kLeastPiece) {
-                curve.Run(startSpeed, Type::Linear, ramp);
-            } else {
-                const auto pieces = MakeStraight(played, s.from, to, startSpeed, endSpeed);
-                if (pieces.empty()) {
-                    throw RunsBackwardsAt(s.from);
-                }
-                for (const StraightSpeed& piece : pieces) {
-                    curve.Run(piece.speed, Type::Linear, piece.shown);
+            StretchMaker maker(s, curve);
+            if (i == 0 && leadSpeed > 0.0) {
+                maker.BeginAt(leadSpeed, kLead);
+            }
+            if (i > 0 && kept[i - 1] == Kept::WithSlopes) {
+                if (const auto key = KeyBehind(i - 1)) {
+                    maker.BeginWith(*key);
                 }
             }
-            if (jumps) {  // what it shows too little is of the second order
-                curve.Run(endSpeed, Type::Hold, endSpeed * (s.to - to));
+            const auto key =
+                !isLast && kept[i + 1] == Kept::WithSlopes ? KeyBefore(i + 1) : std::nullopt;
+            if (key) {
+                maker.EndWith(*key);
+            } else if (!s.IsHeld() && !isLast &&
+                       StartSpeed(i + 1, Is(kept[i + 1])) != std::max(endSpeed, kSlowest)) {
+                maker.EndWithJump();
             }
+            endSpeed = maker.Run(making.ahead != 0.0);
         }
         if (s.to == s.speeds.t1) {
             const double wanted = s.sourceEnd - moved;
@@ -480,13 +471,13 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
         if (isLast) {
             addFreezes(i + 1);
             const bool endsWithClip = s.curve != nullptr && s.keyframe + 2 == s.curve->Count() &&
-                                      s.to == s.speeds.t1 && (kept[i] || s.IsHeld());
+                                      s.to == s.speeds.t1 && (Is(kept[i]) || s.IsHeld());
             if (endsWithClip) {
                 PlayedStretch end = s;
                 end.keyframe = s.keyframe + 1;
                 curve.Keep(end);
             } else {
-                curve.Put(endSpeed, kept[i] ? s.speeds.type1 : Type::Hold);
+                curve.Put(endSpeed, Is(kept[i]) ? s.speeds.type1 : Type::Hold);
             }
         }
     }
@@ -496,9 +487,65 @@ Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
     }
     SpeedParameterFreezeImpl list;
     list.Assign(std::move(made));
-    return Shared<SpeedState>::Make(curve.Finish(*settings.keyframes),
-                                    Shared<SpeedParameterFreezeImpl>::Make(std::move(list)),
-                                    curve.Source(), settings.sourceFPS);
+    const double length = std::max(curve.Source(), curve.Source() - making.ahead);
+    result.state = Shared<SpeedState>::Make(curve.Finish(*settings.keyframes),
+                                            Shared<SpeedParameterFreezeImpl>::Make(std::move(list)),
+                                            length, settings.sourceFPS);
+    return result;
+}
+
+// A keyframe before time 0 shifts those behind it along the source, and nothing that is shown
+// between them: what is shown is counted from time 0. Answers the speed at which the clip is played
+// for `kLead` then, or 0 where the first keyframe of the row lies at 0.
+double ClipRow::PutLead(double ahead, bool startsBetween, CurveMaker& curve) const {
+    if (sourceStart != 0.0) {
+        throw NoClip("its freezes would show other pictures, and its first keyframe is not at 0");
+    }
+    const double before = std::max(2.0 * std::fabs(ahead), 1.0);
+    const bool startsFrozen = !freezes.empty() && freezes.front().before == 0;
+    curve.Meet(-before);
+    if (!startsBetween || startsFrozen) {
+        // So fast that it would be there before time 0.
+        curve.Put(2.0 * (before + ahead) / before, Type::Hold);
+        curve.Meet(ahead);
+        return 0.0;
+    }
+    const double speed = (before + ahead) / before;
+    curve.Put(speed, Type::Hold);
+    curve.Meet(ahead + speed * kLead);
+    return speed;
+}
+
+Shared<SpeedState> ClipRow::Make(const SpeedState& settings) const {
+    return MakeAs(settings, {false, 0.0}).state;
+}
+
+// As it is made for any clip, if that shows the pictures; else with keyframes that keep slopes, so
+// that fewer speeds are replaced; else with a lead besides.
+Shared<SpeedState> ClipRow::MakeWithPictures(const SpeedState& settings) const {
+    const auto shows = [](const Made& made) {
+        return made.canBeStored &&
+               !(made.inFreezes.least < -kPicture || made.inFreezes.most > kPicture);
+    };
+    Made made = MakeAs(settings, {false, 0.0});
+    if (shows(made)) {
+        return made.state;
+    }
+    made = MakeAs(settings, {true, 0.0});
+    if (made.canBeStored && !shows(made)) {
+        Spread all = made.inFreezes;
+        all.Add(made.atKeyframes);
+        if (all.most - all.least <= kPicture) {
+            made = MakeAs(settings, {true, 0.5 * (all.least + all.most)});
+        }
+    }
+    if (!made.canBeStored) {
+        throw OtherPictures("a freeze shows what lies before the part's first picture, by a jump");
+    }
+    if (!shows(made)) {
+        throw OtherPictures("a freeze would show another picture: the source jumps at keyframes");
+    }
+    return made.state;
 }
 
 }  // namespace core

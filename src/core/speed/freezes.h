@@ -107,10 +107,13 @@ public:
     /// The questions of the time map with freezes counted. O(log n).
     double SourceOfRender(double renderTime) const noexcept;
     double SourceOfRender(double renderTime, Found& last) const noexcept {
+        return Holds(last, renderTime) ? map.SourceOfRender(renderTime - last.shift, last.inMap)
+                                       : FindSource(renderTime, last);
+    }
+    /// Whether no freeze begins or ends between a time and the one that was found.
+    static bool Holds(const Found& last, double renderTime) noexcept {
         constexpr double kTolerance = SpeedParameterFreezeImpl::kTolerance;
-        return renderTime - last.from >= kTolerance && last.to - renderTime >= kTolerance
-                   ? map.SourceOfRender(renderTime - last.shift, last.inMap)
-                   : FindSource(renderTime, last);
+        return renderTime - last.from >= kTolerance && last.to - renderTime >= kTolerance;
     }
     double RenderOfSource(double sourceTime) const;
     double PointOfRender(double renderTime) const noexcept;

@@ -79,6 +79,10 @@ public:
             Include(state.freezes->TotalDuration());
             return shown;
         }
+        if (map.GoesBack()) {
+            WalkRenderKeys();
+            return shown;
+        }
         std::size_t freeze = 0;
         const auto runTo = [&](const PlayedSpeeds& speeds, double from, double to) {
             for (; freeze < freezes.size() && state.Placed().MapTime(freeze) < to; ++freeze) {
@@ -110,6 +114,59 @@ public:
     }
 
 private:
+    // Where negative speeds lead back on the timeline: the clip ends with its last keyframe, which
+    // may lie before others, and freezes stand where their sources are reached, which may be
+    // behind the end.
+    void WalkRenderKeys() {
+        const PlacedFreezes& placed = state.Placed();
+        const double end = placed.RenderLength();
+        double t = 0.0;
+        for (std::size_t i = 0; i < placed.List().Freezes().size() && t < end; ++i) {
+            PlayRenderKeys(t, std::min(placed.RenderStart(i), end));
+            t = std::max(t, placed.RenderStart(i));
+            if (t < end) {
+                Stand(i);
+                t = placed.RenderStart(i) + placed.List().Freezes()[i].duration;
+            }
+        }
+        PlayRenderKeys(t, end);
+    }
+    // Between two render times, with what is frozen before them counted.
+    void PlayRenderKeys(double start, double end) {
+        if (!(start < end)) {
+            return;
+        }
+        const TimeMap& map = state.Map();
+        const double from = start - frozen;
+        const double to = end - frozen;
+        const SpeedKey first = map.RenderKey(0);
+        const SpeedKey last = map.RenderKey(map.RenderCount() - 1);
+        reached = ClipRow::RunningSource(state, from);
+        Include(map.SourceOfRender(from));
+        if (from < first.time) {
+            Run(PlayedSpeeds({0.0, first.speed, 0.0, 0.0, first.time, first.speed, 0.0, 0.0,
+                              Type::Hold, Type::Hold}),
+                from, std::min(first.time, to));
+        }
+        for (std::size_t i = 0; i + 1 < map.RenderCount(); ++i) {
+            const SpeedSegment s = map.SegmentFrom(i);
+            const double a = std::max(s.t0, from);
+            const double b = std::min(s.t1, to);
+            if (a < b) {
+                Run(PlayedSpeeds(s), a, b);
+            }
+            if (s.t0 >= from && s.t0 < to) {
+                Meet(i, s.t0);
+            }
+        }
+        if (to > last.time) {
+            const double s = map.SourceTime(map.SourceCount() - 1);
+            Include(s);
+            if (IsOutside(s)) {
+                Add(shown.outside, std::max(from, last.time) + frozen, end);
+            }
+        }
+    }
     void Include(double s) noexcept {
         shown.lowest = std::min(shown.lowest, s);
         shown.highest = std::max(shown.highest, s);

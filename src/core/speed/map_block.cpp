@@ -194,7 +194,6 @@ std::unique_ptr<WholeMap> MakeWholeMap(const Curve& speeds) {
     }
     auto made = std::make_unique<WholeMap>();
     std::vector<SpeedKey>& placed = made->block.keys;
-    bool goesBack = false;
     double reached = keys.front().time;
     for (std::size_t i = 0; i < keys.size(); ++i) {
         if (i > 0) {
@@ -202,12 +201,13 @@ std::unique_ptr<WholeMap> MakeWholeMap(const Curve& speeds) {
             reached = reached <= 0.0 ? 0.0 : reached;
         }
         if (std::isfinite(reached)) {
-            goesBack = goesBack || (!made->played.empty() && reached < made->played.back().time);
+            made->goesBack =
+                made->goesBack || (!made->played.empty() && reached < made->played.back().time);
             made->played.push_back({reached, keys[i].speed, keys[i].type});
             Insert(placed, made->played.back());
         }
     }
-    if (goesBack || made->played.size() == placed.size()) {
+    if (made->goesBack || made->played.size() == placed.size()) {
         made->played = {};
     }
     made->renderLength = reached;

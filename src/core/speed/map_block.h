@@ -106,6 +106,7 @@ struct WholeMap {
     /// leads back; else empty.
     std::vector<SpeedKey> played;
     double renderLength;
+    bool goesBack = false;  // whether a keyframe comes before the one that it follows
 };
 std::unique_ptr<WholeMap> MakeWholeMap(const Curve& speeds);
 

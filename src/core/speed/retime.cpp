@@ -37,10 +37,24 @@ CurveEditResult EditWhole(SpeedParameter& clip, const Change& change) {
     return result;
 }
 
-Shared<Curve> WithFasterSpeeds(const Curve& curve, double factor) {
+// How many keyframes there are for nothing but to shift those behind them along the source: one
+// before time 0 whose speed ends with the first frame, as parts of clips that jump have it.
+std::size_t CountLeads(const TimeMap& map) {
+    constexpr double kFirstFrame = 1e-5;
+    const bool isLead = map.RenderCount() > 1 && map.RenderKey(0).time < 0.0 &&
+                        map.RenderKey(0).type == KeyframeInterpolationType::Hold &&
+                        map.RenderKey(1).time < kFirstFrame;
+    return isLead ? 1 : 0;
+}
+
+Shared<Curve> WithFasterSpeeds(const Curve& curve, std::size_t first, double factor) {
     std::vector<TimeValuePair> keyframes;
     keyframes.reserve(curve.Count());
     for (std::size_t i = 0; i < curve.Count(); ++i) {
+        if (i < first) {
+            keyframes.push_back(curve[i]);
+            continue;
+        }
         const double speed = curve[i].PeekValue().AsDouble();
         const double scaled = speed * factor;
         if (!std::isfinite(scaled) ||
@@ -60,7 +74,7 @@ Shared<Curve> WithFasterSpeeds(const Curve& curve, double factor) {
 // What keeps its length whatever the speeds are: what comes before the first keyframe, and
 // segments of speed 0.
 double StillLength(const TimeMap& map) {
-    double length = map.RenderKey(0).time;
+    double length = map.RenderKey(CountLeads(map)).time;
     for (std::size_t i = 0; i + 1 < map.SegmentStarts(); ++i) {
         const SpeedSegment s = map.SegmentFrom(i);
         length += s.v0 == 0.0 ? s.t1 - s.t0 : 0.0;
@@ -106,7 +120,7 @@ CurveEditResult ScaleToLength(SpeedParameter& clip, double seconds, FreezeLength
                          std::to_string(kept) + " s of it keep their length");
         }
         auto made = Shared<SpeedState>::Make(
-            WithFasterSpeeds(*state.keyframes, factor),
+            WithFasterSpeeds(*state.keyframes, CountLeads(map), factor),
             scales ? WithLongerFreezes(*state.freezes, 1.0 / factor) : state.freezes,
             state.sourceTotalTime, state.sourceFPS);
         if (!(std::fabs(made->RenderTotalTime() - seconds) <= kLengthRounding * seconds)) {

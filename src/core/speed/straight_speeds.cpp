@@ -36,8 +36,14 @@ struct Panel {
 class Panels {
 public:
     Panels(const PlayedSpeeds& of, double begin, double finish, double startSpeed,
-           double finalSpeed) noexcept
-        : speeds(of), from(begin), to(finish), w0(startSpeed), endSpeed(finalSpeed) {}
+           double finalSpeed, double shownAhead, double missedBesides) noexcept
+        : speeds(of),
+          from(begin),
+          to(finish),
+          w0(startSpeed),
+          endSpeed(finalSpeed),
+          ahead(shownAhead),
+          mostMissed(std::max(kMostMissed - missedBesides, 0.5 * kMostMissed)) {}
 
     /// Empty where the speeds run backwards for too long.
     std::vector<StraightSpeed> Make() {
@@ -88,7 +94,7 @@ private:
         for (int i = 1; i <= kSamples; ++i) {
             const double t = 2.0 * panel.half * i / kSamples;
             const double missed = panel.Shown(t) + ahead - speeds.Shown(from, from + t);
-            if (!(std::fabs(missed) <= kMostMissed)) {
+            if (!(std::fabs(missed) <= mostMissed)) {
                 return false;
             }
         }
@@ -100,14 +106,16 @@ private:
     double to;
     double w0;
     double endSpeed;
-    double ahead = 0.0;  // what has been shown too much so far
+    double ahead;  // what has been shown too much so far
+    double mostMissed;
 };
 
 }  // namespace
 
 std::vector<StraightSpeed> MakeStraight(const PlayedSpeeds& speeds, double from, double to,
-                                        double startSpeed, double endSpeed) {
-    return Panels(speeds, from, to, startSpeed, endSpeed).Make();
+                                        double startSpeed, double endSpeed, double ahead,
+                                        double besides) {
+    return Panels(speeds, from, to, startSpeed, endSpeed, ahead, besides).Make();
 }
 
 }  // namespace core

@@ -24,8 +24,10 @@ struct StraightSpeed {
 
 /// What shows the same as speeds that are neither held nor straight, to a hundredth of a frame at
 /// 60 frames per second, between two speeds of 0.0002 or more. Empty where it can't, because they
-/// run backwards.
+/// run backwards. What has been shown too much before, `ahead`, they show less,
+/// and keep within so much less, `besides`, of it.
 std::vector<StraightSpeed> MakeStraight(const PlayedSpeeds& speeds, double from, double to,
-                                        double startSpeed, double endSpeed);
+                                        double startSpeed, double endSpeed, double ahead = 0.0,
+                                        double besides = 0.0);
 
 }  // namespace core

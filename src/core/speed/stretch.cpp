@@ -18,15 +18,23 @@ PlayedSpeeds::PlayedSpeeds(const SpeedSegment& s) noexcept
     : segment(PrepareSegment(
           {s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1}, curve)) {}
 
-bool PlayedSpeeds::IsSame(const PlayedSpeeds& other) const noexcept {
+bool PlayedSpeeds::IsSame(const PlayedSpeeds& other, double rounding) const noexcept {
+    const auto areNear = [rounding](const auto& a, const auto& b) {
+        double most = 0.0;
+        for (const double x : a) {
+            most = std::max(most, std::fabs(x));
+        }
+        return std::equal(std::begin(a), std::end(a), std::begin(b), [=](double x, double y) {
+            return x == y || std::fabs(x - y) <= rounding * most;
+        });
+    };
     const auto numbers = [](const CubicBezier& b) {
         return std::array<double, 8>{b.ax, b.bx, b.cx, b.dx, b.ay, b.by, b.cy, b.dy};
     };
-    return segment.shape == other.segment.shape &&
-           std::equal(std::begin(segment.c), std::end(segment.c), std::begin(other.segment.c)) &&
+    return segment.shape == other.segment.shape && areNear(segment.c, other.segment.c) &&
            (segment.shape != Segment::Shape::CubicEasing ||
             segment.easing == other.segment.easing) &&
-           (!segment.HasCurve() || numbers(curve.bezier) == numbers(other.curve.bezier));
+           (!segment.HasCurve() || areNear(numbers(curve.bezier), numbers(other.curve.bezier)));
 }
 
 bool PlayedStretch::IsStill() const noexcept {

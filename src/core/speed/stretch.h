@@ -8,6 +8,7 @@
 #include "core/speed/map_block.h"
 
 #include <cstddef>
+#include <limits>
 
 namespace core {
 
@@ -21,8 +22,8 @@ public:
     const Segment& Get() const noexcept { return segment; }
     double SpeedAt(double t) const noexcept { return SampleSegment(segment, t); }
     double Shown(double from, double to) const noexcept { return SegmentArea(segment, from, to); }
-    /// Whether both run through the same speeds.
-    bool IsSame(const PlayedSpeeds& other) const noexcept;
+    /// Whether both run through the same speeds, but for this part of their size.
+    bool IsSame(const PlayedSpeeds& other, double rounding = 0.0) const noexcept;
 
 private:
     SegmentCurve curve{};
@@ -39,6 +40,8 @@ struct PlayedStretch {
     /// Where that keyframe is kept; null for a stretch that was made.
     const Curve* curve;
     std::size_t keyframe;
+    /// What its clip has shown where the source time of the row is 0; NaN where that is open.
+    double sourceBefore = std::numeric_limits<double>::quiet_NaN();
 
     bool IsWhole() const noexcept { return from == speeds.t0 && to == speeds.t1; }
     bool IsHeld() const noexcept { return speeds.type0 == KeyframeInterpolationType::Hold; }

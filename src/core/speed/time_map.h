@@ -38,6 +38,9 @@ public:
     bool IsOneToOne() const noexcept { return speeds.Count() == renderCount; }
     /// Whether they lie in the same order, each behind the one before.
     bool IsInOrder() const noexcept { return whole == nullptr; }
+    /// Whether one lies before the one that it follows, as negative speeds lead back. What is
+    /// played then are the render keys in their own order, up to the length.
+    bool GoesBack() const noexcept { return whole != nullptr && whole->goesBack; }
 
     /// Where a source time was found, for times that lie near: playback asks for the same
     /// segment again.
