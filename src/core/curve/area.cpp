@@ -151,11 +151,11 @@ void AddRunningPieces(Pieces& pieces, const Segment& s, TimeInterval times, doub
     switch (s.shape) {
         case Segment::Shape::TimeValueBezier:
             piece.kind = Piece::Kind::Parametric;
-            piece.curve = s.curve->bezier;
+            piece.curve = s.Curve().bezier;
             pieces.Add(piece);
             break;
         case Segment::Shape::CubicEasing: {
-            CubicBezier scaled = s.easing->Curve();
+            CubicBezier scaled = s.Easing().Curve();
             scaled.ax *= span;
             scaled.bx *= span;
             scaled.cx *= span;
@@ -222,7 +222,7 @@ void AddUnitPieces(Pieces& pieces, const Segment& s, TimeInterval times, double 
 // A segment without easing or curve is one piece.
 Piece PolynomialPiece(const Segment& s) noexcept {
     const double* c = s.c;
-    Piece piece{Piece::Kind::Cubic, s.from, s.to, 1.0, s.from, s.to - s.from, {}, {}};
+    Piece piece{Piece::Kind::Cubic, s.from, s.To(), 1.0, s.from, s.To() - s.from, {}, {}};
     switch (s.shape) {
         case Segment::Shape::Constant:
             piece.c = {c[0]};
@@ -256,9 +256,9 @@ Pieces PiecesOf(const Segment& s) noexcept {
         return pieces;
     }
     // No clamp: keyframes of a curve that is played back may stand in no order.
-    const double border = std::min(std::max(kFirstTickCount, s.from), s.to);
+    const double border = std::min(std::max(kFirstTickCount, s.from), s.To());
     AddUnitPieces(pieces, s, {s.from, border}, 1.0);
-    AddUnitPieces(pieces, s, {border, s.to}, kTicksPerSecond);
+    AddUnitPieces(pieces, s, {border, s.To()}, kTicksPerSecond);
     return pieces;
 }
 
@@ -394,9 +394,9 @@ double SegmentArea(const Segment& segment, double from, double to) noexcept {
     }
     if (segment.shape == Segment::Shape::Cubic) {
         const double* c = segment.c;
-        return (segment.to - segment.from) * CubicIntegral({{c[0], c[1], c[2], c[3]}},
-                                                           segment.Progress(from),
-                                                           segment.Progress(to));
+        return (segment.To() - segment.from) * CubicIntegral({{c[0], c[1], c[2], c[3]}},
+                                                             segment.Progress(from),
+                                                             segment.Progress(to));
     }
     double sum = 0.0;
     for (const Piece& piece : PiecesOf(segment)) {

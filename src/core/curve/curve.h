@@ -36,15 +36,13 @@
 
 namespace core {
 
-/// The segments of a block, one from each keyframe to the next one of the curve, and
-/// behind them one that holds no time. They lie behind the object, in its memory: a sample
-/// at random pays for each pointer that it follows.
-class alignas(Segment) PreparedBlock {
+/// The segments of a block, one from each keyframe to the next one of the curve, behind
+/// them where the last one ends, and one that holds no time. They lie behind the object, in
+/// its memory: a sample at random pays for each pointer that it follows.
+class PreparedBlock {
 public:
     static std::unique_ptr<PreparedBlock> Make(std::size_t segments);
-    static void operator delete(void* room) noexcept {
-        ::operator delete (room, std::align_val_t{alignof(PreparedBlock)});
-    }
+    static void operator delete(void* room) noexcept { ::operator delete(room); }
     Segment* Segments() noexcept { return reinterpret_cast<Segment*>(this + 1); }
     const Segment* Segments() const noexcept { return reinterpret_cast<const Segment*>(this + 1); }
 
@@ -280,7 +278,7 @@ private:
     const TimeValuePair* Following(std::size_t block, std::size_t offset) const noexcept;
     bool PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& into,
                     bool mayAllocate) const;
-    Segment OuterSegment(const TimeValuePair& keyframe, double from, double to) const;
+    void PrepareOuter(const TimeValuePair& keyframe, double from, double to, Segment* into) const;
     const AreaIndex& Areas() const;
     // Where sums overflow on the way: the area, or the largest double. O(n).
     double SaturatedArea(double from, double to) const;
@@ -298,8 +296,8 @@ private:
     std::vector<double> starts;  // the first time of each block
     std::vector<Slot> slots;
 
-    // The segment before the first keyframe, and one that holds no time.
-    Lazy<std::array<Segment, 2>> before;
+    // The segment before the first keyframe, where it ends, and one that holds no time.
+    Lazy<std::array<Segment, 3>> before;
     Lazy<AreaIndex> areas;
     Lazy<Curve> asNumbers;  // for areas of a parameter whose samples are no numbers
     Lazy<std::string> digest;

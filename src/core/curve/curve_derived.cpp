@@ -26,18 +26,16 @@ bool IsStoredAsItIs(ParameterTypeEnum type) noexcept {
     return type == ParameterBool || type == ParameterString;
 }
 
-Segment SegmentOfShape(Segment::Shape shape, double from, double to) noexcept {
-    Segment segment;
-    segment.from = from;
-    segment.to = to;
-    segment.shape = shape;
-    return segment;
+void PrepareStored(const ValAny& value, double from, double to, Segment* into) noexcept {
+    PrepareConstant(from, to, 0.0, into);
+    into->shape = Segment::Shape::Stored;
+    into->Refer(&value);
 }
 
-Segment StoredSegment(const ValAny& value, double from, double to) noexcept {
-    Segment segment = SegmentOfShape(Segment::Shape::Stored, from, to);
-    segment.stored = &value;
-    return segment;
+// Where a value can't be read as a number.
+void PrepareUnreadable(const ValAny& value, double from, double to, Segment* into) noexcept {
+    PrepareConstant(from, to, value.Kind(), into);
+    into->shape = Segment::Shape::NotNumeric;
 }
 
 }  // namespace
@@ -104,29 +102,26 @@ void Curve::SetRatio(ValAny& ratio) {
 // Segments
 
 std::unique_ptr<PreparedBlock> PreparedBlock::Make(std::size_t segments) {
-    void* const room = ::operator new (sizeof(PreparedBlock) + segments * sizeof(Segment),
-                                       std::align_val_t{alignof(PreparedBlock)});
+    static_assert(sizeof(PreparedBlock) % alignof(Segment) == 0);
+    const std::size_t inRow = segments + 2;
+    void* const room = ::operator new(sizeof(PreparedBlock) + inRow * sizeof(Segment));
     std::unique_ptr<PreparedBlock> made(::new (room) PreparedBlock);
-    std::uninitialized_default_construct_n(made->Segments(), segments);
+    std::uninitialized_default_construct_n(made->Segments(), inRow);
     return made;
 }
 
-// Where a value can't be read as a number.
-Segment UnreadableSegment(const ValAny& value, double from, double to) {
-    Segment segment = SegmentOfShape(Segment::Shape::NotNumeric, from, to);
-    segment.c[0] = value.Kind();
-    return segment;
-}
-
 // Before the first and after the last keyframe.
-Segment Curve::OuterSegment(const TimeValuePair& keyframe, double from, double to) const {
+void Curve::PrepareOuter(const TimeValuePair& keyframe, double from, double to,
+                         Segment* into) const {
     const ValAny& value = keyframe.PeekValue();
     double number = 0.0;
     if (IsStoredAsItIs(settings.type) || (settings.type == ParameterPoint && IsPointValue(value))) {
-        return StoredSegment(value, from, to);
+        PrepareStored(value, from, to, into);
+    } else if (ReadNumber(value, number)) {
+        PrepareConstant(from, to, number, into);
+    } else {
+        PrepareUnreadable(value, from, to, into);
     }
-    return ReadNumber(value, number) ? ConstantSegment(from, to, number)
-                                     : UnreadableSegment(value, from, to);
 }
 
 const TimeValuePair* Curve::Following(std::size_t block, std::size_t offset) const noexcept {
@@ -137,8 +132,8 @@ const TimeValuePair* Curve::Following(std::size_t block, std::size_t offset) con
     return block + 1 < slots.size() ? &slots[block + 1].block->keyframes.front() : nullptr;
 }
 
-// Prepares the segment that starts at a keyframe. False, changing nothing, where it would
-// take memory that must not be taken.
+// Prepares the segment that starts at a keyframe, and where the one behind it starts. False
+// where it would take memory that must not be taken; the block is of no use then.
 bool Curve::PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& into,
                        bool mayAllocate) const {
     const TimeValuePair& start = slots[block].block->keyframes[offset];
@@ -147,22 +142,22 @@ bool Curve::PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& int
     const double to = end != nullptr ? end->GetTime() : kInfinity;
     SegmentCurve curve{};
     SegmentEnds ends{};
-    Segment segment;
+    Segment* const segment = into.Segments() + offset;
     if (end == nullptr) {
-        segment = OuterSegment(start, from, to);
+        PrepareOuter(start, from, to, segment);
     } else if (IsStoredAsItIs(settings.type)) {
-        segment = StoredSegment(start.PeekValue(), from, to);
+        PrepareStored(start.PeekValue(), from, to, segment);
     } else if (settings.type == ParameterPoint && IsPointValue(start.PeekValue()) &&
                IsPointValue(end->PeekValue())) {
-        segment = PreparePath(from, to, PathControlPoints(start, *end), curve);
+        PreparePath(from, to, PathControlPoints(start, *end), segment, curve);
     } else if (ReadEnds(start, *end, settings.type == ParameterPoint, ends)) {
-        segment = PrepareSegment(ends, curve);
+        PrepareSegment(ends, segment, curve);
     } else {
         double number = 0.0;
         const bool isStart = !ReadNumber(start.PeekValue(), number);
-        segment = UnreadableSegment((isStart ? start : *end).PeekValue(), from, to);
+        PrepareUnreadable((isStart ? start : *end).PeekValue(), from, to, segment);
     }
-    if (segment.HasCurve()) {
+    if (segment->HasCurve()) {
         if (into.curves == nullptr) {
             if (!mayAllocate) {
                 return false;
@@ -170,16 +165,15 @@ bool Curve::PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& int
             into.curves = std::make_unique<SegmentCurve[]>(slots[block].block->times.size());
         }
         into.curves[offset] = curve;
-        segment.curve = &into.curves[offset];
+        segment->Refer(&into.curves[offset]);
     }
-    into.Segments()[offset] = segment;
     return true;
 }
 
 const PreparedBlock& Curve::PreparedOf(std::size_t block) const {
     return slots[block].block->prepared.Get([&] {
         const std::size_t size = slots[block].block->times.size();
-        auto made = PreparedBlock::Make(size + 1);
+        auto made = PreparedBlock::Make(size);
         for (std::size_t i = 0; i < size; ++i) {
             PrepareOne(block, i, *made, true);
         }
@@ -193,8 +187,8 @@ const Segment& Curve::SegmentAt(double t) const {
         return before
             .Get([&] {
                 const TimeValuePair& first = slots.front().block->keyframes.front();
-                auto made = std::make_unique<std::array<Segment, 2>>();
-                made->front() = OuterSegment(first, -kInfinity, first.GetTime());
+                auto made = std::make_unique<std::array<Segment, 3>>();
+                PrepareOuter(first, -kInfinity, first.GetTime(), made->data());
                 return made;
             })
             .front();
@@ -213,14 +207,15 @@ ValAny Curve::Sample(const Segment& segment, double t, bool clampToRange) const 
             RefuseValues(segment);
         case Segment::Shape::Path: {
             const double u = segment.Progress(t);
-            return Pointd{segment.curve->bezier.X(u), segment.curve->bezier.Y(u)};
+            const CubicBezier& path = segment.Curve().bezier;
+            return Pointd{path.X(u), path.Y(u)};
         }
         case Segment::Shape::Stored:
             break;
         default:
             return Finish(SampleSegment(segment, t), clampToRange);
     }
-    const ValAny& value = *segment.stored;
+    const ValAny& value = segment.Stored();
     if (clampToRange && sampling.clamp == Sampling::Clamp::Bool && value.Kind() == ValAny::kBool) {
         const double number = value.AsBool() ? 1.0 : 0.0;
         return number > sampling.max   ? sampling.max > 0.0
@@ -291,7 +286,7 @@ double Curve::SaturatedArea(double from, double to) const {
     const auto smaller = [](double number) { return std::ldexp(number, -kShift); };
     const std::size_t inner = count - 1;
     std::vector<double> times = {TimeOf(0)};
-    std::vector<Segment> segments(inner);
+    SegmentRow segments(inner);
     std::vector<SegmentCurve> curves(inner);
     times.reserve(count);
     for (std::size_t i = 0; i < inner; ++i) {
@@ -305,10 +300,7 @@ double Curve::SaturatedArea(double from, double to) const {
             ends.lx = smaller(ends.lx);
         }
         times.push_back(ends.t1);
-        segments[i] = PrepareSegment(ends, curves[i]);
-        if (segments[i].HasCurve()) {
-            segments[i].curve = &curves[i];
-        }
+        PrepareSegment(ends, &segments[i], curves[i]);
     }
     double first = 0.0;
     double last = 0.0;

@@ -39,8 +39,8 @@ Cycle CycleOf(double sinceFirst, double length) noexcept {
 
 // How fast a path moves at an end of a segment.
 Pointd VelocityAt(const Segment& path, double u) noexcept {
-    const CubicBezier& b = path.curve->bezier;
-    const double dt = path.to - path.from;
+    const CubicBezier& b = path.Curve().bezier;
+    const double dt = path.To() - path.from;
     return {b.SlopeX(u) / dt, ((3.0 * b.ay * u + 2.0 * b.by) * u + b.cy) / dt};
 }
 

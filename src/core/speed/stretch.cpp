@@ -14,19 +14,23 @@ constexpr double kBent = 1e-12;
 
 }  // namespace
 
-PlayedSpeeds::PlayedSpeeds(const SpeedSegment& s) noexcept
-    : segment(PrepareSegment(
-          {s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1}, curve)) {}
+PlayedSpeeds::PlayedSpeeds(const SpeedSegment& s) noexcept {
+    PrepareSegment({s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1},
+                   row.data(), curve);
+}
 
 bool PlayedSpeeds::IsSame(const PlayedSpeeds& other) const noexcept {
     const auto numbers = [](const CubicBezier& b) {
         return std::array<double, 8>{b.ax, b.bx, b.cx, b.dx, b.ay, b.by, b.cy, b.dy};
     };
-    return segment.shape == other.segment.shape &&
-           std::equal(std::begin(segment.c), std::end(segment.c), std::begin(other.segment.c)) &&
-           (segment.shape != Segment::Shape::CubicEasing ||
-            segment.easing == other.segment.easing) &&
-           (!segment.HasCurve() || numbers(curve.bezier) == numbers(other.curve.bezier));
+    const Segment& a = Get();
+    const Segment& b = other.Get();
+    if (a.shape != b.shape || !std::equal(a.c, a.c + 3, b.c)) {
+        return false;
+    }
+    return a.HasCurve() ? numbers(curve.bezier) == numbers(other.curve.bezier)
+           : a.shape == Segment::Shape::CubicEasing ? &a.Easing() == &b.Easing()
+                                                    : a.c[3] == b.c[3];
 }
 
 bool PlayedStretch::IsStill() const noexcept {
