@@ -26,6 +26,7 @@
 #include <core/curve/val_any.h>
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -75,13 +76,6 @@ struct CurveBlock : Counted {
 
     void Reserve(std::size_t needed);
     void ForgetDerived() noexcept;
-    /// Has the times fetched that the first round of a search leaves out, while it waits for
-    /// the others: a tenth of a sample at random among a million keyframes.
-    void Prefetch() const noexcept {
-        for (std::size_t i = 8; i < kMost; i += 16) {
-            __builtin_prefetch(times.data() + i);
-        }
-    }
     /// The last keyframe at or before `t`, which the first one is; NaN belongs to the last.
     std::size_t LastUpTo(double t) const noexcept {
         static_assert(kMost == 64);
@@ -275,6 +269,7 @@ private:
     void UpdateSampling();
     ValAny Sample(const Segment& segment, double t, bool clampToRange) const;
     const PreparedBlock& PreparedOf(std::size_t block) const;
+    const Segment* FindEvenly(std::size_t block, double t) const;
     const TimeValuePair* Following(std::size_t block, std::size_t offset) const noexcept;
     bool PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& into,
                     bool mayAllocate) const;
@@ -298,6 +293,21 @@ private:
 
     // The segment before the first keyframe, where it ends, and one that holds no time.
     Lazy<std::array<Segment, 3>> before;
+    // The segments of each block of a long curve, null until one is asked for, and how many
+    // they are: a search at random waits for memory once, not for a block and then for its
+    // segment.
+    struct BlockSegments {
+        mutable std::atomic<const Segment*> first = nullptr;
+        double count = 0.0;
+    };
+    Lazy<std::vector<BlockSegments>> blockSegments;
+    // Searches since the last edit, until there are as many as blocks: so that no edit costs
+    // O(n / 64). A copy starts anew.
+    struct Searches {
+        Searches() = default;
+        Searches(const Searches&) noexcept {}
+        mutable std::atomic<std::size_t> count = 0;
+    } searches;
     Lazy<AreaIndex> areas;
     Lazy<Curve> asNumbers;  // for areas of a parameter whose samples are no numbers
     Lazy<std::string> digest;

@@ -181,6 +181,48 @@ const PreparedBlock& Curve::PreparedOf(std::size_t block) const {
     });
 }
 
+// The segment that holds `t`, which lies in a block that is not the last one. Null where
+// keyframes lie less evenly than most do, and for a while after each edit.
+const Segment* Curve::FindEvenly(std::size_t block, double t) const {
+    const std::vector<BlockSegments>* all = blockSegments.Peek();
+    if (all == nullptr) {
+        const std::size_t done = searches.count.load(std::memory_order_relaxed);
+        searches.count.store(done + 1, std::memory_order_relaxed);
+        if (done < slots.size()) {
+            return nullptr;
+        }
+        all = &blockSegments.Get([&] {
+            auto made = std::make_unique<std::vector<BlockSegments>>(slots.size());
+            for (std::size_t i = 0; i + 1 < slots.size(); ++i) {
+                (*made)[i].count = static_cast<double>(slots[i + 1].before - slots[i].before);
+            }
+            return made;
+        });
+    }
+    const BlockSegments& row = (*all)[block];
+    const Segment* first = row.first.load(std::memory_order_acquire);
+    if (first == nullptr) {
+        first = PreparedOf(block).Segments();
+        row.first.store(first, std::memory_order_release);
+    }
+    const double part = (t - starts[block]) / (starts[block + 1] - starts[block]);
+    if (!(part <= 1.0)) {
+        return nullptr;  // differences overflow
+    }
+    // At most the one behind the block's own, which starts where the next block does.
+    const Segment* found = first + static_cast<std::size_t>(part * row.count);
+    __builtin_prefetch(found - 1);
+    __builtin_prefetch(found + 2);
+    constexpr int kMostSteps = 4;
+    for (int step = 0; step < kMostSteps; ++step) {
+        if (found->Holds(t)) {
+            return found;
+        }
+        found += t < found->from ? -1 : 1;
+    }
+    return nullptr;
+}
+
 const Segment& Curve::SegmentAt(double t) const {
     const std::size_t behind = UpperBoundByGuess(starts, t);
     if (behind == 0) {
@@ -193,8 +235,14 @@ const Segment& Curve::SegmentAt(double t) const {
             })
             .front();
     }
+    // Fewer are found sooner by a search, as the caches hold them.
+    constexpr std::size_t kManyBlocks = 1'024;
+    if (starts.size() >= kManyBlocks && behind < starts.size()) {
+        if (const Segment* const found = FindEvenly(behind - 1, t)) {
+            return *found;
+        }
+    }
     const CurveBlock& block = *slots[behind - 1].block;
-    block.Prefetch();
     const PreparedBlock* prepared = block.prepared.Peek();
     return (prepared != nullptr ? *prepared : PreparedOf(behind - 1)).Segments()[block.LastUpTo(t)];
 }
