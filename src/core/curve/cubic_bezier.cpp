@@ -2,6 +2,7 @@
 
 #include "core/curve/polynomial.h"
 
+#include <algorithm>
 #include <bit>
 #include <cassert>
 #include <cstdint>
@@ -40,7 +41,7 @@ constexpr int kMostSteps = 2;
 
 // W is this much wider than the tolerance asks, to allow for a rough root. Wider
 // costs a further round more often, narrower fails to prove W more often.
-constexpr double kWidening = 1.25;
+constexpr double kWidening = 1.05;
 
 // The rounds of the bisection from the midpoint u of [lo, hi] on.
 double BisectFrom(const CubicBezier& curve, double x, double lo, double hi, double u,
@@ -110,10 +111,9 @@ double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) 
         if (attempt == kMostSteps) {
             return BisectFrom(curve, x, 0.0, 1.0, 0.5, kMostRounds);
         }
-        const double rough = root > 0.0 ? (root < 1.0 ? root : 1.0) : 0.0;
-        const double inverseSlope = 1.0 / curve.SlopeX(rough);
-        const double d = (curve.X(rough) - x) * inverseSlope;
-        root = rough - d * (1.0 + d * (3.0 * curve.ax * rough + curve.bx) * inverseSlope);
+        const double inverseSlope = 1.0 / curve.SlopeX(root);
+        const double d = (curve.X(root) - x) * inverseSlope;
+        root -= d * (1.0 + d * (3.0 * curve.ax * root + curve.bx) * inverseSlope);
 
         // The ends of the segment bound W: x lies more than the tolerance inside.
         const double reach = kWidening * kTolerance * inverseSlope;
@@ -124,6 +124,7 @@ double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) 
         if (wl < wr && wr > 0.0 && wl < 1.0 && leftIsProven && rightIsProven) {
             break;
         }
+        root = std::clamp(root, 0.0, 1.0);
     }
 
     // The midpoints strictly inside W, counted at the finest level, are before + 1

@@ -193,7 +193,7 @@ public:
     const Segment& SegmentAt(double t) const;
     /// What the parameter's type makes of an interpolated number.
     ValAny Finish(double value, bool clampToRange) const;
-    /// Whether a segment of shape `Cubic` has the samples as they are.
+    /// Whether a numeric segment has the samples as they are.
     bool IsPlainDouble() const noexcept { return sampling.isPlainDouble; }
     // Above the maximum first, then below the minimum: the order counts where a
     // caller has set them the wrong way round.

@@ -49,11 +49,6 @@ Pointd FiniteOrRest(Pointd slope) noexcept {
     return std::isfinite(slope.x) && std::isfinite(slope.y) ? slope : Pointd{};
 }
 
-bool IsNumeric(const Segment& segment) noexcept {
-    return segment.shape != Segment::Shape::Stored && segment.shape != Segment::Shape::Path &&
-           segment.shape != Segment::Shape::NotNumeric;
-}
-
 void ReadEnd(const TimeValuePair& keyframe, Pointd& value) {
     const ValAny& stored = keyframe.PeekValue();
     if (stored.Kind() == ValAny::kPoint) {
@@ -80,12 +75,12 @@ ExtendedCurve::ExtendedCurve(const CurveSnapshot& curve, OutsideRules wanted)
     const Segment& end = all.SegmentAt(std::nextafter(last, first));
     if (start.shape == Segment::Shape::Path) {
         firstSlope = VelocityAt(start, 0.0);
-    } else if (IsNumeric(start)) {
+    } else if (start.IsNumeric()) {
         firstSlope.x = SegmentShape(start).SlopeAt(first, SegmentShape::From::After);
     }
     if (end.shape == Segment::Shape::Path) {
         lastSlope = VelocityAt(end, 1.0);
-    } else if (IsNumeric(end)) {
+    } else if (end.IsNumeric()) {
         lastSlope.x = SegmentShape(end).SlopeAt(last, SegmentShape::From::Before);
     }
     firstSlope = FiniteOrRest(firstSlope);
@@ -128,7 +123,7 @@ ValAny ExtendedCurve::GetValue(double time, bool clampToRange) const {
         return snapshot.GetValue(inside, clampToRange);
     }
     const Segment& segment = curve.SegmentAt(inside);
-    if (IsNumeric(segment)) {
+    if (segment.IsNumeric()) {
         return curve.Finish(SampleSegment(segment, inside) + more.x, clampToRange);
     }
     ValAny value = snapshot.GetValue(inside, clampToRange);

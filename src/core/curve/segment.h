@@ -124,6 +124,9 @@ struct Segment {
     const CubicEasing& Easing() const noexcept { return Referred<CubicEasing>(); }
     const SegmentCurve& Curve() const noexcept { return Referred<SegmentCurve>(); }
     const ValAny& Stored() const noexcept { return Referred<ValAny>(); }
+    bool IsNumeric() const noexcept {
+        return shape != Shape::Stored && shape != Shape::Path && shape != Shape::NotNumeric;
+    }
     bool HasCurve() const noexcept {
         return shape == Shape::TimeValueBezier || shape == Shape::Path;
     }
