@@ -4,8 +4,11 @@
 #include "contests.h"
 #include "yardstick.h"
 
+#include <malloc.h>
+
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -164,10 +167,35 @@ void AddBatches(Suite& suite) {
     }
 }
 
+double AllocatedBytes() {
+    const auto info = mallinfo2();
+    return static_cast<double>(info.uordblks + info.hblkhd);
+}
+
+void AddBytes(Suite& suite) {
+    suite.Section("Memory of a keyframe whose segment has been sampled");
+    constexpr int n = 100'000;
+    constexpr double kKeyframe = sizeof(core::TimeValuePair);
+    for (const auto& [type, goal] : {std::pair(Type::Hermite, 130.0), {Type::Bezier, 220.0}}) {
+        const std::string what = core::FindInterpolation(type)->name;
+        const auto measure = [type = type] {
+            const double before = AllocatedBytes();
+            const std::shared_ptr<core::Parameter> curve = MakeCurve(type, n);
+            for (const double time : KeyTimes(n)) {
+                curve->GetValue(time, false);
+            }
+            return Figures{(AllocatedBytes() - before) / n, kKeyframe};
+        };
+        suite.Compare(ApartRow{Name("bytes a keyframe", what, n), what, n, "bytes", measure,
+                               "TimeValuePair", goal / kKeyframe});
+    }
+}
+
 }  // namespace
 
 void AddSampling(Suite& suite) {
     AddHermiteAndLinear(suite);
+    AddBytes(suite);
     AddBatches(suite);
 
     suite.Section("GetValue: Hold and point paths");

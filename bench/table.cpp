@@ -32,7 +32,7 @@ std::string Text(double figure, const std::string& unit) {
     } else if (unit == "KB") {
         print(kAmounts);
     } else {
-        std::snprintf(text, sizeof text, "%.1f i", figure);
+        std::snprintf(text, sizeof text, "%.1f %s", figure, unit == "bytes" ? "B" : "i");
     }
     return text;
 }

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -157,6 +160,50 @@ TEST(Versions, CopiesStayWhatTheyAreWhoeverIsEdited) {
     for (Copy& copy : copies) {
         EXPECT_EQ(copy.answers, Answers(copy.curve));
         ExpectAsNew(copy.curve, copy.model);
+    }
+}
+
+// A search at random in one as long as this starts from an index of its own.
+TEST(Versions, LongCurvesFindTheKeyframeHoweverTheTimesLie) {
+    Dice dice(3);
+    constexpr double kFar = std::numeric_limits<double>::infinity();
+    const auto jitter = [&dice] { return dice.Between(0.0, 0.9); };
+    const struct {
+        const char* name;
+        std::function<double(int)> timeOf;
+    } laws[] = {
+        {"evenly", [](int i) { return i; }},
+        {"about evenly", [&](int i) { return i + jitter(); }},
+        {"in bunches", [&](int i) { return i / 40 * 1e3 + std::pow(1.7, i % 40) * 1e-6; }},
+        {"ever denser", [](int i) { return -1e6 / (i + 1); }},
+        {"too far apart for differences", [&](int i) { return (i + jitter() - 35e3) * 5.1e303; }},
+    };
+    for (const auto& law : laws) {
+        const testing::ScopedTrace trace(__FILE__, __LINE__, law.name);
+        std::vector<double> times;
+        std::vector<core::TimeValuePair> keyframes;
+        for (int i = 0; i < 70'000; ++i) {
+            times.push_back(law.timeOf(i));
+            keyframes.emplace_back(times.back(), times.back(), KeyframeInterpolationType::Hold);
+        }
+        Parameter curve;
+        curve.AddPoints(keyframes.data(), keyframes.size());
+        for (int round = 0; round < 3; ++round) {
+            ASSERT_EQ(static_cast<int>(times.size()), curve.GetKeyFramesCount());
+            for (int n = 0; n < 4'000; ++n) {
+                const double key = dice.Pick(times);
+                const double t = n % 3 == 0 ? key : std::nextafter(key, n % 3 == 1 ? -kFar : kFar);
+                const auto behind = std::upper_bound(times.begin(), times.end(), t);
+                const double held = behind == times.begin() ? times.front() : behind[-1];
+                ASSERT_EQ(held, curve.GetValue(t, false).AsDouble()) << t;
+            }
+            // Leaves thin blocks, and a place where the index would be wrong.
+            const int first = dice.Below(60'000);
+            for (int i = 0; i < 100; ++i) {
+                ASSERT_TRUE(curve.RemovePoint(first));
+                times.erase(times.begin() + first);
+            }
+        }
     }
 }
 

@@ -143,7 +143,7 @@ Piece ConstantPiece(TimeInterval times, double value) noexcept {
 // A cubic easing's progress and what is eased, as time in seconds and value.
 CubicBezier PlacedEasing(const Segment& s) noexcept {
     const double span = s.SpanInSeconds();
-    CubicBezier scaled = s.easing->Curve();
+    CubicBezier scaled = s.Easing().Curve();
     scaled.ax *= span;
     scaled.bx *= span;
     scaled.cx *= span;
@@ -166,7 +166,7 @@ void AddRunningPieces(Pieces& pieces, const Segment& s, TimeInterval times, doub
     switch (s.shape) {
         case Segment::Shape::TimeValueBezier:
             piece.kind = Piece::Kind::Parametric;
-            piece.curve = s.curve->bezier;
+            piece.curve = s.Curve().bezier;
             pieces.Add(piece);
             break;
         case Segment::Shape::CubicEasing:
@@ -227,7 +227,7 @@ void AddUnitPieces(Pieces& pieces, const Segment& s, TimeInterval times, double 
 // A segment without easing or curve is one piece.
 Piece PolynomialPiece(const Segment& s) noexcept {
     const double* c = s.c;
-    Piece piece{Piece::Kind::Cubic, s.from, s.to, 1.0, s.from, s.to - s.from, {}, {}};
+    Piece piece{Piece::Kind::Cubic, s.from, s.To(), 1.0, s.from, s.To() - s.from, {}, {}};
     switch (s.shape) {
         case Segment::Shape::Constant:
             piece.c = {c[0]};
@@ -261,9 +261,9 @@ Pieces PiecesOf(const Segment& s) noexcept {
         return pieces;
     }
     // No clamp: keyframes of a curve that is played back may stand in no order.
-    const double border = std::min(std::max(kFirstTickCount, s.from), s.to);
+    const double border = std::min(std::max(kFirstTickCount, s.from), s.To());
     AddUnitPieces(pieces, s, {s.from, border}, 1.0);
-    AddUnitPieces(pieces, s, {border, s.to}, kTicksPerSecond);
+    AddUnitPieces(pieces, s, {border, s.To()}, kTicksPerSecond);
     return pieces;
 }
 
@@ -399,9 +399,9 @@ double SegmentArea(const Segment& segment, double from, double to) noexcept {
     }
     if (segment.shape == Segment::Shape::Cubic) {
         const double* c = segment.c;
-        return (segment.to - segment.from) * CubicIntegral({{c[0], c[1], c[2], c[3]}},
-                                                           segment.Progress(from),
-                                                           segment.Progress(to));
+        return (segment.To() - segment.from) * CubicIntegral({{c[0], c[1], c[2], c[3]}},
+                                                             segment.Progress(from),
+                                                             segment.Progress(to));
     }
     const auto areaIn = [from, to](const Piece& piece) {
         const double a = std::max(from, piece.from);
@@ -422,20 +422,20 @@ bool ReadPlaneCurve(const Segment& s, CubicBezier& curve) noexcept {
     if (IsPolynomial(s)) {
         // Over the progress; a line's own parameter is the time.
         const Piece piece = PolynomialPiece(s);
-        const double span = s.to - s.from;
+        const double span = s.To() - s.from;
         const bool isLine = s.shape == Segment::Shape::Line;
         const std::array<double, 4>& c = piece.c;
         curve = {0.0, 0.0, span, s.from, c[3], c[2], c[1], c[0]};
         curve.cy = isLine ? c[1] * span : c[1];
         curve.dy = isLine ? piece.ValueAt(piece.ParameterAt(s.from)) : c[0];
-        return s.from < s.to;
+        return s.from < s.To();
     }
     const bool isEasing = s.shape == Segment::Shape::CubicEasing;
-    if ((!isEasing && s.shape != Segment::Shape::TimeValueBezier) || !(s.from < s.to) ||
-        !(s.to < kFirstTickCount)) {
+    if ((!isEasing && s.shape != Segment::Shape::TimeValueBezier) || !(s.from < s.To()) ||
+        !(s.To() < kFirstTickCount)) {
         return false;
     }
-    curve = isEasing ? PlacedEasing(s) : s.curve->bezier;
+    curve = isEasing ? PlacedEasing(s) : s.Curve().bezier;
     return true;
 }
 

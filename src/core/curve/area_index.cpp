@@ -4,6 +4,7 @@
 #include "core/curve/sorted_times.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -224,9 +225,10 @@ bool AreaIndex::Solve(double start, double area, double ratio, double& time) con
     // A little more tolerant than the search: what it finds has to be found again.
     const auto solveIn = [&](Place p, double from, double to) {
         if (IsBefore(p) || IsAfter(p)) {
-            const Segment outer = ConstantSegment(std::min(from, to), std::max(from, to),
-                                                  IsBefore(p) ? valueBefore : valueAfter);
-            return SolveSegmentArea(outer, from, to, valueSign, 4.0 * tolerance, missing, time);
+            std::array<Segment, 2> outer;
+            PrepareConstant(std::min(from, to), std::max(from, to),
+                            IsBefore(p) ? valueBefore : valueAfter, outer.data());
+            return SolveSegmentArea(outer[0], from, to, valueSign, 4.0 * tolerance, missing, time);
         }
         const Block& block = blocks[p.block];
         if (!SolveSegmentArea(block.segments[static_cast<std::size_t>(p.segment)],

@@ -47,7 +47,13 @@ void BigParameterImpl::AddPoints(std::span<const TimeValuePair> keyframes) {
         order.emplace_back(keyframes[i].GetTime(), i);
     }
     std::sort(order.begin(), order.end());
-    for (const auto& [time, i] : order) {
+    constexpr std::size_t kAhead = 8;
+    for (std::size_t next = 0; next < order.size(); ++next) {
+        const auto& [time, i] = order[next];
+        // A keyframe lies in two cache lines, anywhere.
+        const std::size_t soon = order[std::min(next + kAhead, order.size() - 1)].second;
+        __builtin_prefetch(&keyframes[soon]);
+        __builtin_prefetch(&keyframes[soon].PeekValue() + 1);
         AddPoint(time, keyframes[i].GetValue(), keyframes[i].GetInterpolation());
     }
 }

@@ -2,6 +2,7 @@
 
 #include "core/curve/polynomial.h"
 
+#include <algorithm>
 #include <bit>
 #include <cassert>
 #include <cstdint>
@@ -35,9 +36,12 @@ constexpr double kFinestCount = 1 << kFinestLevel;
 constexpr double kLargestSafeX = 1e7;
 constexpr double kMargin = 1e-7;
 
+// From the table's guess on. A third one proves hardly any W that two do not.
+constexpr int kMostSteps = 2;
+
 // W is this much wider than the tolerance asks, to allow for a rough root. Wider
 // costs a further round more often, narrower fails to prove W more often.
-constexpr double kWidening = 1.25;
+constexpr double kWidening = 1.05;
 
 // The rounds of the bisection from the midpoint u of [lo, hi] on.
 double BisectFrom(const CubicBezier& curve, double x, double lo, double hi, double u,
@@ -65,10 +69,10 @@ BezierTimeSolver::BezierTimeSolver(const CubicBezier& curve, double xEnd) noexce
         !(std::fabs(xEnd) < kLargestSafeX)) {
         return;
     }
-    stepsPerX = kSteps / span;
+    stepsPerX = static_cast<float>(kSteps / span);
     for (int i = 1; i <= kSteps; ++i) {
         const double u = SolveExactly(curve, xEnd, curve.dx + span * i / kSteps);
-        guess[static_cast<std::size_t>(i)] = static_cast<std::uint16_t>(u * kGuessOne);
+        guess[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(std::lround(u * kGuessOne));
     }
 }
 
@@ -89,29 +93,38 @@ double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) 
     if (std::fabs(x - xEnd) < kTolerance) {
         return 1.0;
     }
-    if (!(stepsPerX > 0.0) || !(x > curve.dx) || !(x < xEnd)) {
+    if (!(stepsPerX > 0.0F) || !(x > curve.dx) || !(x < xEnd)) {
         return BisectFrom(curve, x, 0.0, 1.0, 0.5, kMostRounds);
     }
 
-    // The root: linear interpolation of the table, then one step of Chebyshev's
-    // method, d = f/f', u - d (1 + d f''/(2 f')), which converges cubically.
+    // The root: linear interpolation of the table, then a step of Chebyshev's method,
+    // d = f/f', u - d (1 + d f''/(2 f')), which converges cubically; another one where W
+    // can't be proven yet.
     const double position = (x - curve.dx) * stepsPerX;
     const int step = static_cast<int>(position) < kSteps ? static_cast<int>(position) : kSteps - 1;
     const double left = guess[static_cast<std::size_t>(step)];
     const double right = guess[static_cast<std::size_t>(step) + 1];
-    const double rough = (left + (right - left) * (position - step)) * (1.0 / kGuessOne);
-    const double inverseSlope = 1.0 / curve.SlopeX(rough);
-    const double d = (curve.X(rough) - x) * inverseSlope;
-    const double root = rough - d * (1.0 + d * (3.0 * curve.ax * rough + curve.bx) * inverseSlope);
+    double root = (left + (right - left) * (position - step)) * (1.0 / kGuessOne);
+    double wl = 0.0;
+    double wr = 0.0;
+    for (int attempt = 0;; ++attempt) {
+        if (attempt == kMostSteps) {
+            return BisectFrom(curve, x, 0.0, 1.0, 0.5, kMostRounds);
+        }
+        const double inverseSlope = 1.0 / curve.SlopeX(root);
+        const double d = (curve.X(root) - x) * inverseSlope;
+        root -= d * (1.0 + d * (3.0 * curve.ax * root + curve.bx) * inverseSlope);
 
-    // The ends of the segment bound W: x lies more than the tolerance inside.
-    const double reach = kWidening * kTolerance * inverseSlope;
-    const double wl = root - reach;
-    const double wr = root + reach;
-    const bool leftIsProven = wl <= 0.0 || curve.X(wl) < x - (kTolerance + kMargin);
-    const bool rightIsProven = wr >= 1.0 || curve.X(wr) > x + (kTolerance + kMargin);
-    if (!(wl < wr && wr > 0.0 && wl < 1.0 && leftIsProven && rightIsProven)) {
-        return BisectFrom(curve, x, 0.0, 1.0, 0.5, kMostRounds);
+        // The ends of the segment bound W: x lies more than the tolerance inside.
+        const double reach = kWidening * kTolerance * inverseSlope;
+        wl = root - reach;
+        wr = root + reach;
+        const bool leftIsProven = wl <= 0.0 || curve.X(wl) < x - (kTolerance + kMargin);
+        const bool rightIsProven = wr >= 1.0 || curve.X(wr) > x + (kTolerance + kMargin);
+        if (wl < wr && wr > 0.0 && wl < 1.0 && leftIsProven && rightIsProven) {
+            break;
+        }
+        root = std::clamp(root, 0.0, 1.0);
     }
 
     // The midpoints strictly inside W, counted at the finest level, are before + 1

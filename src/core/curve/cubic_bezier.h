@@ -64,14 +64,14 @@ public:
     static double SolveExactly(const CubicBezier& curve, double xEnd, double x) noexcept;
 
 private:
-    static constexpr int kSteps = 16;
+    static constexpr int kSteps = 11;
 
-    // Parameter at X = dx + (xEnd - dx) i / kSteps, as a first guess, in units of
-    // 1 / kGuessOne: small, so that a segment of a long curve is two cache lines.
-    static constexpr double kGuessOne = 65535.0;
-    std::array<std::uint16_t, kSteps + 1> guess{};
     // kSteps / (xEnd - dx), or 0 where only the bisection itself is safe.
-    double stepsPerX = 0.0;
+    float stepsPerX = 0.0F;
+    // Parameter at X = dx + (xEnd - dx) i / kSteps, as a first guess, in units of
+    // 1 / kGuessOne: small, because long curves have many of them.
+    static constexpr double kGuessOne = 255.0;
+    std::array<std::uint8_t, kSteps + 1> guess{};
 };
 
 }  // namespace core

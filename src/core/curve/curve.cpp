@@ -167,6 +167,8 @@ std::size_t Curve::Find(double t) const noexcept {
 
 void Curve::BeginEdit() noexcept {
     before.Reset();
+    blockSegments.Reset();
+    searches.count.store(0, std::memory_order_relaxed);
     areas.Reset();
     asNumbers.Reset();
     digest.Reset();

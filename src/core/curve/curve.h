@@ -26,6 +26,7 @@
 #include <core/curve/val_any.h>
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -36,15 +37,13 @@
 
 namespace core {
 
-/// The segments of a block, one from each keyframe to the next one of the curve, and
-/// behind them one that holds no time. They lie behind the object, in its memory: a sample
-/// at random pays for each pointer that it follows.
-class alignas(Segment) PreparedBlock {
+/// The segments of a block, one from each keyframe to the next one of the curve, behind
+/// them where the last one ends, and one that holds no time. They lie behind the object, in
+/// its memory: a sample at random pays for each pointer that it follows.
+class PreparedBlock {
 public:
     static std::unique_ptr<PreparedBlock> Make(std::size_t segments);
-    static void operator delete(void* room) noexcept {
-        ::operator delete (room, std::align_val_t{alignof(PreparedBlock)});
-    }
+    static void operator delete(void* room) noexcept { ::operator delete(room); }
     Segment* Segments() noexcept { return reinterpret_cast<Segment*>(this + 1); }
     const Segment* Segments() const noexcept { return reinterpret_cast<const Segment*>(this + 1); }
 
@@ -77,13 +76,6 @@ struct CurveBlock : Counted {
 
     void Reserve(std::size_t needed);
     void ForgetDerived() noexcept;
-    /// Has the times fetched that the first round of a search leaves out, while it waits for
-    /// the others: a tenth of a sample at random among a million keyframes.
-    void Prefetch() const noexcept {
-        for (std::size_t i = 8; i < kMost; i += 16) {
-            __builtin_prefetch(times.data() + i);
-        }
-    }
     /// The last keyframe at or before `t`, which the first one is; NaN belongs to the last.
     std::size_t LastUpTo(double t) const noexcept {
         static_assert(kMost == 64);
@@ -201,7 +193,7 @@ public:
     const Segment& SegmentAt(double t) const;
     /// What the parameter's type makes of an interpolated number.
     ValAny Finish(double value, bool clampToRange) const;
-    /// Whether a segment of shape `Cubic` has the samples as they are.
+    /// Whether a numeric segment has the samples as they are.
     bool IsPlainDouble() const noexcept { return sampling.isPlainDouble; }
     // Above the maximum first, then below the minimum: the order counts where a
     // caller has set them the wrong way round.
@@ -277,10 +269,11 @@ private:
     void UpdateSampling();
     ValAny Sample(const Segment& segment, double t, bool clampToRange) const;
     const PreparedBlock& PreparedOf(std::size_t block) const;
+    const Segment* FindEvenly(std::size_t block, double t) const;
     const TimeValuePair* Following(std::size_t block, std::size_t offset) const noexcept;
     bool PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& into,
                     bool mayAllocate) const;
-    Segment OuterSegment(const TimeValuePair& keyframe, double from, double to) const;
+    void PrepareOuter(const TimeValuePair& keyframe, double from, double to, Segment* into) const;
     const AreaIndex& Areas() const;
     // Where sums overflow on the way: the area, or the largest double. O(n).
     double SaturatedArea(double from, double to) const;
@@ -298,8 +291,23 @@ private:
     std::vector<double> starts;  // the first time of each block
     std::vector<Slot> slots;
 
-    // The segment before the first keyframe, and one that holds no time.
-    Lazy<std::array<Segment, 2>> before;
+    // The segment before the first keyframe, where it ends, and one that holds no time.
+    Lazy<std::array<Segment, 3>> before;
+    // The segments of each block of a long curve, null until one is asked for, and how many
+    // they are: a search at random waits for memory once, not for a block and then for its
+    // segment.
+    struct BlockSegments {
+        mutable std::atomic<const Segment*> first = nullptr;
+        double count = 0.0;
+    };
+    Lazy<std::vector<BlockSegments>> blockSegments;
+    // Searches since the last edit, until there are as many as blocks: so that no edit costs
+    // O(n / 64). A copy starts anew.
+    struct Searches {
+        Searches() = default;
+        Searches(const Searches&) noexcept {}
+        mutable std::atomic<std::size_t> count = 0;
+    } searches;
     Lazy<AreaIndex> areas;
     Lazy<Curve> asNumbers;  // for areas of a parameter whose samples are no numbers
     Lazy<std::string> digest;

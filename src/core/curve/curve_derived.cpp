@@ -26,18 +26,16 @@ bool IsStoredAsItIs(ParameterTypeEnum type) noexcept {
     return type == ParameterBool || type == ParameterString;
 }
 
-Segment SegmentOfShape(Segment::Shape shape, double from, double to) noexcept {
-    Segment segment;
-    segment.from = from;
-    segment.to = to;
-    segment.shape = shape;
-    return segment;
+void PrepareStored(const ValAny& value, double from, double to, Segment* into) noexcept {
+    PrepareConstant(from, to, 0.0, into);
+    into->shape = Segment::Shape::Stored;
+    into->Refer(&value);
 }
 
-Segment StoredSegment(const ValAny& value, double from, double to) noexcept {
-    Segment segment = SegmentOfShape(Segment::Shape::Stored, from, to);
-    segment.stored = &value;
-    return segment;
+// Where a value can't be read as a number.
+void PrepareUnreadable(const ValAny& value, double from, double to, Segment* into) noexcept {
+    PrepareConstant(from, to, value.Kind(), into);
+    into->shape = Segment::Shape::NotNumeric;
 }
 
 }  // namespace
@@ -104,29 +102,26 @@ void Curve::SetRatio(ValAny& ratio) {
 // Segments
 
 std::unique_ptr<PreparedBlock> PreparedBlock::Make(std::size_t segments) {
-    void* const room = ::operator new (sizeof(PreparedBlock) + segments * sizeof(Segment),
-                                       std::align_val_t{alignof(PreparedBlock)});
+    static_assert(sizeof(PreparedBlock) % alignof(Segment) == 0);
+    const std::size_t inRow = segments + 2;
+    void* const room = ::operator new(sizeof(PreparedBlock) + inRow * sizeof(Segment));
     std::unique_ptr<PreparedBlock> made(::new (room) PreparedBlock);
-    std::uninitialized_default_construct_n(made->Segments(), segments);
+    std::uninitialized_default_construct_n(made->Segments(), inRow);
     return made;
 }
 
-// Where a value can't be read as a number.
-Segment UnreadableSegment(const ValAny& value, double from, double to) {
-    Segment segment = SegmentOfShape(Segment::Shape::NotNumeric, from, to);
-    segment.c[0] = value.Kind();
-    return segment;
-}
-
 // Before the first and after the last keyframe.
-Segment Curve::OuterSegment(const TimeValuePair& keyframe, double from, double to) const {
+void Curve::PrepareOuter(const TimeValuePair& keyframe, double from, double to,
+                         Segment* into) const {
     const ValAny& value = keyframe.PeekValue();
     double number = 0.0;
     if (IsStoredAsItIs(settings.type) || (settings.type == ParameterPoint && IsPointValue(value))) {
-        return StoredSegment(value, from, to);
+        PrepareStored(value, from, to, into);
+    } else if (ReadNumber(value, number)) {
+        PrepareConstant(from, to, number, into);
+    } else {
+        PrepareUnreadable(value, from, to, into);
     }
-    return ReadNumber(value, number) ? ConstantSegment(from, to, number)
-                                     : UnreadableSegment(value, from, to);
 }
 
 const TimeValuePair* Curve::Following(std::size_t block, std::size_t offset) const noexcept {
@@ -137,8 +132,8 @@ const TimeValuePair* Curve::Following(std::size_t block, std::size_t offset) con
     return block + 1 < slots.size() ? &slots[block + 1].block->keyframes.front() : nullptr;
 }
 
-// Prepares the segment that starts at a keyframe. False, changing nothing, where it would
-// take memory that must not be taken.
+// Prepares the segment that starts at a keyframe, and where the one behind it starts. False
+// where it would take memory that must not be taken; the block is of no use then.
 bool Curve::PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& into,
                        bool mayAllocate) const {
     const TimeValuePair& start = slots[block].block->keyframes[offset];
@@ -147,22 +142,22 @@ bool Curve::PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& int
     const double to = end != nullptr ? end->GetTime() : kInfinity;
     SegmentCurve curve{};
     SegmentEnds ends{};
-    Segment segment;
+    Segment* const segment = into.Segments() + offset;
     if (end == nullptr) {
-        segment = OuterSegment(start, from, to);
+        PrepareOuter(start, from, to, segment);
     } else if (IsStoredAsItIs(settings.type)) {
-        segment = StoredSegment(start.PeekValue(), from, to);
+        PrepareStored(start.PeekValue(), from, to, segment);
     } else if (settings.type == ParameterPoint && IsPointValue(start.PeekValue()) &&
                IsPointValue(end->PeekValue())) {
-        segment = PreparePath(from, to, PathControlPoints(start, *end), curve);
+        PreparePath(from, to, PathControlPoints(start, *end), segment, curve);
     } else if (ReadEnds(start, *end, settings.type == ParameterPoint, ends)) {
-        segment = PrepareSegment(ends, curve);
+        PrepareSegment(ends, segment, curve);
     } else {
         double number = 0.0;
         const bool isStart = !ReadNumber(start.PeekValue(), number);
-        segment = UnreadableSegment((isStart ? start : *end).PeekValue(), from, to);
+        PrepareUnreadable((isStart ? start : *end).PeekValue(), from, to, segment);
     }
-    if (segment.HasCurve()) {
+    if (segment->HasCurve()) {
         if (into.curves == nullptr) {
             if (!mayAllocate) {
                 return false;
@@ -170,21 +165,62 @@ bool Curve::PrepareOne(std::size_t block, std::size_t offset, PreparedBlock& int
             into.curves = std::make_unique<SegmentCurve[]>(slots[block].block->times.size());
         }
         into.curves[offset] = curve;
-        segment.curve = &into.curves[offset];
+        segment->Refer(&into.curves[offset]);
     }
-    into.Segments()[offset] = segment;
     return true;
 }
 
 const PreparedBlock& Curve::PreparedOf(std::size_t block) const {
     return slots[block].block->prepared.Get([&] {
         const std::size_t size = slots[block].block->times.size();
-        auto made = PreparedBlock::Make(size + 1);
+        auto made = PreparedBlock::Make(size);
         for (std::size_t i = 0; i < size; ++i) {
             PrepareOne(block, i, *made, true);
         }
         return made;
     });
+}
+
+// The segment that holds `t`, which lies in a block that is not the last one. Null where
+// keyframes lie less evenly than most do, and for a while after each edit.
+const Segment* Curve::FindEvenly(std::size_t block, double t) const {
+    const std::vector<BlockSegments>* all = blockSegments.Peek();
+    if (all == nullptr) {
+        const std::size_t done = searches.count.load(std::memory_order_relaxed);
+        searches.count.store(done + 1, std::memory_order_relaxed);
+        if (done < slots.size()) {
+            return nullptr;
+        }
+        all = &blockSegments.Get([&] {
+            auto made = std::make_unique<std::vector<BlockSegments>>(slots.size());
+            for (std::size_t i = 0; i + 1 < slots.size(); ++i) {
+                (*made)[i].count = static_cast<double>(slots[i + 1].before - slots[i].before);
+            }
+            return made;
+        });
+    }
+    const BlockSegments& row = (*all)[block];
+    const Segment* first = row.first.load(std::memory_order_acquire);
+    if (first == nullptr) {
+        first = PreparedOf(block).Segments();
+        row.first.store(first, std::memory_order_release);
+    }
+    const double part = (t - starts[block]) / (starts[block + 1] - starts[block]);
+    if (!(part <= 1.0)) {
+        return nullptr;  // differences overflow
+    }
+    // At most the one behind the block's own, which starts where the next block does.
+    const Segment* found = first + static_cast<std::size_t>(part * row.count);
+    __builtin_prefetch(found - 1);
+    __builtin_prefetch(found + 2);
+    constexpr int kMostSteps = 4;
+    for (int step = 0; step < kMostSteps; ++step) {
+        if (found->Holds(t)) {
+            return found;
+        }
+        found += t < found->from ? -1 : 1;
+    }
+    return nullptr;
 }
 
 const Segment& Curve::SegmentAt(double t) const {
@@ -193,14 +229,20 @@ const Segment& Curve::SegmentAt(double t) const {
         return before
             .Get([&] {
                 const TimeValuePair& first = slots.front().block->keyframes.front();
-                auto made = std::make_unique<std::array<Segment, 2>>();
-                made->front() = OuterSegment(first, -kInfinity, first.GetTime());
+                auto made = std::make_unique<std::array<Segment, 3>>();
+                PrepareOuter(first, -kInfinity, first.GetTime(), made->data());
                 return made;
             })
             .front();
     }
+    // Fewer are found sooner by a search, as the caches hold them.
+    constexpr std::size_t kManyBlocks = 1'024;
+    if (starts.size() >= kManyBlocks && behind < starts.size()) {
+        if (const Segment* const found = FindEvenly(behind - 1, t)) {
+            return *found;
+        }
+    }
     const CurveBlock& block = *slots[behind - 1].block;
-    block.Prefetch();
     const PreparedBlock* prepared = block.prepared.Peek();
     return (prepared != nullptr ? *prepared : PreparedOf(behind - 1)).Segments()[block.LastUpTo(t)];
 }
@@ -213,14 +255,15 @@ ValAny Curve::Sample(const Segment& segment, double t, bool clampToRange) const 
             RefuseValues(segment);
         case Segment::Shape::Path: {
             const double u = segment.Progress(t);
-            return Pointd{segment.curve->bezier.X(u), segment.curve->bezier.Y(u)};
+            const CubicBezier& path = segment.Curve().bezier;
+            return Pointd{path.X(u), path.Y(u)};
         }
         case Segment::Shape::Stored:
             break;
         default:
             return Finish(SampleSegment(segment, t), clampToRange);
     }
-    const ValAny& value = *segment.stored;
+    const ValAny& value = segment.Stored();
     if (clampToRange && sampling.clamp == Sampling::Clamp::Bool && value.Kind() == ValAny::kBool) {
         const double number = value.AsBool() ? 1.0 : 0.0;
         return number > sampling.max   ? sampling.max > 0.0
@@ -291,7 +334,7 @@ double Curve::SaturatedArea(double from, double to) const {
     const auto smaller = [](double number) { return std::ldexp(number, -kShift); };
     const std::size_t inner = count - 1;
     std::vector<double> times = {TimeOf(0)};
-    std::vector<Segment> segments(inner);
+    SegmentRow segments(inner);
     std::vector<SegmentCurve> curves(inner);
     times.reserve(count);
     for (std::size_t i = 0; i < inner; ++i) {
@@ -305,10 +348,7 @@ double Curve::SaturatedArea(double from, double to) const {
             ends.lx = smaller(ends.lx);
         }
         times.push_back(ends.t1);
-        segments[i] = PrepareSegment(ends, curves[i]);
-        if (segments[i].HasCurve()) {
-            segments[i].curve = &curves[i];
-        }
+        PrepareSegment(ends, &segments[i], curves[i]);
     }
     double first = 0.0;
     double last = 0.0;

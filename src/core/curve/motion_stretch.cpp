@@ -53,23 +53,23 @@ Dimension::Dimension(const MotionDimension& source, std::span<const double> unio
     for (const TimeValuePair& keyframe : keyframes) {
         times.push_back(unionTimes[UpperBound(unionTimes, keyframe.GetTime()) - 1]);
     }
-    const auto constantOf = [this](std::size_t i) {
+    segments = SegmentRow(count + 1);
+    const auto putConstant = [this](std::size_t i, std::size_t place) {
         double number = 0.0;
         ReadNumber(keyframes[i].PeekValue(), number);
-        return ConstantSegment(times[i], times[i], number);
+        PrepareConstant(times[i], times[i], number, &segments[place]);
     };
-    segments.resize(count + 1);
     curves = std::make_unique<SegmentCurve[]>(count + 1);
     for (std::size_t i = 1; i < count; ++i) {
         SegmentEnds ends{};
         ReadEnds(keyframes[i - 1], keyframes[i], false, ends);
         ends.t0 = times[i - 1];
         ends.t1 = times[i];
-        segments[i] = PrepareSegment(ends, curves[i]);
+        PrepareSegment(ends, &segments[i], curves[i]);
     }
     if (count > 0) {
-        segments.front() = constantOf(0);
-        segments.back() = constantOf(count - 1);
+        putConstant(0, 0);
+        putConstant(count - 1, count);
         lastType = keyframes[count - 1].GetInterpolation();
     }
 }
@@ -125,10 +125,10 @@ bool Stretch::IsConstant() const noexcept {
             const CubicBezier& b = ShownCurve().bezier;
             return b.ay == 0.0 && b.by == 0.0 && b.cy == 0.0;
         }
-        case Shape::Line:
-            return s.c[1] == 0.0;
-        default:
+        case Shape::Cubic:
             return s.c[1] == 0.0 && s.c[2] == 0.0 && s.c[3] == 0.0;
+        default:
+            return s.c[1] == 0.0;
     }
 }
 
@@ -146,10 +146,10 @@ double Stretch::RawAt(double t) const noexcept {
     switch (s.shape) {
         case Shape::TimeValueBezier: {
             const SegmentCurve& c = ShownCurve();
-            return c.bezier.Y(BezierTimeSolver::SolveExactly(c.bezier, c.xEnd, seconds));
+            return c.bezier.Y(BezierTimeSolver::SolveExactly(c.bezier, s.EndInSeconds(), seconds));
         }
         case Shape::CubicEasing: {
-            const CubicBezier easing = s.easing->Curve();
+            const CubicBezier easing = s.Easing().Curve();
             return s.c[0] + s.c[1] * easing.Y(BezierTimeSolver::SolveExactly(easing, 1.0, p));
         }
         case Shape::Elastic:

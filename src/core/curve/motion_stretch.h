@@ -44,7 +44,7 @@ private:
     std::span<const TimeValuePair> keyframes;
     std::vector<double> times;
     // Before, between and behind the keyframes.
-    std::vector<Segment> segments;
+    SegmentRow segments;
     std::unique_ptr<SegmentCurve[]> curves;
     double ratio;
     bool isInteger;
@@ -73,7 +73,7 @@ private:
     using Shape = Segment::Shape;
 
     const Segment& Shown() const noexcept { return dimension->segments[segment]; }
-    const SegmentCurve& ShownCurve() const noexcept { return *Shown().curve; }
+    const SegmentCurve& ShownCurve() const noexcept { return Shown().Curve(); }
     bool IsFitted() const noexcept;
     double RawAt(double t) const noexcept;
     void SetTolerances() noexcept;

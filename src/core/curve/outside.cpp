@@ -39,19 +39,14 @@ Cycle CycleOf(double sinceFirst, double length) noexcept {
 
 // How fast a path moves at an end of a segment.
 Pointd VelocityAt(const Segment& path, double u) noexcept {
-    const CubicBezier& b = path.curve->bezier;
-    const double dt = path.to - path.from;
+    const CubicBezier& b = path.Curve().bezier;
+    const double dt = path.To() - path.from;
     return {b.SlopeX(u) / dt, ((3.0 * b.ay * u + 2.0 * b.by) * u + b.cy) / dt};
 }
 
 // An upright tangent leads nowhere.
 Pointd FiniteOrRest(Pointd slope) noexcept {
     return std::isfinite(slope.x) && std::isfinite(slope.y) ? slope : Pointd{};
-}
-
-bool IsNumeric(const Segment& segment) noexcept {
-    return segment.shape != Segment::Shape::Stored && segment.shape != Segment::Shape::Path &&
-           segment.shape != Segment::Shape::NotNumeric;
 }
 
 void ReadEnd(const TimeValuePair& keyframe, Pointd& value) {
@@ -80,12 +75,12 @@ ExtendedCurve::ExtendedCurve(const CurveSnapshot& curve, OutsideRules wanted)
     const Segment& end = all.SegmentAt(std::nextafter(last, first));
     if (start.shape == Segment::Shape::Path) {
         firstSlope = VelocityAt(start, 0.0);
-    } else if (IsNumeric(start)) {
+    } else if (start.IsNumeric()) {
         firstSlope.x = SegmentShape(start).SlopeAt(first, SegmentShape::From::After);
     }
     if (end.shape == Segment::Shape::Path) {
         lastSlope = VelocityAt(end, 1.0);
-    } else if (IsNumeric(end)) {
+    } else if (end.IsNumeric()) {
         lastSlope.x = SegmentShape(end).SlopeAt(last, SegmentShape::From::Before);
     }
     firstSlope = FiniteOrRest(firstSlope);
@@ -128,7 +123,7 @@ ValAny ExtendedCurve::GetValue(double time, bool clampToRange) const {
         return snapshot.GetValue(inside, clampToRange);
     }
     const Segment& segment = curve.SegmentAt(inside);
-    if (IsNumeric(segment)) {
+    if (segment.IsNumeric()) {
         return curve.Finish(SampleSegment(segment, inside) + more.x, clampToRange);
     }
     ValAny value = snapshot.GetValue(inside, clampToRange);

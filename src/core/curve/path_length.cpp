@@ -115,7 +115,7 @@ const CubicBezier& PathOf(const Segment& segment) {
     if (segment.shape != Segment::Shape::Path) {
         throw AnyKindMismatch(ValAny::kDouble, ValAny::kPoint);
     }
-    return segment.curve->bezier;
+    return segment.Curve().bezier;
 }
 
 const Curve& PathOf(const CurveSnapshot& snapshot) {
@@ -328,7 +328,7 @@ bool FindTimeAtDistance(const CurveSnapshot& snapshot, double from, double dista
                      return true;
                  }
                  const double u = missing >= 0.0 ? 1.0 : way.ParameterAt(start + left);
-                 reached = segment.from + (segment.to - segment.from) * u;
+                 reached = segment.from + (segment.To() - segment.from) * u;
                  isFound = true;
                  return false;
              });

@@ -19,17 +19,15 @@ namespace {
 // Offsets this small are rounding; see `BezierAnchors`.
 constexpr double kNoOffset = kNegligible;
 
-Segment SegmentOf(Segment::Shape shape, const SegmentEnds& e, double c0, double c1 = 0.0,
-                  double c2 = 0.0, double c3 = 0.0) noexcept {
-    Segment s;
-    s.from = e.t0;
-    s.to = e.t1;
-    s.c[0] = c0;
-    s.c[1] = c1;
-    s.c[2] = c2;
-    s.c[3] = c3;
-    s.shape = shape;
-    return s;
+void Put(Segment* into, Segment::Shape shape, double from, double to, double c0, double c1 = 0.0,
+         double c2 = 0.0, double c3 = 0.0) noexcept {
+    into->from = from;
+    into->c[0] = c0;
+    into->c[1] = c1;
+    into->c[2] = c2;
+    into->c[3] = c3;
+    into->shape = shape;
+    into[1].from = to;
 }
 
 // The start is replaced by (t1 - 1, y1 - d1) with slope d1, which leaves the line
@@ -37,9 +35,9 @@ Segment SegmentOf(Segment::Shape shape, const SegmentEnds& e, double c0, double 
 // duration of the whole segment, and stored projects show it.
 // It is a line to the last digit: far from t1 a cubic term left over from rounding
 // would be cubed up.
-Segment ExtrapolatedSegment(const SegmentEnds& e) noexcept {
+void PrepareExtrapolated(const SegmentEnds& e, Segment* into) noexcept {
     const double d1 = (e.t1 - e.t0) * e.lx;
-    return SegmentOf(Segment::Shape::Line, e, e.y1, d1, e.t1);
+    Put(into, Segment::Shape::Line, e.t0, e.t1, e.y1, d1, e.t1);
 }
 
 // Hermite form on [t0, t1]:
@@ -48,20 +46,17 @@ Segment ExtrapolatedSegment(const SegmentEnds& e) noexcept {
 //
 // For an end of type 26 the end is replaced by (t0 + 1, y0 + d0) with slope d0,
 // which leaves the line through the start, d0 per time unit.
-Segment HermiteSegment(const SegmentEnds& e) noexcept {
+void PrepareHermite(const SegmentEnds& e, Segment* into) noexcept {
     const double dt = e.t1 - e.t0;
     const double d0 = dt * e.rx;
     if (e.type1 == KeyframeInterpolationType::Extrapolate) {
-        return SegmentOf(Segment::Shape::Line, e, e.y0, d0, e.t0);
+        Put(into, Segment::Shape::Line, e.t0, e.t1, e.y0, d0, e.t0);
+        return;
     }
     const double d1 = dt * e.lx;
     const double dv = e.y1 - e.y0;
-    return SegmentOf(Segment::Shape::Cubic, e, e.y0, d0, 3.0 * dv - 2.0 * d0 - d1,
-                     d0 - 2.0 * dv + d1);
-}
-
-Segment ValueBezierSegment(const SegmentEnds& e) noexcept {
-    return SegmentOf(Segment::Shape::ValueBezier, e, e.y0, e.rx, e.lx, e.y1);
+    Put(into, Segment::Shape::Cubic, e.t0, e.t1, e.y0, d0, 3.0 * dv - 2.0 * d0 - d1,
+        d0 - 2.0 * dv + d1);
 }
 
 // What a slope adds over an offset in time. Kept on purpose: where the offset
@@ -70,26 +65,23 @@ double Rise(double offset, double slope) noexcept {
     return offset > -kNoOffset && offset < kNoOffset ? slope : offset * slope;
 }
 
-Segment TimeValueBezierSegment(const SegmentEnds& e, SegmentCurve& curve) noexcept {
+void PrepareTimeValueBezier(const SegmentEnds& e, Segment* into, SegmentCurve& curve) noexcept {
     const PathControls p = TimeValueControls(e);
     curve.bezier = CubicBezier::FromControlPoints(p[0], p[1], p[2], p[3]);
-    curve.xEnd = p[3].x;
-    curve.solver = BezierTimeSolver(curve.bezier, curve.xEnd);
-
-    Segment s = SegmentOf(Segment::Shape::TimeValueBezier, e, e.y0, e.y1 - e.y0);
-    s.curve = &curve;
-    return s;
+    curve.solver = BezierTimeSolver(curve.bezier, p[3].x);
+    Put(into, Segment::Shape::TimeValueBezier, e.t0, e.t1, e.y0, e.y1 - e.y0);
+    into->Refer(&curve);
 }
 
-Segment EaseSegment(const SegmentEnds& e) noexcept {
-    Segment s = SegmentOf(Segment::Shape::CubicEasing, e, e.y0, e.y1 - e.y0);
-    s.easing = FindCubicEasing(e.type0);
-    if (s.easing != nullptr) {
-        return s;
-    }
-    s.shape = e.type0 == KeyframeInterpolationType::EaseOutElastic ? Segment::Shape::Elastic
-                                                                   : Segment::Shape::Bounce;
-    return s;
+void PrepareEase(const SegmentEnds& e, Segment* into) noexcept {
+    const CubicEasing* const easing = FindCubicEasing(e.type0);
+    const bool isElastic = e.type0 == KeyframeInterpolationType::EaseOutElastic;
+    Put(into,
+        easing != nullptr ? Segment::Shape::CubicEasing
+        : isElastic       ? Segment::Shape::Elastic
+                          : Segment::Shape::Bounce,
+        e.t0, e.t1, e.y0, e.y1 - e.y0);
+    into->Refer(easing);
 }
 
 }  // namespace
@@ -114,7 +106,7 @@ bool ReadEnds(const TimeValuePair& start, const TimeValuePair& end, bool isPoint
 }
 
 const Segment* Segment::Nowhere() noexcept {
-    static constexpr std::array<Segment, 2> kNowhere = {};
+    static constexpr std::array<Segment, 3> kNowhere = {};
     return kNowhere.data();
 }
 
@@ -130,30 +122,25 @@ void RefuseValues(const Segment& segment) {
         ValAny::kDouble);
 }
 
-Segment ConstantSegment(double from, double to, double value) noexcept {
-    Segment s;
-    s.from = from;
-    s.to = to;
-    s.c[0] = value;
-    return s;
+void PrepareConstant(double from, double to, double value, Segment* into) noexcept {
+    Put(into, Segment::Shape::Constant, from, to, value);
 }
 
-Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept {
-    switch (RuleOf(ends.type0, ends.type1)) {
+void PrepareSegment(const SegmentEnds& e, Segment* into, SegmentCurve& curve) noexcept {
+    switch (RuleOf(e.type0, e.type1)) {
         case SegmentRule::Ease:
-            return EaseSegment(ends);
+            return PrepareEase(e, into);
         case SegmentRule::Extrapolate:
-            return ExtrapolatedSegment(ends);
+            return PrepareExtrapolated(e, into);
         case SegmentRule::Hold:
-            return ConstantSegment(ends.t0, ends.t1, ends.y0);
+            return PrepareConstant(e.t0, e.t1, e.y0, into);
         case SegmentRule::ValueBezier:
-            return ValueBezierSegment(ends);
+            return Put(into, Segment::Shape::ValueBezier, e.t0, e.t1, e.y0, e.rx, e.lx, e.y1);
         case SegmentRule::TimeValueBezier:
-            return TimeValueBezierSegment(ends, curve);
+            return PrepareTimeValueBezier(e, into, curve);
         case SegmentRule::Hermite:
-            break;
+            return PrepareHermite(e, into);
     }
-    return HermiteSegment(ends);
 }
 
 // The second control point, too, is measured from the start of the segment.
@@ -193,16 +180,11 @@ PathControls PathControlPoints(const TimeValuePair& start, const TimeValuePair& 
     return points;
 }
 
-Segment PreparePath(double t0, double t1, const PathControls& points,
-                    SegmentCurve& curve) noexcept {
+void PreparePath(double t0, double t1, const PathControls& points, Segment* into,
+                 SegmentCurve& curve) noexcept {
     curve.bezier = CubicBezier::FromControlPoints(points[0], points[1], points[2], points[3]);
-
-    Segment s;
-    s.from = t0;
-    s.to = t1;
-    s.curve = &curve;
-    s.shape = Segment::Shape::Path;
-    return s;
+    Put(into, Segment::Shape::Path, t0, t1, 0.0);
+    into->Refer(&curve);
 }
 
 double SampleSegment(const Segment& segment, double t) noexcept {
@@ -226,11 +208,13 @@ double SampleSegment(const Segment& segment, double t) noexcept {
             return s * s * s * c[0] + 3.0 * u * s * s * c[1] + 3.0 * u * u * s * c[2] +
                    u * u * u * c[3];
         }
-        case Segment::Shape::TimeValueBezier:
-            return segment.curve->bezier.Y(segment.curve->solver.Solve(
-                segment.curve->bezier, segment.curve->xEnd, InSeconds(t)));
+        case Segment::Shape::TimeValueBezier: {
+            const SegmentCurve& curve = segment.Curve();
+            return curve.bezier.Y(
+                curve.solver.Solve(curve.bezier, segment.EndInSeconds(), InSeconds(t)));
+        }
         case Segment::Shape::CubicEasing:
-            return c[0] + c[1] * segment.easing->At(segment.EasedProgress(t));
+            return c[0] + c[1] * segment.Easing().At(segment.EasedProgress(t));
         case Segment::Shape::Elastic:
             return c[0] + c[1] * EaseOutElastic(segment.EasedProgress(t));
         case Segment::Shape::Bounce:

@@ -14,8 +14,12 @@
 #include <core/curve/val_any.h>
 
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
+#include <vector>
 
 namespace core {
 
@@ -72,18 +76,19 @@ bool ReadEnds(const TimeValuePair& start, const TimeValuePair& end, bool isPoint
               SegmentEnds& ends);
 
 /// The part of a `TimeValueBezier` or `Path` segment that other shapes lack.
-struct alignas(64) SegmentCurve {
+struct SegmentCurve {
     CubicBezier bezier;
-    double xEnd;
     BezierTimeSolver solver;
 };
-static_assert(sizeof(SegmentCurve) == 128);
+static_assert(sizeof(SegmentCurve) == 80);
 
 /// A segment ready for sampling. What depends on the keyframes alone is in it.
 ///
-/// One cache line, because a curve of many keyframes is sampled at random times;
-/// the coefficients of the two Bezier shapes are kept apart, in `SegmentCurve`.
-struct alignas(64) Segment {
+/// Segments lie in rows, and each one ends where the next one starts: a curve of many
+/// keyframes keeps one for each of them. So none is copied, and one alone is a row of two,
+/// the second of which is where the first one ends. The coefficients of the two Bezier
+/// shapes are kept apart, in `SegmentCurve`.
+struct Segment {
     enum class Shape : std::uint8_t {
         Constant,         ///< c[0]
         Line,             ///< c[0] + c[1] (t - c[2]); t may lie far outside
@@ -98,25 +103,34 @@ struct alignas(64) Segment {
         NotNumeric,       ///< a value of kind c[0] can't be read as the shape needs it
     };
 
-    /// Holds every time t with from <= t < to; none before it is prepared.
-    double from = std::numeric_limits<double>::infinity();
-    double to = -std::numeric_limits<double>::infinity();
-    double c[4] = {};
-    union {
-        const void* nothing = nullptr;
-        const CubicEasing* easing;  ///< CubicEasing
-        const SegmentCurve* curve;  ///< TimeValueBezier, Path
-        const ValAny* stored;       ///< Stored
-    };
+    double from = -std::numeric_limits<double>::infinity();
+    double c[4] = {};  ///< c[3] is what `Refer` puts there, where the shape has a reference
     Shape shape = Shape::Constant;
 
-    bool Holds(double t) const noexcept { return from <= t && t < to; }
-    /// A segment that holds no time, with another one behind it.
+    Segment() = default;
+    Segment(const Segment&) = delete;
+    Segment& operator=(const Segment&) = delete;
+
+    double To() const noexcept { return this[1].from; }
+    /// Holds every time t with from <= t < To(); none before it is prepared.
+    bool Holds(double t) const noexcept { return from <= t && t < To(); }
+    /// A row of two segments that hold no time.
     static const Segment* Nowhere() noexcept;
+
+    template <class T>
+    void Refer(const T* object) noexcept {
+        c[3] = std::bit_cast<double>(object);
+    }
+    const CubicEasing& Easing() const noexcept { return Referred<CubicEasing>(); }
+    const SegmentCurve& Curve() const noexcept { return Referred<SegmentCurve>(); }
+    const ValAny& Stored() const noexcept { return Referred<ValAny>(); }
+    bool IsNumeric() const noexcept {
+        return shape != Shape::Stored && shape != Shape::Path && shape != Shape::NotNumeric;
+    }
     bool HasCurve() const noexcept {
         return shape == Shape::TimeValueBezier || shape == Shape::Path;
     }
-    double Progress(double t) const noexcept { return (t - from) / (to - from); }
+    double Progress(double t) const noexcept { return (t - from) / (To() - from); }
     /// The value of a `Cubic`, by Estrin's scheme: its two halves overlap. Only for
     /// u in [0, 1]: elsewhere u^2 could overflow and meet a coefficient of 0.
     double CubicAt(double t) const noexcept {
@@ -125,22 +139,43 @@ struct alignas(64) Segment {
     }
     /// Of the time-value Bezier and the easings, which run in seconds.
     double StartInSeconds() const noexcept { return InSeconds(from); }
-    double SpanInSeconds() const noexcept { return InSeconds(to) - InSeconds(from); }
+    double EndInSeconds() const noexcept { return InSeconds(To()); }
+    double SpanInSeconds() const noexcept { return EndInSeconds() - StartInSeconds(); }
     /// Progress of a time in either unit, clamped to [0, 1].
     double EasedProgress(double t) const noexcept;
-};
-static_assert(sizeof(Segment) == 64);
 
-/// Prepares a segment between two numeric keyframes. `curve` is written for the
-/// shape `TimeValueBezier` alone, and the segment refers to it.
-Segment PrepareSegment(const SegmentEnds& ends, SegmentCurve& curve) noexcept;
+private:
+    template <class T>
+    const T& Referred() const noexcept {
+        return *std::bit_cast<const T*>(c[3]);
+    }
+};
+static_assert(sizeof(Segment) == 48);
+
+/// A row of segments, and where the last one ends.
+class SegmentRow {
+public:
+    SegmentRow() = default;
+    explicit SegmentRow(std::size_t count) : row(count + 1) {}
+
+    std::size_t size() const noexcept { return row.empty() ? 0 : row.size() - 1; }
+    Segment& operator[](std::size_t i) noexcept { return row[i]; }
+    const Segment& operator[](std::size_t i) const noexcept { return row[i]; }
+    operator std::span<const Segment>() const noexcept { return {row.data(), size()}; }
+
+private:
+    std::vector<Segment> row;
+};
+
+/// Prepares a segment between two numeric keyframes, and where the one behind it starts.
+/// `curve` is written for the shape `TimeValueBezier` alone, and the segment refers to it.
+void PrepareSegment(const SegmentEnds& ends, Segment* into, SegmentCurve& curve) noexcept;
 
 /// Throws the `AnyKindMismatch` of a segment that is not numeric, or of a path.
 [[noreturn]] void RefuseValues(const Segment& segment);
 
-/// A segment that has one value everywhere, as before the first and after the
-/// last keyframe.
-Segment ConstantSegment(double from, double to, double value) noexcept;
+/// The same for one value everywhere, as before the first and after the last keyframe.
+void PrepareConstant(double from, double to, double value, Segment* into) noexcept;
 
 /// The four control points of a segment.
 using PathControls = std::array<Pointd, 4>;
@@ -152,7 +187,8 @@ PathControls PathControlPoints(const TimeValuePair& start, const TimeValuePair& 
 PathControls TimeValueControls(const SegmentEnds& ends) noexcept;
 
 /// Prepares a path's segment, whose curve parameter is the progress in time.
-Segment PreparePath(double t0, double t1, const PathControls& points, SegmentCurve& curve) noexcept;
+void PreparePath(double t0, double t1, const PathControls& points, Segment* into,
+                 SegmentCurve& curve) noexcept;
 
 /// The value at `t`, for the numeric shapes.
 double SampleSegment(const Segment& segment, double t) noexcept;

@@ -40,7 +40,7 @@ SegmentShape::SegmentShape(const Segment& of) : segment(of) {
             y.c = {c[0], 0.0, 0.0, 0.0};
             break;
         case Shape::Stored:
-            y.c[0] = RequireNumber(*segment.stored);
+            y.c[0] = RequireNumber(segment.Stored());
             break;
         case Shape::Line:
             y.c = {c[0] - c[1] * c[2], c[1], 0.0, 0.0};
@@ -53,11 +53,11 @@ SegmentShape::SegmentShape(const Segment& of) : segment(of) {
                    c[3] - 3.0 * c[2] + 3.0 * c[1] - c[0]};
             break;
         case Shape::TimeValueBezier:
-            plane = segment.curve->bezier;
+            plane = segment.Curve().bezier;
             y.c = {plane.dy, plane.cy, plane.by, plane.ay};
             break;
         case Shape::CubicEasing:
-            plane = segment.easing->Curve();
+            plane = segment.Easing().Curve();
             y.c = {c[0], c[1] * plane.cy, c[1] * plane.by, c[1] * plane.ay};
             break;
         case Shape::Elastic:
@@ -80,7 +80,7 @@ double SegmentShape::ParameterAt(double t) const noexcept {
         case Shape::Line:
             return t;
         case Shape::TimeValueBezier:
-            return BezierTimeSolver::SolveExactly(plane, segment.curve->xEnd, InSeconds(t));
+            return BezierTimeSolver::SolveExactly(plane, segment.EndInSeconds(), InSeconds(t));
         case Shape::CubicEasing:
             return BezierTimeSolver::SolveExactly(plane, 1.0, segment.EasedProgress(t));
         case Shape::Elastic:
@@ -109,7 +109,7 @@ double SegmentShape::TimeAt(double s, bool inTicks) const noexcept {
             seconds = segment.StartInSeconds() + segment.SpanInSeconds() * s;
             break;
         default:
-            return segment.from + (segment.to - segment.from) * s;
+            return segment.from + (segment.To() - segment.from) * s;
     }
     return inTicks ? seconds * kTicksPerSecond : seconds;
 }
@@ -183,7 +183,7 @@ double SegmentShape::SlopeAt(double t, From side) const noexcept {
         case Shape::Elastic:
             return derivative / segment.SpanInSeconds() * secondsPerUnit;
         default:
-            return derivative / (segment.to - segment.from);
+            return derivative / (segment.To() - segment.from);
     }
 }
 

@@ -218,7 +218,8 @@ SegmentSplit SplitTimeValue(const SegmentEnds& e, const Controls& points, Type i
 
 SegmentSplit SplitTimeValueBezier(const SegmentEnds& e, double t) {
     SegmentCurve made{};
-    PrepareSegment(e, made);
+    std::array<Segment, 2> row;
+    PrepareSegment(e, row.data(), made);
     // Its control points, from the power form's definition in `CubicBezier`.
     const CubicBezier& c = made.bezier;
     const Pointd p0 = {InSeconds(e.t0), e.y0};

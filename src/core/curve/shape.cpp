@@ -9,6 +9,7 @@
 #include <core/curve/time_unit.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -55,18 +56,19 @@ template <class Visit>
 void WalkCurve(const Curve& curve, double from, double to, const Visit& visit) {
     const std::size_t count = curve.Count();
     if (count < 2) {
-        const Segment all = ConstantSegment(-kInfinity, kInfinity, SingleValue(curve));
-        VisitStretches(SegmentShape(all), from, to, true, visit);
+        std::array<Segment, 2> all;
+        PrepareConstant(-kInfinity, kInfinity, SingleValue(curve), all.data());
+        VisitStretches(SegmentShape(all[0]), from, to, true, visit);
         return;
     }
     const Segment* segment = &curve.SegmentAt(from);
     for (double start = from;;) {
-        const bool isLast = !(segment->to <= to);
-        VisitStretches(SegmentShape(*segment), start, isLast ? to : segment->to, isLast, visit);
-        if (isLast || std::isinf(segment->to)) {
+        const bool isLast = !(segment->To() <= to);
+        VisitStretches(SegmentShape(*segment), start, isLast ? to : segment->To(), isLast, visit);
+        if (isLast || std::isinf(segment->To())) {
             return;
         }
-        start = segment->to;
+        start = segment->To();
         segment = segment[1].Holds(start) ? segment + 1 : &curve.SegmentAt(start);
     }
 }

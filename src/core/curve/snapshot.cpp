@@ -102,8 +102,9 @@ void CurveSnapshot::Sample(const Time& timeOf, std::size_t count, bool clampToRa
     for (std::size_t i = 0; i < count; ++i) {
         const double t = timeOf(i);
         if constexpr (std::is_same_v<Value, double>) {
-            if (isPlain && last->shape == Segment::Shape::Cubic && last->Holds(t)) {
-                const double value = last->CubicAt(t);
+            if (isPlain && last->Holds(t) && last->IsNumeric()) {
+                const bool isCubic = last->shape == Segment::Shape::Cubic;
+                const double value = isCubic ? last->CubicAt(t) : SampleSegment(*last, t);
                 values[i] = clampToRange ? curve->Clamped(value) : value;
                 continue;
             }

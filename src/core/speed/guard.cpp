@@ -265,7 +265,7 @@ std::vector<Gain> FindGains(const TimeMap& map) {
     for (std::size_t i = 0; i + 1 < map.SegmentStarts(); ++i) {
         const PlayedSpeeds speeds(map.SegmentFrom(i));
         const double from = speeds.Get().from;
-        const double to = speeds.Get().to;
+        const double to = speeds.Get().To();
         bool isNegative = false;
         const std::vector<double> times = OneWayTimes(speeds, from, to);
         for (std::size_t k = 0; k + 1 < times.size(); ++k) {

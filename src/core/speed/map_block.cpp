@@ -57,13 +57,14 @@ void Prepare(MapBlock& block, const SpeedKey* previous, const SpeedKey* next,
         return i < count ? &block.keys[i] : i == count ? next : afterNext;
     };
     const std::size_t segments = next != nullptr ? count : count - 1;
-    block.segments.resize(segments);
+    block.segments = SegmentRow(segments);
     for (std::size_t i = 0; i < segments; ++i) {
         const SpeedSegment s = SegmentBetween(i > 0 ? &block.keys[i - 1] : previous, block.keys[i],
                                               *keyAt(i + 1), keyAt(i + 2));
         SegmentCurve curve{};
-        block.segments[i] = PrepareSegment(
-            {s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1}, curve);
+        PrepareSegment(
+            {s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1},
+            &block.segments[i], curve);
         if (block.segments[i].HasCurve()) {
             block.curves.resize(segments);
             block.curves[i] = curve;
@@ -71,7 +72,7 @@ void Prepare(MapBlock& block, const SpeedKey* previous, const SpeedKey* next,
     }
     for (std::size_t i = 0; i < block.curves.size(); ++i) {
         if (block.segments[i].HasCurve()) {
-            block.segments[i].curve = &block.curves[i];
+            block.segments[i].Refer(&block.curves[i]);
         }
     }
     block.sums = std::make_unique<BlockAreas>(block.segments);

@@ -34,7 +34,7 @@ struct SpeedSegment {
 struct MapBlock final : BlockExtension {
     std::vector<SpeedKey> keys;
     std::vector<double> times;  // those of the keys, close together for the search
-    std::vector<Segment> segments;
+    SegmentRow segments;
     std::vector<SegmentCurve> curves;
     std::unique_ptr<BlockAreas> sums;
     // The length of the segments of speed 0 that start before each key, and behind the
@@ -72,7 +72,7 @@ SpeedSegment SegmentBetween(const SpeedKey* previous, const SpeedKey& start, con
 
 /// Whether a time lies in a segment, and matches neither of its keys.
 inline bool IsInside(const Segment& s, double x) noexcept {
-    return x - s.from >= kTimeTolerance && s.to - x >= kTimeTolerance;
+    return x - s.from >= kTimeTolerance && s.To() - x >= kTimeTolerance;
 }
 
 /// c0 + c1 u + c2 u^2 + c3 u^3, by Horner's scheme.
@@ -88,7 +88,7 @@ inline double CubicArea(const double* c, double u) noexcept {
 /// The source that a segment of speeds has shown from its start to a time in it.
 inline double SourceShown(const Segment& s, double x) noexcept {
     if (s.shape == Segment::Shape::Cubic) {
-        return (s.to - s.from) * CubicArea(s.c, s.Progress(x));
+        return (s.To() - s.from) * CubicArea(s.c, s.Progress(x));
     }
     return s.shape == Segment::Shape::Constant ? s.c[0] * (x - s.from) : SegmentArea(s, s.from, x);
 }

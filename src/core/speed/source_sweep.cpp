@@ -72,7 +72,7 @@ double SourceSweep::ParameterAt(double x) const noexcept {
     const double u = FindParameter(x, off);
     return u >= 0.0 && u <= 1.0 && std::fabs(off) <= kNearEnough
                ? u
-               : BezierTimeSolver::SolveExactly(curve, segment->to, x);
+               : BezierTimeSolver::SolveExactly(curve, segment->To(), x);
 }
 
 }  // namespace core

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <iterator>
+#include <span>
 
 namespace core {
 namespace {
@@ -14,9 +16,10 @@ constexpr double kBent = 1e-12;
 
 }  // namespace
 
-PlayedSpeeds::PlayedSpeeds(const SpeedSegment& s) noexcept
-    : segment(PrepareSegment(
-          {s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1}, curve)) {}
+PlayedSpeeds::PlayedSpeeds(const SpeedSegment& s) noexcept {
+    PrepareSegment({s.t0, s.v0, s.right, s.rightY, s.t1, s.v1, s.left, s.leftY, s.type0, s.type1},
+                   row.data(), curve);
+}
 
 bool PlayedSpeeds::IsSame(const PlayedSpeeds& other, double rounding) const noexcept {
     const auto areNear = [rounding](const auto& a, const auto& b) {
@@ -31,10 +34,13 @@ bool PlayedSpeeds::IsSame(const PlayedSpeeds& other, double rounding) const noex
     const auto numbers = [](const CubicBezier& b) {
         return std::array<double, 8>{b.ax, b.bx, b.cx, b.dx, b.ay, b.by, b.cy, b.dy};
     };
-    return segment.shape == other.segment.shape && areNear(segment.c, other.segment.c) &&
-           (segment.shape != Segment::Shape::CubicEasing ||
-            segment.easing == other.segment.easing) &&
-           (!segment.HasCurve() || areNear(numbers(curve.bezier), numbers(other.curve.bezier)));
+    const Segment& a = Get();
+    const Segment& b = other.Get();
+    const bool isEasing = a.shape == Segment::Shape::CubicEasing;
+    const std::size_t count = a.HasCurve() || isEasing ? 3 : 4;
+    return a.shape == b.shape && areNear(std::span(a.c, count), std::span(b.c, count)) &&
+           (!isEasing || &a.Easing() == &b.Easing()) &&
+           (!a.HasCurve() || areNear(numbers(curve.bezier), numbers(other.curve.bezier)));
 }
 
 bool PlayedStretch::IsStill() const noexcept {

@@ -7,6 +7,7 @@
 #include "core/curve/segment.h"
 #include "core/speed/map_block.h"
 
+#include <array>
 #include <cstddef>
 #include <limits>
 
@@ -19,15 +20,15 @@ public:
     PlayedSpeeds(const PlayedSpeeds&) = delete;
     PlayedSpeeds& operator=(const PlayedSpeeds&) = delete;
 
-    const Segment& Get() const noexcept { return segment; }
-    double SpeedAt(double t) const noexcept { return SampleSegment(segment, t); }
-    double Shown(double from, double to) const noexcept { return SegmentArea(segment, from, to); }
+    const Segment& Get() const noexcept { return row[0]; }
+    double SpeedAt(double t) const noexcept { return SampleSegment(Get(), t); }
+    double Shown(double from, double to) const noexcept { return SegmentArea(Get(), from, to); }
     /// Whether both run through the same speeds, but for this part of their size.
     bool IsSame(const PlayedSpeeds& other, double rounding = 0.0) const noexcept;
 
 private:
     SegmentCurve curve{};
-    Segment segment;
+    std::array<Segment, 2> row;
 };
 
 /// A segment of a clip's speeds, and what of it is played; times are those of its own clip.

@@ -319,20 +319,20 @@ double TimeMap::TimeOfArea(double area) const {
 double TimeMap::TimeIn(Place p, double missing) const noexcept {
     const Segment& s = BlockOf(p).segments[p.key];
     const double offset = rows[p.row].offset;
-    double time = s.to;
+    double time = s.To();
     if (!(missing > 0.0)) {
         time = s.from;
     } else if (s.shape == Segment::Shape::Constant) {
-        time = std::min(s.from + missing / s.c[0], s.to);
+        time = std::min(s.from + missing / s.c[0], s.To());
     } else {
-        const double span = s.to - s.from;
+        const double span = s.To() - s.from;
         const double u = s.shape == Segment::Shape::Cubic
                              ? SolveCubicArea(s.c, missing / span)
                              : std::numeric_limits<double>::quiet_NaN();
         if (!std::isnan(u)) {
             time = s.from + u * span;
         } else {
-            SolveSegmentArea(s, s.from, s.to, 1.0, 4.0 * tolerance, missing, time);
+            SolveSegmentArea(s, s.from, s.To(), 1.0, 4.0 * tolerance, missing, time);
         }
     }
     return time + offset;
