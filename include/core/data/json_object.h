@@ -241,7 +241,8 @@ private:
     JsonMember* last;
 };
 
-/// For structured bindings: a member is its name and its value, which is the member itself.
+/// For structured bindings: a member is its name and its value. The value is no member, so that
+/// `Dump` writes it alone.
 ///
 ///     for (auto& [name, value] : object) { ... }
 template <std::size_t kIndex>
@@ -249,7 +250,7 @@ decltype(auto) get(JsonMember& member) noexcept {
     if constexpr (kIndex == 0) {
         return std::string_view(member.Name());
     } else {
-        return static_cast<JsonMember&>(member);
+        return static_cast<JsonValue&>(member);
     }
 }
 template <std::size_t kIndex>
@@ -257,7 +258,7 @@ decltype(auto) get(const JsonMember& member) noexcept {
     if constexpr (kIndex == 0) {
         return std::string_view(member.Name());
     } else {
-        return static_cast<const JsonMember&>(member);
+        return static_cast<const JsonValue&>(member);
     }
 }
 
