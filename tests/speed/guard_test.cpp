@@ -74,8 +74,10 @@ void ExpectTrue(const SpeedSnapshot& clip, const ShownRange& shown, double first
             isBesideFreeze = isBesideFreeze || std::fabs(t - f.renderTime) < kBeside ||
                              std::fabs(t - f.renderTime - f.duration) < kBeside;
         }
+        // Not the picture of a keyframe itself.
         const double way = sign * (clip.GetSourceTime(t + 1e-5) - clip.GetSourceTime(t - 1e-5));
-        if (std::fabs(way) > 1e-9 && !isBesideFreeze &&
+        const double wider = sign * (clip.GetSourceTime(t + 2e-5) - clip.GetSourceTime(t - 2e-5));
+        if (std::fabs(way) > 1e-9 && way * wider > 0 && !isBesideFreeze &&
             !IsBesideAnEdge(shown.backwards, t, kBeside)) {
             ASSERT_EQ(way < 0, Holds(shown.backwards, t)) << t;
         }
@@ -150,6 +152,10 @@ TEST(Guard, LooksAtTheMaterialOfAPart) {
     EXPECT_FALSE(KeepInside(*part, 0, 6, kNan));
     EXPECT_TRUE(KeepInside(*part, 0, 1.5));
     EXPECT_NEAR(1.5, FindShownRange(part->Snapshot()).highest, 1e-6);
+    // From behind the material to before it in one stretch.
+    const auto falls = Speeds(10, {{0, 4, kHold}, {8, 0.5, kLine}, {10, -0.49, kHold}});
+    ExpectTrue(falls->Snapshot(), FindShownRange(falls->Snapshot(), 12, 20), 12, 20);
+    EXPECT_EQ(3U, FindShownRange(falls->Snapshot(), 12, 20).outside.size());
     // Negative speeds lead back on the timeline: the clip ends before its second keyframe, and
     // shows at one render key what the keyframe of that place in the list has.
     const auto broken = Speeds(

@@ -203,7 +203,9 @@ private:
         const auto passes = [&](double bound) {
             return Bisect(a, b, [&](double t) { return start + speeds.Shown(a, t) - bound; });
         };
-        for (const double bound : {least, most}) {
+        // In the order in which they are passed.
+        const bool falls = reached < start;
+        for (const double bound : {falls ? most : least, falls ? least : most}) {
             const auto isBeyond = [&](double s) {
                 return bound == least ? s < bound - kTimeTolerance : s > bound + kTimeTolerance;
             };
