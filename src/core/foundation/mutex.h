@@ -135,7 +135,7 @@ public:
 private:
     friend class Condition;
     bool WaitOrRenew();
-    bool TryOrRenew();
+    bool TryOrRenew() CORE_NO_THREAD_SAFETY_ANALYSIS;
 
     std::mutex mutex;
 };
