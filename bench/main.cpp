@@ -47,7 +47,7 @@ struct Arguments {
 Arguments Read(int argc, char** argv) {
     Arguments read;
     std::vector<std::string>& passedOn = read.passedOn;
-    passedOn = {argv[0], "--benchmark_repetitions=5", "--benchmark_min_time=0.02",
+    passedOn = {argv[0], "--benchmark_repetitions=3", "--benchmark_min_time=0.02",
                 "--benchmark_enable_random_interleaving=true"};
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
