@@ -37,8 +37,8 @@ public:
 /// Adding and reading allocate nothing once the queue has had its length. No message is
 /// destroyed under the queue's lock: a payload's destructor may use the bus. A mutex
 /// that fails raises std::system_error; one whose holder the system has ended with the
-/// process closes the queue, and no call waits then. Adding without memory raises
-/// std::bad_alloc, and the queue is as it was.
+/// process, or a fork has left behind, closes the queue, and no call waits then. Adding
+/// without memory raises std::bad_alloc, and the queue is as it was.
 class CORE_API SimpleMsgBus : public IMsgBus {
 public:
     SimpleMsgBus();

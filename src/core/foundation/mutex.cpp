@@ -35,21 +35,6 @@ bool BackOff(Take&& take) {
     }
 }
 
-/// Whether it is unlocked before long.
-template <class AnyMutex>
-bool IsSoonFree(AnyMutex& mutex) CORE_NO_THREAD_SAFETY_ANALYSIS {
-    // Far longer than any of our mutexes is held.
-    constexpr int kTries = 10'000;
-    for (int i = 0; i < kTries; ++i) {
-        if (mutex.TryLock()) {
-            mutex.unlock();
-            return true;
-        }
-        std::this_thread::yield();
-    }
-    return false;
-}
-
 }  // namespace
 
 void RecursiveMutex::Wait(std::thread::id self) {
@@ -67,11 +52,9 @@ void RecursiveMutex::Wait(std::thread::id self) {
 }
 
 bool SpinMutex::Wait() {
-    return !BackOff([this] { return !isHeld.load(std::memory_order_relaxed) && TryLock(); });
-}
-
-bool SpinMutex::IsFreeSoon() {
-    return IsSoonFree(*this);
+    return !BackOff([this] {
+        return holder.load(std::memory_order_relaxed) == kNobody && Take() == kNobody;
+    });
 }
 
 bool Mutex::WaitOrRenew() {
@@ -93,10 +76,6 @@ bool Mutex::TryOrRenew() {
         std::this_thread::yield();
     }
     return LockOrRenew();
-}
-
-bool Mutex::IsFreeSoon() {
-    return IsSoonFree(*this);
 }
 
 }  // namespace core

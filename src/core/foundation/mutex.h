@@ -7,14 +7,19 @@
 // only then have the static objects of libraries destroyed. A thread that ended so holds
 // its locks for ever, and what they guard may stand in the middle of a change. Locks that
 // are made with an owner have this owner abandon it and never wait: see Mutex::LockOrRenew.
+// The same goes for a forked process, which has none of its parent's other threads, and for
+// a SpinMutex, which knows the process of its holder.
 
+#include "core/foundation/never_destroyed.h"
 #include "core/platform/platform.h"
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <type_traits>
 
@@ -92,21 +97,25 @@ private:
 class CORE_CAPABILITY("mutex") SpinMutex {
 public:
     void lock() CORE_ACQUIRE() { LockOrRenew(); }
-    void unlock() CORE_RELEASE() { isHeld.store(false, std::memory_order_release); }
-    bool TryLock() CORE_THREAD_ATTRIBUTE(try_acquire_capability(true)) {
-        return !isHeld.exchange(true, std::memory_order_acquire);
+    void unlock() CORE_RELEASE() { holder.store(kNobody, std::memory_order_release); }
+    /// Like Mutex::LockOrRenew, and true in a forked process too where the thread that holds
+    /// it is one of the parent's.
+    bool LockOrRenew() CORE_ACQUIRE() {
+        const std::uint32_t before = Take();
+        return before != kNobody && (before != platform::processGeneration || Wait());
     }
-    /// Like Mutex::LockOrRenew.
-    bool LockOrRenew() CORE_ACQUIRE() { return !TryLock() && Wait(); }
     /// The same: it tries for a while anyway.
     bool LockPatiently() CORE_ACQUIRE() { return LockOrRenew(); }
-    /// Like Mutex::IsFreeSoon.
-    bool IsFreeSoon();
 
 private:
+    static constexpr std::uint32_t kNobody = 0;
+
+    std::uint32_t Take() {
+        return holder.exchange(platform::processGeneration, std::memory_order_acquire);
+    }
     bool Wait();
 
-    std::atomic<bool> isHeld = false;
+    std::atomic<std::uint32_t> holder = kNobody;  // the generation of its process
 };
 
 class CORE_CAPABILITY("mutex") Mutex {
@@ -127,10 +136,6 @@ public:
 
     /// The same, but tries for a while before it sleeps.
     bool LockPatiently() CORE_ACQUIRE() { return !mutex.try_lock() && TryOrRenew(); }
-
-    /// Whether somebody unlocks it who is still there. For forked processes, where the
-    /// threads that held locks are not.
-    bool IsFreeSoon();
 
 private:
     friend class Condition;
@@ -233,31 +238,52 @@ private:
     std::condition_variable variable;
 };
 
-/// The same for a SpinMutex. Waiting and waking take a system's mutex too, so that it is for
-/// where that is seldom.
+/// The same for a SpinMutex, which is held where anybody is woken too. Waiting and waking take
+/// a system's mutex, so that it is for where that is seldom. In a forked process, nobody of the
+/// parent's is woken or waited for.
 class SpinCondition {
 public:
-    void Wait(SpinMutex& locked) CORE_NO_THREAD_SAFETY_ANALYSIS { variable.wait(locked); }
+    SpinCondition() = default;
+    ~SpinCondition() {
+        if (IsOfThisProcess()) {
+            variable.value.~condition_variable_any();
+        }
+    }
+    SpinCondition(const SpinCondition&) = delete;
+    SpinCondition& operator=(const SpinCondition&) = delete;
+
+    void Wait(SpinMutex& locked) CORE_NO_THREAD_SAFETY_ANALYSIS { Renewed().wait(locked); }
     bool WaitUntil(SpinMutex& locked,
                    std::chrono::steady_clock::time_point deadline) CORE_NO_THREAD_SAFETY_ANALYSIS {
-        return variable.wait_until(locked, deadline) == std::cv_status::no_timeout;
+        return Renewed().wait_until(locked, deadline) == std::cv_status::no_timeout;
     }
     void NotifyOne() noexcept {
-        if (!platform::OtherThreadsAreGone()) {
-            variable.notify_one();
+        if (IsOfThisProcess()) {
+            variable.value.notify_one();
         }
     }
     void NotifyAll() noexcept {
-        if (!platform::OtherThreadsAreGone()) {
-            variable.notify_all();
+        if (IsOfThisProcess()) {
+            variable.value.notify_all();
         }
     }
 
 private:
-    std::condition_variable_any variable;
+    bool IsOfThisProcess() const noexcept { return generation == platform::processGeneration; }
+    // The parent's counts those who waited there, and one of them may have had it locked.
+    std::condition_variable_any& Renewed() {
+        if (!IsOfThisProcess()) {
+            new (&variable) NeverDestroyed<std::condition_variable_any>;
+            generation = platform::processGeneration;
+        }
+        return variable.value;
+    }
+
+    NeverDestroyed<std::condition_variable_any> variable;
+    std::uint32_t generation = platform::processGeneration;
 };
 
-/// What queues of messages, events and tasks have. Where the system ends threads wherever they
+/// What all of messaging has. Where the system ends threads wherever they
 /// are, they had better sleep in a lock of its own than be in the heap, which the end of the
 /// process needs: with a SpinMutex, one process in thirty did not end under Wine.
 using QueueMutex = std::conditional_t<platform::kEndsThreadsFirst, Mutex, SpinMutex>;

@@ -121,7 +121,7 @@ private:
     std::unique_ptr<Timers> timers CORE_GUARDED_BY(queueMutex);
     RunTimes times;
 
-    Mutex commandMutex;
+    QueueMutex commandMutex;
     Commands commands CORE_GUARDED_BY(commandMutex);
     bool takesCommands CORE_GUARDED_BY(commandMutex) = true;
 

@@ -35,8 +35,8 @@ namespace {
 struct Waiters {
     void Abandon() noexcept {}
 
-    Mutex mutex;
-    Condition changed;
+    QueueMutex mutex;
+    QueueCondition changed;
 };
 
 CORE_INIT_FIRST NeverDestroyed<Waiters> waitersStorage;
@@ -80,7 +80,7 @@ void ListenerRun::CloseAndWait(ListenerGate& toClose) {
     }
     while (toClose.state.load() / ListenerGate::kRun > (isInside ? toClose.parked : 0) &&
            !toClose.home.HasLostThreads()) {
-        waiters.changed.Wait(lock);
+        waiters.changed.Wait(waiters.mutex);
     }
     park(0U - 1);
 }

@@ -67,7 +67,7 @@ public:
         Lock lock(mutex);
         loop = nullptr;
         while (isInside && !isOwnThread) {
-            outside.Wait(lock);
+            outside.Wait(mutex);
         }
     }
 
@@ -75,8 +75,8 @@ public:
     const std::shared_ptr<MessageQueue<VersatileMsgBus::Handle>> versatile;
 
 private:
-    Mutex mutex;
-    Condition outside;
+    QueueMutex mutex;
+    QueueCondition outside;
     const MessageLoop* loop CORE_GUARDED_BY(mutex);
     bool isInside CORE_GUARDED_BY(mutex) = false;
 };
@@ -166,8 +166,8 @@ private:
     void CutFrom(const MessageLoop* loop);
 
     RunTimes times;
-    Mutex mutex;
-    Condition joined;
+    QueueMutex mutex;
+    QueueCondition joined;
     int copies CORE_GUARDED_BY(mutex) = 1;
     Entries entries CORE_GUARDED_BY(mutex);
 };
@@ -216,7 +216,7 @@ void LoopThreads::Join() {
                                        [](const Entry& entry) { return entry.thread.joinable(); });
         if (next == entries.end()) {
             // Others join the rest.
-            joined.Wait(lock);
+            joined.Wait(mutex);
             continue;
         }
         const std::thread::id id = next->id;

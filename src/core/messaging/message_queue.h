@@ -34,8 +34,9 @@
 //  3. A sleeper that wakes and leaves the element in the queue tells another one.
 //  4. The mutex is locked and unlocked by hand where a message is taken, the way that each
 //     runs most often: nothing there throws once it is locked.
-//  5. Where the system has ended the other threads, one may have held the mutex: then the
-//     elements are left where they are, and the queue is closed and empty.
+//  5. Where the system has ended the other threads, or a fork has left them behind, one may
+//     have held the mutex: then the elements are left where they are, and the queue is closed
+//     and empty.
 //  6. Elements leave the queue under the mutex and are destroyed outside: a payload's
 //     destructor may call the queue.
 //  7. Whoever reads the queue first adds what its timers have due, and sleeps no longer than
@@ -191,16 +192,13 @@ std::shared_ptr<MessageQueue<Message>> MessageQueue<Message>::Make() {
         Owner(const Owner&) = delete;
         Owner& operator=(const Owner&) = delete;
         ~Owner() {
-            if (!home.IsElsewhere() || queue->mutex.IsFreeSoon()) {
-                queue->Close();
-            }
-            if (home.HasLostThreads()) {
+            queue->Close();
+            if (platform::OtherThreadsAreGone()) {
                 // Some systems' conditions wait, when destroyed, for those that wait.
                 Forget(std::move(queue));
             }
         }
 
-        HomeProcess home;
         std::shared_ptr<MessageQueue> queue = std::make_shared<MessageQueue>();
     };
     const auto owner = std::make_shared<Owner>();

@@ -251,6 +251,10 @@ inline bool OtherThreadsAreGone() noexcept {
     return kEndsThreadsFirst && AskWhetherOtherThreadsAreGone();
 }
 
+/// Tells a forked process from the one that it came from, whose other threads it does not
+/// have: one more than that one's, which is never 0.
+inline std::uint32_t processGeneration = 1;
+
 /// Has `before` run before each fork of this process, and one of the others after it, all
 /// on the thread that forks. What is registered last runs first before a fork, and last
 /// behind it. False when there is no memory; systems that fork no processes never call.

@@ -1,5 +1,6 @@
 // What a forked process does with the objects that it inherits.
 
+#include <core/messaging/counters.h>
 #include <core/messaging/event_bus.h>
 #include <core/messaging/message_loop.h>
 #include <core/messaging/msg_bus.h>
@@ -9,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -37,7 +39,7 @@ struct Gate final : core::Task {
 bool EndsInChild(const std::function<bool()>& action) {
     const pid_t child = fork();
     if (child == 0) {
-        alarm(20);
+        alarm(10);
         _exit(action() ? 0 : 1);
     }
     int status = -1;
@@ -45,49 +47,67 @@ bool EndsInChild(const std::function<bool()>& action) {
     return status == 0;
 }
 
-// Their threads are the parent's alone, and may have been asleep in them.
+// Their threads are the parent's alone, and may have been anywhere in them.
 TEST(PosixFork, InheritedObjectsAreDestroyedWithoutTheirThreads) {
     auto bus = std::make_unique<core::AsyncEventBus>();
     support::Event isHeard;
     bus->listen<int>([&](const int&) { isHeard.Set(); });
     auto queue = std::make_unique<core::SimpleMsgBus>();
     core::SimpleMsgBus reading = *queue;
-    std::thread reader([&reading] {
+    core::SimpleMsgBus quiet;
+    const auto readAll = [](core::SimpleMsgBus& from) {
         core::SimpleMessage message;
-        reading.GetMsg(message);
-    });
+        while (from.GetMsg(message) == core::MsgBusWaitRet::Ok) {
+        }
+    };
+    std::thread reader([&, from = reading]() mutable { readAll(from); });
+    std::thread sleeper([&] { readAll(quiet); });
     auto loopsQueue = std::make_unique<core::SimpleMsgBus>();
     auto loop = std::make_unique<Loop>();
     loop->SetMsgBus(loopsQueue.get());
     loop->Launch();
+    std::atomic<bool> isOver = false;
+    std::thread poster([&] {
+        while (!isOver) {
+            queue->AddMsg({1});
+            bus->post(1);
+            core::CountersOf(*loop);
+            std::this_thread::yield();
+        }
+    });
     std::unique_ptr<core::IWorker> worker(CreateWorker());
     support::Event gate;
     int count = 0;
     worker->PostTask(new Gate(gate));
     worker->PostTask(new Counting(count));
 
-    EXPECT_TRUE(EndsInChild([&] {
-        reading = core::SimpleMsgBus();
-        queue.reset();
-        loop.reset();
-        loopsQueue.reset();
-        worker->StopAndDrain();
-        worker.reset();
-        bus.reset();
-        return count == 0;
-    }));
+    for (int i = 0; i < 100 && !HasFailure(); ++i) {
+        EXPECT_TRUE(EndsInChild([&] {
+            reading = core::SimpleMsgBus();
+            queue.reset();
+            loop.reset();
+            loopsQueue.reset();
+            worker->StopAndDrain();
+            worker.reset();
+            bus.reset();
+            return count == 0;
+        }));
+    }
+    isOver = true;
+    poster.join();
     // A queue has no thread of its own, and serves the child's.
     EXPECT_TRUE(EndsInChild([&] {
-        queue->AddMsg({7});
+        quiet.AddMsg({7});
         core::SimpleMessage message;
-        return queue->GetMsg(message) == core::MsgBusWaitRet::Ok && message.code == 7;
+        return quiet.GetMsg(message) == core::MsgBusWaitRet::Ok && message.code == 7;
     }));
 
-    bus->post(1);
     isHeard.Wait();
     queue->Close();
     reader.join();
+    quiet.Close();
     loopsQueue->Close();
+    sleeper.join();
     gate.Set();
     worker.reset();
     EXPECT_EQ(1, count);

@@ -17,12 +17,13 @@ namespace {
 thread_local std::uint64_t knownThreadId = 0;
 
 // The one thread that a forked process starts with has a new number.
-void ForgetThreadId() noexcept {
+void BeginForkedProcess() noexcept {
     knownThreadId = 0;
+    ++processGeneration;
 }
 // When the library is loaded: a static object of the function would have a guard, which a
 // thread that a fork leaves behind may hold.
-const bool kIsForkSafe = pthread_atfork(nullptr, nullptr, ForgetThreadId) == 0;
+const bool kIsForkSafe = pthread_atfork(nullptr, nullptr, BeginForkedProcess) == 0;
 
 /// A call on another stack, kept above that: the caller's may have no room for it.
 struct Call {
