@@ -1,5 +1,5 @@
 // Limits, timers, threads and counters of what runs on threads of its own, with the real
-// clock. Beside a model, and with a clock that is set: internal/bus_model_test.cpp.
+// clock. Beside a model, and with a clock that is set: model_test.cpp.
 
 #include <core/messaging/counters.h>
 #include <core/messaging/future.h>
