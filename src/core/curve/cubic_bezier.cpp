@@ -87,21 +87,16 @@ double BezierTimeSolver::Bisect(const CubicBezier& curve, double xEnd, double x)
 }
 
 double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) const noexcept {
-    if (std::fabs(x - curve.dx) < kTolerance) {
-        return 0.0;
-    }
-    if (std::fabs(x - xEnd) < kTolerance) {
-        return 1.0;
-    }
-    if (!(stepsPerX > 0.0F) || !(x > curve.dx) || !(x < xEnd)) {
-        return BisectFrom(curve, x, 0.0, 1.0, 0.5, kMostRounds);
+    const double fromStart = x - curve.dx;
+    if (!(fromStart >= kTolerance && xEnd - x >= kTolerance && stepsPerX > 0.0F)) {
+        return Bisect(curve, xEnd, x);
     }
 
     // The root: linear interpolation of the table, then a step of Chebyshev's method,
     // d = f/f', u - d (1 + d f''/(2 f')), which converges cubically; another one where W
     // can't be proven yet.
-    const double position = (x - curve.dx) * stepsPerX;
-    const int step = static_cast<int>(position) < kSteps ? static_cast<int>(position) : kSteps - 1;
+    const double position = fromStart * stepsPerX;
+    const int step = std::min(static_cast<int>(position), kSteps - 1);
     const double left = guess[static_cast<std::size_t>(step)];
     const double right = guess[static_cast<std::size_t>(step) + 1];
     double root = (left + (right - left) * (position - step)) * (1.0 / kGuessOne);
@@ -119,9 +114,8 @@ double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) 
         const double reach = kWidening * kTolerance * inverseSlope;
         wl = root - reach;
         wr = root + reach;
-        const bool leftIsProven = wl <= 0.0 || curve.X(wl) < x - (kTolerance + kMargin);
-        const bool rightIsProven = wr >= 1.0 || curve.X(wr) > x + (kTolerance + kMargin);
-        if (wl < wr && wr > 0.0 && wl < 1.0 && leftIsProven && rightIsProven) {
+        if (wl < wr && (wl > 0.0 ? curve.X(wl) < x - (kTolerance + kMargin) : wr > 0.0) &&
+            (wr < 1.0 ? curve.X(wr) > x + (kTolerance + kMargin) : wl < 1.0)) {
             break;
         }
         root = std::clamp(root, 0.0, 1.0);
@@ -129,20 +123,22 @@ double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) 
 
     // The midpoints strictly inside W, counted at the finest level, are before + 1
     // to last; 0 and 1 are none.
-    const auto before = static_cast<std::uint32_t>(wl > 0.0 ? wl * kFinestCount : 0.0);
-    const double end = wr < 1.0 ? wr * kFinestCount : kFinestCount;
-    const auto past = static_cast<std::uint32_t>(end);
-    const std::uint32_t last = past < end ? past : past - 1;
+    const auto before = static_cast<std::int32_t>(std::max(wl, 0.0) * kFinestCount);
+    const double end = std::min(wr, 1.0) * kFinestCount;
+    const auto past = static_cast<std::int32_t>(end);
+    const std::int32_t last = past - (past < end ? 0 : 1);
     if (last <= before) {
         // W holds no midpoint: no round stops, and the last one leaves the middle
         // of the finest bracket.
         return (before | 1) / kFinestCount;
     }
-    const int zeros = static_cast<int>(std::bit_width(before ^ last)) - 1;
+    const int zeros = std::bit_width(static_cast<std::uint32_t>(before ^ last)) - 1;
     assert(zeros >= 0);  // because before < last
-    const std::uint32_t c = (last >> zeros) << zeros;
-    const double half = static_cast<double>(1 << zeros) / kFinestCount;
-    const double u = c / kFinestCount;
+    const double u = ((last >> zeros) << zeros) / kFinestCount;
+    if (zeros == 0 || std::fabs(curve.X(u) - x) < kTolerance) {
+        return u;
+    }
+    const double half = (1 << zeros) / kFinestCount;
     return BisectFrom(curve, x, u - half, u + half, u, zeros);
 }
 

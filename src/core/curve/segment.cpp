@@ -208,11 +208,8 @@ double SampleSegment(const Segment& segment, double t) noexcept {
             return s * s * s * c[0] + 3.0 * u * s * s * c[1] + 3.0 * u * u * s * c[2] +
                    u * u * u * c[3];
         }
-        case Segment::Shape::TimeValueBezier: {
-            const SegmentCurve& curve = segment.Curve();
-            return curve.bezier.Y(
-                curve.solver.Solve(curve.bezier, segment.EndInSeconds(), InSeconds(t)));
-        }
+        case Segment::Shape::TimeValueBezier:
+            return segment.CurveAt(t);
         case Segment::Shape::CubicEasing:
             return c[0] + c[1] * segment.Easing().At(segment.EasedProgress(t));
         case Segment::Shape::Elastic:

@@ -137,6 +137,11 @@ struct Segment {
         const double u = Progress(t);
         return (c[3] * u + c[2]) * (u * u) + (c[1] * u + c[0]);
     }
+    /// The value of a `TimeValueBezier`.
+    double CurveAt(double t) const noexcept {
+        const SegmentCurve& curve = Curve();
+        return curve.bezier.Y(curve.solver.Solve(curve.bezier, EndInSeconds(), InSeconds(t)));
+    }
     /// Of the time-value Bezier and the easings, which run in seconds.
     double StartInSeconds() const noexcept { return InSeconds(from); }
     double EndInSeconds() const noexcept { return InSeconds(To()); }

@@ -103,8 +103,11 @@ void CurveSnapshot::Sample(const Time& timeOf, std::size_t count, bool clampToRa
         const double t = timeOf(i);
         if constexpr (std::is_same_v<Value, double>) {
             if (isPlain && last->Holds(t) && last->IsNumeric()) {
-                const bool isCubic = last->shape == Segment::Shape::Cubic;
-                const double value = isCubic ? last->CubicAt(t) : SampleSegment(*last, t);
+                using Shape = Segment::Shape;
+                const double value = last->shape == Shape::Cubic ? last->CubicAt(t)
+                                     : last->shape == Shape::TimeValueBezier
+                                         ? last->CurveAt(t)
+                                         : SampleSegment(*last, t);
                 values[i] = clampToRange ? curve->Clamped(value) : value;
                 continue;
             }
