@@ -7,6 +7,7 @@
 #include <typeinfo>
 
 #include "core/data/deep_stack.h"
+#include "core/foundation/never_destroyed.h"
 
 namespace core::detail {
 
@@ -260,9 +261,13 @@ JsonElem& JsonNodes::NoElement() noexcept {
 }
 
 const JsonMember& JsonNodes::NoMember() noexcept {
-    static JsonString noName(JsonDefaultAllocator::Instance());
-    static const JsonMember none(JsonDefaultAllocator::Instance(), &noName, nullptr);
-    return none;
+    struct None {
+        JsonString name{JsonDefaultAllocator::Instance()};
+        JsonMember member{JsonDefaultAllocator::Instance(), &name, nullptr};
+    };
+    // Other static objects may look for members when they are destroyed.
+    static const NeverDestroyed<None> none;
+    return none.value.member;
 }
 
 void JsonNodes::ThrowFull() {
