@@ -132,7 +132,8 @@ double BezierTimeSolver::Solve(const CubicBezier& curve, double xEnd, double x) 
         // of the finest bracket.
         return (before | 1) / kFinestCount;
     }
-    const int zeros = std::bit_width(static_cast<std::uint32_t>(before ^ last)) - 1;
+    const int zeros =
+        static_cast<int>(std::bit_width(static_cast<std::uint32_t>(before ^ last))) - 1;
     assert(zeros >= 0);  // because before < last
     const double u = ((last >> zeros) << zeros) / kFinestCount;
     if (zeros == 0 || std::fabs(curve.X(u) - x) < kTolerance) {
