@@ -140,6 +140,11 @@ TEST(BakeCurve, HoldsTextsMovesPathsEvenlyAndRefusesTheRest) {
     ASSERT_TRUE(BakeCurve(text.Snapshot(), TimeBase::Seconds(), TimeBase::Frames(4), 0, 2, baked));
     EXPECT_EQ(9, baked.GetKeyFramesCount());
     EXPECT_EQ("one", baked.GetValue(0.99, false).AsString());
+    for (int n = 0; n < 300; ++n) {  // the frame at both bounds
+        const double time = n * 1001.0 / 30000;
+        ASSERT_TRUE(BakeCurve(text.Snapshot(), TimeBase::Seconds(), kNtsc, time, time, baked));
+        ASSERT_EQ(time, baked.GetPointTime(0));
+    }
     Parameter path(Pointd{});
     path.AddPointEx(0, Pointd{0, 0}, KeyframeInterpolationType::Bezier);
     path.AddPointEx(4, Pointd{8, 4}, KeyframeInterpolationType::Bezier);

@@ -308,6 +308,10 @@ TEST(Evaluation, BoolsAndTextsKeepTheStartOfTheirSegment) {
         EXPECT_EQ(KeyframeInterpolationType::Hold, title.GetInterpolationType(i));
         EXPECT_EQ(KeyframeInterpolationType::Hold, flag.GetInterpolationType(i));
     }
+    Parameter path(Pointd{});  // of numbers
+    path.AddPoint(0, 1.0, kLinear);
+    path.AddPoint(1, 3.0, kLinear);
+    EXPECT_EQ(2, path.GetValue(0.5, false).AsDouble());
 }
 
 TEST(Evaluation, ValuesThatAreNoNumbersThrowAndReleaseTheCurve) {

@@ -115,6 +115,21 @@ TEST(InsertKeyframe, KeepsEveryNeighbourhoodOfTypes) {
     }
 }
 
+// Automatic handles of times that a file has cut are not quite what they would be anew.
+TEST(InsertKeyframe, KeepsLoadedCurves) {
+    using Type = KeyframeInterpolationType;
+    Parameter saved;
+    for (int i = 0; i < 6; ++i) {
+        saved.AddPoint(i / 3e3, std::sin(i),
+                       i == 2   ? Type::EaseInCubic
+                       : i == 3 ? kLinear
+                                : Type::Hermite);
+    }
+    Parameter loaded;
+    ASSERT_EQ(0, loaded.Desialize(saved.Serialize().c_str()));
+    InsertAndCompare(loaded, 2.5 / 3e3, saved.Serialize());
+}
+
 TEST(InsertKeyframe, CutsPathsAndHeldValues) {
     Dice dice(7);
     for (int round = 0; round < 200; ++round) {

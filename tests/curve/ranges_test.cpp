@@ -69,6 +69,10 @@ TEST(Ranges, ShiftAndScaleMoveWhatCurvesAnswer) {
             before, curve.Snapshot(), unit, 5 * unit, [](double t) { return t; },
             what + "and back");
     });
+    // The slopes that lead out of the range stretch too.
+    Parameter curve = plain::Build({{0, 0, 1}, {1, 0, 0, {}, {0.25, 8}}, {2, 0, 0}});
+    ASSERT_TRUE(ScaleRange(curve, 0, 1, 1, 0.5));
+    EXPECT_EQ(16, plain::ReadBack(curve)[1].right.y);
 }
 
 TEST(Ranges, ReversedTwiceAnswerWhatTheyDid) {
@@ -78,6 +82,8 @@ TEST(Ranges, ReversedTwiceAnswerWhatTheyDid) {
         const auto mirror = [=](double t) { return 5.5 * unit - t; };
         if (const core::CurveEditResult done = ReverseRange(curve, 1.7 * unit, 4 * unit); !done) {
             EXPECT_TRUE(before == curve.Snapshot());
+            EXPECT_NE(KeyframeInterpolationType::EaseOutBounce,
+                      before.GetKeyframe(1).GetInterpolation());
             ++refused;
             return;
         }

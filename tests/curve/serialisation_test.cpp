@@ -1,3 +1,5 @@
+#include <core/curve/handle_edits.h>
+#include <core/curve/motion_path.h>
 #include <core/curve/parameter.h>
 #include <core/data/json_doc.h>
 #include <core/foundation/md5.h>
@@ -660,6 +662,10 @@ TEST(Deserialisation, LoadedCurvesGoOnAsTheSavedOnesWould) {
             twins.Edit();
         }
     }
+    // Times and values of few digits are not cut: what differs in the last one is set by hand.
+    const Parameter near =
+        Load(plain::Build({{0, 0, 7}, {1, 1, 7, {}, {2.00000001, 0}}, {2, 4, 7}}).Serialize());
+    EXPECT_TRUE(IsHandleSet(near.Snapshot(), 1, core::HandleSide::Right));
 }
 
 TEST(Serialisation, WhatNoFileCanHoldCostsNoOtherKeyframe) {
@@ -674,6 +680,12 @@ TEST(Serialisation, WhatNoFileCanHoldCostsNoOtherKeyframe) {
     EXPECT_EQ(HashOf(number), HashOf(loaded));
     EXPECT_EQ(Times({0, 3, 4}),
               Times({loaded.GetPointTime(0), loaded.GetPointTime(1), loaded.GetPointTime(2)}));
+
+    // A slope that overflows on a path makes handles that are written as 0.
+    Parameter steep = plain::Build({{0, 0, 7, {}, {1e308, 0}}, {10, 0, 7}});
+    const auto path = core::MergeTwoMotionDimensionIntoWhole(steep, steep);
+    Parameter again = Load(path->Serialize());
+    EXPECT_EQ("10: (0 0) type 0 (0 0) (0 0)\n", Keyframes(again));
 
     // Zero bytes end a text in files.
     Parameter text;

@@ -202,6 +202,11 @@ TEST(Shape, ValuesAreFoundWhereTheyArePassed) {
     EXPECT_EQ((Times{4}), core::FindTimesOfValue(curve, 0, -kInfinity, kInfinity));
     EXPECT_EQ((Times{6}), core::FindTimesOfValue(curve, 7, 0, kInfinity));
     EXPECT_EQ((Times{}), core::FindTimesOfValue(curve, 5, 0, kInfinity));
+    Parameter flag(true);
+    flag.AddPoint(0, false, kLinear);
+    flag.AddPoint(2, true, kLinear);
+    flag.AddPoint(3, false, kLinear);
+    EXPECT_EQ((Times{2}), core::FindTimesOfValue(flag.Snapshot(), 1, 0, 5));
 }
 
 TEST(Shape, NeighboursAreTheKeyframesThatDoNotMatch) {

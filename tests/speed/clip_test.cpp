@@ -1,3 +1,4 @@
+#include <core/curve/handle_edits.h>
 #include <core/speed/clip.h>
 #include <core/speed/speed_parameter.h>
 
@@ -155,6 +156,21 @@ TEST(Razor, CutsAtTheEdgesOfWhatAClipHas) {
             }
         }
     }
+    // A handle that is set stays so where its segment is whole, and no other one is.
+    const auto shaped =
+        Speeds(9, {{0, 1, kHold}, {1, 1, kHold}, {2, 1, kEasedStep}, {4, 2, kLine}, {9, 1, kHold}});
+    shaped->SetPointControlRightParam(2, 3, 0);
+    const core::CurveSnapshot part = TrimClip(shaped->Snapshot(), 1.5, 4).speed.Keyframes();
+    for (int i = 0; i < part.GetKeyFramesCount(); ++i) {
+        EXPECT_EQ(i == 1, IsHandleSet(part, i, core::HandleSide::Right)) << i;
+    }
+    // Where a moment shows much, what it shows too much is made good behind it.
+    const auto fast = Speeds(200, {{0, 20, 0}, {100, 30, kHold}, {200, 1, kHold}});
+    fast->AddFreezeFrame(80, 1);
+    const double played = fast->GetRenderTotalTime() - 3;
+    const ClipPart rest = TrimClip(fast->Snapshot(), 3, played + 3);
+    ASSERT_TRUE(rest) << rest.reason;
+    ExpectShows(fast->Snapshot(), 3, rest, played, kHundredthOfAFrame);
 }
 
 TEST(Razor, RefusesWhatCantBeCutOrJoined) {

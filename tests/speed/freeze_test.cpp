@@ -157,7 +157,9 @@ TEST(Freeze, ACopyTurnsNearZeroSpeedsIntoFreezes) {
     };
     for (const Row& row : {Row{0.0, true}, Row{-0.00009, true}, Row{0.00009, true},
                            Row{0.0001, false}, Row{-0.0001, false}}) {
-        auto speed = Speeds(10, {{0, 1, kHold}, {4, row.speed, kHold}, {6, 1, kHold}, {10, 0, 6}});
+        auto speed = Speeds(
+            10, {{0, 1, kHold}, {4, row.speed, kHold}, {6, 1, kHold}, {10, 0, 6}, {12, 1, 6}});
+        speed->RemovePoint(4);
         SpeedParameter copy(*speed);
         EXPECT_EQ(row.isFrozen, copy.SetFreezeFrameDuration(0, 2.0)) << row.speed;
         EXPECT_FALSE(copy.SetFreezeFrameDuration(1, 2.0)) << "the last keyframe has no segment";

@@ -166,6 +166,10 @@ TEST(Guard, LooksAtTheMaterialOfAPart) {
         ExpectTrue(broken->Snapshot(), shown, 2, 4.5);
         EXPECT_EQ(reverse ? 15 : 13, shown.highest);
     }
+    // At its end it shows what its last keyframe has, for a moment, and not what it has run to.
+    const auto eased = Speeds(4, {{0, 1, 16}, {4, 2, kHold}});
+    EXPECT_EQ(4, FindShownRange(eased->Snapshot(), 0, 3.999).highest);
+    EXPECT_FALSE(FindShownRange(eased->Snapshot(), 0, 3.999).StaysInside());
     // What a clip shows in reverse is counted from its length.
     const auto back = Speeds(10, {{0, 1, kHold}, {4, 1, kHold}});
     back->SetReverse(true);

@@ -155,6 +155,10 @@ TEST(UniformSpeed, LiesBetweenTwoTimes) {
             FAIL() << before.Serialize() << "\n" << from << " to " << to << " at " << wanted;
         }
     }
+    // What comes before a first keyframe runs at its speed: 2 s at 3, like the 2 s behind it.
+    const auto late = Speeds(10, {{2, 3, kHold}, {10, 1, kHold}});
+    ASSERT_TRUE(SetUniformSpeed(*late, 0, 4, 2));
+    EXPECT_NEAR(6 + 2.0 / 3, late->GetRenderTotalTime(), 1e-6);
     const auto speed = TwoSpeeds();
     for (const double never : {0.0, -1.0, kNan, kInfinity}) {
         EXPECT_FALSE(SetUniformSpeed(*speed, 1, 2, never));

@@ -131,7 +131,9 @@ TEST(SpeedSnapshotTest, AnswersWhatTheCurveAnsweredAndUndoesToIt) {
     auto held = TwoSpeeds();
     const SpeedSnapshot unfrozen = held->Snapshot();
     held->AddFreezeFrame(2, 1);
-    EXPECT_NEAR(2, ChangedBetween(unfrozen, held->Snapshot()).from, 1e-6);
+    SpeedSnapshot latest = unfrozen;
+    latest = held->Snapshot();
+    EXPECT_NEAR(2, ChangedBetween(unfrozen, latest).from, 1e-6);
 }
 
 TEST(SpeedSnapshotTest, ListsTheFreezes) {

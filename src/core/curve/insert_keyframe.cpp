@@ -16,9 +16,8 @@
 
 // A plan is made of the curve as it is, then carried out on a draft. The new keyframes make
 // automatic handles around them follow; those that have changed by more than rounding are
-// set to what they were. At most these: the right one of the keyframe before the segment and
-// the left one of the keyframe behind it, should the types of the segment's ends change, and
-// both of its ends.
+// set to what they were. At most those of the segment's ends and, should the types of these
+// change, of the keyframes beside them: what a file has cut is not quite what it would be anew.
 
 namespace core {
 namespace {
@@ -91,7 +90,6 @@ void FreeEnd(const Curve& curve, Plan& plan, Kept& end) {
     } else if (next.type == Type::Linear && curve.Type() != ParameterPoint) {
         next.left->x = end.right->x;
     }
-    next.right.reset();
     plan.kept.push_back(next);
 }
 
@@ -142,9 +140,7 @@ Plan PlanInside(const Curve& curve, std::size_t index, double time) {
     }
     keptEnd.left = split.endLeft;
     if (previous && hasNewType) {
-        Kept before = KeptAsItIs(curve, index - 2);
-        before.left.reset();
-        plan.kept.push_back(before);
+        plan.kept.push_back(KeptAsItIs(curve, index - 2));
     }
     plan.kept.push_back(keptStart);
     if (split.freesEnd) {

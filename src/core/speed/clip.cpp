@@ -41,17 +41,16 @@ ClipPart Trim(const SpeedSnapshot& clip, const SpeedState& state, double from, d
 }
 
 // A freeze that is cut stands at a keyframe whose slope the other side gives: the clip with a
-// little less of the freeze, and as much of that side, in which the keyframe keeps it.
+// little less of the freeze, and as much of that side, in which the keyframe keeps it. For what
+// is played alone: the freezes' own keys stay.
 Shared<SpeedState> WithRoomBesideFreezes(const SpeedState& state, double& from, double& to) {
     std::vector<Freeze> freezes(state.freezes->Freezes().begin(), state.freezes->Freezes().end());
-    double longer = 0.0;  // what comes later by then
     const double start = from;
     const double end = to;
     for (std::size_t i = 0; i < freezes.size(); ++i) {
         Freeze& freeze = freezes[i];
         const double begins = state.Placed().RenderStart(i);
         const double ends = begins + freeze.duration;
-        freeze.key += longer;
         double duration = freeze.duration;
         if (start > begins - kTimeTolerance && start < ends - kTimeTolerance) {
             duration = ends - start - kBeside;
@@ -62,7 +61,6 @@ Shared<SpeedState> WithRoomBesideFreezes(const SpeedState& state, double& from, 
         if (!(duration > kBeside)) {
             throw OtherPictures("a freeze is too short to be cut there");
         }
-        longer += duration - freeze.duration;
         to += end > ends ? duration - freeze.duration : 0.0;
         freeze.duration = duration;
     }
