@@ -229,6 +229,21 @@ TEST(SynchronousEvents, NeedNoMemory) {
     EXPECT_EQ(2, count);
 }
 
+TEST(AsyncEvents, UseTheMemoryOfThoseBefore) {
+    AsyncEventBus bus;
+    std::atomic<int> count = 0;
+    bus.listen<int>([&](int) { ++count; });
+    bus.post(0);
+    const std::size_t before = AllocationsSoFar();
+    for (int posted = 1; posted < 1000; ++posted) {
+        while (count < posted) {
+            std::this_thread::yield();
+        }
+        bus.post(0);
+    }
+    EXPECT_EQ(before, AllocationsSoFar());
+}
+
 TEST(EventTypes, AreTheSameInAnotherModuleByTheirNames) {
     EventBus bus;
     std::string here;
