@@ -162,15 +162,15 @@ TEST(TimelineMemory, OfAThreadIsGivenBackAtItsEnd) {
     const support::ScratchDirectory scratch;
     ASSERT_EQ(0, CoreTimelineStart(scratch.Path("t.json").c_str(), 0));
     constexpr int kThreads = 100;
-    const long before = faults::LivingBlocks();
+    const long most = faults::LivingBlocks() + kThreads * 3 / 2;
     for (int i = 0; i < kThreads; ++i) {
         std::thread([] { core::RecordTimeline(CORE_TIMELINE_INSTANT, "short"); }).join();
     }
     // The thread that writes does it, at its next look.
-    for (int i = 0; i < 2000 && faults::LivingBlocks() >= before + kThreads; ++i) {
+    for (int i = 0; i < 2000 && faults::LivingBlocks() > most; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_LT(faults::LivingBlocks(), before + kThreads);
+    EXPECT_LE(faults::LivingBlocks(), most);
     CoreTimelineStop();
 }
 
