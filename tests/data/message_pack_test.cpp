@@ -176,6 +176,8 @@ TEST(MessagePack, AMillionContainersInEachOtherNeedNoStack) {
         JsonDoc doc;
         EXPECT_TRUE(Read(bytes, doc.Root(), kKeepAll));
         EXPECT_EQ("nested deeper than 1024 levels", Read(bytes, doc.Root()).reason);
+        const Bytes besideEachOther = {0x92, 0x90, 0x90};
+        EXPECT_EQ(2U, core::CheckMessagePack(besideEachOther.data(), 3).depth);
     });
 }
 

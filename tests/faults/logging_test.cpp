@@ -5,6 +5,7 @@
 #include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
 #include <core/logging/pref_trace.h>
+#include <core/logging/timeline.h>
 
 #include <gtest/gtest.h>
 
@@ -155,6 +156,22 @@ TEST(TraceWithoutMemory, ARecordIsDroppedAndTheFileStaysWhole) {
             EXPECT_TRUE(answer == 0 || failing.HasFailed()) << nth;
         }
     }
+}
+
+TEST(TimelineMemory, OfAThreadIsGivenBackAtItsEnd) {
+    const support::ScratchDirectory scratch;
+    ASSERT_EQ(0, CoreTimelineStart(scratch.Path("t.json").c_str(), 0));
+    constexpr int kThreads = 100;
+    const long most = faults::LivingBlocks() + kThreads * 3 / 2;
+    for (int i = 0; i < kThreads; ++i) {
+        std::thread([] { core::RecordTimeline(CORE_TIMELINE_INSTANT, "short"); }).join();
+    }
+    // The thread that writes does it, at its next look.
+    for (int i = 0; i < 2000 && faults::LivingBlocks() > most; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_LE(faults::LivingBlocks(), most);
+    CoreTimelineStop();
 }
 
 TEST(DiagnosticsWithoutMemory, AnImageThatCanNotBeReadIsNoFault) {

@@ -1,6 +1,7 @@
 // Our strftime beside the system's, and the time of day beside the calendar.
 
 #include "core/foundation/time_format.h"
+#include "core/logging/time_stamp.h"
 
 #include <gtest/gtest.h>
 
@@ -104,7 +105,18 @@ TEST(LocalTime, TicksWithoutADateStillGiveATime) {
         EXPECT_GE(time.millisecond, 0);
         EXPECT_LE(time.millisecond, 999);
         EXPECT_FALSE(FormatWallTime(time, "%c %Z %z %V %s.%s").empty());
+        EXPECT_NE(0, time.local.fields.tm_year);
     }
+}
+
+TEST(LocalTime, IsWhatLinesSayAndWhatACrashSays) {
+    const TimeStamp stamp;
+    const WallTime time = WallTimeOf(stamp.Ticks());
+    const std::string milliseconds = std::to_string(1000 + time.millisecond).substr(1);
+    EXPECT_EQ(FormatWallTime(time, "%F %T.") + milliseconds + FormatWallTime(time, "T%z"),
+              stamp.View());
+    char text[64];
+    EXPECT_EQ(stamp.View().substr(23), TimeWithoutZone(text).substr(23));
 }
 
 // Sunday, 2024-03-31 03:00:07.008 in Central Europe, after the hour that is left out.

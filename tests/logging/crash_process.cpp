@@ -7,6 +7,7 @@
 
 #include <core/logging/log.h>
 #include <core/logging/log_crash.h>
+#include <core/logging/log_flush.h>
 
 #include <array>
 #include <atomic>
@@ -89,8 +90,11 @@ void LogFromThreads() {
 
 int Crash(const std::string& how, const fs::path& directory) {
     if (how == "hooked") {
-        // Somebody else's, which runs behind ours.
-        std::signal(SIGABRT, [](int) { std::_Exit(42); });
+        // Somebody else's, which runs behind ours. The log goes on meanwhile.
+        std::signal(SIGABRT, [](int) {
+            const int answer = CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, 30'000);
+            std::_Exit(answer == CORE_LOG_TIMED_OUT ? 1 : 42);
+        });
     }
     if (CoreLogHandleCrashes(true) != 0) {
         return 3;
@@ -134,6 +138,7 @@ int Check(const std::string& how, const fs::path& directory) {
                 const bool isRight = how == "fatal"
                                          ? line.find("]the end") != std::string::npos
                                          : line.find("][core]crash: ") != std::string::npos &&
+                                               line.find("crash_process") != std::string::npos &&
                                                line.find("+0x") != std::string::npos &&
                                                (how != "throw" || line.find("no_way") != line.npos);
                 ends += isRight ? 1 : 0;

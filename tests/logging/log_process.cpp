@@ -361,6 +361,7 @@ int main(int argc, char** argv) {
     } else if (what == "shutdown") {
         CoreLogShutdown();
         WriteLine(0, next);  // goes nowhere
+        return CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, 0) == CORE_LOG_FLUSHED ? 0 : 1;
     } else if (what == "exit") {
         std::thread([next] {
             WriteLine(0, next);

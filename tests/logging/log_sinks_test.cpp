@@ -55,6 +55,7 @@ private:
     static void Take(void* context, const CoreLogLine* line) {
         EXPECT_EQ(0, line->text[line->textSize]);
         EXPECT_EQ(0, line->message[line->messageSize]);
+        EXPECT_EQ(line->function == nullptr, line->file == nullptr);
         static_cast<Collector*>(context)->lines.emplace_back(line->text);
     }
     int id;
@@ -79,7 +80,7 @@ TEST(LogSink, HasALevelAndAPatternOfItsOwn) {
     const Collector some(CORE_LOG_WARN, "%m");
     const Collector usual(CORE_LOG_FATAL, nullptr);
     for (int level = CORE_LOG_VERBOSE; level <= CORE_LOG_OFF; level += 3) {
-        CoreLogPrintLog("sunk", level, "t", nullptr, "f", -1, "at %d", level);
+        CoreLogPrintLog("sunk", level, "t", "a.cpp", "f", -1, "at %d", level);
     }
     CoreLogPrintLog("sunk", CORE_LOG_FATAL, "t", nullptr, nullptr, -1, "end");
     EXPECT_THAT(all.lines, ElementsAre("Tracking|t|at 3|f", "Error|t|at 6|f", "Fatal|t|end|"));

@@ -9,11 +9,14 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/allocations.h"
 #include "support/barrier.h"
 #include "support/scratch_directory.h"
 
@@ -40,6 +43,8 @@ protected:
                 EXPECT_GT(ValueByPointerOr(record, "/tid", 0), 0);
                 EXPECT_GT(ValueByPointerOr(record, "/ts", 0.0), 0.0);
                 EXPECT_EQ(phase == "X", ValueByPointerOr(record, "/dur", -1.0) >= 0);
+                EXPECT_EQ(phase == "i", std::string(ValueByPointerOr(record, "/s", "")) == "t");
+                EXPECT_EQ(phase == "f", std::string(ValueByPointerOr(record, "/bp", "")) == "e");
                 const bool hasId = std::string("bnestf").find(phase) != std::string::npos;
                 EXPECT_EQ(hasId, std::string(ValueByPointerOr(record, "/id", "")) == "7");
             }
@@ -104,16 +109,19 @@ TEST_F(Timeline, HoldsWhatEachThreadRecorded) {
 
 TEST_F(Timeline, KnowsEveryKindOfRecord) {
     Start();
+    RefuseAllocationsAbove(256 << 10);  // the usual size of a ring
     for (const char phase : std::string("iBEbnestf?")) {
         CoreTimelineRecord(phase, phase == 'i' ? nullptr : "kind", 7);
     }
+    RefuseAllocationsAbove(SIZE_MAX);
     CoreTimelineCounter("count", 0.1);
     CoreTimelineCounter("count", NAN);
     core::RecordTimeline(CORE_TIMELINE_INSTANT, "props", 0,
                          {{"null", static_cast<const char*>(nullptr)},
                           {nullptr, 1},
                           {"real", 0.5},
-                          {"long", std::string(1000, 'x')}});
+                          {"long", std::string(1000, 'x')},
+                          {"cut", std::string(1000, '\x80')}});
     const auto nothing = CoreTimelineStop();
     CoreTimelineRecord('i', "too late", 0);
     EXPECT_EQ(0u, nothing);
@@ -121,7 +129,8 @@ TEST_F(Timeline, KnowsEveryKindOfRecord) {
     for (const core::JsonElem& record : Records()) {
         phases += ValueByPointerOr(record, "/ph", "");
         if (std::string(ValueByPointerOr(record, "/name", "")) == "props") {
-            EXPECT_EQ(3, record.AsObject().Find("args")->AsObject().Count());
+            EXPECT_EQ(4, record.AsObject().Find("args")->AsObject().Count());
+            EXPECT_EQ("", ValueByPointerOr(record, "/args/cut", "none"));
             EXPECT_EQ(std::string(255, 'x'), ValueByPointerOr(record, "/args/long", ""));
             EXPECT_EQ(0.5, ValueByPointerOr(record, "/args/real", 0.0));
         }
@@ -145,6 +154,12 @@ TEST_F(Timeline, CountsWhatItLosesAndKeepsTheRest) {
     EXPECT_GT(lost, 0);
     EXPECT_EQ(lost, told);
     EXPECT_EQ(kRecords, kept + lost);
+    // A disk that is always full, where the system has one.
+    if (std::filesystem::exists("/dev/full")) {
+        ASSERT_EQ(0, CoreTimelineStart("/dev/full", 0));
+        CoreTimelineRecord('i', "nowhere", 0);
+        EXPECT_EQ(1u, CoreTimelineStop());
+    }
 }
 
 TEST_F(Timeline, OfACrashCanBeOpened) {

@@ -275,7 +275,10 @@ TEST(Limits, LetALoopGoOn) {
         const bool drops = whenFull == WhenFull::DropOldest;
         EXPECT_EQ(drops ? (std::vector<int>{1, 5, 6}) : (std::vector<int>{1, 2, 3, 4, 5, 6}),
                   handled);
-        EXPECT_EQ(drops ? 3U : 0U, core::CountersOf(loop.bus).dropped);
+        const core::Counters counters = core::CountersOf(loop.bus);
+        EXPECT_EQ(drops ? 3U : 0U, counters.dropped);
+        EXPECT_EQ(6U, counters.posted);
+        EXPECT_EQ(handled.size(), counters.done);
     }
 }
 

@@ -9,7 +9,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
@@ -138,9 +137,6 @@ SystemError ReadFile::Open(const std::string& path) noexcept {
 SystemError ReadFile::Read(std::uint64_t offset, void* data, std::size_t size,
                            std::size_t& read) noexcept {
     read = 0;
-    if (offset > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) {
-        return 0;
-    }
     const ssize_t count = pread(Descriptor(handle), data, size, static_cast<off_t>(offset));
     read = count > 0 ? static_cast<std::size_t>(count) : 0;
     return count < 0 ? LastError() : 0;
