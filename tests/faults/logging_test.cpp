@@ -162,7 +162,7 @@ TEST(TimelineMemory, OfAThreadIsGivenBackAtItsEnd) {
     const support::ScratchDirectory scratch;
     ASSERT_EQ(0, CoreTimelineStart(scratch.Path("t.json").c_str(), 0));
     constexpr int kThreads = 100;
-    const long most = faults::LivingBlocks() + kThreads * 3 / 2;
+    const long most = faults::LivingBlocks() + kThreads / 2;
     for (int i = 0; i < kThreads; ++i) {
         std::thread([] { core::RecordTimeline(CORE_TIMELINE_INSTANT, "short"); }).join();
     }

@@ -47,19 +47,15 @@ constexpr std::size_t kGoodWriteBytes = std::size_t{64} << 10;
 struct OwnRing {
     TimelineRing* ring;
     std::uint64_t recording;
-    bool isThreadEnding;
 };
 thread_local constinit OwnRing own{};
 
-/// Gives the ring back when the thread ends.
-struct AtThreadEnd {
-    ~AtThreadEnd() {
-        if (own.ring != nullptr) {
-            own.ring->Finish();
-        }
-        own = {nullptr, 0, true};
-    }
-};
+/// Gives the ring back when the thread ends. Not a destructor's work: on Windows, `own` may be
+/// gone by then.
+void GiveBack(void* ring) noexcept {
+    static_cast<TimelineRing*>(ring)->Finish();
+    own = {};
+}
 
 /// The number of the recording that is under way, or of the last one.
 constinit std::atomic<std::uint64_t> recordingNumber = 0;
@@ -109,6 +105,8 @@ private:
     bool isEnding CORE_GUARDED_BY(mutex) = false;
     std::uint64_t ringBytes CORE_GUARDED_BY(mutex) = 0;
     Entries entries CORE_GUARDED_BY(mutex);
+    /// With each thread's ring, of which it gives back what it has.
+    platform::ThreadEnd threadEnd{GiveBack};
 
     // Of the thread that writes, and of those who start and join it.
     std::ofstream file;
@@ -215,13 +213,10 @@ std::uint64_t Timeline::End() {
 }
 
 TimelineRing* Timeline::MakeRing() {
-    if (own.isThreadEnding) {
-        return nullptr;
-    }
     if (own.ring != nullptr) {
         own.ring->Finish();
     }
-    [[maybe_unused]] static thread_local AtThreadEnd atThreadEnd;
+    threadEnd.Set(nullptr);
     const Lock lock(mutex);
     own.ring = nullptr;
     own.recording = recordingNumber.load(std::memory_order_relaxed);
@@ -233,6 +228,7 @@ TimelineRing* Timeline::MakeRing() {
         return nullptr;
     }
     own.ring = entries.back().ring.get();
+    threadEnd.Set(own.ring);
     if (*ThreadName() != '\0') {
         RecordThreadName(*own.ring);
     }

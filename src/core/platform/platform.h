@@ -260,6 +260,20 @@ inline std::uint32_t processGeneration = 1;
 /// behind it. False when there is no memory; systems that fork no processes never call.
 bool OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept;
 
+/// A value of each thread. When its thread ends, `atEnd` is called there with what is not
+/// null: behind the destructors of `thread_local` objects, or, on Windows, when the memory of
+/// such objects is gone already, and where a fiber ends that set it. Never destroyed; does
+/// nothing where the system has no room for it.
+class ThreadEnd {
+public:
+    explicit ThreadEnd(void (*atEnd)(void* value)) noexcept;
+    void Set(void* value) noexcept;
+
+private:
+    static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+    std::uint32_t key = kNone;
+};
+
 /// Has the library that this code is in stay loaded to the end of the process, where
 /// unloading could not wait for its threads.
 void KeepLibraryLoaded() noexcept;

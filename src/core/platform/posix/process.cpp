@@ -153,6 +153,19 @@ bool OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept {
     return pthread_atfork(before, inParent, inChild) == 0;
 }
 
+ThreadEnd::ThreadEnd(void (*atEnd)(void* value)) noexcept {
+    pthread_key_t made{};
+    if (pthread_key_create(&made, atEnd) == 0) {
+        key = made;
+    }
+}
+
+void ThreadEnd::Set(void* value) noexcept {
+    if (key != kNone) {
+        pthread_setspecific(key, value);
+    }
+}
+
 void KeepLibraryLoaded() noexcept {
     // Unloading runs the functions that were registered for it, and they may wait.
 }

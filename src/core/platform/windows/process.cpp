@@ -96,6 +96,16 @@ bool OnFork(void (*)(), void (*)(), void (*)()) noexcept {
     return true;
 }
 
+ThreadEnd::ThreadEnd(void (*atEnd)(void* value)) noexcept : key(FlsAlloc(atEnd)) {
+    static_assert(kNone == FLS_OUT_OF_INDEXES);
+}
+
+void ThreadEnd::Set(void* value) noexcept {
+    if (key != kNone) {
+        FlsSetValue(key, value);
+    }
+}
+
 void KeepLibraryLoaded() noexcept {
     HMODULE self = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
