@@ -155,6 +155,11 @@ bool OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept {
 
 ThreadEnd::ThreadEnd(void (*atEnd)(void* value)) noexcept {
     pthread_key_t made{};
+    // A thread may end when the library would be unloaded.
+    Dl_info library{};
+    if (dladdr(reinterpret_cast<const void*>(atEnd), &library) != 0) {
+        dlopen(library.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+    }
     if (pthread_key_create(&made, atEnd) == 0) {
         key = made;
     }
