@@ -128,6 +128,8 @@ TEST(HandleStates, AreAutomaticSetAndResetSideBySide) {
         ASSERT_TRUE(AlignHandles(curve, 1, HandleSide::Right));
         EXPECT_NEAR(wanted, SlopesAt(curve.Snapshot(), 1).before, 1e-12 * std::fabs(wanted));
         EXPECT_NEAR(wanted, SlopesAt(curve.Snapshot(), 1).after, 1e-12 * std::fabs(wanted));
+        ASSERT_TRUE(ResetHandles(curve, 0, 0.5));
+        EXPECT_TRUE(IsHandleSet(curve.Snapshot(), 1, HandleSide::Right));
         ASSERT_TRUE(ResetHandles(curve, 0, 4));
         EXPECT_TRUE(automatic == curve.Snapshot());
     }

@@ -168,6 +168,16 @@ TEST(InsertKeyframe, SetsNoMoreThanItMust) {
     EXPECT_NEAR(line.GetValue(0.55, false).AsDouble(), -1.95, 1e-12);
     EXPECT_NEAR(line.GetValue(2.05, false).AsDouble(), 1.65, 1e-12);
 
+    // A curve at rest gets handles of a third.
+    Parameter resting;
+    resting.AddPoint(0, 1.0, KeyframeInterpolationType::Bezier);
+    ASSERT_TRUE(InsertKeyframe(resting, 2));
+    double x = 0, y = 0;
+    resting.GetPointControlRightParam(0, x, y);
+    EXPECT_EQ(Pointd(1.0 / 3, 0), Pointd(x, y));
+    resting.GetPointControlLeftParam(1, x, y);
+    EXPECT_EQ(Pointd(2.0 / 3, 0), Pointd(x, y));
+
     const struct {
         KeyframeInterpolationType type;
         int most;

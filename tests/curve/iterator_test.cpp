@@ -73,6 +73,7 @@ TEST(ParameterIterator, EditsDuringTheWalkNeverLeadOutsideTheStore) {
         [](Parameter& p) { p.RemovePoint(p.GetKeyFramesCount() - 1); },
         [](Parameter& p) { p.RemovePoint(0); },
         [](Parameter& p) { p = CurveOf(2); },
+        [](Parameter& p) { const Parameter taken = std::move(p); },
     };
     for (const auto& edit : edits) {
         for (bool reverse : {false, true}) {

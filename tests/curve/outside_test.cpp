@@ -90,6 +90,7 @@ TEST(Outside, FollowsItsRuleAndItsAreasFollowIt) {
             const double area = extended.GetAreaFromTo(from, from + kSteps * step);
             EXPECT_NEAR(sum, area, 2e-3 * steepest * length) << exhibit.name << int(rule);
             EXPECT_EQ(-area, extended.GetAreaFromTo(from + kSteps * step, from));
+            EXPECT_EQ(0, extended.GetAreaFromTo(from, HUGE_VAL));
         }
     }
 }

@@ -427,6 +427,7 @@ TEST(BsonUnpacker, WhatIsAskedForMustComeNext) {
     };
     EXPECT_EQ(std::make_tuple(3, 4, false), run("mtn"));
     EXPECT_EQ(std::make_tuple(-7, -7, true), run("tm"));
+    EXPECT_EQ(std::make_tuple(-7, -7, true), run("tt"));
     EXPECT_EQ(std::make_tuple(3, -7, true), run("mnt"));
     EXPECT_EQ(std::make_tuple(3, -7, true), run("mm"));
     EXPECT_EQ(std::make_tuple(3, 4, true), run("mtnn"));

@@ -229,6 +229,20 @@ TEST(Threads, KnowTheLimitsOfTheirStack) {
     EXPECT_FALSE(OtherThreadsAreGone());
 }
 
+TEST(Modules, AreFoundByTheirAddresses) {
+    const auto nameOf = [](std::uintptr_t address, std::uintptr_t& offset) {
+        char name[100] = "none";
+        FindModule(address, name, sizeof name, offset);
+        return std::string(name);
+    };
+    std::uintptr_t offset = 0;
+    const auto here = reinterpret_cast<std::uintptr_t>(&FindModule);
+    EXPECT_NE(std::string::npos, nameOf(here, offset).find("core_internal_tests"));
+    EXPECT_LT(offset, std::uintptr_t{100} << 20);
+    EXPECT_EQ("", nameOf(1, offset));
+    EXPECT_EQ(1U, offset);
+}
+
 // Threads that start wait for the loader, which waits for the library.
 TEST(Libraries, MayAskForTheirStackWhileTheyAreLoaded) {
     SystemError error = 0;

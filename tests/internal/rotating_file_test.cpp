@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <regex>
 #include <sstream>
@@ -184,6 +185,11 @@ TEST(RotatingFile, OnRequestNoFileIsLargerThanItsLimit) {
 
 TEST(RotatingFile, OnRequestFilesAreTheUsersAlone) {
     const ScratchDirectory scratch;
+    const ScratchDirectory usual;
+    Given everybodys(usual.Path(), {}, "m");
+    everybodys.Write("yours");
+    const auto byUmask = PathOf(usual.Path("any"));
+    std::ofstream{byUmask};
     RotatingFile::SetPrivate(true);
     Given given(scratch.Path(), {}, "m");
     RotatingFile::SetPrivate(false);
@@ -194,6 +200,9 @@ TEST(RotatingFile, OnRequestFilesAreTheUsersAlone) {
         using std::filesystem::perms;
         EXPECT_EQ(perms::owner_read | perms::owner_write,
                   std::filesystem::status(PathOf(scratch.Path(name))).permissions());
+        const auto log = PathOf(usual.Path(NamesIn(usual.Path()).back()));
+        EXPECT_EQ(std::filesystem::status(byUmask).permissions(),
+                  std::filesystem::status(log).permissions());
     }
 }
 

@@ -165,6 +165,8 @@ TEST(LogSink, TheLastLinesFollowAnError) {
     CoreLogPrintLog("other", CORE_LOG_USER0, "u", nullptr, nullptr, -1, "else");
     CoreLogPrintLog("kept", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "now");
     CoreLogPrintLog("kept", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "again");
+    CoreLogPrintLog("kept", CORE_LOG_DEBUG, "t", nullptr, nullptr, -1, "asked for");
+    CoreLogDumpRecent("kept");
     EXPECT_EQ(0, CoreLogKeepRecent(0, CORE_LOG_OFF));
     CoreLogPrintLog("kept", CORE_LOG_DEBUG, "t", nullptr, nullptr, -1, "not kept");
     CoreLogDumpRecent("kept");
@@ -172,9 +174,9 @@ TEST(LogSink, TheLastLinesFollowAnError) {
     for (std::string& line : lines) {
         line = std::regex_replace(line, std::regex(R"(\[\d+\]|\[[-0-9]+ [^\]]*\])"), "");
     }
-    EXPECT_THAT(lines,
-                ElementsAre("[Error][t]now", "[Debug][t]recent [kept]3", "[Debug][t]recent [kept]4",
-                            "[User0][u]recent [other]else", "[Error][t]again"));
+    EXPECT_THAT(lines, ElementsAre("[Error][t]now", "[Debug][t]recent [kept]3",
+                                   "[Debug][t]recent [kept]4", "[User0][u]recent [other]else",
+                                   "[Error][t]again", "[Debug][t]recent [kept]asked for"));
 }
 
 TEST(LogMacros, EvaluateNothingWhileTheyAreSuppressed) {

@@ -99,6 +99,18 @@ TEST(Timers, ComeToALoopThatSleepsAndNeverEarly) {
     EXPECT_GE(ticks, 1);
     EXPECT_LE(ticks, 1 + (times[0] - begin) / milliseconds(2));
     EXPECT_FALSE(core::PostAfter(loop.bus, milliseconds(0), Of(1)).IsPending());
+
+    // Who sleeps and is told of a timer sleeps on until that is due.
+    SimpleMsgBus bus;
+    core::TakenMessages taken{};
+    std::thread reader([&] {
+        SimpleMessage message;
+        taken = core::GetMsgs(bus, &message, 1, 60'000);
+    });
+    std::this_thread::sleep_for(milliseconds(5));
+    core::PostAfter(bus, milliseconds(20), Of(1));
+    reader.join();
+    EXPECT_EQ(1U, taken.count);
 }
 
 // Timers are armed and cancelled on all threads while what serves them works, is drained and
@@ -325,6 +337,7 @@ TEST(CountersOfThreads, TellWhatWasDoneAndHowLongItTook) {
     const auto hear = [&](const int& time) { rest(milliseconds(time)); };
     events.listen<int>(hear);
     bus.listen<int>(hear);
+    EXPECT_EQ(milliseconds(0), core::CountersOf(*worker).longestRun);
     core::MeasureRuns(*worker);
     core::MeasureRuns(events);
     core::MeasureRuns(bus);

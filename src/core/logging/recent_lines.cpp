@@ -27,7 +27,6 @@ std::vector<RecentLine> RecentLines::Take() {
     if (lines.size() == room) {
         std::rotate(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(next), lines.end());
     }
-    next = 0;
     return std::exchange(lines, {});
 }
 
