@@ -56,6 +56,8 @@ TEST(ParameterIterator, CopiesWalkOnTheirOwn) {
     for (bool reverse : {false, true}) {
         ParameterIterator it(&parameter, reverse);
         it.Next();
+        EXPECT_EQ(KeyframeInterpolationType::Extrapolate,
+                  ParameterIterator(nullptr, reverse).Current().GetInterpolation());
         ParameterIterator copy = it;
         ParameterIterator assigned(&other, !reverse);
         assigned = it;
@@ -73,7 +75,6 @@ TEST(ParameterIterator, EditsDuringTheWalkNeverLeadOutsideTheStore) {
         [](Parameter& p) { p.RemovePoint(p.GetKeyFramesCount() - 1); },
         [](Parameter& p) { p.RemovePoint(0); },
         [](Parameter& p) { p = CurveOf(2); },
-        [](Parameter& p) { const Parameter taken = std::move(p); },
     };
     for (const auto& edit : edits) {
         for (bool reverse : {false, true}) {
