@@ -183,7 +183,8 @@ TEST(ParseJsonFile, SkipsItsMarkAndTellsWhyItCannot) {
     EXPECT_EQ("line 1, column 3: expected ',' or ']', not '}'", result.Message());
     EXPECT_EQ(5U, result.offset);
     holds("\xFF\xFE[");
-    EXPECT_EQ("text in UTF-16, where UTF-8 is wanted", ParseJsonFile(path, document.Root()).reason);
+    EXPECT_EQ("line 1, column 1: text in UTF-16, where UTF-8 is wanted",
+              ParseJsonFile(path, document.Root()).Message());
     EXPECT_EQ(1, document.Root().AsArray().Count());
 }
 

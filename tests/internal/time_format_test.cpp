@@ -116,7 +116,10 @@ TEST(LocalTime, IsWhatLinesSayAndWhatACrashSays) {
     EXPECT_EQ(FormatWallTime(time, "%F %T.") + milliseconds + FormatWallTime(time, "T%z"),
               stamp.View());
     char text[64];
-    EXPECT_EQ(stamp.View().substr(23), TimeWithoutZone(text).substr(23));
+    const std::string_view atCrash = TimeWithoutZone(text);
+    EXPECT_EQ(stamp.View().substr(23), atCrash.substr(23));
+    EXPECT_LE(stamp.View().substr(0, 19), atCrash.substr(0, 19));
+    EXPECT_LE(atCrash.substr(0, 19), TimeStamp().View().substr(0, 19));
 }
 
 // Sunday, 2024-03-31 03:00:07.008 in Central Europe, after the hour that is left out.
