@@ -174,9 +174,9 @@ TEST(InsertKeyframe, SetsNoMoreThanItMust) {
     ASSERT_TRUE(InsertKeyframe(resting, 2));
     double x = 0, y = 0;
     resting.GetPointControlRightParam(0, x, y);
-    EXPECT_EQ(Pointd(1.0 / 3, 0), Pointd(x, y));
+    EXPECT_EQ((Pointd{1.0 / 3, 0}), (Pointd{x, y}));
     resting.GetPointControlLeftParam(1, x, y);
-    EXPECT_EQ(Pointd(2.0 / 3, 0), Pointd(x, y));
+    EXPECT_EQ((Pointd{2.0 / 3, 0}), (Pointd{x, y}));
 
     const struct {
         KeyframeInterpolationType type;
