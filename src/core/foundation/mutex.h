@@ -283,7 +283,7 @@ private:
     std::uint32_t generation = platform::processGeneration;
 };
 
-/// What all of messaging has. Where the system ends threads wherever they
+/// What queues of messages, events and tasks have. Where the system ends threads wherever they
 /// are, they had better sleep in a lock of its own than be in the heap, which the end of the
 /// process needs: with a SpinMutex, one process in thirty did not end under Wine.
 using QueueMutex = std::conditional_t<platform::kEndsThreadsFirst, Mutex, SpinMutex>;

@@ -19,8 +19,8 @@ namespace {
 struct Place {
     void Abandon() noexcept {}
 
-    QueueMutex mutex;
-    QueueCondition changed;
+    Mutex mutex;
+    Condition changed;
 };
 
 constexpr std::size_t kPlaces = 16;
@@ -48,7 +48,7 @@ bool CallRecord::Sleep(std::int64_t ms) {
         if (now >= deadline || platform::OtherThreadsAreGone()) {
             return false;
         }
-        place.changed.WaitUntil(place.mutex, std::min(deadline, now + kLongest));
+        place.changed.WaitUntil(lock, std::min(deadline, now + kLongest));
     }
     return true;
 }

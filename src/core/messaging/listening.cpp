@@ -35,8 +35,8 @@ namespace {
 struct Waiters {
     void Abandon() noexcept {}
 
-    QueueMutex mutex;
-    QueueCondition changed;
+    Mutex mutex;
+    Condition changed;
 };
 
 CORE_INIT_FIRST NeverDestroyed<Waiters> waitersStorage;
@@ -80,7 +80,7 @@ void ListenerRun::CloseAndWait(ListenerGate& toClose) {
     }
     while (toClose.state.load() / ListenerGate::kRun > (isInside ? toClose.parked : 0) &&
            !toClose.home.HasLostThreads()) {
-        waiters.changed.Wait(waiters.mutex);
+        waiters.changed.Wait(lock);
     }
     park(0U - 1);
 }
