@@ -7,8 +7,8 @@
 // only then have the static objects of libraries destroyed. A thread that ended so holds
 // its locks for ever, and what they guard may stand in the middle of a change. Locks that
 // are made with an owner have this owner abandon it and never wait: see Mutex::LockOrRenew.
-// The same goes for a forked process, which has none of its parent's other threads, and for
-// a SpinMutex, which knows the process of its holder.
+// A forked process has none of its parent's other threads: a SpinMutex knows the process of
+// its holder, and one of the parent's is no holder. The other mutexes stay held there.
 
 #include "core/foundation/never_destroyed.h"
 #include "core/platform/platform.h"

@@ -51,7 +51,7 @@ struct OwnRing {
 thread_local constinit OwnRing own{};
 
 /// Gives the ring back when the thread ends. Not a destructor's work: on Windows, `own` may be
-/// gone by then.
+/// gone by then, and is made anew where it is named.
 void GiveBack(void* ring) noexcept {
     static_cast<TimelineRing*>(ring)->Finish();
     own = {};

@@ -251,8 +251,8 @@ inline bool OtherThreadsAreGone() noexcept {
     return kEndsThreadsFirst && AskWhetherOtherThreadsAreGone();
 }
 
-/// Tells a forked process from the one that it came from, whose other threads it does not
-/// have: one more than that one's, which is never 0.
+/// A number that a forked process has one higher than its parent, whose other threads it does
+/// not have; from 1 on. It changes while the process has one thread.
 inline std::uint32_t processGeneration = 1;
 
 /// Has `before` run before each fork of this process, and one of the others after it, all

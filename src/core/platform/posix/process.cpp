@@ -155,7 +155,7 @@ bool OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept {
 
 ThreadEnd::ThreadEnd(void (*atEnd)(void* value)) noexcept {
     pthread_key_t made{};
-    // A thread may end when the library would be unloaded.
+    // Stays loaded: threads may end later than the library is unloaded otherwise.
     Dl_info library{};
     if (dladdr(reinterpret_cast<const void*>(atEnd), &library) != 0) {
         dlopen(library.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
