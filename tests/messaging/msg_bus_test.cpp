@@ -1,4 +1,7 @@
+#include <core/messaging/counters.h>
 #include <core/messaging/msg_bus.h>
+#include <core/messaging/queue_limit.h>
+#include <core/messaging/timer.h>
 
 #include <gtest/gtest.h>
 
@@ -241,6 +244,35 @@ TYPED_TEST(MsgBus, NeedsNoMemoryPerMessageOnceItHasHadItsLength) {
         }
     }
     EXPECT_EQ(0U, *std::max_element(allocated.begin() + 1, allocated.end()));
+}
+
+TYPED_TEST(MsgBus, HasALimitCountersAndTimers) {
+    core::SetLimit(this->bus, {2, core::WhenFull::DropOldest});
+    for (int number = 1; number <= 3; ++number) {
+        EXPECT_TRUE(this->bus.AddMsg(TypeParam::Make(number)));
+    }
+    core::Counters counters = core::CountersOf(this->bus);
+    EXPECT_EQ(3U, counters.posted);
+    EXPECT_EQ(1U, counters.dropped);
+    EXPECT_EQ(2U, counters.waiting);
+    EXPECT_EQ(2U, counters.highest);
+    typename TypeParam::Message all[3] = {this->out, this->out, this->out};
+    EXPECT_EQ(2U, core::GetMsgs(this->bus, all, 3).count);
+    EXPECT_EQ(2, TypeParam::NumberOf(all[0]));
+    EXPECT_EQ(3, TypeParam::NumberOf(all[1]));
+    EXPECT_EQ(MsgBusWaitRet::Timeout, core::GetMsgs(this->bus, all, 3, 0).result);
+    core::Timer once = core::PostAfter(this->bus, std::chrono::milliseconds(1), TypeParam::Make(4));
+    core::Timer often =
+        core::PostEvery(this->bus, std::chrono::microseconds(1), TypeParam::Make(5));
+    EXPECT_EQ(2U, core::CountersOf(this->bus).timers);
+    for (int times = 0; times < 3 || once.IsPending();) {
+        ASSERT_EQ(MsgBusWaitRet::Ok, this->bus.GetMsg(this->out));
+        times += TypeParam::NumberOf(this->out) == 5 ? 1 : 0;
+    }
+    EXPECT_FALSE(once.Cancel());
+    EXPECT_TRUE(often.IsPending());
+    EXPECT_TRUE(often.Cancel());
+    EXPECT_FALSE(often.IsPending());
 }
 
 TEST(VersatileBus, TheMovingAddTakesTheHandleOnSuccessOnly) {

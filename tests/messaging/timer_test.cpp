@@ -6,6 +6,7 @@
 #include <core/messaging/message_loop.h>
 #include <core/messaging/queue_limit.h>
 #include <core/messaging/timer.h>
+#include <core/messaging/worker.h>
 
 // The assertion is tested in every build.
 #undef NDEBUG
@@ -13,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -21,12 +23,14 @@
 #include <functional>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "support/barrier.h"
 #include "support/event.h"
+#include "support/logged.h"
 #include "support/long_run.h"
 
 namespace {
@@ -193,6 +197,69 @@ TEST(Timers, EndInAnyOrder) {
             }
         }
         ASSERT_EQ(0, alive);
+    }
+}
+
+// A worker of another kind has no clock; what it is posted it runs as it likes.
+TEST(Timers, AreOfTheLibrarysOwnWorkersAlone) {
+    struct Other : core::IWorker {
+        void PostTask(core::Task* task) override {
+            task->Run();
+            delete task;
+        }
+        int GetTaskCount() override { return 7; }
+        void StopAndDrain() override {}
+        void ThreadLoop() override {}
+    } other;
+    int runs = 0;
+    struct Counting : core::Task {
+        explicit Counting(int& toCount) : count(&toCount) {}
+        void Run() override { ++*count; }
+        int* count;
+    };
+    EXPECT_TRUE(core::PostTask(other, new Counting(runs), core::TaskOrder::Urgent));
+    EXPECT_FALSE(core::PostTask(other, nullptr, core::TaskOrder::InTurn));
+    EXPECT_EQ(1, runs);
+    EXPECT_EQ(7U, core::CountersOf(other).waiting);
+    EXPECT_FALSE(core::PostAfter(other, nanoseconds(0), [&] { ++runs; }).IsPending());
+    const std::unique_ptr<core::IWorker> own(CreateWorker());
+    EXPECT_FALSE(core::PostEvery(*own, nanoseconds(0), nullptr).IsPending());
+    EXPECT_EQ(0U, core::CountersOf(*own).timers);
+}
+
+// A function and a copy of an event that throw, on the other thread, are reported.
+TEST(Timers, ComeAgainAfterWhatThrows) {
+    struct Event {
+        explicit Event(std::atomic<int>& toCount) : count(&toCount) {}
+        Event(const Event& other) : count(other.count), home(other.home) { ThrowElsewhere(); }
+        Event& operator=(const Event&) = delete;
+        void ThrowElsewhere() const {
+            if (std::this_thread::get_id() != home) {
+                ++*count % 2 == 0 ? throw std::runtime_error("on purpose") : throw 3;
+            }
+        }
+        std::atomic<int>* count;
+        std::thread::id home = std::this_thread::get_id();
+    };
+    const auto lines = support::Logged([] {
+        std::array<std::atomic<int>, 2> counts{};
+        const std::unique_ptr<core::IWorker> worker(CreateWorker());
+        core::AsyncEventBus events;
+        core::Timer call = core::PostEvery(*worker, microseconds(1),
+                                           [event = Event(counts[0])] { event.ThrowElsewhere(); });
+        core::Timer post = core::PostEvery(events, microseconds(1), Event(counts[1]));
+        while (counts[0] < 4 || counts[1] < 4) {
+            std::this_thread::yield();
+        }
+        EXPECT_TRUE(call.IsPending() && post.IsPending());
+        EXPECT_TRUE(call.Cancel() && post.Cancel());
+        EXPECT_FALSE(call.IsPending() || post.IsPending());
+    });
+    for (const char* const expected :
+         {"on purpose", "a timer's function threw", "a timer's event can't be copied"}) {
+        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+            return line.find(expected) != std::string::npos;
+        })) << expected;
     }
 }
 
