@@ -232,6 +232,35 @@ TYPED_TEST(EventBuses, NeedNoMemoryButForTheFirstEvent) {
     EXPECT_EQ(before, AllocationsSoFar());
 }
 
+/// Types of few sizes and alignments.
+template <std::size_t kIndex>
+struct alignas(kIndex % 2 == 0 ? 8 : 4) Kind {
+    std::array<int, 2 + kIndex / 2 % 3 * 2> numbers{};
+};
+
+TEST(EventTypes, HearEachTheirOwn) {
+    EventBus bus;
+    std::array<int, 24> heard{};
+    const auto forEach = [&](auto call) {
+        [&]<std::size_t... kAll>(std::index_sequence<kAll...>) {
+            // In an order of their own.
+            (call.template operator()<(kAll * 7 + 5) % 24>(), ...);
+        }
+        (std::make_index_sequence<24>());
+    };
+    forEach([&]<std::size_t kIndex>() {
+        bus.listen<Kind<kIndex>>(
+            [&](const Kind<kIndex>&) { heard[kIndex] += static_cast<int>(kIndex) + 1; });
+        bus.listen<Kind<kIndex>>(1'000, [&](const Kind<kIndex>&) { heard[kIndex] += 100; });
+    });
+    forEach([&]<std::size_t kIndex>() { bus.post(Kind<kIndex>()); });
+    bus.unlistenAll(1'000);
+    forEach([&]<std::size_t kIndex>() { bus.post(Kind<kIndex>()); });
+    for (std::size_t i = 0; i < heard.size(); ++i) {
+        EXPECT_EQ(100 + 2 * (static_cast<int>(i) + 1), heard[i]) << i;
+    }
+}
+
 TEST(EventTypes, AreTheSameInAnotherModuleByTheirNames) {
     EventBus bus;
     std::string here;

@@ -1,3 +1,4 @@
+#include <core/messaging/counters.h>
 #include <core/messaging/message_loop.h>
 
 #include <gmock/gmock.h>
@@ -109,6 +110,7 @@ TEST_F(MessageLoops, OfTwoBusesTheSimpleOneIsTaken) {
     while (rich.Count() > 0) {
         std::this_thread::yield();
     }
+    EXPECT_EQ(1U, core::CountersOf(*loop).posted);
     rich.Close();
     loop->WaitExit();
     // Without any bus, it comes and goes.
