@@ -166,6 +166,9 @@ TYPED_TEST(MsgBus, ClosedDiscardsWhatIsThereAndRefusesTheRest) {
     EXPECT_EQ(0, this->bus.Count());
     EXPECT_FALSE(this->bus.AddMsg(kept));
     EXPECT_FALSE(this->bus.InsertUrgentMsg(kept));
+    EXPECT_FALSE(core::PostAfter(this->bus, std::chrono::nanoseconds(0), kept).IsPending());
+    EXPECT_EQ(MsgBusWaitRet::Closed, core::GetMsgs(this->bus, &this->out, 1).result);
+    this->out = TypeParam::Make(-1);
     EXPECT_EQ(3, TypeParam::NumberOf(kept));
     EXPECT_FALSE(this->bus.TryGetMsg(this->out));
     EXPECT_FALSE(this->bus.PeekMsg(this->out));
@@ -260,7 +263,17 @@ TYPED_TEST(MsgBus, HasALimitCountersAndTimers) {
     EXPECT_EQ(2U, core::GetMsgs(this->bus, all, 3).count);
     EXPECT_EQ(2, TypeParam::NumberOf(all[0]));
     EXPECT_EQ(3, TypeParam::NumberOf(all[1]));
-    EXPECT_EQ(MsgBusWaitRet::Timeout, core::GetMsgs(this->bus, all, 3, 0).result);
+    for (const std::size_t room : {3, 0}) {
+        const core::TakenMessages none = core::GetMsgs(this->bus, all, room, 0);
+        EXPECT_EQ(MsgBusWaitRet::Timeout, none.result);
+        EXPECT_EQ(0U, none.count);
+    }
+    this->bus.AddMsg(TypeParam::Make(6));
+    this->bus.AddMsg(TypeParam::Make(7));
+    core::SetLimit(this->bus, {1, core::WhenFull::DropOldest});
+    EXPECT_EQ(1, this->bus.Count());
+    core::SetLimit(this->bus, {});
+    EXPECT_EQ(7, this->Got(MsgBusWaitRet::Ok, this->bus.GetMsg(this->out)));
     core::Timer once = core::PostAfter(this->bus, std::chrono::milliseconds(1), TypeParam::Make(4));
     core::Timer often =
         core::PostEvery(this->bus, std::chrono::microseconds(1), TypeParam::Make(5));

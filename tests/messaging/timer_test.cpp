@@ -252,6 +252,7 @@ TEST(Timers, ComeAgainAfterWhatThrows) {
             std::this_thread::yield();
         }
         EXPECT_TRUE(call.IsPending() && post.IsPending());
+        EXPECT_EQ(1U, core::CountersOf(events).timers);
         EXPECT_TRUE(call.Cancel() && post.Cancel());
         EXPECT_FALSE(call.IsPending() || post.IsPending());
     });
