@@ -251,7 +251,7 @@ std::map<std::string, Parameter> Exhibits() {
         Parameter& curve = all["Kind" + std::to_string(values[0].Kind())];
         curve = Parameter(values[0]);
         for (int i = 0; const ValAny& value : values) {
-            curve.AddPointEx(i * 0.9, value, Type(i * 4 % 15));
+            curve.AddPointEx(i * 0.9, value, Type(i * 6 % 15));
             ++i;
         }
     }
