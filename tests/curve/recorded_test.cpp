@@ -156,6 +156,9 @@ const std::map<std::string, void (*)(Call&)> kCalls = {
      [](Call& a) { a << a.curve.SetPointInterpolationType(a.Index(0), Type(a.Int(1))); }},
     {"SetControl", [](Call& a) { a << a.curve.SetPointControlParam(a.Index(0), a[1], a[2]); }},
     {"RemovePoint", [](Call& a) { a << a.curve.RemovePoint(a.Index(0)); }},
+    {"RemoveAfter", [](Call& a) { a.curve.RemoveKeyFramesAfterTime(a.At(0)); }},
+    {"GetHashString", [](Call& a) { a.words += a.curve.GetHashString(); }},
+    {"Desialize", [](Call& a) { a << a.curve.Desialize(a.now.Serialize().c_str()); }},
     {"InsertKeyframe",
      [](Call& a) {
          const KeyframeInsertion done = InsertKeyframe(a.curve, a.At(0));
@@ -242,11 +245,12 @@ std::map<std::string, Parameter> Exhibits() {
             curve.SetBaseRatio(1.5);
         }
     }
-    const std::vector<ValAny> kinds[] = {{4, 7, 3, -2, 8},
-                                         {true, false, true, true},
-                                         {1.5, 2.5, "odd", 7.5, 3.5, 3.0, 8.5},
-                                         {"a", "b", "a", "c"},
-                                         {Pointd{1, 2}, Pointd{4, 2}, Pointd{4, -1}, Pointd{2, 7}}};
+    const std::vector<ValAny> kinds[] = {
+        {4, 7, 3, -2, 8},
+        {true, false, true, true},
+        {1.5, 2.5, "odd", 7.5, 3.5, 3.0, 8.5, kNan, 1e308, -1e308, kInfinity},
+        {"a", "b", "a", "c"},
+        {Pointd{1, 2}, Pointd{4, 2}, Pointd{4, -1}, Pointd{2, 7}}};
     for (const std::vector<ValAny>& values : kinds) {
         Parameter& curve = all["Kind" + std::to_string(values[0].Kind())];
         curve = Parameter(values[0]);
