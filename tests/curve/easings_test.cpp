@@ -116,41 +116,11 @@ TEST(Easings, NamedOnesComeAsNearAsTheySay) {
         }
     }
     EXPECT_LE(most, 10);
+    EXPECT_EQ(nullptr, core::FindNamedEasing("sine"));
+    EXPECT_EQ(nullptr, core::GetNamedEasing(26));
     const NamedEasing& back = *core::FindNamedEasing("back-in-out");
     EXPECT_NEAR(-0.1, std::min(core::EasedProgress(back, 0.2), core::EasedProgress(back, 0.24)),
                 0.02);
-}
-
-TEST(Easings, RefuseAndChangeNothing) {
-    Parameter curve(1);
-    curve.AddPoint(0, 0, kLinear);
-    curve.AddPoint(1, 10, kLinear);
-    const std::string text = curve.Serialize();
-    const NamedEasing& sine = *core::FindNamedEasing("sine-in");
-    EXPECT_EQ("the easing takes keyframes between, which hold whole numbers",
-              ApplyNamedEasing(curve, 0, sine).reason);
-    EXPECT_EQ("there is no segment 1", ApplyNamedEasing(curve, 1, sine).reason);
-    EXPECT_EQ("the numbers are no easing", SetSegmentEasing(curve, 0, {-0.1, 0, 1, 1}).reason);
-    EXPECT_EQ("the numbers are no easing", SetSegmentEasing(curve, 0, {0, kNan, 1, 1}).reason);
-    EXPECT_EQ(text, curve.Serialize());
-    EXPECT_EQ(nullptr, core::FindNamedEasing("sine"));
-    EXPECT_EQ(nullptr, core::GetNamedEasing(26));
-    Parameter brief;
-    brief.AddPoint(0, 0.0, kLinear);
-    brief.AddPoint(2e-7, 1.0, Type::Hold);
-    EXPECT_EQ("the segment is too short for the keyframes that the easing takes",
-              ApplyNamedEasing(brief, 0, sine).reason);
-    Parameter path(Pointd{});
-    path.AddPoint(0, Pointd{}, kLinear);
-    path.AddPoint(1, Pointd{1, 1}, kLinear);
-    EXPECT_EQ("the curve is none of numbers", ApplyNamedEasing(path, 0, sine).reason);
-    CubicBezierEasing easing;
-    EXPECT_FALSE(GetSegmentEasing(path.Snapshot(), 0, easing));
-    brief.SetPointInterpolationType(0, Type::EaseOutBounce);
-    EXPECT_FALSE(GetSegmentEasing(brief.Snapshot(), 0, easing));
-    // One of the eight keeps its type.
-    ASSERT_TRUE(SetSegmentEasing(curve, 0, {0.65, 0.0, 0.35, 1.0}));
-    EXPECT_EQ(Type::EaseInOutCubic, curve.GetInterpolationType(0));
 }
 
 }  // namespace

@@ -362,28 +362,6 @@ TEST(Editing, PathsKeepTheirHandlesAtTheThirdsOnceTheyAreMaintained) {
     }
 }
 
-TEST(Editing, ValuesThatAreNoNumbersNeverDisturbAnEdit) {
-    const std::vector<ValAny> values = {"text", 1.5,       Pointd{1, 2}, nullptr, true,
-                                        kNan,   kInfinity, 1e308,        -1e308};
-    Dice dice(24);
-    for (int parameterType = 0; parameterType <= 4; ++parameterType) {
-        Parameter parameter;
-        parameter.SetParameterType(static_cast<core::ParameterTypeEnum>(parameterType));
-        for (int n = 0; n < 500; ++n) {
-            auto type = static_cast<KeyframeInterpolationType>(dice.Pick(gallery::Types()));
-            EXPECT_LE(0, parameter.AddPoint(dice.Below(8), dice.Pick(values), type));
-            parameter.AddPointEx(dice.Below(8), dice.Pick(values), type);
-            parameter.SetPointValue(dice.Below(8), dice.Pick(values));
-            parameter.SetPointInterpolationType(dice.Below(8), type);
-            parameter.SetPointTime(dice.Below(8), dice.Between(0, 8));
-            parameter.RemovePoint(dice.Below(8));
-        }
-        for (int i = 1; i < parameter.GetKeyFramesCount(); ++i) {
-            EXPECT_LT(parameter.GetPointTime(i - 1), parameter.GetPointTime(i));
-        }
-    }
-}
-
 /// Keyframes at these times, whose values are their times.
 Parameter At(std::initializer_list<double> times) {
     Parameter parameter;

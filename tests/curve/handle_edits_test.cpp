@@ -145,27 +145,4 @@ TEST(HandleStates, AreAutomaticSetAndResetSideBySide) {
     EXPECT_NEAR(1 - std::hypot(2.0 / 3, 1.0 / 3), y, 1e-15);
 }
 
-TEST(HandleStates, RefuseAndChangeNothing) {
-    Parameter curve;
-    curve.AddPoint(0, 0.0, kLinear);
-    curve.AddPoint(1, 1.0, KeyframeInterpolationType::Hold);
-    curve.AddPoint(2, 0.0, KeyframeInterpolationType::Bezier);
-    curve.AddPoint(3, 2.0, KeyframeInterpolationType::Bezier);
-    curve.SetPointControlRightParam(2, 0.0, 1.0);
-    const std::string text = curve.Serialize();
-    const std::uint64_t revision = curve.Revision();
-    EXPECT_EQ("there is no keyframe 4", BreakHandles(curve, 4).reason);
-    EXPECT_EQ("there is no keyframe -1", AlignHandles(curve, -1, HandleSide::Left).reason);
-    EXPECT_EQ("keyframe 3 has one neighbour", AlignHandles(curve, 3, HandleSide::Left).reason);
-    EXPECT_EQ("the other side has no handle", AlignHandles(curve, 1, HandleSide::Left).reason);
-    EXPECT_EQ("the other side has no handle", AlignHandles(curve, 2, HandleSide::Right).reason);
-    EXPECT_EQ("the range ends before it starts", ResetHandles(curve, 2, 1).reason);
-    EXPECT_EQ("a time is not finite", PreventOvershoot(curve, 0, kNan).reason);
-    EXPECT_FALSE(IsHandleSet(curve.Snapshot(), 9, HandleSide::Left));
-    EXPECT_EQ(text, curve.Serialize());
-    EXPECT_EQ(revision, curve.Revision());
-    Parameter moved(std::move(curve));
-    EXPECT_EQ("the curve was moved away", ResetHandles(curve, 0, 1).reason);
-}
-
 }  // namespace

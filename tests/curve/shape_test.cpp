@@ -209,26 +209,4 @@ TEST(Shape, ValuesAreFoundWhereTheyArePassed) {
     EXPECT_EQ((Times{2}), core::FindTimesOfValue(flag.Snapshot(), 1, 0, 5));
 }
 
-TEST(Shape, NeighboursAreTheKeyframesThatDoNotMatch) {
-    Parameter curve;
-    for (const double time : {1.0, 2.0, 3.0}) {
-        curve.AddPoint(time, time, kLinear);
-    }
-    const CurveSnapshot snapshot = curve.Snapshot();
-    for (const double t : {0.5, 1.0 - 5e-8, 1.0, 1.5, 2.0 + 5e-8, 3.0, 4.0}) {
-        core::TimeValuePair previous;
-        const bool has = curve.GetPreviousKeyframeTime(t, &previous);
-        EXPECT_EQ(has ? curve.GetPointIndex(previous.GetTime()) : -1,
-                  core::FindPreviousKeyframe(snapshot, t))
-            << t;
-        int next = 0;
-        while (next < 3 && curve.GetPointTime(next) < t + core::kTimeTolerance) {
-            ++next;
-        }
-        EXPECT_EQ(next < 3 ? next : -1, core::FindNextKeyframe(snapshot, t)) << t;
-    }
-    EXPECT_EQ(-1, core::FindNextKeyframe(snapshot, kNan));
-    EXPECT_EQ(-1, core::FindPreviousKeyframe(snapshot, kNan));
-}
-
 }  // namespace

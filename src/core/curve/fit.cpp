@@ -391,7 +391,6 @@ CurveEditResult MakeFitted(const std::vector<FitSample>& samples, ParameterTypeE
         add(samples[piece.from].time, c[0]);
         SegmentForm form;
         form.kind = isPath ? Kind::Path : Kind::Hermite;
-        form.type = row.back().GetInterpolation();
         form.first = isPath ? c[1] : Pointd{3.0 * (c[1].x - c[0].x), 0.0};
         form.second = isPath ? c[2] : Pointd{3.0 * (c[3].x - c[2].x), 0.0};
         forms.push_back(form);
