@@ -70,25 +70,6 @@ TEST(Freeze, ADurationIsRefusedLikewise) {
     EXPECT_NEAR(7.0, speed->GetRenderTotalTime(), 1e-7);
 }
 
-TEST(Freeze, KeepsTheShapeOfARampAndItsLength) {
-    for (const SpeedKeys& keys : {SpeedKeys{{0, 1, kLine}, {10, 3, kHold}},
-                                  SpeedKeys{{0, 3, kLine}, {4, 0, kHold}, {6, 1, 6}, {10, 1, 6}}}) {
-        auto speed = Speeds(10, keys);
-        auto whole = Speeds(10, keys);
-        const double total = whole->GetRenderTotalTime();
-        const double point = 3.75;
-        const double start = whole->PointTimeToRenderTime(point);
-        ASSERT_TRUE(speed->AddFreezeFrame(point, 2.0));
-        EXPECT_NEAR(total + 2.0, speed->GetRenderTotalTime(), 1e-12);
-        EXPECT_EQ(kLinear, speed->GetInterpolationType(1));
-        for (double t = 0.0625; t < total; t += 0.125) {
-            double after = t <= start ? t : t + 2.0;
-            EXPECT_NEAR(whole->GetSourceTime(t), speed->GetSourceTime(after), 1e-12) << t;
-            EXPECT_NEAR(whole->GetCurrentFPS(t), speed->GetCurrentFPS(after), 1e-12) << t;
-        }
-    }
-}
-
 // In a row, freezes may be placed by what the curve was before the first of them; a question
 // in between has it worked out anew.
 TEST(Freeze, ARowOfThemIsPlacedAsIfAskedInBetween) {

@@ -235,15 +235,6 @@ TEST(Speed, TheRenderCurveIsAlwaysRebuiltForTheTotalAndElseWhenInvalid) {
     EXPECT_EQ(4, held->GetKeyFramesCount());  // whoever holds it sees the edit
 }
 
-TEST(Speed, TheSourceCurveIsWhatSourceTimeWasMeasuredOn) {
-    auto speed = TwoSpeeds();
-    EXPECT_EQ(0, speed->GetParameterSource()->GetKeyFramesCount());
-    speed->GetRenderTime(2.0);
-    auto scratch = speed->GetParameterSource();
-    EXPECT_EQ(2, scratch->GetKeyFramesCount());  // up to the first one beyond
-    EXPECT_EQ(2.0, Area(*scratch, 0, 2));
-}
-
 TEST(Speed, CopiesAnswerAlikeAndLiveAlone) {
     auto speed = TwoSpeeds();
     speed->AddFreezeFrame(3.0, 2.0);

@@ -99,10 +99,4 @@ TEST(Reverse, TheRevertedCurvePlaysTheStretchesFromTheEnd) {
     ExpectMirror(*source, *longer, shapes);
 }
 
-TEST(Reverse, WithoutARevertedCurveThereAreNoVelocities) {
-    auto speed = TwoSpeeds();
-    speed->SetReverse(true);
-    EXPECT_EQ((Velocities{0, 0, 0, 0}), VelocityAt(*speed, 0));
-}
-
 }  // namespace

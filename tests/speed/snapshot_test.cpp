@@ -136,22 +136,6 @@ TEST(SpeedSnapshotTest, AnswersWhatTheCurveAnsweredAndUndoesToIt) {
     EXPECT_NEAR(2, ChangedBetween(unfrozen, latest).from, 1e-6);
 }
 
-TEST(SpeedSnapshotTest, ListsTheFreezes) {
-    auto speed = TwoSpeeds();
-    speed->AddFreezeFrame(6, 1);
-    speed->AddFreezeFrame(2, 3);
-    const SpeedSnapshot snapshot = speed->Snapshot();
-    ASSERT_EQ(2, snapshot.GetFreezeFramesCount());
-    const core::FreezeFrame second = snapshot.GetFreezeFrame(1);
-    EXPECT_EQ(9, second.pointTime);
-    EXPECT_EQ(1, second.duration);
-    EXPECT_EQ(6, second.sourceTime);
-    EXPECT_EQ(8, second.renderTime);  // 4 s at speed 1, 3 s frozen, 2 s at speed 2
-    EXPECT_EQ(0, snapshot.GetFreezeFrame(2).duration);
-    EXPECT_EQ(0, snapshot.GetFreezeFrame(-1).duration);
-    EXPECT_EQ(5, snapshot.Keyframes().GetKeyFramesCount());
-}
-
 TEST(SpeedEdit, IsMadeAsAWholeOrNotAtAll) {
     auto speed = TwoSpeeds();
     const SpeedSnapshot before = speed->Snapshot();

@@ -44,7 +44,6 @@ constexpr double kOverlap = 1e-6;
 struct Passage {
     double from, to;
     double sourceFrom, sourceTo;
-    bool isFrozen;
 };
 
 double Between(double a, double x, double b) noexcept {
@@ -83,16 +82,15 @@ std::vector<Passage> PassagesOf(const SpeedSnapshot& clip) {
     const TimeMap& map = state.Map();
     const double length = clip.GetRenderTotalTime();
     std::vector<double> edges = {0.0, length};
-    std::vector<std::pair<double, double>> frozen;
-    for (int i = 0; i < clip.GetFreezeFramesCount(); ++i) {
-        const FreezeFrame freeze = clip.GetFreezeFrame(i);
-        frozen.emplace_back(freeze.renderTime, freeze.renderTime + freeze.duration);
-        edges.insert(edges.end(), {frozen.back().first, frozen.back().second});
+    const auto freezes = state.freezes->Freezes();
+    for (std::size_t i = 0; i < freezes.size(); ++i) {
+        const double start = state.Placed().RenderStart(i);
+        edges.insert(edges.end(), {start, start + freezes[i].duration});
     }
     std::size_t before = 0;
     for (std::size_t i = 0; i < map.RenderCount(); ++i) {
         const double time = map.RenderKey(i).time;
-        while (before < frozen.size() && state.Placed().MapTime(before) < time - kTimeTolerance) {
+        while (before < freezes.size() && state.Placed().MapTime(before) < time - kTimeTolerance) {
             ++before;
         }
         edges.push_back(time + state.freezes->DurationBefore(before));
@@ -111,12 +109,8 @@ std::vector<Passage> PassagesOf(const SpeedSnapshot& clip) {
         if (to - from <= kShortest) {  // the end belongs to the last one
             break;
         }
-        const double middle = 0.5 * (from + to);
-        const bool isFrozen = std::any_of(frozen.begin(), frozen.end(), [&](const auto& f) {
-            return f.first < middle && middle < f.second;
-        });
-        passages.push_back({from, to, SourceAtEdge(clip, from, kInside),
-                            SourceAtEdge(clip, to, -kInside), isFrozen});
+        passages.push_back(
+            {from, to, SourceAtEdge(clip, from, kInside), SourceAtEdge(clip, to, -kInside)});
         from = to;
     }
     return passages;
@@ -224,7 +218,7 @@ private:
         }
         for (const Passage& p : passages) {
             const bool toRender = way == Way::ToRender;
-            if (!toRender && (p.isFrozen || std::fabs(p.sourceTo - p.sourceFrom) <= kShortest)) {
+            if (!toRender && std::fabs(p.sourceTo - p.sourceFrom) <= kShortest) {  // as in freezes
                 continue;
             }
             // The other curve's keyframes in it, in the order in which it passes them.
@@ -273,7 +267,7 @@ private:
         const double margin = std::min(kInside, 0.25 * std::fabs(s.otherTo - s.otherFrom));
         const double low = std::min(s.otherFrom, s.otherTo);
         const double high = std::max(s.otherFrom, s.otherTo);
-        return s.passage->isFrozen ? other : std::clamp(other, low + margin, high - margin);
+        return std::clamp(other, low + margin, high - margin);
     }
     Numbers NumbersAt(double time) const {
         const Curve& from = SnapshotAccess::CurveOf(samples);

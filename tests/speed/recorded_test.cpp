@@ -1,0 +1,303 @@
+#include <core/speed/carry.h>
+#include <core/speed/clip.h>
+#include <core/speed/frames.h>
+#include <core/speed/guard.h>
+#include <core/speed/retime.h>
+
+#include <gtest/gtest.h>
+
+#include <charconv>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+#include <string>
+
+#include "support/file_rows.h"
+#include "support/logged.h"
+#include "support/speed_words.h"
+
+// What every function answers for every exhibit of a file, as it was when it was recorded: for
+// the changes that no property of a speed curve tells. A change that is meant is recorded anew:
+// CORE_RECORD=tests/files/recorded_speeds.txt core_tests --gtest_filter=RecordedSpeeds.*
+//
+// An exhibit is a length, whether in reverse, its kind of values and perhaps a handle; keyframes
+// as time, speed and type; freezes as point and duration.
+namespace {
+
+using core::SpeedSnapshot;
+using Type = KeyframeInterpolationType;
+
+// A clip, and what was answered about it: words, which must be the same, and a sum to which
+// each number counts by its own weight.
+struct Answers {
+    SpeedParameter c;
+    const SpeedSnapshot was = c.Snapshot();
+    const double length = c.GetRenderTotalTime();
+    const double total = c.GetSourceTotalTime();
+    std::uint32_t words = 2166136261U;
+    double sum = 0.0;
+    double size = 0.0;
+    Dice weights{1};
+
+    void AddWord(char word) { words = (words ^ static_cast<unsigned char>(word)) * 16777619U; }
+    void AddOne(double x) {
+        const bool isUsual = std::fabs(x) < 1e9;
+        const double weighted = isUsual ? weights.Between(1, 2) * std::asinh(x) : 0.0;
+        AddWord(isUsual ? '.' : x > 0 ? '+' : x < 0 ? '-' : '?');
+        sum += weighted;
+        size += std::fabs(weighted);
+    }
+    void AddOne(const std::string& text) {
+        for (const char *at = text.data(), *end = at + text.size(); at != end;) {
+            double x = 0;
+            const auto number = std::from_chars(at, end, x);
+            number.ec == std::errc() ? AddOne(x) : AddWord(*at);
+            at = number.ec == std::errc() ? number.ptr : at + 1;
+        }
+    }
+    void AddOne(const core::CurveEditResult& done) { AddOne(done.reason); }
+    void AddOne(const core::TimeRange& range) { *this << range.from << range.to; }
+    void AddOne(const core::ClipPart& part) {
+        *this << part.reason << part.sourceStart << part.speed;
+    }
+    void AddOne(const core::ClipParts& p) {
+        *this << p.first << p.second << JoinClips(p.first, p.second)
+              << JoinClips(p.second, p.first);
+    }
+    void AddOne(const SpeedSnapshot& clip) { AddClip(clip, 0.0319); }
+    template <class T>
+    void AddOne(const std::vector<T>& all) {
+        for (const T& each : all) {
+            AddOne(each);
+        }
+        AddWord(']');
+    }
+    template <class T>
+    Answers& operator<<(const T& answer) {  // in this order, whatever the compiler
+        AddOne(answer);
+        return *this;
+    }
+    void AddClip(const SpeedSnapshot& clip, double step) {
+        const double end = clip.GetRenderTotalTime();
+        const double last = clip.GetSourceTotalTime();
+        *this << clip.Serialize() << end;
+        for (double part = -0.1327; part < 1.2; part += step) {
+            *this << clip.GetSourceTime(part * end) << clip.GetRenderTime(part * last)
+                  << clip.RenderTimeToPointTime(part * end) << clip.GetCurrentFPS(part * end)
+                  << clip.PointTimeToRenderTime(part * (last + 1));
+        }
+        for (int i = 0; i < clip.GetFreezeFramesCount(); ++i) {
+            const core::FreezeFrame f = clip.GetFreezeFrame(i);
+            *this << f.pointTime << f.duration << f.sourceTime << f.renderTime;
+        }
+    }
+    void AddVelocities(const SpeedSnapshot& clip) {
+        for (int i = -1; i < 2 + clip.Keyframes().GetKeyFramesCount() + clip.GetFreezeFramesCount();
+             ++i) {
+            double x[4];
+            clip.GetVelocityTimeCurve(x[0], x[1], x[2], x[3], i);
+            *this << x[0] << x[1] << x[2] << x[3];
+        }
+    }
+    void AddAround(double t) {
+        for (const double d : {-1e-5, -2e-7, -5e-8, 5e-8, 2e-7, 1e-5}) {
+            for (const double x :
+                 {was.GetSourceTime(t + d), was.GetRenderTime(t + d),
+                  was.RenderTimeToPointTime(t + d), was.PointTimeToRenderTime(t + d)}) {
+                *this << ((x - t) * 1e3);
+            }
+            *this << was.GetCurrentFPS(t + d);
+        }
+    }
+    // Curves from before an end to behind it, carried along the clip.
+    template <class Carry>
+    void AddCarried(double end, const Carry& carry) {
+        Parameter curves[] = {Parameter(0.0), Parameter(1), Parameter(Pointd{}),
+                              Parameter(std::string("a"))};
+        for (int i = 0; i < 7; ++i) {
+            const double time = end * (i * 0.21317 - 0.1);
+            const double value = i * 5 % 7 - 2.3;
+            curves[0].AddPoint(time, value, Type(i * 7 % 17));
+            curves[1].AddPoint(time, i * 5 % 7, Type::Linear);
+            curves[2].AddPointEx(time, Pointd{value, 3 * i - value * i}, Type(i * 3 % 8));
+            curves[3].AddPoint(time, std::to_string(i % 3), Type::Hold);
+        }
+        for (const Parameter& curve : curves) {
+            Parameter carried;
+            *this << carry(curve.Snapshot(), was, carried, 1e-2) << carried.Serialize();
+        }
+    }
+    void AddChange() { *this << ChangedBetween(was, c.Snapshot()) << (c.Snapshot() == was); }
+};
+
+const struct {
+    const char* name;
+    void (*run)(SpeedParameter& c, Answers& a);
+} kCalls[] = {
+    {"GetSourceTime", [](SpeedParameter&, Answers& a) { a.AddClip(a.was, 0.0057); }},
+    {"Edges",
+     [](SpeedParameter&, Answers& a) {
+         a.AddAround(0.0), a.AddAround(a.length);
+         for (int i = 0; i < a.was.Keyframes().GetKeyFramesCount(); ++i) {
+             const double time = a.was.Keyframes().GetKeyframe(i).GetTime();
+             a.AddAround(time), a.AddAround(a.was.GetRenderTime(time));
+         }
+         for (int i = 0; i < a.was.GetFreezeFramesCount(); ++i) {
+             const core::FreezeFrame f = a.was.GetFreezeFrame(i);
+             a.AddAround(f.renderTime), a.AddAround(f.renderTime + f.duration);
+             a.AddAround(f.pointTime), a.AddAround(f.pointTime + f.duration);
+         }
+     }},
+    {"GetVelocityTimeCurve",
+     [](SpeedParameter& c, Answers& a) {
+         a.AddVelocities(a.was);
+         const auto reverted = c.RevertSpeedParameter();
+         for (const bool reverse : {true, false}) {
+             reverted->SetReverse(reverse);
+             a.AddVelocities(reverted->Snapshot());
+         }
+         c = *reverted;
+     }},
+    {"Freezes",
+     [](SpeedParameter& c, Answers& a) {
+         for (const int i : {-1, 1, 0, 2}) {
+             a << c.SetFreezeFrameDuration(i, 0.0713 + i) << c.Snapshot();
+             a << c.AddFreezeFrame(a.total * (0.713 - 0.51 * i), 1.137 + i) << c.Snapshot();
+             a << c.MoveFreezeFrame(i, a.total * (0.2317 + 0.413 * i)) << c.Snapshot();
+             a << c.RemoveFreezeFrame(i) << c.Snapshot();
+         }
+         a << c.AddFreezeFrame(0, 1) << c.AddFreezeFrame(a.total + 1, 1);
+     }},
+    {"SetSourceTotalTime",
+     [](SpeedParameter& c, Answers& a) {
+         c.SetSourceTotalTime(0.7317 * a.total);
+         a << c.Snapshot();
+         c.SetSourceTotalTime(0);
+     }},
+    {"CutClip",
+     [](SpeedParameter&, Answers& a) {
+         for (const double part : {0.0713, 0.4917, 0.8371}) {
+             const core::FreezeFrame f = a.was.GetFreezeFrame(0);
+             a << CutClip(a.was, part * a.length) << TrimClip(a.was, 0.1713 * a.length, a.length);
+             a << CutClip(a.was, f.renderTime + (2 * part - 0.1426) * f.duration);
+             a << TrimClip(a.was, 0.5 * part * a.length, (0.4 + part) * a.length);
+             const double near = a.was.GetRenderTime(a.c.GetPointTime(1)) + 4e-4 * part - 2e-4;
+             a << TrimClip(a.was, 0.0, near) << TrimClip(a.was, near, a.length);
+         }
+     }},
+    {"ScaleToLength",
+     [](SpeedParameter& c, Answers& a) {
+         a << ScaleToLength(c, 1.317 * a.length) << c.Snapshot();
+         a << ScaleToLength(c, 0.613 * a.length, core::FreezeLengths::Scale);
+     }},
+    {"SetUniformSpeed",
+     [](SpeedParameter& c, Answers& a) {
+         a << SetUniformSpeed(c, 0.2317 * a.length, 0.5913 * a.length, 1.713);
+         a << c.Snapshot() << SetUniformSpeed(c, 0.0, 0.1 * a.length, 0.813);
+     }},
+    {"FindShownRange",
+     [](SpeedParameter&, Answers& a) {
+         for (const double part : {0.0, 0.137, 0.4171}) {
+             const auto shown = FindShownRange(a.was, part * a.total, (1 - part) * a.total);
+             a << shown.lowest << shown.highest << shown.outside << shown.backwards;
+         }
+     }},
+    {"KeepInside",
+     [](SpeedParameter& c, Answers& a) {
+         a << KeepInside(c) << c.Snapshot();
+         a << KeepInside(c, 0.0, 0.7137 * a.total, 0.1);
+     }},
+    {"CarryToRenderTime",
+     [](SpeedParameter&, Answers& a) { a.AddCarried(a.total, core::CarryToRenderTime); }},
+    {"CarryToSourceTime",
+     [](SpeedParameter&, Answers& a) { a.AddCarried(a.length, core::CarryToSourceTime); }},
+    {"GetSourceFrames",
+     [](SpeedParameter&, Answers& a) {
+         std::vector<std::int64_t> frames(700);
+         GetSourceFrames(a.was, -7, frames.size(), {30'000, 1'001}, {24, 1}, frames.data());
+         a << std::vector<double>(frames.begin(), frames.end());
+     }},
+    {"ChangedBetween",
+     [](SpeedParameter& c, Answers& a) {
+         for (int i = 0; i < 3 * c.GetKeyFramesCount(); ++i) {
+             i % 3 == 0   ? c.SetPointValue(i / 3, 1.317)
+             : i % 3 == 1 ? c.SetPointInterpolationType(i / 3, Type::Hermite)
+                          : c.SetPointTime(i / 3, c.GetPointTime(i / 3) + 0.01713 * (i % 4 - 1.5));
+             a.AddChange();
+             c.Restore(a.was);
+         }
+         a << c.SetFreezeFrameDuration(0, 0.4), a.AddChange();
+         a << c.AddFreezeFrame(0.7317 * a.total, 1), a.AddChange();
+         a << c.RemoveFreezeFrame(1), a.AddChange();
+     }},
+    {"Desialize",
+     [](SpeedParameter& c, Answers& a) {
+         std::string text = a.was.Serialize();
+         SpeedParameter loaded;
+         a << loaded.LoadAsNew(text.c_str()) << loaded.Snapshot();
+         c.SetSourceFPS(30), c.SetReverse(false), c.AddFreezeFrame(1.5, 0.5);
+         text.replace(text.rfind("_time"), 5, "_tide");
+         a << c.Desialize(text.c_str()) << SpeedParameter(c).Snapshot();
+         text.replace(text.find("keyframeSets"), 1, "K");
+         a << c.Desialize(text.c_str());
+     }},
+    {"GetParameterInternal",
+     [](SpeedParameter& c, Answers& a) {
+         const auto internal = c.GetParameterInternal();
+         a << internal->Serialize() << Area(*internal, -0.3, 0.713 * a.length);
+         a << internal->SolveTimeBaseArea(0.1, 0.3137 * a.total) << c.GetRenderTime(0.37 * a.total);
+         a << c.GetParameterSource()->Serialize();
+         auto without = std::make_shared<SpeedParameter>(c);
+         core::ZYLCoreCreateSourceTimeSpeedObj(without, without);
+         a << without->Snapshot();
+     }},
+};
+
+SpeedParameter Made(const support::FileRow& row) {
+    const Times numbers = support::NumbersOf(row[""]);
+    const Times keys = support::NumbersOf(row["keyframes"]);
+    const Times freezes = support::NumbersOf(row["freezes"]);
+    const auto speed = Speeds(numbers[0], {});
+    speed->SetParameterType(core::ParameterTypeEnum(static_cast<int>(numbers[2])));
+    for (std::size_t i = 0; i < keys.size(); i += 3) {
+        speed->AddPoint(keys[i], keys[i + 1], Type(static_cast<int>(keys[i + 2])));
+    }
+    for (std::size_t i = 0; i < freezes.size(); i += 2) {
+        speed->AddFreezeFrame(freezes[i], freezes[i + 1]);
+    }
+    if (numbers.size() > 3) {
+        speed->SetPointControlRightParam(0, numbers[3], numbers[4]);
+    }
+    speed->SetReverse(numbers[1] != 0);
+    return *speed;
+}
+
+TEST(RecordedSpeeds, AnswerWhatTheyDid) {
+    const support::Quiet quiet;
+    const char* const record = std::getenv("CORE_RECORD");
+    const std::vector<support::FileRow> rows = support::RowsOf("recorded_speeds.txt");
+    std::ofstream recorded(record != nullptr ? record : "");
+    for (const support::FileRow& row : rows) {
+        recorded << "=== " << row.name << "\n" << row[""] << "\n--- keyframes\n";
+        recorded << row["keyframes"] << "\n--- freezes\n" << row["freezes"] << "\n--- answers\n";
+        std::istringstream then(row["answers"]);
+        for (const auto& call : kCalls) {
+            Answers a{Made(row)};
+            call.run(a.c, a);
+            a << a.c.Snapshot();
+            recorded << a.words << std::setprecision(17) << " " << a.sum << "\n";
+            std::uint32_t words = 0;
+            double sum = 0;
+            then >> words >> sum;
+            EXPECT_TRUE(record != nullptr ||
+                        (words == a.words && std::fabs(sum - a.sum) <= 1e-11 * a.size + 2e-8))
+                << call.name << " of " << row.name << ": " << a.words << " " << a.sum << ", not "
+                << words << " " << sum << "\n"
+                << a.was.Serialize();
+        }
+    }
+}
+
+}  // namespace
