@@ -201,6 +201,17 @@ TEST(BsonItem, ByteSizedSettersCrossOverAndLeaveTheOtherBytes) {
     item.Set(static_cast<unsigned char>(5));
     EXPECT_EQ(BsonItem::kInt16, item.Kind());
     EXPECT_TRUE(item.Get(value) && value == -251) << value;
+    bool flag = true;
+    item.Set(false);
+    EXPECT_TRUE(item.Get(flag) && !flag);
+    item.Set(true);
+    EXPECT_TRUE(item.Get(flag) && flag);
+    item.Set(static_cast<signed char>(7));
+    item.Set(static_cast<unsigned char>(6));
+    EXPECT_TRUE(item.Get(value) && value == -250) << value;
+    item.Set(short{0x1234});
+    item.Set(static_cast<unsigned char>(0x56));
+    EXPECT_TRUE(item.Get(value) && value == 0x1256) << value;
 }
 
 TEST(BsonItem, AnItemOfAnotherKindIsNotReadAndNothingIsStored) {
@@ -446,6 +457,7 @@ TEST(BsonPacker, TakesNoMoreThanThereCanBeAndStaysAsItWas) {
     packer << "before";
     EXPECT_THROW(packer.Reserve(std::numeric_limits<std::size_t>::max()), std::length_error);
     packer.Reserve(3);
+    packer.Reserve(0);
     packer << "after";
     EXPECT_EQ("A6 62 65 66 6F 72 65 A5 61 66 74 65", Hex(BytesOf(packer.Take())));
     EXPECT_EQ(0U, packer.Take().Size());

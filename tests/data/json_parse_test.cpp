@@ -3,7 +3,9 @@
 #include <core/foundation/text_encoding.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -79,8 +81,19 @@ TEST(ParseJson, TellsPlaceAndReason) {
     const std::string deep = std::string(82, '[') + "1" + std::string(82, ']');
     for (const support::FileRow& row : support::RowsOf("broken_json.txt")) {
         JsonValue value;
-        EXPECT_EQ(row["message"], ParseJson(row[""], value).Message()) << row.name;
+        const JsonParseResult result = ParseJson(row[""], value);
+        EXPECT_EQ(row["message"], result.Message()) << row.name;
         EXPECT_TRUE(value.IsEmpty());
+        // The place in bytes is that of the line and the column.
+        const std::string before = row[""].substr(0, result.offset);
+        const std::string line = before.substr(before.rfind('\n') + 1);
+        EXPECT_EQ(std::count(before.begin(), before.end(), '\n') + 1,
+                  static_cast<std::ptrdiff_t>(result.line));
+        EXPECT_EQ(std::count_if(line.begin(), line.end(),
+                                [](unsigned char c) { return c < 0x80 || c >= 0xC0; }) +
+                      1,
+                  static_cast<std::ptrdiff_t>(result.column))
+            << row.name;
     }
     JsonValue value;
     EXPECT_FALSE(ParseJson(std::string(100000, '['), value));

@@ -262,6 +262,11 @@ TEST(JsonString, HoldsFifteenBytesInPlaceAndNoMoreThanAskedForElsewhere) {
     allocator.FailAt(1);
     EXPECT_THROW(text.Assign(std::string(40, 'x')), std::bad_alloc);
     EXPECT_STREQ("a", text.Text());
+    // Longer than any text: nothing of it is read.
+    const std::string_view longest("x", 2'147'483'647);
+    EXPECT_THROW(text.Assign(longest), std::length_error);
+    EXPECT_THROW(JsonValue().Set(longest), std::length_error);
+    EXPECT_STREQ("a", text.Text());
     text.Assign(nullptr);
     EXPECT_STREQ("", text.Text());
 }
@@ -346,6 +351,40 @@ TEST(JsonObject, FindsTheFirstOfANameByItsBytes) {
     }
     EXPECT_STREQ("twin", object["twin"].AsString());
     EXPECT_EQ(count, object.Count());
+}
+
+// As text up to its first zero byte, whatever its type.
+TEST(JsonObject, TakesNamesOfEveryType) {
+    const JsonValue two = Holding(2);
+    const auto check = [&two](const auto& name) {
+        JsonObject object;
+        const JsonObject& constant = object;
+        object.Add("first", 0);
+        EXPECT_FALSE(object.Erase(name));
+        EXPECT_EQ(nullptr, object.Find(name));
+        EXPECT_STREQ("", constant[name].Name());
+        object[name] = 1;
+        object.Add(name, two);
+        object.Add(name, Holding(3));
+        object.Add(name, nullptr);
+        object.AddArray(name).Add(4);
+        object.AddObject(name)["in"] = 5;
+        EXPECT_EQ(1, object[name].AsInt());
+        EXPECT_EQ(&object[name], &constant[name]);
+        EXPECT_EQ(&object[name], constant.Find(name));
+        EXPECT_EQ(object.Find(name), core::JsonObjectView(object).Find(name));
+        EXPECT_EQ(object.Find(name), core::JsonObjectAccessor(object).Find(name));
+        EXPECT_TRUE(object.Erase(name));
+        std::string text;
+        object.Dump(text);
+        EXPECT_EQ(R"({"first": 0,"key": 2,"key": 3,"key": null,"key": [4],"key": {"in": 5}})",
+                  text);
+    };
+    const char* const plain = "key";
+    check(plain);
+    check(std::string("key\0x", 5));
+    check(std::string_view("key\0x", 5));
+    check(std::string_view("keys", 3));
 }
 
 TEST(JsonViews, ShowWhatWasThereWhenTheyWereMade) {
