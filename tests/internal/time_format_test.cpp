@@ -36,6 +36,15 @@ std::string Format(const WallTime& time, std::string_view pattern) {
     return text;
 }
 
+// Days from 1970-01-01 to a date: whole years, then their leap days, then months.
+std::int64_t DayNumber(std::int64_t year, int month, int day) {
+    constexpr int kBefore[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+    const auto leapDays = [](std::int64_t y) { return y / 4 - y / 100 + y / 400; };
+    const bool isLeap = leapDays(year) != leapDays(year - 1);
+    return 365 * (year - 1970) + leapDays(year - 1) - leapDays(1969) +
+           kBefore[static_cast<std::size_t>(month)] + (isLeap && month > 1 ? 1 : 0) + day - 1;
+}
+
 // Windows breaks down no later year than 3000.
 constexpr std::int64_t kLastSecond = 32'503'679'999;  // of the year 2999
 
@@ -45,23 +54,15 @@ std::vector<std::int64_t> Seconds() {
     for (int i = 0; i < 3000; ++i) {
         seconds.push_back(static_cast<std::int64_t>(dice() >> (dice() % 64)) & 0x7FFFFFFFF);
     }
-    // The days around New Year, where weeks belong to another year.
-    for (int year = 0; year < 40; ++year) {
-        for (int day = -4; day < 5; ++day) {
-            seconds.push_back((year * 365LL + year / 4 + day) * 86'400 + 86'400 * 5);
+    // The days around New Year, where weeks belong to another year; not every hundredth
+    // year is a leap year.
+    for (int year = 1970; year < 2420; ++year) {
+        for (int day = -3; day <= 5; ++day) {
+            seconds.push_back(DayNumber(year, 0, day) * 86'400);
         }
     }
     std::erase_if(seconds, [](std::int64_t s) { return s < 0 || s > kLastSecond; });
     return seconds;
-}
-
-// Days from 1970-01-01 to a date: whole years, then their leap days, then months.
-std::int64_t DayNumber(std::int64_t year, int month, int day) {
-    constexpr int kBefore[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
-    const auto leapDays = [](std::int64_t y) { return y / 4 - y / 100 + y / 400; };
-    const bool isLeap = leapDays(year) != leapDays(year - 1);
-    return 365 * (year - 1970) + leapDays(year - 1) - leapDays(1969) +
-           kBefore[static_cast<std::size_t>(month)] + (isLeap && month > 1 ? 1 : 0) + day - 1;
 }
 
 TEST(TimeFormat, AgreesWithTheSystem) {
