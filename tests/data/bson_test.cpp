@@ -466,6 +466,23 @@ TEST(BsonPacker, TakesNoMoreThanThereCanBeAndStaysAsItWas) {
     packer.Clear();
     packer << true;
     EXPECT_EQ(Bytes{0xC3}, BytesOf(packer.Take()));
+
+    // What a packer took over from another one, its room too, is its own.
+    const std::string text(1'000'000, 'a');
+    BsonPacker other;
+    other << text;
+    packer << 1;
+    packer = std::move(other);
+    packer << text << text;
+    other << 2;
+    EXPECT_EQ("D2 00 00 00 02", Hex(BytesOf(other.Take())));
+    const BsonBox box = packer.Take();
+    BsonUnpacker unpacker(box);
+    for (int i = 0; i < 3; ++i) {
+        std::string read;
+        EXPECT_TRUE(unpacker.GetNextItem()->Get(read) && read == text);
+    }
+    EXPECT_TRUE(unpacker.Eos());
 }
 
 TEST(BsonBox, IsAValue) {

@@ -278,6 +278,7 @@ TEST(JsonArray, AnIndexBelowZeroIsTheFirstAndOnePastTheEndBelongsToNoArray) {
     array[2].Set("last");
     EXPECT_STREQ("first", array[-3].AsString());
     EXPECT_STREQ("last", array[2].AsString());
+    EXPECT_EQ(&array, array[2].Parent());
 
     JsonElem& outside = array[3];
     EXPECT_TRUE(outside.IsNull());
