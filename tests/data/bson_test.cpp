@@ -415,6 +415,8 @@ TEST(BsonUnpacker, AFailureLastsUntilItIsOpenedAgain) {
 }
 
 TEST(BsonUnpacker, WhatIsAskedForMustComeNext) {
+    EXPECT_TRUE(BsonUnpacker(nullptr, 5).Eos());
+    EXPECT_EQ(nullptr, BsonUnpacker(nullptr, 5).GetNextItem());
     BsonPacker packer;
     packer << BsonMapSize(3) << BsonTupleSize(4) << nullptr;
     const BsonBox box = packer.Take();

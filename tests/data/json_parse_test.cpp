@@ -190,7 +190,9 @@ TEST(ParseJsonFile, SkipsItsMarkAndTellsWhyItCannot) {
     const std::string path = directory.Path("document.json");
     const auto holds = [&](const char* bytes) { directory.Write("document.json", bytes); };
     JsonDoc document;
-    EXPECT_EQ(0U, ParseJsonFile(path, document.Root()).line);
+    const JsonParseResult missing = ParseJsonFile(path, document.Root());
+    EXPECT_EQ(0U, missing.Message().find("can't be read: "));
+    EXPECT_EQ(0U, missing.offset + missing.line + missing.column);
     holds("\xEF\xBB\xBF[1]\n");
     EXPECT_TRUE(ParseJsonFile(path, document.Root()));
     holds("\xEF\xBB\xBF[1}");
@@ -200,6 +202,7 @@ TEST(ParseJsonFile, SkipsItsMarkAndTellsWhyItCannot) {
     holds("\xFF\xFE[");
     EXPECT_EQ("line 1, column 1: text in UTF-16, where UTF-8 is wanted",
               ParseJsonFile(path, document.Root()).Message());
+    EXPECT_EQ(0U, ParseJsonFile(path, document.Root()).offset);
     EXPECT_EQ(1, document.Root().AsArray().Count());
 }
 

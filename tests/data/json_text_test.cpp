@@ -254,6 +254,11 @@ TEST(JsonParser, TakesRoomByTheLongestEscape) {
         value.Parse(row.text);
         EXPECT_EQ(row.size, allocator.LastSize()) << row.text;
     }
+    TrackedAllocator allocator;
+    JsonArray list(&allocator);
+    list.Add("a text of 23 characters");
+    const JsonArray copy(list);
+    EXPECT_EQ(24U, allocator.LastSize());
 }
 
 TEST(JsonFiles, ReadsThemWithAndWithoutAMark) {

@@ -291,7 +291,7 @@ TEST(JsonArray, AnIndexBelowZeroIsTheFirstAndOnePastTheEndBelongsToNoArray) {
 
     EXPECT_TRUE(array.Erase(-1));
     EXPECT_EQ(2, array.Count());
-    EXPECT_FALSE(array.Erase(2));
+    EXPECT_FALSE(array.Erase(2) || array.Erase(3) || array.Erase(7));
     EXPECT_TRUE(array.Erase(1));
     array.Clear();
     EXPECT_FALSE(array.Erase(-1));

@@ -3,6 +3,7 @@
 
 #include "core/data/number_reader.h"
 #include "core/data/number_writer.h"
+#include "core/data/wide.h"
 
 #include <gtest/gtest.h>
 
@@ -99,6 +100,53 @@ TEST(NumberText, WritesTheShortestThatIsReadBack) {
     }
 }
 
+TEST(NumberText, WritesTheShortestPlainlyOrWithAnExponent) {
+    std::string written;
+    for (const double number : {0.0,
+                                -0.0,
+                                100.0,
+                                0.1,
+                                1.5e-3,
+                                1e-4,
+                                1.25e-5,
+                                1e-5,
+                                1e-6,
+                                2e-7,
+                                -1.5e-7,
+                                1e15,
+                                1.5e15,
+                                1e16,
+                                1.2e16,
+                                1e17,
+                                1.5e17,
+                                1e18,
+                                123456789012345678.0,
+                                1e22,
+                                1.5e300,
+                                5e-324,
+                                2.5e-310}) {
+        std::array<char, kNumberRoom> room;
+        written += std::string(room.data(), WriteShortest(number, room.data())) + " ";
+    }
+    EXPECT_EQ(
+        "0.0 -0.0 100.0 0.1 0.0015 0.0001 0.0000125 0.00001 1e-6 2e-7 -1.5e-7 1000000000000000.0 "
+        "1500000000000000.0 10000000000000000.0 12000000000000000.0 1e17 1.5e17 1e18 "
+        "1.2345678901234568e17 1e22 1.5e300 5e-324 2.5e-310 ",
+        written);
+}
+
+TEST(NumberText, ProductsByHalvesAreTheSame) {
+    Dice dice(4);
+    for (int i = 0; i < 20'000; ++i) {
+        const std::uint64_t a = dice.OneIn(4) ? 0 - (dice.Bits() & 3) : dice.Bits();
+        const std::uint64_t b = dice.OneIn(4) ? 0 - (dice.Bits() & 3) : dice.Bits();
+        const Wide product = Multiply(a, b), byHalves = MultiplyByHalves(a, b);
+        ASSERT_EQ(product.high, byHalves.high) << a << " " << b;
+        ASSERT_EQ(product.low, byHalves.low) << a << " " << b;
+        ASSERT_EQ(a * b, product.low);
+    }
+}
+
 TEST(NumberText, WritesThese) {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
     const double notANumber = std::numeric_limits<double>::quiet_NaN();
@@ -175,6 +223,16 @@ TEST(NumberText, ReadsAsTheConversionsDo) {
     Dice dice(3);
     for (int i = support::Rounds(200'000, 10'000'000); i > 0; --i) {
         ExpectReadLikeTheLibrary(support::RandomNumberText(dice), dice.OneIn(2) ? ERANGE : 0);
+    }
+    for (int power = -350; power <= 330; ++power) {
+        for (const char* const digits : {"1", "7", "18446744073709551615"}) {
+            ExpectReadLikeTheLibrary(digits + ("e" + std::to_string(power)), 0);
+        }
+    }
+    for (std::string text = "1"; text.size() < 25; text += '0') {
+        for (const char* const more : {"", "1", ".5", "e-23"}) {
+            ExpectReadLikeTheLibrary(text + more, 0);
+        }
     }
 }
 
