@@ -4,8 +4,6 @@
 #include <core/data/json_view.h>
 #include <gtest/gtest.h>
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -24,7 +22,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/dice.h"
+#include "support/allocations.h"
 #include "support/file_rows.h"
 #include "support/json_model.h"
 #include "support/small_stack.h"
@@ -159,23 +157,6 @@ TEST(JsonValue, ConvertsByKindAndRange) {
         const std::size_t blank = std::min(row.name.find(' '), row.name.size());
         const JsonValue value = made(row.name.substr(0, blank), row.name.c_str() + blank + 1);
         EXPECT_EQ((row[""].empty() ? "" : " ") + row[""], Conversions(value)) << row.name;
-    }
-}
-
-TEST(JsonValue, TruncatesDoublesLikeTheProcessor) {
-    Dice dice(1);
-    for (int i = 0; i < 100'000; ++i) {
-        const double number = std::ldexp(dice.Between(-2.0, 2.0), dice.Below(70));
-        const JsonValue value = Holding(number);
-        const __m128d held = _mm_set_sd(number);
-        EXPECT_EQ(_mm_cvttsd_si32(held), value.AsInt()) << number;
-        EXPECT_EQ(_mm_cvttsd_si64(held), value.AsInt64()) << number;
-        if (number >= 0.0) {
-            EXPECT_EQ(static_cast<std::uint32_t>(_mm_cvttsd_si64(held)), value.AsUint());
-        }
-        if (number >= 0.0 && number < 0x1p64) {
-            EXPECT_EQ(static_cast<std::uint64_t>(number), value.AsUint64());
-        }
     }
 }
 
@@ -534,6 +515,19 @@ TEST(JsonAllocators, ADerivedPoolIsAskedForEachNode) {
     copy.Clear();
     value.Clear();
     EXPECT_EQ(0, pool.lent);
+}
+
+TEST(JsonAllocators, ADocumentUsesAgainWhatEditsGiveBack) {
+    JsonDoc doc;
+    JsonObject& object = doc.CreateRootObject();
+    const std::size_t before = AllocationsSoFar();
+    for (int i = 0; i < 10'000; ++i) {
+        object["a name of more than sixteen bytes"] = "a text of more than sixteen bytes";
+        object.AddArray("list").Add("another text of more than sixteen bytes");
+        EXPECT_TRUE(object.Erase(*object.First()) && object.Erase("list"));
+    }
+    // All of it from the first block of the document.
+    EXPECT_EQ(before, AllocationsSoFar());
 }
 
 TEST(JsonAllocators, TheDefaultOneServesThoseWithoutAnother) {

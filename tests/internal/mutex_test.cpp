@@ -6,8 +6,6 @@
 #include <thread>
 #include <vector>
 
-#include "support/barrier.h"
-
 namespace core {
 namespace {
 
@@ -24,20 +22,19 @@ void TakeTurns(Guard guard) {
     AnyMutex mutex;
     int inside = 0;
     int count = 0;
-    Barrier start(kThreads);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            start.ArriveAndWait();
+    const auto act = [&](int round) {
+        EXPECT_EQ(1, ++inside);
+        if (round % 1000 == 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        ++count;
+        EXPECT_EQ(0, --inside);
+    };
+    std::vector<std::thread> threads(kThreads);
+    for (std::thread& thread : threads) {
+        thread = std::thread([&] {
             for (int round = 0; round < kRounds; ++round) {
-                guard(mutex, [&] {
-                    EXPECT_EQ(1, ++inside);
-                    if (round % 1000 == 0) {
-                        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-                    }
-                    ++count;
-                    EXPECT_EQ(0, --inside);
-                });
+                guard(mutex, [&] { act(round); });
             }
         });
     }
@@ -54,21 +51,16 @@ TEST(Mutexes, LetOneThreadInAtATime) {
         lock.lock();
         act();
     };
-    const auto briefly = [](auto& mutex, const auto& act) {
+    TakeTurns<Mutex>(locked);
+    TakeTurns<SpinMutex>(locked);
+    TakeTurns<SpinMutex>([](SpinMutex& mutex, const auto& act) {
         const ScopedLock lock(mutex, owner);
         act();
-    };
-    TakeTurns<Mutex>(locked);
-    TakeTurns<Mutex>(briefly);
-    TakeTurns<SpinMutex>(locked);
-    TakeTurns<SpinMutex>(briefly);
+    });
     TakeTurns<RecursiveMutex>([](RecursiveMutex& mutex, const auto& act)
                                   CORE_NO_THREAD_SAFETY_ANALYSIS {
                                       const RecursiveLock lock(mutex);
-                                      for (int i = 0; i < 3; ++i) {
-                                          const RecursiveLock again(mutex);
-                                          const RecursiveLock andAgain(mutex);
-                                      }
+                                      { const RecursiveLock again(mutex), andAgain(mutex); }
                                       act();
                                   });
 }
