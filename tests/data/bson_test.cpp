@@ -201,6 +201,17 @@ TEST(BsonItem, ByteSizedSettersCrossOverAndLeaveTheOtherBytes) {
     item.Set(static_cast<unsigned char>(5));
     EXPECT_EQ(BsonItem::kInt16, item.Kind());
     EXPECT_TRUE(item.Get(value) && value == -251) << value;
+    bool flag = true;
+    item.Set(false);
+    EXPECT_TRUE(item.Get(flag) && !flag);
+    item.Set(true);
+    EXPECT_TRUE(item.Get(flag) && flag);
+    item.Set(static_cast<signed char>(7));
+    item.Set(static_cast<unsigned char>(6));
+    EXPECT_TRUE(item.Get(value) && value == -250) << value;
+    item.Set(short{0x1234});
+    item.Set(static_cast<unsigned char>(0x56));
+    EXPECT_TRUE(item.Get(value) && value == 0x1256) << value;
 }
 
 TEST(BsonItem, AnItemOfAnotherKindIsNotReadAndNothingIsStored) {
@@ -404,6 +415,8 @@ TEST(BsonUnpacker, AFailureLastsUntilItIsOpenedAgain) {
 }
 
 TEST(BsonUnpacker, WhatIsAskedForMustComeNext) {
+    EXPECT_TRUE(BsonUnpacker(nullptr, 5).Eos());
+    EXPECT_EQ(nullptr, BsonUnpacker(nullptr, 5).GetNextItem());
     BsonPacker packer;
     packer << BsonMapSize(3) << BsonTupleSize(4) << nullptr;
     const BsonBox box = packer.Take();
@@ -446,6 +459,7 @@ TEST(BsonPacker, TakesNoMoreThanThereCanBeAndStaysAsItWas) {
     packer << "before";
     EXPECT_THROW(packer.Reserve(std::numeric_limits<std::size_t>::max()), std::length_error);
     packer.Reserve(3);
+    packer.Reserve(0);
     packer << "after";
     EXPECT_EQ("A6 62 65 66 6F 72 65 A5 61 66 74 65", Hex(BytesOf(packer.Take())));
     EXPECT_EQ(0U, packer.Take().Size());
@@ -454,6 +468,23 @@ TEST(BsonPacker, TakesNoMoreThanThereCanBeAndStaysAsItWas) {
     packer.Clear();
     packer << true;
     EXPECT_EQ(Bytes{0xC3}, BytesOf(packer.Take()));
+
+    // What a packer took over from another one, its room too, is its own.
+    const std::string text(1'000'000, 'a');
+    BsonPacker other;
+    other << text;
+    packer << 1;
+    packer = std::move(other);
+    packer << text << text;
+    other << 2;
+    EXPECT_EQ("D2 00 00 00 02", Hex(BytesOf(other.Take())));
+    const BsonBox box = packer.Take();
+    BsonUnpacker unpacker(box);
+    for (int i = 0; i < 3; ++i) {
+        std::string read;
+        EXPECT_TRUE(unpacker.GetNextItem()->Get(read) && read == text);
+    }
+    EXPECT_TRUE(unpacker.Eos());
 }
 
 TEST(BsonBox, IsAValue) {

@@ -109,7 +109,9 @@ TEST(MergePatch, IsWholeOrNotAtAll) {
         ASSERT_EQ(expected, ModelOf(target));
         for (const JsonValue* value = &target; value->IsObject() && value->AsObject().Count() > 0;
              value = value->AsObject().First()) {
-            ASSERT_EQ(&value->AsObject(), value->AsObject().First()->Parent());
+            for (const core::JsonMember& member : value->AsObject()) {
+                ASSERT_EQ(&value->AsObject(), member.Parent());
+            }
         }
     }
 }

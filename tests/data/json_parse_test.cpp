@@ -3,7 +3,9 @@
 #include <core/foundation/text_encoding.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -79,8 +81,19 @@ TEST(ParseJson, TellsPlaceAndReason) {
     const std::string deep = std::string(82, '[') + "1" + std::string(82, ']');
     for (const support::FileRow& row : support::RowsOf("broken_json.txt")) {
         JsonValue value;
-        EXPECT_EQ(row["message"], ParseJson(row[""], value).Message()) << row.name;
+        const JsonParseResult result = ParseJson(row[""], value);
+        EXPECT_EQ(row["message"], result.Message()) << row.name;
         EXPECT_TRUE(value.IsEmpty());
+        // The place in bytes is that of the line and the column.
+        const std::string before = row[""].substr(0, result.offset);
+        const std::string line = before.substr(before.rfind('\n') + 1);
+        EXPECT_EQ(std::count(before.begin(), before.end(), '\n') + 1,
+                  static_cast<std::ptrdiff_t>(result.line));
+        EXPECT_EQ(std::count_if(line.begin(), line.end(),
+                                [](unsigned char c) { return c < 0x80 || c >= 0xC0; }) +
+                      1,
+                  static_cast<std::ptrdiff_t>(result.column))
+            << row.name;
     }
     JsonValue value;
     EXPECT_FALSE(ParseJson(std::string(100000, '['), value));
@@ -95,7 +108,7 @@ TEST(ParseJson, TellsPlaceAndReason) {
 }
 
 TEST(ParseJson, KeepsRefusesOrWidensNumbersThatDoNotFit) {
-    const auto read = [](const char* text, JsonOverflow overflow) {
+    const auto read = [](const std::string& text, JsonOverflow overflow) {
         JsonValue value;
         errno = ERANGE;
         const JsonParseResult result =
@@ -106,24 +119,10 @@ TEST(ParseJson, KeepsRefusesOrWidensNumbersThatDoNotFit) {
         }
         return std::to_string(value.Kind()) + " " + written;
     };
-    const struct {
-        const char *text, *refused, *toDouble, *saturated;
-    } rows[] = {
-        {"9223372036854775807", "3 9223372036854775807", "3 9223372036854775807",
-         "3 9223372036854775807"},
-        {"-9223372036854775808", "3 -9223372036854775808", "3 -9223372036854775808",
-         "3 -9223372036854775808"},
-        {"18446744073709551615", "4 18446744073709551615", "4 18446744073709551615",
-         "4 18446744073709551615"},
-        {"18446744073709551616", "0 refused", "5 18446744073709551616.0", "4 18446744073709551615"},
-        {"-9223372036854775809", "0 refused", "5 -9223372036854775808.0", "3 -9223372036854775808"},
-        {"-1e999", "0 refused", "0 refused", "5 -inf"},
-        {"1e-999", "5 0.0", "5 0.0", "5 0.0"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.refused, read(row.text, JsonOverflow::Refuse));
-        EXPECT_EQ(row.toDouble, read(row.text, JsonOverflow::ToDouble));
-        EXPECT_EQ(row.saturated, read(row.text, JsonOverflow::Saturate));
+    for (const support::FileRow& row : support::RowsOf("large_numbers.txt")) {
+        EXPECT_EQ(row[""], read(row.name, JsonOverflow::Refuse)) << row.name;
+        EXPECT_EQ(row["to double"], read(row.name, JsonOverflow::ToDouble)) << row.name;
+        EXPECT_EQ(row["saturated"], read(row.name, JsonOverflow::Saturate)) << row.name;
     }
 }
 
@@ -160,9 +159,11 @@ TEST(ParseJson, TakesUtf8Alone) {
         ASSERT_EQ(IsUtf8(content), static_cast<bool>(result)) << testing::PrintToString(content);
         good += result ? 1 : 0;
         if (!result) {
-            const std::string before = text.substr(2, result.offset - 2);
-            ASSERT_TRUE(IsUtf8(before)) << testing::PrintToString(content);
-            ASSERT_NE(0, text[result.offset] & 0x80);
+            // Up to the fault it is, and no character begins there.
+            for (std::size_t more = 0; more <= 4; ++more) {
+                ASSERT_EQ(more == 0, IsUtf8(text.substr(2, result.offset - 2 + more)))
+                    << testing::PrintToString(content);
+            }
         }
         ASSERT_TRUE(ParseJson(text, value, kAsParse));
     }
@@ -175,7 +176,9 @@ TEST(ParseJsonFile, SkipsItsMarkAndTellsWhyItCannot) {
     const std::string path = directory.Path("document.json");
     const auto holds = [&](const char* bytes) { directory.Write("document.json", bytes); };
     JsonDoc document;
-    EXPECT_EQ(0U, ParseJsonFile(path, document.Root()).line);
+    const JsonParseResult missing = ParseJsonFile(path, document.Root());
+    EXPECT_EQ(0U, missing.Message().find("can't be read: "));
+    EXPECT_EQ(0U, missing.offset + missing.line + missing.column);
     holds("\xEF\xBB\xBF[1]\n");
     EXPECT_TRUE(ParseJsonFile(path, document.Root()));
     holds("\xEF\xBB\xBF[1}");
@@ -185,6 +188,7 @@ TEST(ParseJsonFile, SkipsItsMarkAndTellsWhyItCannot) {
     holds("\xFF\xFE[");
     EXPECT_EQ("line 1, column 1: text in UTF-16, where UTF-8 is wanted",
               ParseJsonFile(path, document.Root()).Message());
+    EXPECT_EQ(0U, ParseJsonFile(path, document.Root()).offset);
     EXPECT_EQ(1, document.Root().AsArray().Count());
 }
 

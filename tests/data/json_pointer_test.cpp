@@ -74,7 +74,10 @@ TEST(JsonPointer, MakesWhatIsMissingOrChangesNothing) {
     EXPECT_TRUE(EraseByPointer(document.Root(), "/list/0"));
     EXPECT_TRUE(EraseByPointer(document.Root(), "/zero"));
     EXPECT_FALSE(EraseByPointer(document.Root(), "/list/1"));
-    EXPECT_FALSE(EraseByPointer(document.Root(), ""));
+    for (const char* const pointer : {"", "/", "list", "/list/~", "/zero/0", "/list/-"}) {
+        EXPECT_FALSE(EraseByPointer(document.Root(), pointer));
+        EXPECT_FALSE(EraseByPointer(*FindByPointer(document.Root(), "/null"), pointer));
+    }
     EXPECT_EQ(R"({"list": [["text"]],"null": null})", TextOf(&document.Root()));
 }
 

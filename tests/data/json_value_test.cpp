@@ -4,8 +4,6 @@
 #include <core/data/json_view.h>
 #include <gtest/gtest.h>
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -24,7 +22,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/dice.h"
+#include "support/allocations.h"
 #include "support/file_rows.h"
 #include "support/json_model.h"
 #include "support/small_stack.h"
@@ -162,23 +160,6 @@ TEST(JsonValue, ConvertsByKindAndRange) {
     }
 }
 
-TEST(JsonValue, TruncatesDoublesLikeTheProcessor) {
-    Dice dice(1);
-    for (int i = 0; i < 100'000; ++i) {
-        const double number = std::ldexp(dice.Between(-2.0, 2.0), dice.Below(70));
-        const JsonValue value = Holding(number);
-        const __m128d held = _mm_set_sd(number);
-        EXPECT_EQ(_mm_cvttsd_si32(held), value.AsInt()) << number;
-        EXPECT_EQ(_mm_cvttsd_si64(held), value.AsInt64()) << number;
-        if (number >= 0.0) {
-            EXPECT_EQ(static_cast<std::uint32_t>(_mm_cvttsd_si64(held)), value.AsUint());
-        }
-        if (number >= 0.0 && number < 0x1p64) {
-            EXPECT_EQ(static_cast<std::uint64_t>(number), value.AsUint64());
-        }
-    }
-}
-
 // Whatever is stored, in each of the ways, has the kind of its type; zero is a number.
 TEST(JsonValue, ScalarsAndTextsGoWhereValuesGo) {
     const auto store = [](auto content) {
@@ -262,6 +243,11 @@ TEST(JsonString, HoldsFifteenBytesInPlaceAndNoMoreThanAskedForElsewhere) {
     allocator.FailAt(1);
     EXPECT_THROW(text.Assign(std::string(40, 'x')), std::bad_alloc);
     EXPECT_STREQ("a", text.Text());
+    // Longer than any text: nothing of it is read.
+    const std::string_view longest("x", 2'147'483'647);
+    EXPECT_THROW(text.Assign(longest), std::length_error);
+    EXPECT_THROW(JsonValue().Set(longest), std::length_error);
+    EXPECT_STREQ("a", text.Text());
     text.Assign(nullptr);
     EXPECT_STREQ("", text.Text());
 }
@@ -273,6 +259,7 @@ TEST(JsonArray, AnIndexBelowZeroIsTheFirstAndOnePastTheEndBelongsToNoArray) {
     array[2].Set("last");
     EXPECT_STREQ("first", array[-3].AsString());
     EXPECT_STREQ("last", array[2].AsString());
+    EXPECT_EQ(&array, array[2].Parent());
 
     JsonElem& outside = array[3];
     EXPECT_TRUE(outside.IsNull());
@@ -285,7 +272,7 @@ TEST(JsonArray, AnIndexBelowZeroIsTheFirstAndOnePastTheEndBelongsToNoArray) {
 
     EXPECT_TRUE(array.Erase(-1));
     EXPECT_EQ(2, array.Count());
-    EXPECT_FALSE(array.Erase(2));
+    EXPECT_FALSE(array.Erase(2) || array.Erase(3) || array.Erase(7));
     EXPECT_TRUE(array.Erase(1));
     array.Clear();
     EXPECT_FALSE(array.Erase(-1));
@@ -346,6 +333,40 @@ TEST(JsonObject, FindsTheFirstOfANameByItsBytes) {
     }
     EXPECT_STREQ("twin", object["twin"].AsString());
     EXPECT_EQ(count, object.Count());
+}
+
+// As text up to its first zero byte, whatever its type.
+TEST(JsonObject, TakesNamesOfEveryType) {
+    const JsonValue two = Holding(2);
+    const auto check = [&two](const auto& name) {
+        JsonObject object;
+        const JsonObject& constant = object;
+        object.Add("first", 0);
+        EXPECT_FALSE(object.Erase(name));
+        EXPECT_EQ(nullptr, object.Find(name));
+        EXPECT_STREQ("", constant[name].Name());
+        object[name] = 1;
+        object.Add(name, two);
+        object.Add(name, Holding(3));
+        object.Add(name, nullptr);
+        object.AddArray(name).Add(4);
+        object.AddObject(name)["in"] = 5;
+        EXPECT_EQ(1, object[name].AsInt());
+        EXPECT_EQ(&object[name], &constant[name]);
+        EXPECT_EQ(&object[name], constant.Find(name));
+        EXPECT_EQ(object.Find(name), core::JsonObjectView(object).Find(name));
+        EXPECT_EQ(object.Find(name), core::JsonObjectAccessor(object).Find(name));
+        EXPECT_TRUE(object.Erase(name));
+        std::string text;
+        object.Dump(text);
+        EXPECT_EQ(R"({"first": 0,"key": 2,"key": 3,"key": null,"key": [4],"key": {"in": 5}})",
+                  text);
+    };
+    const char* const plain = "key";
+    check(plain);
+    check(std::string("key\0x", 5));
+    check(std::string_view("key\0x", 5));
+    check(std::string_view("keys", 3));
 }
 
 TEST(JsonViews, ShowWhatWasThereWhenTheyWereMade) {
@@ -494,6 +515,19 @@ TEST(JsonAllocators, ADerivedPoolIsAskedForEachNode) {
     copy.Clear();
     value.Clear();
     EXPECT_EQ(0, pool.lent);
+}
+
+TEST(JsonAllocators, ADocumentUsesAgainWhatEditsGiveBack) {
+    JsonDoc doc;
+    JsonObject& object = doc.CreateRootObject();
+    const std::size_t before = AllocationsSoFar();
+    for (int i = 0; i < 10'000; ++i) {
+        object["a name of more than sixteen bytes"] = "a text of more than sixteen bytes";
+        object.AddArray("list").Add("another text of more than sixteen bytes");
+        EXPECT_TRUE(object.Erase(*object.First()) && object.Erase("list"));
+    }
+    // All of it from the first block of the document.
+    EXPECT_EQ(before, AllocationsSoFar());
 }
 
 TEST(JsonAllocators, TheDefaultOneServesThoseWithoutAnother) {

@@ -104,6 +104,7 @@ TEST(WriteJson, TellsWhatNoParserTakes) {
         const std::string whole = std::string(before, 'x') + "\xF0\x9F\x90\x8C\xE3\x81\x82";
         root["list"] = whole;
         EXPECT_EQ("", message());
+        EXPECT_EQ("{\"list\": \"" + whole + "\"}", text);
         root["list"] = whole.substr(0, before + 1 + before % 3) + std::string(300, 'y');
         EXPECT_EQ("/list: a text that is no UTF-8", message());
     }
@@ -125,12 +126,15 @@ TEST(WriteJson, RefusesDepthsThatNoParserTakes) {
         core::BsonToJson(box, value);
         std::string text;
         const JsonWriteResult result = WriteJson(value, text);
+        EXPECT_EQ(result.Message(), CheckJson(value).Message());
         JsonValue again;
         EXPECT_TRUE(!result || ParseJson(text, again));
         return result.reason;
     };
     EXPECT_EQ("", nested(81, "\x05"));
     EXPECT_EQ("", nested(81, "\x90"));
+    EXPECT_EQ("", nested(81, "\x80"));
+    EXPECT_EQ("nested deeper than 81 levels", nested(81, "\x81\xA1k\x05"));
     EXPECT_EQ("nested deeper than 81 levels", nested(82, "\x05"));
     support::OnSmallStack(
         [&] { EXPECT_EQ("nested deeper than 81 levels", nested(1'000'000, "\x05")); });

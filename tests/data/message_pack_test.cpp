@@ -50,6 +50,25 @@ std::string TextOf(const JsonValue& value) {
     return text;
 }
 
+/// "3 items, 1 deep, 1 binaries; item 1, ...": the counts above 0, then where it stops.
+std::string TextOf(const MessagePackReport& report) {
+    std::string text = std::to_string(report.items) + " items";
+    const auto add = [&text](std::size_t count, const char* of) {
+        text += count > 0 ? ", " + std::to_string(count) + of : "";
+    };
+    add(report.depth, " deep");
+    add(report.smallNegatives, " small negatives");
+    add(report.binaries, " binaries");
+    add(report.timestamps, " timestamps");
+    add(report.extensions, " extensions");
+    add(report.otherKeys, " other keys");
+    add(report.textsWithZero, " with zero");
+    add(report.textsNotUtf8, " not UTF-8");
+    text += report.standard ? "" : "; " + report.standard.Message();
+    text += report.own ? "" : "; own: " + report.own.Message();
+    return text + (report.IsOwnForm() ? "; own form" : "");
+}
+
 TEST(MessagePack, ReadsEachItemAsAskedOrTellsWhyNot) {
     using Foreign = MessagePackForeign;
     using Time = MessagePackTime;
@@ -77,11 +96,13 @@ TEST(MessagePack, ReadsEachItemAsAskedOrTellsWhyNot) {
         {"plain", plain},   {"integers", integers}, {"lax", lax},   {"flat", flat},
     };
     for (const support::FileRow& row : support::RowsOf("message_pack.txt")) {
+        const Bytes bytes = support::BytesOfHex(row[""]);
         JsonDoc doc;
         doc.Root() = "as it was";
-        const MessagePackResult result =
-            Read(support::BytesOfHex(row[""]), doc.Root(), options.at(row["options"]));
+        const MessagePackResult result = Read(bytes, doc.Root(), options.at(row["options"]));
         EXPECT_EQ(row["answer"], result ? TextOf(doc.Root()) : result.Message());
+        EXPECT_EQ(row["report"], TextOf(core::CheckMessagePack(bytes.data(), bytes.size())))
+            << row.name;
         if (!result) {
             EXPECT_STREQ("as it was", doc.Root().AsString()) << row.name;
         }

@@ -6,10 +6,10 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 #include "support/dice.h"
+#include "support/file_rows.h"
 
 namespace {
 
@@ -69,27 +69,11 @@ std::string PlainMd5(std::string message) {
 }
 
 TEST(Md5, AnswersTheExamplesOfTheStandard) {
-    struct Row {
-        const char* message;
-        const char* digest;
-    };
-    const Row rows[] = {
-        {"", "d41d8cd98f00b204e9800998ecf8427e"},
-        {"a", "0cc175b9c0f1b6a831c399e269772661"},
-        {"abc", "900150983cd24fb0d6963f7d28e17f72"},
-        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-        {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
-        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
-         "d174ab98d277d9f5a5611c2c9f419d9f"},
-        {"1234567890123456789012345678901234567890123456789012345678901234567890123456789"
-         "0",
-         "57edf4a22be3c955ac49da2e2107b67a"},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(row.digest, MD5String(row.message, std::strlen(row.message)));
-        EXPECT_EQ(row.digest, PlainMd5(row.message));
+    for (const support::FileRow& row : support::RowsOf("md5_examples.txt")) {
+        EXPECT_EQ(row["digest"], MD5String(row[""].data(), row[""].size())) << row.name;
+        EXPECT_EQ(row["digest"], PlainMd5(row[""])) << row.name;
     }
-    EXPECT_EQ(rows[0].digest, MD5String(nullptr, 0));
+    EXPECT_EQ(PlainMd5(""), MD5String(nullptr, 0));
     MD5Digest digest;
     static_assert(sizeof digest == 16);
     MD5Sum("abc", 3, &digest);

@@ -90,12 +90,16 @@ TEST(MemPool, BlocksOfTheLeastSizeAndMore) {
         std::uint64_t chunkSize;
     };
     for (const Row& row : {Row{0, 4104}, Row{100, 4104}, Row{4096, 4104}, Row{16384, 16392}}) {
-        const MemPool pool(row.block);
-        EXPECT_EQ(0U, Field(pool, 10)) << "no large block";
-        EXPECT_EQ(row.chunkSize, Field(pool, 11));
-        EXPECT_EQ((row.chunkSize - 8) / 2, Field(pool, 12));
-        EXPECT_EQ(Field(pool, 13) + 8, Field(pool, 14)) << "the cursor is behind the header";
-        EXPECT_EQ(0U, Field(pool, 15)) << "no big request";
+        MemPool pool(row.block);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(0U, Field(pool, 10)) << "no large block";
+            EXPECT_EQ(row.chunkSize, Field(pool, 11));
+            EXPECT_EQ((row.chunkSize - 8) / 2, Field(pool, 12));
+            EXPECT_EQ(Field(pool, 13) + 8, Field(pool, 14)) << "the cursor is behind the header";
+            EXPECT_EQ(0U, Field(pool, 15)) << "no big request";
+            pool.Alloc(1000, 8);
+            pool.Init(row.block);
+        }
     }
     EXPECT_EQ(4104U, Field(MemPool(), 11));
     EXPECT_EQ(520U, Field(MemChunks(), 0));

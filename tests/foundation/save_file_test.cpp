@@ -1,6 +1,7 @@
 #include <core/foundation/save_file.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <string>
@@ -30,7 +31,15 @@ TEST(SaveFile, ReplacesAFileOrLeavesItAsItWas) {
     EXPECT_EQ("is a directory", SaveFile(directory.Path(), "x").reason);
     EXPECT_EQ(0U,
               SaveFile(directory.Path("no") + "/such", "x").reason.rfind("can't be written: ", 0));
+    // What it was written to first stays nowhere, not even beside a name that is none.
+    const auto countHidden = [] {
+        return std::count_if(
+            fs::directory_iterator("."), fs::directory_iterator(),
+            [](const fs::directory_entry& e) { return e.path().filename().string()[0] == '.'; });
+    };
+    const auto hidden = countHidden();
     EXPECT_FALSE(SaveFile("", "x"));
+    EXPECT_EQ(hidden, countHidden());
     EXPECT_EQ(1, CountFiles(directory));
 }
 

@@ -18,14 +18,11 @@ constexpr std::string_view kMonthNames[] = {"January",   "February", "March",   
                                             "May",       "June",     "July",     "August",
                                             "September", "October",  "November", "December"};
 
-std::string_view NameAt(const std::string_view* names, int count, int index) noexcept {
-    return index >= 0 && index < count ? names[index] : "?";
-}
 std::string_view DayName(const std::tm& time) noexcept {
-    return NameAt(kDayNames, 7, time.tm_wday);
+    return kDayNames[time.tm_wday];
 }
 std::string_view MonthName(const std::tm& time) noexcept {
-    return NameAt(kMonthNames, 12, time.tm_mon);
+    return kMonthNames[time.tm_mon];
 }
 
 void AppendNumber(std::int64_t number, int width, char fill, std::string& text) {

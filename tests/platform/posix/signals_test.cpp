@@ -87,6 +87,8 @@ TEST(ThreadName, IsCutBetweenTwoCharacters) {
         char system[16] = {};
         pthread_getname_np(pthread_self(), system, sizeof system);
         EXPECT_EQ(std::string(14, 'a'), system);
+        core::SetThreadName(std::string(64, 'c').c_str());
+        EXPECT_EQ(std::string(63, 'c'), core::ThreadName());
         core::SetThreadName(nullptr);
         EXPECT_STREQ("", core::ThreadName());
     }).join();
