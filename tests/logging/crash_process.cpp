@@ -3,12 +3,18 @@
 //   crash_process HOW DIRECTORY      crashes
 //   crash_process check HOW DIRECTORY    status 1 unless its lines are there, and the last one
 //
-// HOW is segv, sent, bus, fpe, ill, abort, terminate, throw, overflow, hooked or fatal.
+// HOW is segv, sent, bus, fpe, ill, abort, terminate, throw, json, overflow, hooked or fatal.
+
+#include <core/data/json_doc.h>
+#include <core/data/json_parse.h>
+#include <core/data/json_pointer.h>
 
 #include <core/logging/log.h>
 #include <core/logging/log_crash.h>
 #include <core/logging/log_flush.h>
+#include <core/logging/log_form.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -20,6 +26,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -64,6 +72,11 @@ const CrashWaysAdded kWays({
     {"abort", [] { std::abort(); }},
     {"terminate", [] { std::terminate(); }},
     {"throw", [] { std::thread([] { Fail(); }).join(); }},
+    {"json",
+     [] {
+         CoreLogSetForm(CORE_LOG_JSON);
+         Fail();
+     }},
     {"overflow", [] { Overflow(1); }},
     {"hooked", [] { std::abort(); }},
     {"fatal",
@@ -112,6 +125,48 @@ int Crash(const std::string& how, const fs::path& directory) {
     return 3;
 }
 
+/// Whether the line of a crash says all that one does.
+bool IsRight(const std::string& how, const std::string& line) {
+    static const std::regex kHead(R"(\[Fatal\]\[(\d+)\]\[([^\]]+)\]\[(core|t)\])");
+    std::smatch parts;
+    std::string time;
+    std::string message;
+    bool isNumbered = false;
+    if (how == "json") {
+        core::JsonDoc doc;
+        const auto text = [&](const char* pointer) {
+            return std::string(core::ValueByPointerOr(doc.Root(), pointer, ""));
+        };
+        isNumbered = core::ParseJson(line.c_str(), doc.Root()) &&
+                     text("/level") + text("/module") + text("/tag") == "FatalZYLcore" &&
+                     core::ValueByPointerOr(doc.Root(), "/thread", 0) > 0;
+        time = text("/time");
+        message = text("/message");
+    } else if (std::regex_search(line, parts, kHead, std::regex_constants::match_continuous)) {
+        isNumbered = std::stoll(parts[1]) > 0;
+        time = parts[2];
+        message = parts.suffix();
+    }
+    if (how == "fatal") {
+        return isNumbered && message == "the end";
+    }
+    const std::string zone = how == "json" ? R"([-+]\d\d:\d\d)" : R"(T[-+]\d{4})";
+    const std::regex timeForm(R"(\d{4}-\d\d-\d\d[ T]\d\d:\d\d:\d\d\.\d{3})" + zone);
+    static const std::regex kWhat(R"(crash: (std::)?[^:]+(: no_way)?( at 0x[0-9a-f]+)?)");
+    static const std::regex kFrame(R"(.*\+0x[0-9a-f]+)");
+    const std::size_t in = std::min(message.find(", in "), message.size());
+    const std::string what = message.substr(0, in);
+    int frames = 0;
+    std::istringstream rest(message.substr(std::min(in + 5, message.size())));
+    for (std::string frame; rest >> frame; ++frames) {
+        isNumbered = isNumbered && std::regex_match(frame, kFrame);
+    }
+    return isNumbered && frames > 0 && std::regex_match(time, timeForm) &&
+           std::regex_match(what, kWhat) && message.find("crash_process") != std::string::npos &&
+           (what.find(": no_way") != std::string::npos) == (how == "throw" || how == "json") &&
+           (how != "segv" || what.find(" at 0x10") != std::string::npos);
+}
+
 /// Whether a file ends with, or has near its end, what it should.
 int Check(const std::string& how, const fs::path& directory) {
     std::vector<int> counts;
@@ -130,18 +185,13 @@ int Check(const std::string& how, const fs::path& directory) {
         ++files;
         std::ifstream text(entry.path(), std::ios::binary);
         for (std::string line; std::getline(text, line);) {
-            const bool isEnd = line.rfind("[Fatal][", 0) == 0;
+            const bool isEnd =
+                line.rfind("[Fatal][", 0) == 0 || line.find(R"("level":"Fatal")") != line.npos;
             const std::size_t mark = line.find('|');
             int thread = 0;
             int index = 0;
             if (isEnd) {
-                const bool isRight = how == "fatal"
-                                         ? line.find("]the end") != std::string::npos
-                                         : line.find("][core]crash: ") != std::string::npos &&
-                                               line.find("crash_process") != std::string::npos &&
-                                               line.find("+0x") != std::string::npos &&
-                                               (how != "throw" || line.find("no_way") != line.npos);
-                ends += isRight ? 1 : 0;
+                ends += IsRight(how, line) ? 1 : 0;
             } else if (mark != std::string::npos &&
                        std::sscanf(line.c_str() + mark, "|%d|%d|", &thread, &index) == 2 &&
                        index == next[static_cast<std::size_t>(thread)]) {
