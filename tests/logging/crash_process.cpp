@@ -5,16 +5,11 @@
 //
 // HOW is segv, sent, bus, fpe, ill, abort, terminate, throw, json, overflow, hooked or fatal.
 
-#include <core/data/json_doc.h>
-#include <core/data/json_parse.h>
-#include <core/data/json_pointer.h>
-
 #include <core/logging/log.h>
 #include <core/logging/log_crash.h>
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -127,44 +122,36 @@ int Crash(const std::string& how, const fs::path& directory) {
 
 /// Whether the line of a crash says all that one does.
 bool IsRight(const std::string& how, const std::string& line) {
-    static const std::regex kHead(R"(\[Fatal\]\[(\d+)\]\[([^\]]+)\]\[(core|t)\])");
-    std::smatch parts;
-    std::string time;
-    std::string message;
-    bool isNumbered = false;
-    if (how == "json") {
-        core::JsonDoc doc;
-        const auto text = [&](const char* pointer) {
-            return std::string(core::ValueByPointerOr(doc.Root(), pointer, ""));
-        };
-        isNumbered = core::ParseJson(line.c_str(), doc.Root()) &&
-                     text("/level") + text("/module") + text("/tag") == "FatalZYLcore" &&
-                     core::ValueByPointerOr(doc.Root(), "/thread", 0) > 0;
-        time = text("/time");
-        message = text("/message");
-    } else if (std::regex_search(line, parts, kHead, std::regex_constants::match_continuous)) {
-        isNumbered = std::stoll(parts[1]) > 0;
-        time = parts[2];
-        message = parts.suffix();
-    }
-    if (how == "fatal") {
-        return isNumbered && message == "the end";
-    }
-    const std::string zone = how == "json" ? R"([-+]\d\d:\d\d)" : R"(T[-+]\d{4})";
-    const std::regex timeForm(R"(\d{4}-\d\d-\d\d[ T]\d\d:\d\d:\d\d\.\d{3})" + zone);
-    static const std::regex kWhat(R"(crash: (std::)?[^:]+(: no_way)?( at 0x[0-9a-f]+)?)");
+    static const std::regex kText(R"(\[Fatal\]\[[1-9]\d*\]\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})"
+                                  R"(T[-+]\d{4}\]\[(core\]crash: |t\]the end$))");
+    static const std::regex kJson(
+        R"x(\{"time":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[-+]\d\d:\d\d")x"
+        R"x(,"level":"Fatal","module":"ZYL","tag":"core",)x"
+        R"x("thread":[1-9]\d*,"message":"crash: )x");
+    static const std::regex kWhat(R"((std::)?[^:, ]+(: no_way)?( at 0x[0-9a-f]+)?, in )");
     static const std::regex kFrame(R"(.*\+0x[0-9a-f]+)");
-    const std::size_t in = std::min(message.find(", in "), message.size());
-    const std::string what = message.substr(0, in);
-    int frames = 0;
-    std::istringstream rest(message.substr(std::min(in + 5, message.size())));
-    for (std::string frame; rest >> frame; ++frames) {
-        isNumbered = isNumbered && std::regex_match(frame, kFrame);
+    const bool isJson = how == "json";
+    const auto anchored = std::regex_constants::match_continuous;
+    std::smatch head;
+    std::smatch what;
+    if (!std::regex_search(line, head, isJson ? kJson : kText, anchored)) {
+        return false;
     }
-    return isNumbered && frames > 0 && std::regex_match(time, timeForm) &&
-           std::regex_match(what, kWhat) && message.find("crash_process") != std::string::npos &&
-           (what.find(": no_way") != std::string::npos) == (how == "throw" || how == "json") &&
-           (how != "segv" || what.find(" at 0x10") != std::string::npos);
+    std::string rest = head.suffix();
+    if (how == "fatal") {
+        return rest.empty();
+    }
+    bool isRight = std::regex_search(rest, what, kWhat, anchored) &&
+                   (what[2].matched == (isJson || how == "throw")) &&
+                   (how != "segv" || what[3] == " at 0x10") &&
+                   rest.find("crash_process") != rest.npos &&
+                   (!isJson || rest.substr(rest.size() - 2) == "\"}");
+    rest = what.suffix().str().substr(0, rest.size() - what.length() - (isJson ? 2 : 0));
+    std::istringstream frames(rest);
+    for (std::string frame; isRight && frames >> frame;) {
+        isRight = std::regex_match(frame, kFrame);
+    }
+    return isRight;
 }
 
 /// Whether a file ends with, or has near its end, what it should.

@@ -1,4 +1,5 @@
-// The log on a disk that takes no more, from any byte on, and takes more again; its threads.
+// The log on a disk that takes no more, from any byte on, and takes more again; its threads;
+// colours.
 
 #include "core/logging/rotating_file.h"
 #include "core/logging/zyl_log_wrapper_manager.h"
@@ -9,41 +10,30 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "support/dice.h"
+#include "support/logged.h"
 #include "support/scratch_directory.h"
 
 namespace {
 
 using core::RotatingFile;
 using support::PathOf;
-
-/// While it lives, no file takes a byte behind these.
-class Room {
-public:
-    explicit Room(std::uint64_t bytes) {
-        getrlimit(RLIMIT_FSIZE, &before);
-        rlimit limit = before;
-        limit.rlim_cur = std::min<rlim_t>(bytes, before.rlim_cur);
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~Room() { setrlimit(RLIMIT_FSIZE, &before); }
-    Room(const Room&) = delete;
-    Room& operator=(const Room&) = delete;
-
-private:
-    rlimit before{};
-};
 
 /// Numbered lines on their way to a file of a disk with little room.
 class FullDisk {
@@ -53,54 +43,57 @@ public:
         file->CountIn(counters);
         EXPECT_EQ(0u, file->Open());
     }
-
+    /// While `action` runs, no file of this process takes a byte behind `most`.
+    void WithRoom(const std::function<void()>& action) const {
+        rlimit usual{};
+        getrlimit(RLIMIT_FSIZE, &usual);
+        const rlimit limit{std::min(most, usual.rlim_cur), usual.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        action();
+        setrlimit(RLIMIT_FSIZE, &usual);
+    }
     void Append(int length) {
-        char stamp[16];
+        char stamp[24];
         std::snprintf(stamp, sizeof stamp, "%08zu", lines.size());
         lines.push_back(std::string("[Info][1][") + stamp + "][t]" +
                         std::string(static_cast<std::size_t>(length), '.'));
         queue.Append(lines.back());
     }
-    /// The oldest that wait find no room in the queue.
-    void DropOldest(std::uint64_t waiting) {
-        const std::uint64_t dropped = queue.DropOldest(waiting);
-        file->NoteDropped(dropped);
-        counters.lostLines += dropped;
-    }
-    void Write() {
+    void Write(int milliseconds) {
+        now += std::chrono::milliseconds(milliseconds);
         while (queue.WaitingBytes() > 0) {
-            const Room room(most);
-            file->WriteFront(queue, now);
+            WithRoom([&] { file->WriteFront(queue, now); });
         }
     }
     void Rotate() {
-        const Room room(most);
-        file->Rotate(now);
+        now += std::chrono::milliseconds(1501);
+        WithRoom([&] { file->Rotate(now); });
     }
-    std::uintmax_t Size() const { return std::filesystem::file_size(Open()); }
     /// Somebody moves the open file, or removes it.
     void TakeAway(bool isKept) {
-        const std::filesystem::path away = PathOf(scratch.Path("away"));
-        now += std::chrono::milliseconds(1501);
         Rotate();  // sees it in its place
-        if (!isKept) {
-            before += WholeLinesOf(Open());
-        }
+        const std::string text = WholeLines();
+        const std::filesystem::path away = PathOf(scratch.Path("away"));
         std::filesystem::rename(Open(), away);
-        if (!isKept) {
-            std::filesystem::remove(away);
-        }
+        isKept ? void() : void(std::filesystem::remove(away));
         Append(20);
-        Write();
-        now += std::chrono::milliseconds(1501);
+        Write(0);
         Rotate();
-        if (isKept) {
-            before += WholeLinesOf(away);
-            std::filesystem::remove(away);
-        }
+        before += isKept ? WholeLines(away) : text;
     }
-    /// What lies in the files; those that were taken away come first.
-    std::string All() const { return before + WholeLinesOf(Open()); }
+    std::filesystem::path Open() const {
+        std::filesystem::path open;
+        for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
+            open = entry.path().extension() == ".log" ? entry.path() : open;
+        }
+        return open;
+    }
+    std::uintmax_t Size() const { return std::filesystem::file_size(Open()); }
+    std::string WholeLines(const std::filesystem::path& path) const {
+        const std::string text = scratch.Read(support::Utf8Of(path.filename()));
+        return text.substr(0, text.rfind('\n') + 1);
+    }
+    std::string WholeLines() const { return WholeLines(Open()); }
 
     const support::ScratchDirectory scratch;
     core::LineQueue queue;
@@ -108,24 +101,9 @@ public:
     std::unique_ptr<RotatingFile> file =
         std::make_unique<RotatingFile>(scratch.Path() + "/", core::FileLimits{}, "m");
     RotatingFile::Clock::time_point now = RotatingFile::Clock::now();
-    std::uint64_t most = RLIM_INFINITY;
+    rlim_t most = RLIM_INFINITY;
     std::vector<std::string> lines;
-
-private:
-    std::string WholeLinesOf(const std::filesystem::path& path) const {
-        const std::string text = scratch.Read(support::Utf8Of(path.filename()));
-        return text.substr(0, text.rfind('\n') + 1);
-    }
     std::string before;
-
-    std::filesystem::path Open() const {
-        for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
-            if (entry.path().extension() == ".log") {
-                return entry.path();
-            }
-        }
-        return {};
-    }
 };
 
 // Each gap between the lines that are there is told in its place, and nothing else.
@@ -139,48 +117,40 @@ TEST(LogOnAFullDisk, EveryLineIsThereOrCounted) {
                 disk.Append(dice.Below(100));
             }
             if (dice.OneIn(6)) {
-                disk.DropOldest(static_cast<std::uint64_t>(dice.Below(200)));
+                const auto dropped = disk.queue.DropOldest(dice.Bits() % 200);
+                disk.file->NoteDropped(dropped);
+                disk.counters.lostLines += dropped;
             }
             if (dice.OneIn(3)) {
-                disk.most = dice.OneIn(2) ? RLIM_INFINITY
-                                          : disk.Size() + static_cast<unsigned>(dice.Below(300));
+                disk.most = dice.OneIn(2) ? RLIM_INFINITY : disk.Size() + dice.Bits() % 300;
             }
-            disk.now += std::chrono::milliseconds(dice.Pick<int>({0, 0, 1, 999, 1000}));
-            disk.Write();
+            disk.Write(dice.Pick<int>({0, 0, 1, 999, 1000}));
             if (dice.OneIn(10)) {
-                const Room room(disk.most);
-                disk.file->Retry(disk.now);
+                disk.WithRoom([&] { disk.file->Retry(disk.now); });
             }
             if (dice.OneIn(20)) {
                 disk.TakeAway(dice.OneIn(2));
             }
         }
         testing::internal::CaptureStderr();
-        {
-            const Room room(disk.most);
-            disk.file->Finish();
-        }
+        disk.WithRoom([&] { disk.file->Finish(); });
         const std::string told = testing::internal::GetCapturedStderr();
-        unsigned long long atTheEnd = 0;
-        if (!told.empty()) {
-            ASSERT_EQ(1, std::sscanf(told.c_str(), "core: %llu lines lost: ", &atTheEnd)) << told;
-            EXPECT_GT(atTheEnd, 0u);
-        }
-        disk.file.reset();
+        std::size_t atTheEnd = 0;
+        ASSERT_EQ(told.empty() ? EOF : 1,
+                  std::sscanf(told.c_str(), "core: %zu lines lost: ", &atTheEnd));
+        EXPECT_EQ(told.empty(), atTheEnd == 0);
         std::size_t next = 0;
         std::size_t lost = 0;
-        std::size_t stamp = 0;
-        std::istringstream text(disk.All());
-        std::string line;
-        while (std::getline(text, line)) {
+        std::size_t lastStamp = 0;
+        std::istringstream text(disk.before + disk.WholeLines());
+        for (std::string line; std::getline(text, line);) {
             SCOPED_TRACE(line);
-            unsigned long long count = 0;
-            const std::string rest = line.substr(line.rfind(']') + 1);
-            const std::size_t before = stamp;
+            std::size_t stamp = 0;
+            std::size_t count = 0;
             ASSERT_EQ(1, std::sscanf(line.c_str(), "[%*[^]]][%*[^]]][%zu]", &stamp));
-            EXPECT_LE(before, stamp);
-            if (line.rfind("[Error]", 0) == 0) {
-                ASSERT_EQ(1, std::sscanf(rest.c_str(), "%llu lines lost: the ", &count));
+            EXPECT_LE(std::exchange(lastStamp, stamp), stamp);
+            if (std::sscanf(line.c_str() + line.rfind(']') + 1, "%zu lines lost: the ", &count) ==
+                1) {
                 next += count;
                 lost += count;
             } else {
@@ -197,59 +167,45 @@ TEST(LogOnAFullDisk, IsTriedAgainASecondLater) {
     FullDisk disk;
     const auto grows = [&](int milliseconds) {
         const std::uintmax_t before = disk.Size();
-        disk.now += std::chrono::milliseconds(milliseconds);
         disk.Append(7);
-        disk.Write();
+        disk.Write(milliseconds);
         return disk.Size() > before;
     };
     EXPECT_TRUE(grows(0));
     disk.most = disk.Size();
-    EXPECT_FALSE(grows(0));
-    EXPECT_FALSE(grows(1000));
+    EXPECT_FALSE(grows(0) || grows(1000));
     disk.most = RLIM_INFINITY;
     EXPECT_FALSE(grows(999));
     EXPECT_TRUE(grows(1));
 }
 
-/// The number of threads of this process with a name, or of all; each that has it must block
-/// signals.
-std::ptrdiff_t CountThreads(const std::string& name = "") {
-    std::ptrdiff_t count = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::ifstream status(task.path() / "status");
-        const std::string text(std::istreambuf_iterator<char>(status), {});
-        const bool isNamed = text.rfind("Name:\t" + name + "\n", 0) == 0;
-        EXPECT_FALSE(isNamed && text.find("SigBlk:\t0000000000000000") != text.npos);
-        count += isNamed || name.empty() ? 1 : 0;
-    }
-    return count;
-}
-
 TEST(LogThreads, AreOneForAllModulesAndOneForATimeline) {
-    const std::ptrdiff_t all = CountThreads();
-    const std::ptrdiff_t named = CountThreads("core log");
+    const auto names = [] {
+        std::multiset<std::string> all;
+        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::ifstream file(task.path() / "comm");
+            all.insert(std::string(std::istreambuf_iterator<char>(file), {}));
+        }
+        return all;
+    };
+    const auto before = names();
     auto& log = *new core::ZylLogWrapperManager;  // never destroyed, like that of the process
-    testing::internal::CaptureStdout();
-    for (int i = 0; i < 10; ++i) {
-        log.SetLevel(std::to_string(i).c_str(), i);
-    }
-    testing::internal::GetCapturedStdout();
+    support::Logged([&] {
+        for (int i = 0; i < 10; ++i) {
+            log.SetLevel(std::to_string(i).c_str(), i);
+        }
+    });
     const support::ScratchDirectory scratch;
     ASSERT_EQ(0, CoreTimelineStart(scratch.Path("t").c_str(), 0));
-    EXPECT_EQ(all + 2, CountThreads());
+    auto expected = before;
+    expected.insert({"core log\n", "core timeline\n"});
     // A thread names itself.
-    const auto await = [](const char* name, std::ptrdiff_t count) {
-        for (int i = 0; i < 10'000 && CountThreads(name) != count; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        EXPECT_EQ(count, CountThreads(name)) << name;
-    };
-    await("core log", named + 1);
-    await("core timeline", 1);
+    for (int i = 0; i < 10'000 && names() != expected; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(expected, names());
     CoreTimelineStop();
     log.Shutdown();
-    // The system may list a thread for a moment after its end.
-    await("", all);
 }
 
 }  // namespace
