@@ -283,11 +283,12 @@ TEST_P(Threads, LoseNoLineToTheSettingsOfOthers) {
     constexpr int kLines = 2000;
     const ScratchDirectory scratch;
     Log log;
-    log.Quietly([&] {
+    std::istringstream console(Log::Output([&] {
         log.manager.SetSinks(CORE_LOG_FILE);
         for (const char* module : {"m", "n"}) {
             log.manager.SetFilePath(module, scratch.Path().c_str(), {0, 1'000'000});
         }
+        log.manager.SetSinks("n", CORE_LOG_FILE | CORE_LOG_CONSOLE);
         std::vector<std::thread> threads;
         Barrier start(GetParam() + 1);
         for (int t = 0; t < GetParam(); ++t) {
@@ -313,11 +314,23 @@ TEST_P(Threads, LoseNoLineToTheSettingsOfOthers) {
             thread.join();
         }
         log.manager.Shutdown();
-    });
-    for (const char* module : {"m", "n"}) {
+    }));
+    const auto lines = [&](const std::string& module) {
+        std::vector<std::string> some;
+        for (std::string line; module == "console" && std::getline(console, line);) {
+            if (line.find('|') != line.npos) {
+                some.push_back(line);
+            }
+        }
+        return some.empty() ? LinesOf(scratch, module) : some;
+    };
+    for (const char* module : {"m", "n", "console"}) {
         std::map<int, int> next;
         std::size_t count = 0;
-        for (const std::string& line : LinesOf(scratch, module)) {
+        std::string lastTime;
+        for (const std::string& line : lines(module)) {
+            const std::string time(core::TimeIn(line.substr(line.find('['))));
+            EXPECT_LE(std::exchange(lastTime, time), time);
             int thread = 0;
             int index = 0;
             ASSERT_EQ(2,

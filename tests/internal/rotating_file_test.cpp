@@ -1,5 +1,9 @@
 #include "core/logging/rotating_file.h"
 
+#include "core/logging/file_channel.h"
+
+#include <core/logging/log_files.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -183,29 +187,6 @@ TEST(RotatingFile, OnRequestNoFileIsLargerThanItsLimit) {
     EXPECT_TRUE(all == read);
 }
 
-TEST(RotatingFile, OnRequestFilesAreTheUsersAlone) {
-    const ScratchDirectory scratch;
-    const ScratchDirectory usual;
-    Given everybodys(usual.Path(), {}, "m");
-    everybodys.Write("yours");
-    const auto byUmask = PathOf(usual.Path("any"));
-    std::ofstream{byUmask};
-    RotatingFile::SetPrivate(true);
-    Given given(scratch.Path(), {}, "m");
-    RotatingFile::SetPrivate(false);
-    given.Write("mine");
-    const std::string name = NamesIn(scratch.Path()).at(0);
-    EXPECT_EQ("mine\n", scratch.Read(name));
-    if (core::platform::PathSeparator() == '/') {
-        using std::filesystem::perms;
-        EXPECT_EQ(perms::owner_read | perms::owner_write,
-                  std::filesystem::status(PathOf(scratch.Path(name))).permissions());
-        const auto log = PathOf(usual.Path(NamesIn(usual.Path()).back()));
-        EXPECT_EQ(std::filesystem::status(byUmask).permissions(),
-                  std::filesystem::status(log).permissions());
-    }
-}
-
 TEST(RotatingFile, CountsTheOldSizeOfAFileItFinds) {
     const ScratchDirectory scratch;
     const auto [before, given] = Given::TwoOfOneName(scratch, {0, 10}, std::string(kMiB, 'x'));
@@ -260,6 +241,41 @@ TEST(RotatingFile, SaysOnceThatAPrefixIsNoExpression) {
     EXPECT_EQ("kept\nkept\nkept\n", scratch.Read(NamesIn(scratch.Path()).front()));
 }
 
+TEST(RotatingFile, SaysWhichPrefixesAreTooHard) {
+    for (const support::FileRow& row : support::RowsOf("log_prefixes.txt")) {
+        const std::string notice = core::FilePrefix(row[""]).Notice();
+        const std::string begin = "log prefix \"" + row[""] + "\" ";
+        EXPECT_EQ(row["says"].empty() ? "" : begin + row["says"] + ": its old files are kept",
+                  notice);
+    }
+}
+
+// A caller that is far ahead waits, and no longer than a second.
+TEST(FileChannel, HoldsBackWhoIsFarAhead) {
+    const ScratchDirectory scratch;
+    core::FileCounters counters;
+    core::BsFileChannel channel(scratch.Path() + "/", {}, "m");
+    channel.CountIn(counters);
+    ASSERT_EQ(0u, channel.Open());
+    core::BsFileChannel::SetFullQueue(CORE_LOG_WAIT, 1);  // 64 KiB, the least
+    const std::string line(1023, '.');
+    for (int i = 0; i < 64; ++i) {
+        EXPECT_EQ(0u, counters.longestWaitNanos);
+        // A task is needed for the first one, and where one was lost.
+        EXPECT_EQ(i % 40 == 0, channel.Append(line, i % 2 == 0)) << i;
+        if (i == 39) {
+            channel.TaskIsLost();
+        }
+        channel.WaitForRoom();
+    }
+    EXPECT_GE(counters.longestWaitNanos, 1'000'000'000u);
+    EXPECT_LE(counters.longestWaitNanos, 60'000'000'000u);
+    core::BsFileChannel::SetFullQueue(CORE_LOG_WAIT, 0);
+    channel.WriteWaiting();
+    EXPECT_EQ(64u << 10, counters.bytes);
+    EXPECT_TRUE(channel.Append(line, false));
+}
+
 TEST(RotatingFile, ANewPrefixCountsFromTheNextFileOn) {
     const ScratchDirectory scratch;
     Given given(scratch.Path(), {0, 10}, "before");
@@ -301,7 +317,10 @@ TEST(RotatingFile, StaysInItsDirectoryWhateverThePrefix) {
         {"a/b\\c:d", "a_b_c_d"}, {"*?\"<>|", "______"},
         {"\x01\x1f\x7f", "___"}, {"\u0144 \U0001F40C", "\u0144 \U0001F40C"},
         {"nul.x", "nul_x"},      {"Com1 .a", "Com1 _a"},
-        {"com.x", "com.x"},
+        {"com.x", "com.x"},      {"con.x", "con_x"},
+        {"PRN.x", "PRN_x"},      {"aux.x", "aux_x"},
+        {"lpt9.x", "lpt9_x"},    {"lpt0.x", "lpt0.x"},
+        {"com10.x", "com10.x"},  {"cox1.x", "cox1.x"},
     };
     for (const Row& row : rows) {
         const ScratchDirectory scratch;
@@ -337,39 +356,6 @@ TEST(RotatingFile, ComesBackWhenItsDirectoryVanishes) {
     const auto names = NamesIn(scratch.Path("logs"));
     ASSERT_EQ(1u, names.size());
     EXPECT_EQ("here\n", scratch.Read("logs/" + names.front()));
-}
-
-TEST(RotatingFile, CountsWhatGoesDownWithARemovedFile) {
-    const ScratchDirectory scratch;
-    const auto line = [](const char* stamp) {
-        return std::string("[Info][1][") + stamp + "][t]text";
-    };
-    Given given(scratch.Path("logs"), {}, "m");
-    given.Write(line("1"));
-    const auto remove = [&] {
-        std::error_code error;
-        std::filesystem::remove_all(PathOf(scratch.Path("logs")), error);
-        return !error;
-    };
-    if (!remove()) {
-        GTEST_SKIP() << "a directory with an open file stays";
-    }
-    given.Write(line("2"));
-    given.Wait(kInterval);
-    given.Write(line("3"));
-    const auto names = NamesIn(scratch.Path("logs"));
-    ASSERT_EQ(1u, names.size());
-    EXPECT_TRUE(std::regex_match(
-        scratch.Read("logs/" + names.front()),
-        std::regex(R"(\[Error\]\[\d+\]\[3\]\[core\]2 lines lost: the file was removed\n)")));
-
-    // At the end, the directory stays away.
-    given.Write(line("4"));
-    ASSERT_TRUE(remove());
-    testing::internal::CaptureStderr();
-    given.file.reset();
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("core: 1 lines lost: "));
-    EXPECT_TRUE(NamesIn(scratch.Path()).empty());
 }
 
 }  // namespace

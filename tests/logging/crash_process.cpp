@@ -3,11 +3,12 @@
 //   crash_process HOW DIRECTORY      crashes
 //   crash_process check HOW DIRECTORY    status 1 unless its lines are there, and the last one
 //
-// HOW is segv, sent, bus, fpe, ill, abort, terminate, throw, overflow, hooked or fatal.
+// HOW is segv, sent, bus, fpe, ill, abort, terminate, throw, json, overflow, hooked or fatal.
 
 #include <core/logging/log.h>
 #include <core/logging/log_crash.h>
 #include <core/logging/log_flush.h>
+#include <core/logging/log_form.h>
 
 #include <array>
 #include <atomic>
@@ -20,6 +21,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -64,6 +67,11 @@ const CrashWaysAdded kWays({
     {"abort", [] { std::abort(); }},
     {"terminate", [] { std::terminate(); }},
     {"throw", [] { std::thread([] { Fail(); }).join(); }},
+    {"json",
+     [] {
+         CoreLogSetForm(CORE_LOG_JSON);
+         Fail();
+     }},
     {"overflow", [] { Overflow(1); }},
     {"hooked", [] { std::abort(); }},
     {"fatal",
@@ -112,6 +120,40 @@ int Crash(const std::string& how, const fs::path& directory) {
     return 3;
 }
 
+/// Whether the line of a crash says all that one does.
+bool IsRight(const std::string& how, const std::string& line) {
+    static const std::regex kText(R"(\[Fatal\]\[[1-9]\d*\]\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})"
+                                  R"(T[-+]\d{4}\]\[(core\]crash: |t\]the end$))");
+    static const std::regex kJson(
+        R"x(\{"time":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[-+]\d\d:\d\d")x"
+        R"x(,"level":"Fatal","module":"ZYL","tag":"core",)x"
+        R"x("thread":[1-9]\d*,"message":"crash: )x");
+    static const std::regex kWhat(R"((std::)?[^:, ]+(: no_way)?( at 0x[0-9a-f]+)?, in )");
+    static const std::regex kFrame(R"(.*\+0x[0-9a-f]+)");
+    const bool isJson = how == "json";
+    const auto anchored = std::regex_constants::match_continuous;
+    std::smatch head;
+    std::smatch what;
+    if (!std::regex_search(line, head, isJson ? kJson : kText, anchored)) {
+        return false;
+    }
+    std::string rest = head.suffix();
+    if (how == "fatal") {
+        return rest.empty();
+    }
+    bool isRight = std::regex_search(rest, what, kWhat, anchored) &&
+                   (what[2].matched == (isJson || how == "throw")) &&
+                   (how != "segv" || what[3] == " at 0x10") &&
+                   rest.find("crash_process") != rest.npos &&
+                   (!isJson || rest.substr(rest.size() - 2) == "\"}");
+    rest = what.suffix().str().substr(0, rest.size() - what.length() - (isJson ? 2 : 0));
+    std::istringstream frames(rest);
+    for (std::string frame; isRight && frames >> frame;) {
+        isRight = std::regex_match(frame, kFrame);
+    }
+    return isRight;
+}
+
 /// Whether a file ends with, or has near its end, what it should.
 int Check(const std::string& how, const fs::path& directory) {
     std::vector<int> counts;
@@ -130,18 +172,13 @@ int Check(const std::string& how, const fs::path& directory) {
         ++files;
         std::ifstream text(entry.path(), std::ios::binary);
         for (std::string line; std::getline(text, line);) {
-            const bool isEnd = line.rfind("[Fatal][", 0) == 0;
+            const bool isEnd =
+                line.rfind("[Fatal][", 0) == 0 || line.find(R"("level":"Fatal")") != line.npos;
             const std::size_t mark = line.find('|');
             int thread = 0;
             int index = 0;
             if (isEnd) {
-                const bool isRight = how == "fatal"
-                                         ? line.find("]the end") != std::string::npos
-                                         : line.find("][core]crash: ") != std::string::npos &&
-                                               line.find("crash_process") != std::string::npos &&
-                                               line.find("+0x") != std::string::npos &&
-                                               (how != "throw" || line.find("no_way") != line.npos);
-                ends += isRight ? 1 : 0;
+                ends += IsRight(how, line) ? 1 : 0;
             } else if (mark != std::string::npos &&
                        std::sscanf(line.c_str() + mark, "|%d|%d|", &thread, &index) == 2 &&
                        index == next[static_cast<std::size_t>(thread)]) {

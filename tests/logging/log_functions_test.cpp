@@ -1,16 +1,22 @@
 // The plain functions, as a caller in C has them: each reaches the log of the process, and
 // each argument its place.
 
+#include <core/foundation/thread_name.h>
 #include <core/logging/log.h>
 #include <core/logging/log_console.h>
+#include <core/logging/log_counters.h>
+#include <core/logging/log_files.h>
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>
+#include <core/logging/log_sink.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <regex>
 #include <string>
+#include <thread>
 
 #include "support/logged.h"
 #include "support/scratch_directory.h"
@@ -50,19 +56,6 @@ TEST(LogFunctions, EachWayToPrintPutsItsArgumentsInPlace) {
         EXPECT_EQ(row.expected, Logged(row.print));
     }
     CoreLogSetLogLevelByModule("ZYL", CORE_LOG_ERROR);
-}
-
-TEST(LogFunctions, OneCallIsOneLineOnRequest) {
-    Logged([] { CoreLogGetLogSinkByModule("printing"); });
-    const auto print = [] {
-        CoreLogPrintLog("printing", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "%s", "a\n[b]");
-    };
-    CoreLogSetForm(CORE_LOG_ONE_LINE);
-    EXPECT_EQ("[Error][t]a\\n[b]\n", Logged(print));
-    CoreLogSetForm(7);
-    EXPECT_EQ("[Error][t]a\\n[b]\n", Logged(print));
-    CoreLogSetForm(CORE_LOG_AS_IT_IS);
-    EXPECT_EQ("[Error][t]a\n[b]\n", Logged(print));
 }
 
 TEST(LogFunctions, TheConsoleIsWhereTheCallerWantsIt) {
@@ -146,24 +139,59 @@ TEST(LogFunctions, AfterAFlushThatWaitsTheFileHasTheLine) {
     Logged([] { CoreLogSetLogSinkByModule("flushed", 0); });
 }
 
-TEST(LogFunctions, ATaskIdNamesTheFile) {
+TEST(LogFunctions, AnswerZeroAndKeepWhatTheyHadWhereAValueIsNone) {
     const ScratchDirectory scratch;
-    Logged([&] {
-        CoreLogAutoFlush(true);
-        CoreLogSetTaskId("filed", "job 7");
-        CoreLogSetLogSinkByModule("filed", CORE_LOG_FILE);
-        CoreLogSetFilePath("filed", scratch.Path().c_str(), 0, 3);
-        CoreLogPrintLog("filed", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "text");
-        CoreLogFlush();
-        // Closes the file, so that the directory can go.
-        CoreLogSetLogSinkByModule("filed", 0);
-        CoreLogAutoFlush(false);
+    const auto lines = support::Logged([&] {
+        for (const int value : {int{CORE_LOG_PRIVATE}, -1, 2}) {
+            EXPECT_EQ(0, CoreLogSetFileAccess(value));
+        }
+        for (const int value : {int{CORE_LOG_EXACT_LIMIT}, -1, 2}) {
+            EXPECT_EQ(0, CoreLogSetFileLimit(value));
+        }
+        for (const int value : {int{CORE_LOG_ONE_LINE}, -1, 3}) {
+            EXPECT_EQ(0, CoreLogSetForm(value));
+        }
+        EXPECT_EQ(0, CoreLogSetFullQueue(-1, 1) + CoreLogSetFullQueue(3, 1));
+        EXPECT_EQ(0, CoreLogSetThreadNames(true) + CoreLogAutoFlush(true));
+        EXPECT_EQ(0, CoreLogSetLogSinkByModule("all", CORE_LOG_FILE));
+        EXPECT_EQ(0, CoreLogSetLogLevelByModule("all", CORE_LOG_INFO));
+        EXPECT_EQ(0, CoreLogSetTaskId("all", "job 7") + CoreLogAddFilterTag("t"));
+        EXPECT_EQ(0, CoreLogSetFilePath("all", scratch.Path().c_str(), 1 << 20, 9));
+        std::thread([] {
+            core::SetThreadName("named");
+            const std::string half(500'000, '.');
+            for (int i = 0; i < 4; ++i) {
+                CoreLogSetLogSinkByModule("all", i < 3 ? CORE_LOG_FILE : CORE_LOG_CONSOLE);
+                EXPECT_EQ(0, CoreLogPrintLog("all", CORE_LOG_INFO, "t", nullptr, nullptr, -1,
+                                             "a\n%s", i < 3 ? half.c_str() : ""));
+            }
+        }).join();
+        EXPECT_EQ(0, CoreLogFlush() + CoreLogClearFilterTag());
+        CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, -1);  // files of other tests are gone
+        EXPECT_EQ(0, CoreLogSetFileAccess(CORE_LOG_USUAL) + CoreLogSetForm(CORE_LOG_AS_IT_IS) +
+                         CoreLogSetFileLimit(CORE_LOG_TIMELY_LIMIT) + CoreLogAutoFlush(false) +
+                         CoreLogSetThreadNames(false) + CoreLogSetLogSinkByModule("all", 0) +
+                         CoreLogCountSuppressed(false) + CoreLogDumpRecent("all") +
+                         CoreLogSetConsole(CORE_LOG_STANDARD_OUTPUT, CORE_LOG_ALL_COLOURED));
     });
-    std::string name;
+    EXPECT_TRUE(std::regex_search(lines.back(), std::regex(R"(\[\d+ named\].*\[t\]a\\n$)")))
+        << lines.back();
+    // A file of everybody's, as the system makes it.
+    Logged([&] { CoreLogSetFilePath("usual", scratch.Path().c_str(), 0, 9); });
+    const auto plain = std::filesystem::status(PathOf(scratch.Write("plain", ""))).permissions();
+    std::map<std::string, int> files;
     for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
-        name = support::Utf8Of(entry.path().filename());
+        using std::filesystem::perms;
+        const std::string name = support::Utf8Of(entry.path().filename()).substr(0, 6);
+        EXPECT_LE(entry.file_size(), 1u << 20);
+        if (std::filesystem::path::preferred_separator == '/') {
+            EXPECT_EQ(name == "job 7_" ? perms::owner_read | perms::owner_write : plain,
+                      entry.status().permissions());
+        }
+        ++files[name];
     }
-    EXPECT_EQ(0U, name.find("job 7_")) << name;
+    EXPECT_EQ(2, files["job 7_"]);
+    EXPECT_EQ(1, files["usual_"]);
 }
 
 }  // namespace

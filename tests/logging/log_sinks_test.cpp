@@ -224,6 +224,8 @@ TEST(LogMacros, BracesTakeWhatPrintfTakes) {
     CORE_LOG_TEXT("macro", 6, "t", "{} {} {} {} {} {}", 1, -2L, 3u, 'c', true, text);
     CORE_LOG_TEXT("macro", 6, "t", "{:.3f} {:08.2f} {} {}", 0.5, -1.5, 0.1, 1e300);
     CORE_LOG_TEXT("macro", 6, "t", "{:x} {:5} {:05d} {:8}|{:.2s}", 255, -7, 42, "text", text);
+    CORE_LOG_TEXT("macro", 6, "t", "{:X} {:o} {:g}|{:6}|{:6}|{:5}", 255, 8, 0.5, true, 'c', 7u);
+    CORE_LOG_TEXT("macro", 6, "t", "{:600}{:.511f}", text, 0.5);
     CORE_LOG_TEXT("macro", 6, "t", "{} {}", std::numeric_limits<std::int64_t>::min(),
                   std::numeric_limits<std::uint64_t>::max());
     // What no compiler has seen is not trusted.
@@ -231,10 +233,12 @@ TEST(LogMacros, BracesTakeWhatPrintfTakes) {
         const core::LogValue value(1);
         core::PrintLogText("macro", 6, "t", nullptr, nullptr, -1, format, &value, 1);
     }
-    EXPECT_THAT(seen.lines, ElementsAre("none {}", "1 -2 3 c true text", "0.500 -0001.50 0.1 1e300",
-                                        "ff    -7 00042     text|te",
-                                        "-9223372036854775808 18446744073709551615", "{", "}",
-                                        "{}{}", "{:", "{:.3n}", "no brace", "{x}"));
+    EXPECT_THAT(seen.lines,
+                ElementsAre("none {}", "1 -2 3 c true text", "0.500 -0001.50 0.1 1e300",
+                            "ff    -7 00042     text|te", "FF 10 0.5|  true|     c|    7",
+                            std::string(596, ' ') + "text0.5" + std::string(510, '0'),
+                            "-9223372036854775808 18446744073709551615", "{", "}", "{}{}",
+                            "{:", "{:.3n}", "no brace", "{x}"));
 }
 #endif
 
@@ -284,6 +288,9 @@ TEST(LogCounters, CountWhatHappens) {
     const auto print = [](int level) {
         CoreLogPrintLog("counted", level, "t", nullptr, nullptr, -1, "x");
     };
+    CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, -1);
+    CoreLogCounters before;
+    EXPECT_EQ(0, CoreLogGetCounters(nullptr, &before));
     print(CORE_LOG_INFO);
     CoreLogCountSuppressed(true);
     print(CORE_LOG_INFO);
@@ -303,7 +310,11 @@ TEST(LogCounters, CountWhatHappens) {
     EXPECT_EQ(1u, counters.files);
     CoreLogCounters all;
     EXPECT_EQ(0, CoreLogGetCounters(nullptr, &all));
-    EXPECT_GE(all.writtenLines, counters.writtenLines);
+    EXPECT_EQ(before.writtenLines + 1, all.writtenLines);
+    EXPECT_EQ(before.suppressedLines + 2, all.suppressedLines);
+    EXPECT_EQ(before.lostLines, all.lostLines);
+    EXPECT_EQ(before.fileBytes + bytes, all.fileBytes);
+    EXPECT_EQ(before.files, all.files);
     EXPECT_EQ(1, CoreLogGetCounters("no such module", &all));
     EXPECT_EQ(1, CoreLogGetCounters(nullptr, nullptr));
 }

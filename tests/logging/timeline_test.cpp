@@ -122,6 +122,9 @@ TEST_F(Timeline, KnowsEveryKindOfRecord) {
                           {"real", 0.5},
                           {"long", std::string(1000, 'x')},
                           {"cut", std::string(1000, '\x80')}});
+    core::RecordTimelineSpan("begun", 1'234'567);
+    core::RecordTimelineSpan("late", core::TimelineClock() + 1'000'000'000'000);
+    const double now = static_cast<double>(core::TimelineClock()) / 1000;
     const auto nothing = CoreTimelineStop();
     CoreTimelineRecord('i', "too late", 0);
     EXPECT_EQ(0u, nothing);
@@ -133,9 +136,14 @@ TEST_F(Timeline, KnowsEveryKindOfRecord) {
             EXPECT_EQ("", ValueByPointerOr(record, "/args/cut", "none"));
             EXPECT_EQ(std::string(255, 'x'), ValueByPointerOr(record, "/args/long", ""));
             EXPECT_EQ(0.5, ValueByPointerOr(record, "/args/real", 0.0));
+        } else if (std::string(ValueByPointerOr(record, "/name", "")) == "begun") {
+            EXPECT_EQ(1234.567, ValueByPointerOr(record, "/ts", 0.0));
+            EXPECT_NEAR(now - 1234.567, ValueByPointerOr(record, "/dur", 0.0), 60e6);
+        } else if (std::string(ValueByPointerOr(record, "/name", "")) == "late") {
+            EXPECT_EQ(0, ValueByPointerOr(record, "/dur", -1.0));
         }
     }
-    EXPECT_EQ("MBEbnestfCCi", phases);
+    EXPECT_EQ("MBEbnestfCCiXX", phases);
 }
 
 TEST_F(Timeline, CountsWhatItLosesAndKeepsTheRest) {

@@ -115,6 +115,17 @@ TEST(Timers, ComeToALoopThatSleepsAndNeverEarly) {
     core::PostAfter(bus, milliseconds(20), Of(1));
     reader.join();
     EXPECT_EQ(1U, taken.count);
+    const auto waiting = Clock::now();
+    SimpleMessage none;
+    EXPECT_EQ(0U, core::GetMsgs(bus, &none, 1, 1).count);
+    EXPECT_GE(Clock::now() - waiting, milliseconds(1));
+
+    core::AsyncEventBus events;
+    support::Event isHeard;
+    events.listen<int>([&](const int&) { isHeard.Set(); });
+    std::this_thread::sleep_for(milliseconds(5));
+    core::PostAfter(events, milliseconds(1), 1);
+    isHeard.Wait();
 }
 
 // Timers are armed and cancelled on all threads while what serves them works, is drained and

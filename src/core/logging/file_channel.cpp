@@ -355,10 +355,7 @@ void BsFileChannel::HoldAllInACrash(std::uint64_t threadId) noexcept {
 
 void FileChannelTask::Run() {
     channel->AwaitMore();
-    Guarded([this] {
-        channel->WriteWaiting();
-        channel->TellNotice();
-    });
+    Guarded([this] { channel->WriteWaiting(); });
 }
 
 void FlushTask::Run() {

@@ -30,11 +30,7 @@ FileLimits Raised(FileLimits limits) noexcept {
 }
 
 /// The line that stands for those that are missing.
-void AppendLossNote(std::uint64_t lines, const char* reason, std::string_view time,
-                    std::string& notes) {
-    if (lines == 0) {
-        return;
-    }
+std::string LossNote(std::uint64_t lines, const char* reason, std::string_view time) {
     const std::string body = std::to_string(lines) + " lines lost: the " + reason;
     LineFields fields;
     fields.level = kErrorLevel;
@@ -47,7 +43,7 @@ void AppendLossNote(std::uint64_t lines, const char* reason, std::string_view ti
     LineBuffer line;
     ExpandLine(fields, Colour::No, line);
     line.Append('\n');
-    notes += line.View();
+    return std::string(line.View());
 }
 
 /// The text of the last line.
@@ -63,7 +59,6 @@ RotatingFile::RotatingFile(std::string inDirectory, FileLimits withLimits,
     : directory(std::move(inDirectory)), limits(Raised(withLimits)) {
     SetPrefix(withPrefix);
     // A failed write must not fail again for memory.
-    lossTime.reserve(kLongestTime);
     lastTime.reserve(kLongestTime);
 }
 
@@ -133,6 +128,7 @@ platform::SystemError RotatingFile::OpenNext(std::uint64_t room) {
         return error;
     }
     unseenLines = 0;
+    unseenTold = 0;
     ++counters->files;
     current = 1 - current;
     Close(files[1 - current].file);
@@ -239,11 +235,11 @@ void RotatingFile::WriteFront(LineQueue& queue, Clock::time_point now) {
     if (span.count == 0) {
         return;
     }
+    if (droppedLines > 0 && lastTime.empty()) {
+        const std::uint32_t begin = span.firstByte;
+        lastTime = TimeIn({span.bytes + begin, span.ends[0] - begin}).substr(0, kLongestTime);
+    }
     if (droppedLines > 0 && !isFailing) {
-        if (lastTime.empty()) {
-            const std::uint32_t begin = span.firstByte;
-            lastTime = TimeIn({span.bytes + begin, span.ends[0] - begin}).substr(0, kLongestTime);
-        }
         Recover(now);
     }
     const bool isDropped = isFailing && (now < nextTry || !Recover(now));
@@ -256,52 +252,70 @@ void RotatingFile::WriteFront(LineQueue& queue, Clock::time_point now) {
     if (isDropped) {
         refusedLines += span.count;
         counters->lostLines += span.count;
-        NoteLost(span);
     } else if (WriteAll(span.Text(), written)) {
         unseenLines += span.count;
-        lastTime = TimeIn(LastLineOf(span)).substr(0, kLongestTime);
     } else {
         Fail(span, written, now);
     }
+    lastTime = TimeIn(LastLineOf(span)).substr(0, kLongestTime);
     queue.Remove(span);
-}
-
-void RotatingFile::NoteLost(const LineSpan& span) {
-    lossTime = TimeIn(LastLineOf(span)).substr(0, kLongestTime);
 }
 
 void RotatingFile::Fail(const LineSpan& span, std::size_t written, Clock::time_point now) {
     isFailing = true;
     nextTry = now + kRetryInterval;
-    NoteLost(span);
     cutLine.clear();
     const std::size_t stop = span.firstByte + written;
     const std::uint32_t* const end = span.ends + span.count;
     const std::uint32_t* at = std::upper_bound(span.ends, end, stop);
     const std::size_t begin = at == span.ends ? span.firstByte : *(at - 1);
+    unseenLines += static_cast<std::uint64_t>(at - span.ends);
     if (at != end && begin < stop) {
         cutLine.assign(span.bytes + stop, *at - stop);
+        linesTold = 0;
         ++at;
     }
     const auto left = static_cast<std::uint64_t>(end - at);
     refusedLines += left;
     counters->lostLines += left;
-    unseenLines += span.count - left;
 }
 
-std::string RotatingFile::LossNotes() const {
-    std::string notes;
-    // First: stamps never go backwards.
-    AppendLossNote(droppedLines, "queue was full", lastTime, notes);
-    AppendLossNote(refusedLines, "file took no more", lossTime, notes);
-    AppendLossNote(sunkLines, "file was removed", lossTime, notes);
-    return notes;
-}
-
-bool RotatingFile::WriteCutLine() {
+bool RotatingFile::WriteCutLine() noexcept {
     std::size_t written = 0;
     const bool isDone = WriteAll(cutLine, written);
     cutLine.erase(0, written);
+    if (isDone) {
+        unseenLines += linesTold == 0 ? 1u : 0u;
+        unseenTold += linesTold;
+    }
+    return isDone;
+}
+
+void RotatingFile::GiveUpCutLine() noexcept {
+    if (!cutLine.empty()) {
+        counters->lostLines += linesTold == 0 ? 1u : 0u;
+        refusedLines += std::max<std::uint64_t>(linesTold, 1);
+        cutLine.clear();
+    }
+}
+
+bool RotatingFile::WriteNote(std::uint64_t& lines, const char* reason) {
+    if (lines == 0) {
+        return true;
+    }
+    std::string note = LossNote(lines, reason, lastTime);
+    if (isExact && size + note.size() > limits.maxBytes) {
+        OpenNext(note.size());
+    }
+    const std::size_t whole = note.size();
+    cutLine = std::move(note);
+    linesTold = lines;
+    const bool isDone = WriteCutLine();
+    if (cutLine.size() < whole) {
+        lines = 0;
+    } else {
+        cutLine.clear();
+    }
     return isDone;
 }
 
@@ -310,24 +324,10 @@ bool RotatingFile::Recover(Clock::time_point now) {
     if (!Current().IsOpen() && OpenNext() != 0) {
         return false;
     }
-    if (!cutLine.empty() && !WriteCutLine()) {
-        return false;
-    }
-    const std::string notes = LossNotes();
-    if (isExact && size + notes.size() > limits.maxBytes) {
-        OpenNext(notes.size());
-    }
-    cutLine = notes;
-    const bool isWritten = WriteCutLine();
-    if (!isWritten && cutLine.size() == notes.size()) {
-        cutLine.clear();
-    } else {
-        refusedLines = 0;
-        sunkLines = 0;
-        droppedLines = 0;
-    }
-    isFailing = !isWritten;
-    return isWritten;
+    isFailing =
+        !((cutLine.empty() || WriteCutLine()) && WriteNote(droppedLines, "queue was full") &&
+          WriteNote(refusedLines, "file took no more") && WriteNote(sunkLines, "file was removed"));
+    return !isFailing;
 }
 
 void RotatingFile::Retry(Clock::time_point now) {
@@ -356,14 +356,14 @@ void RotatingFile::Rotate(Clock::time_point now) {
 bool RotatingFile::IsInPlace() {
     if (Current().IsRemoved()) {
         // They lie where nobody can read them.
-        if (unseenLines > 0) {
+        if (unseenLines + unseenTold > 0) {
             counters->lostLines += unseenLines;
-            sunkLines += std::exchange(unseenLines, 0);
-            lossTime = lastTime;
+            sunkLines += std::exchange(unseenLines, 0) + std::exchange(unseenTold, 0);
         }
         return false;
     }
     unseenLines = 0;
+    unseenTold = 0;
     return platform::Exists(files[current].path);
 }
 
@@ -375,8 +375,7 @@ void RotatingFile::BeginNextIfDue(Clock::time_point now) {
     Retry(now);
     // Where no new file can be had, the old one goes on.
     if (OpenNext() == 0) {
-        refusedLines += cutLine.empty() ? 0u : 1u;
-        cutLine.clear();
+        GiveUpCutLine();
         Recover(now);
     }
 }
@@ -403,14 +402,14 @@ void RotatingFile::RemoveOldFiles() {
 
 void RotatingFile::TellLosses() noexcept {
     const bool isRemoved = Current().IsOpen() && Current().IsRemoved();
-    const std::uint64_t lost = std::exchange(refusedLines, 0) + std::exchange(sunkLines, 0) +
-                               std::exchange(droppedLines, 0) +
-                               (isRemoved ? std::exchange(unseenLines, 0) : 0) +
-                               (cutLine.empty() ? 0u : 1u);
+    GiveUpCutLine();
+    const std::uint64_t lost =
+        std::exchange(refusedLines, 0) + std::exchange(sunkLines, 0) +
+        std::exchange(droppedLines, 0) +
+        (isRemoved ? std::exchange(unseenLines, 0) + std::exchange(unseenTold, 0) : 0);
     if (lost == 0) {
         return;
     }
-    cutLine.clear();
     // In pieces, which need no memory.
     char count[64];
     const int length = std::snprintf(
@@ -423,8 +422,8 @@ void RotatingFile::TellLosses() noexcept {
 
 void RotatingFile::WriteInACrash(LineQueue& queue, std::uint64_t until) noexcept {
     std::size_t written = 0;
-    if (!cutLine.empty() && WriteAll(cutLine, written)) {
-        cutLine.clear();
+    if (!cutLine.empty()) {
+        WriteCutLine();
     }
     while (queue.RemovedLines() < until) {
         const LineSpan span = queue.FrontInACrash();

@@ -124,12 +124,14 @@ private:
     LineSpan WhatFits(LineSpan span);
     static void Close(platform::AppendFile& file) noexcept;
     bool WriteAll(std::string_view text, std::size_t& written) noexcept;
-    bool WriteCutLine();
+    bool WriteCutLine() noexcept;
+    /// What is left of a line that was cut never comes.
+    void GiveUpCutLine() noexcept;
+    /// Tells of `lines` in a line, unless they are none; they are 0 once a byte of it is there.
+    bool WriteNote(std::uint64_t& lines, const char* reason);
     bool Recover(Clock::time_point now);
     void Fail(const LineSpan& span, std::size_t written, Clock::time_point now);
-    void NoteLost(const LineSpan& span);
     bool IsInPlace();
-    std::string LossNotes() const;
     void BeginNextIfDue(Clock::time_point now);
     void RemoveOldFiles();
 
@@ -153,19 +155,21 @@ private:
 
     bool isFailing = false;
     Clock::time_point nextTry;
-    /// The rest of the line that was cut when a write failed.
+    /// The rest of the line that was cut when a write failed, and how many lines it tells of;
+    /// 0 where it is not ours.
     std::string cutLine;
+    std::uint64_t linesTold = 0;
     /// Lines that the file took no more, and lines that went down with a removed file.
     std::uint64_t refusedLines = 0;
     std::uint64_t sunkLines = 0;
     /// Lines that a full queue had no room for.
     std::uint64_t droppedLines = 0;
     FileCounters* counters = &unasked;
-    /// The stamp of the last of them, for the line that tells: stamps never go backwards.
-    std::string lossTime;
-    /// Lines written since the file was last seen in its place.
+    /// Lines written since the file was last seen in its place, and those that ours told of.
     std::uint64_t unseenLines = 0;
-    /// The stamp of the last one.
+    std::uint64_t unseenTold = 0;
+    /// The stamp of the last line that was written or lost, for those that tell of others:
+    /// stamps never go backwards.
     std::string lastTime;
 };
 

@@ -1,0 +1,211 @@
+// The log on a disk that takes no more, from any byte on, and takes more again; its threads;
+// colours.
+
+#include "core/logging/rotating_file.h"
+#include "core/logging/zyl_log_wrapper_manager.h"
+
+#include <core/logging/timeline.h>
+
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "support/dice.h"
+#include "support/logged.h"
+#include "support/scratch_directory.h"
+
+namespace {
+
+using core::RotatingFile;
+using support::PathOf;
+
+/// Numbered lines on their way to a file of a disk with little room.
+class FullDisk {
+public:
+    FullDisk() {
+        core::platform::MakeFileSizeLimitAnError();
+        file->CountIn(counters);
+        EXPECT_EQ(0u, file->Open());
+    }
+    /// While `action` runs, no file of this process takes a byte behind `most`.
+    void WithRoom(const std::function<void()>& action) const {
+        rlimit usual{};
+        getrlimit(RLIMIT_FSIZE, &usual);
+        const rlimit limit{std::min(most, usual.rlim_cur), usual.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        action();
+        setrlimit(RLIMIT_FSIZE, &usual);
+    }
+    void Append(int length) {
+        char stamp[24];
+        std::snprintf(stamp, sizeof stamp, "%08zu", lines.size());
+        lines.push_back(std::string("[Info][1][") + stamp + "][t]" +
+                        std::string(static_cast<std::size_t>(length), '.'));
+        queue.Append(lines.back());
+    }
+    void Write(int milliseconds) {
+        now += std::chrono::milliseconds(milliseconds);
+        while (queue.WaitingBytes() > 0) {
+            WithRoom([&] { file->WriteFront(queue, now); });
+        }
+    }
+    void Rotate() {
+        now += std::chrono::milliseconds(1501);
+        WithRoom([&] { file->Rotate(now); });
+    }
+    /// Somebody moves the open file, or removes it.
+    void TakeAway(bool isKept) {
+        Rotate();  // sees it in its place
+        const std::string text = WholeLines();
+        const std::filesystem::path away = PathOf(scratch.Path("away"));
+        std::filesystem::rename(Open(), away);
+        isKept ? void() : void(std::filesystem::remove(away));
+        Append(20);
+        Write(0);
+        Rotate();
+        before += isKept ? WholeLines(away) : text;
+    }
+    std::filesystem::path Open() const {
+        std::filesystem::path open;
+        for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
+            open = entry.path().extension() == ".log" ? entry.path() : open;
+        }
+        return open;
+    }
+    std::uintmax_t Size() const { return std::filesystem::file_size(Open()); }
+    std::string WholeLines(const std::filesystem::path& path) const {
+        const std::string text = scratch.Read(support::Utf8Of(path.filename()));
+        return text.substr(0, text.rfind('\n') + 1);
+    }
+    std::string WholeLines() const { return WholeLines(Open()); }
+
+    const support::ScratchDirectory scratch;
+    core::LineQueue queue;
+    core::FileCounters counters;
+    std::unique_ptr<RotatingFile> file =
+        std::make_unique<RotatingFile>(scratch.Path() + "/", core::FileLimits{}, "m");
+    RotatingFile::Clock::time_point now = RotatingFile::Clock::now();
+    rlim_t most = RLIM_INFINITY;
+    std::vector<std::string> lines;
+    std::string before;
+};
+
+// Each gap between the lines that are there is told in its place, and nothing else.
+TEST(LogOnAFullDisk, EveryLineIsThereOrCounted) {
+    for (std::uint64_t seed = 0; seed < 120; ++seed) {
+        SCOPED_TRACE(seed);
+        Dice dice(seed);
+        FullDisk disk;
+        for (int step = 0; step < 40; ++step) {
+            for (int i = dice.Below(4); i > 0; --i) {
+                disk.Append(dice.Below(100));
+            }
+            if (dice.OneIn(6)) {
+                const auto dropped = disk.queue.DropOldest(dice.Bits() % 200);
+                disk.file->NoteDropped(dropped);
+                disk.counters.lostLines += dropped;
+            }
+            if (dice.OneIn(3)) {
+                disk.most = dice.OneIn(2) ? RLIM_INFINITY : disk.Size() + dice.Bits() % 300;
+            }
+            disk.Write(dice.Pick<int>({0, 0, 1, 999, 1000}));
+            if (dice.OneIn(10)) {
+                disk.WithRoom([&] { disk.file->Retry(disk.now); });
+            }
+            if (dice.OneIn(20)) {
+                disk.TakeAway(dice.OneIn(2));
+            }
+        }
+        testing::internal::CaptureStderr();
+        disk.WithRoom([&] { disk.file->Finish(); });
+        const std::string told = testing::internal::GetCapturedStderr();
+        std::size_t atTheEnd = 0;
+        ASSERT_EQ(told.empty() ? EOF : 1,
+                  std::sscanf(told.c_str(), "core: %zu lines lost: ", &atTheEnd));
+        EXPECT_EQ(told.empty(), atTheEnd == 0);
+        std::size_t next = 0;
+        std::size_t lost = 0;
+        std::size_t lastStamp = 0;
+        std::istringstream text(disk.before + disk.WholeLines());
+        for (std::string line; std::getline(text, line);) {
+            SCOPED_TRACE(line);
+            std::size_t stamp = 0;
+            std::size_t count = 0;
+            ASSERT_EQ(1, std::sscanf(line.c_str(), "[%*[^]]][%*[^]]][%zu]", &stamp));
+            EXPECT_LE(std::exchange(lastStamp, stamp), stamp);
+            if (std::sscanf(line.c_str() + line.rfind(']') + 1, "%zu lines lost: the ", &count) ==
+                1) {
+                next += count;
+                lost += count;
+            } else {
+                ASSERT_EQ(next, stamp);
+                ASSERT_EQ(disk.lines.at(next++), line);
+            }
+        }
+        EXPECT_EQ(disk.lines.size(), next + atTheEnd);
+        EXPECT_EQ(disk.counters.lostLines, lost + atTheEnd);
+    }
+}
+
+TEST(LogOnAFullDisk, IsTriedAgainASecondLater) {
+    FullDisk disk;
+    const auto grows = [&](int milliseconds) {
+        const std::uintmax_t before = disk.Size();
+        disk.Append(7);
+        disk.Write(milliseconds);
+        return disk.Size() > before;
+    };
+    EXPECT_TRUE(grows(0));
+    disk.most = disk.Size();
+    EXPECT_FALSE(grows(0) || grows(1000));
+    disk.most = RLIM_INFINITY;
+    EXPECT_FALSE(grows(999));
+    EXPECT_TRUE(grows(1));
+}
+
+TEST(LogThreads, AreOneForAllModulesAndOneForATimeline) {
+    const auto names = [] {
+        std::multiset<std::string> all;
+        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+            std::ifstream file(task.path() / "comm");
+            all.insert(std::string(std::istreambuf_iterator<char>(file), {}));
+        }
+        return all;
+    };
+    const auto before = names();
+    auto& log = *new core::ZylLogWrapperManager;  // never destroyed, like that of the process
+    support::Logged([&] {
+        for (int i = 0; i < 10; ++i) {
+            log.SetLevel(std::to_string(i).c_str(), i);
+        }
+    });
+    const support::ScratchDirectory scratch;
+    ASSERT_EQ(0, CoreTimelineStart(scratch.Path("t").c_str(), 0));
+    auto expected = before;
+    expected.insert({"core log\n", "core timeline\n"});
+    // A thread names itself.
+    for (int i = 0; i < 10'000 && names() != expected; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(expected, names());
+    CoreTimelineStop();
+    log.Shutdown();
+}
+
+}  // namespace
