@@ -263,7 +263,7 @@ TYPED_TEST(MsgBus, HasALimitCountersAndTimers) {
     EXPECT_EQ(2U, core::GetMsgs(this->bus, all, 3).count);
     EXPECT_EQ(2, TypeParam::NumberOf(all[0]));
     EXPECT_EQ(3, TypeParam::NumberOf(all[1]));
-    for (const std::size_t room : {3, 0}) {
+    for (const std::size_t room : {3U, 0U}) {
         const core::TakenMessages none = core::GetMsgs(this->bus, all, room, 0);
         EXPECT_EQ(MsgBusWaitRet::Timeout, none.result);
         EXPECT_EQ(0U, none.count);
