@@ -146,7 +146,8 @@ bool IsRight(const std::string& how, const std::string& line) {
                    (how != "segv" || what[3] == " at 0x10") &&
                    rest.find("crash_process") != rest.npos &&
                    (!isJson || rest.substr(rest.size() - 2) == "\"}");
-    rest = what.suffix().str().substr(0, rest.size() - what.length() - (isJson ? 2 : 0));
+    rest = what.suffix().str().substr(
+        0, rest.size() - static_cast<std::size_t>(what.length()) - (isJson ? 2 : 0));
     std::istringstream frames(rest);
     for (std::string frame; isRight && frames >> frame;) {
         isRight = std::regex_match(frame, kFrame);
