@@ -259,6 +259,7 @@ std::map<std::string, Parameter> Exhibits() {
             ++i;
         }
     }
+    all["Units"] = plain::BuildAutomatic({{0.02, 1, 16}, {3e5, 3, 0}, {5e5, 0, 18}, {1e6, 2, 1}});
     const Parameter taken = std::move(all["Moved"]);
     all["Empty"] = taken;
     return all;
@@ -287,7 +288,7 @@ TEST(RecordedCurves, AnswerWhatTheyDid) {
                 kCalls.at(row.name.substr(0, end))(call);
                 if (curve.Revision() != revision) {
                     const TimeRange changed = ChangedBetween(call.now, curve.Snapshot());
-                    call << changed.from << changed.to << curve.Snapshot();
+                    call << changed.from << changed.to << curve.GetValue() << curve.Snapshot();
                 }
             } catch (const AnyBadAccess& error) {
                 call.words += error.what();
