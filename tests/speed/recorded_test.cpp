@@ -29,8 +29,8 @@ namespace {
 using core::SpeedSnapshot;
 using Type = KeyframeInterpolationType;
 
-// A clip, and what was answered about it: words, which must be the same, and a sum to which
-// each number counts by its own weight.
+// A clip, and what was answered about it, and reported: words, which must be the same, and a
+// sum to which each number counts by its own weight.
 struct Answers {
     SpeedParameter c;
     const SpeedSnapshot was = c.Snapshot();
@@ -240,6 +240,8 @@ const struct {
          c.SetSourceFPS(30), c.SetReverse(false), c.AddFreezeFrame(1.5, 0.5);
          text.replace(text.rfind("_time"), 5, "_tide");
          a << c.Desialize(text.c_str()) << SpeedParameter(c).Snapshot();
+         text.replace(text.find("_value"), 6, "_valve");
+         a << c.Desialize(text.c_str()) << c.Snapshot();
          text.replace(text.find("keyframeSets"), 1, "K");
          a << c.Desialize(text.c_str());
      }},
@@ -255,7 +257,8 @@ const struct {
      }},
 };
 
-SpeedParameter Made(const support::FileRow& row) {
+SpeedSnapshot Made(const support::FileRow& row) {
+    const support::Quiet quiet;
     const Times numbers = support::NumbersOf(row[""]);
     const Times keys = support::NumbersOf(row["keyframes"]);
     const Times freezes = support::NumbersOf(row["freezes"]);
@@ -271,11 +274,10 @@ SpeedParameter Made(const support::FileRow& row) {
         speed->SetPointControlRightParam(0, numbers[3], numbers[4]);
     }
     speed->SetReverse(numbers[1] != 0);
-    return *speed;
+    return speed->Snapshot();
 }
 
 TEST(RecordedSpeeds, AnswerWhatTheyDid) {
-    const support::Quiet quiet;
     const char* const record = std::getenv("CORE_RECORD");
     const std::vector<support::FileRow> rows = support::RowsOf("recorded_speeds.txt");
     std::ofstream recorded(record != nullptr ? record : "");
@@ -283,10 +285,13 @@ TEST(RecordedSpeeds, AnswerWhatTheyDid) {
         recorded << "=== " << row.name << "\n" << row[""] << "\n--- keyframes\n";
         recorded << row["keyframes"] << "\n--- freezes\n" << row["freezes"] << "\n--- answers\n";
         std::istringstream then(row["answers"]);
+        const SpeedSnapshot exhibit = Made(row);
         for (const auto& call : kCalls) {
-            Answers a{Made(row)};
-            call.run(a.c, a);
-            a << a.c.Snapshot();
+            Answers a{exhibit.ToSpeedParameter()};
+            const auto ask = [&] { call.run(a.c, a), a << a.c.Snapshot(); };
+            for (const std::string& line : support::Logged(ask)) {
+                a << (line[0] == '[' ? line : "");  // a report of an error
+            }
             recorded << a.words << std::setprecision(17) << " " << a.sum << "\n";
             std::uint32_t words = 0;
             double sum = 0;
