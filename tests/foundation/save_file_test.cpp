@@ -33,9 +33,9 @@ TEST(SaveFile, ReplacesAFileOrLeavesItAsItWas) {
               SaveFile(directory.Path("no") + "/such", "x").reason.rfind("can't be written: ", 0));
     // What it was written to first stays nowhere, not even beside a name that is none.
     const auto countHidden = [] {
-        return std::count_if(
-            fs::directory_iterator("."), fs::directory_iterator(),
-            [](const fs::directory_entry& e) { return e.path().filename().string()[0] == '.'; });
+        return std::count_if(fs::directory_iterator("."), {}, [](const fs::directory_entry& e) {
+            return e.path().extension() == ".part" && e.path().filename().native()[0] == '.';
+        });
     };
     const auto hidden = countHidden();
     EXPECT_FALSE(SaveFile("", "x"));
