@@ -264,28 +264,6 @@ TEST(Evaluation, RatioThenTruncationThenRangeMakeTheAnswer) {
     }
 }
 
-TEST(Evaluation, AChangeOfTypeChangesTheAnswersAndMakesUpNoRange) {
-    for (auto from : {core::ParameterDouble, core::ParameterInt, core::ParameterString}) {
-        for (auto to : {core::ParameterDouble, core::ParameterInt}) {
-            Parameter parameter;
-            parameter.SetParameterType(from);
-            parameter.AddPoint(0, -2147483647 - 1, KeyframeInterpolationType::Hold);
-            parameter.AddPoint(1, 1e300, KeyframeInterpolationType::Hold);
-            parameter.GetValue(0, true);
-            parameter.SetParameterType(to);
-            EXPECT_EQ(-2147483648.0, parameter.GetValue(0, true).AsDouble());
-            EXPECT_EQ(to == core::ParameterInt ? 2147483647.0 : 1e300,
-                      parameter.GetValue(1, true).AsDouble());
-        }
-    }
-    Parameter parameter = plain::BuildAutomatic({{0, 1, 1}, {2, 3, 1}});
-    EXPECT_EQ(2.0, parameter.GetValue(1, false).AsDouble());
-    EXPECT_EQ(4.0, Area(parameter, 0, 2));
-    parameter.SetParameterType(core::ParameterBool);  // which shows each value as it is stored
-    EXPECT_EQ(1.0, parameter.GetValue(1, false).AsDouble());
-    EXPECT_EQ(4.0, Area(parameter, 0, 2));
-}
-
 TEST(Evaluation, BoolsAndTextsKeepTheStartOfTheirSegment) {
     Parameter title;
     title.SetParameterType(core::ParameterString);

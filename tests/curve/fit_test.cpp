@@ -112,27 +112,6 @@ TEST(ReduceKeyframes, FindsTheTenKeyframesOfABakedMinute) {
     }
 }
 
-TEST(ReduceKeyframes, KeepsJumpsAndHolds) {
-    Parameter steps;
-    Parameter text(std::string("a"));
-    for (int i = 0; i < 100; ++i) {
-        steps.AddPoint(i, i / 10 % 3 * 1.0, Type::Hold);
-        text.AddPoint(i, i < 50 ? "a" : "b", Type::Hold);
-    }
-    const CurveSnapshot before = steps.Snapshot();
-    ASSERT_TRUE(ReduceKeyframes(steps, 0, 99, 10.0));
-    EXPECT_EQ(11, steps.GetKeyFramesCount());
-    for (double t = -0.5; t < 100; t += 0.25) {
-        ASSERT_EQ(before.GetValue(t, false).AsDouble(), steps.GetValue(t, false).AsDouble());
-    }
-    ASSERT_TRUE(ReduceKeyframes(text, 0, 99, 10.0));
-    EXPECT_EQ(3, text.GetKeyFramesCount());
-    // Nothing to leave out is no change.
-    const std::uint64_t revision = steps.Revision();
-    ASSERT_TRUE(ReduceKeyframes(steps, 0, 99, 10.0));
-    EXPECT_EQ(revision, steps.Revision());
-}
-
 TEST(FitKeyframes, ComesWithinTheErrorOfEverySample) {
     Dice dice(53);
     for (const double noise : {0.0, 0.5, 0.9}) {

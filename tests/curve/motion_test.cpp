@@ -116,36 +116,6 @@ TEST(Splitting, KeepsTheGalleryAsPaths) {
     }
 }
 
-TEST(Splitting, TakesNothingAlongThatPointsDoNotHave) {
-    Parameter path(0.0, Pointd{3, 40}, Type::Extrapolate, core::ParameterPoint);
-    path.AddPoint(1.0, Pointd{5, 60}, kLinear);
-    path.AddPoint(1.5, "no place", kLinear);
-    path.SetValueRange(Pointd{0, 0}, Pointd{4, 4});
-    path.SetBaseRatio(2.0);
-    Parameter x(ValAny("text"));
-    x.SetBaseRatio(10);
-    Parameter y;
-    Parameter y2(std::move(y));  // leaves nothing in y
-    ASSERT_TRUE(path.SplitIntoTwoMotionDimension(x, y));
-    EXPECT_EQ(2, x.GetKeyFramesCount());
-    EXPECT_EQ(3, x.GetValue().AsDouble());
-    EXPECT_EQ(40, y.GetValue().AsDouble());
-    EXPECT_EQ(5, NumberAt(x, 1));
-    EXPECT_EQ(60, NumberAt(y, 1));
-    EXPECT_EQ(core::ParameterDouble, x.GetParameterType());
-
-    // The path itself may be a part, and one curve may be both.
-    Parameter both;
-    EXPECT_TRUE(path.SplitIntoTwoMotionDimension(both, both));
-    EXPECT_EQ(60, NumberAt(both, 1));
-    EXPECT_TRUE(path.SplitIntoTwoMotionDimension(path, y));
-    EXPECT_EQ(5, NumberAt(path, 1));
-    // No longer a path.
-    EXPECT_FALSE(path.SplitIntoTwoMotionDimension(x, both));
-    EXPECT_EQ(5, NumberAt(x, 1));
-    EXPECT_EQ(60, NumberAt(both, 1));
-}
-
 TEST(Splitting, PartsFollowEditsAsAutomaticCurvesDo) {
     Parameter path;
     path.SetParameterType(core::ParameterPoint);

@@ -48,39 +48,6 @@ std::string Describe(core::IKeyFrame& curve) {
     return text + "\n" + plain::Print(plain::ReadBack(curve));
 }
 
-TYPED_TEST(Handles, StartWithTheTypeOfTheirValue) {
-    struct Row {
-        ValAny constant;
-        core::ParameterTypeEnum type;
-    };
-    const Row rows[] = {
-        {true, core::ParameterBool},
-        {1, core::ParameterInt},
-        {1u, core::ParameterInt},
-        {std::int64_t{1}, core::ParameterInt},
-        {std::uint64_t{1}, core::ParameterInt},
-        {1.0f, core::ParameterDouble},
-        {1.0, core::ParameterDouble},
-        {Pointd{1, 2}, core::ParameterPoint},
-        {"text", core::ParameterString},
-    };
-    for (const Row& row : rows) {
-        TypeParam constant(row.constant);
-        EXPECT_EQ(row.type, constant.GetParameterType()) << row.constant.Kind();
-        EXPECT_EQ(row.constant.Kind(), constant.GetValue().Kind());
-
-        TypeParam single(1.5, row.constant, kLinear, row.type);
-        EXPECT_EQ(row.type, single.GetParameterType());
-        EXPECT_EQ(1.5, single.GetPointTime(0));
-        EXPECT_EQ(row.constant.Kind(), single.GetValue(9.0, true).Kind());
-    }
-    TypeParam plain;
-    EXPECT_EQ(core::ParameterDouble, plain.GetParameterType());
-    EXPECT_TRUE(plain.GetBaseRatio().IsEmpty());
-    TypeParam never(kInfinity, 1.0, kLinear, core::ParameterDouble);
-    EXPECT_EQ(0, never.GetKeyFramesCount());
-}
-
 TYPED_TEST(Handles, CopiesAreDeepAndAssignmentToItselfChangesNothing) {
     auto original = Ramp<TypeParam>();
     const std::string before = Describe(original);

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -14,44 +13,6 @@ namespace {
 
 using core::CurveSnapshot;
 using core::TimeValuePair;
-
-// Every exhibit of the gallery, with and without a ratio and a range, as number, integer
-// and path: what the snapshot answers is what the parameter answered, to the bit.
-TEST(Snapshot, AnswersWhatTheParameterAnswered) {
-    for (const gallery::Exhibit& exhibit : gallery::Curves()) {
-        for (const bool isScaled : {false, true}) {
-            Parameter parameter = gallery::Build(exhibit);
-            if (isScaled) {
-                parameter.SetBaseRatio(0.75);
-                parameter.SetValueRange(-0.5, 2.0);
-            }
-            const CurveSnapshot snapshot = parameter.Snapshot();
-            Parameter same(parameter);
-            parameter.AddPoint(0.123, 7.0, kLinear);
-            const double last = exhibit.curve.empty() ? 1.0 : exhibit.curve.back().time;
-            Dice dice(3);
-            Times times;
-            for (int i = 0; i < 60; ++i) {
-                times.push_back(dice.Between(-0.1, 1.1) * last);
-            }
-            std::sort(times.begin(), times.begin() + 40);
-            std::vector<double> many(times.size());
-            snapshot.GetValues(times.data(), times.size(), isScaled, many.data());
-            std::vector<double> even(times.size());
-            same.GetValues(-0.1 * last, last / 50, even.size(), isScaled, even.data());
-            for (std::size_t i = 0; i < times.size(); ++i) {
-                const double value = same.GetValue(times[i], isScaled).AsDouble();
-                ASSERT_EQ(value, snapshot.GetValue(times[i], isScaled).AsDouble()) << exhibit.name;
-                ASSERT_EQ(value, many[i]) << exhibit.name;
-                const double t = -0.1 * last + static_cast<double>(i) * (last / 50);
-                ASSERT_EQ(same.GetValue(t, isScaled).AsDouble(), even[i]) << exhibit.name;
-            }
-            EXPECT_EQ(Area(same, 0, last), snapshot.GetAreaFromTo(0, last)) << exhibit.name;
-            EXPECT_EQ(same.Serialize(), snapshot.Serialize()) << exhibit.name;
-            EXPECT_EQ(same.Serialize(), snapshot.ToParameter().Serialize()) << exhibit.name;
-        }
-    }
-}
 
 // Undo and redo are a list of snapshots; two of them tell where samples may differ.
 TEST(Snapshot, UndoesAndTellsWhatChanged) {

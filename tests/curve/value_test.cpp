@@ -1,5 +1,6 @@
 #include <core/curve/any_kind_mismatch.h>
 #include <core/curve/parameter.h>
+#include <core/curve/time_value_pair.h>
 #include <core/curve/val_any.h>
 
 #include <gtest/gtest.h>
@@ -137,6 +138,13 @@ TEST(ValAny, NumbersNeverAllocate) {
     EXPECT_EQ(before, AllocationsSoFar());
     ValAny copy = text;
     EXPECT_LT(before, AllocationsSoFar()) << "the count itself does not work";
+}
+
+TEST(TimeValuePair, StartsAtTimeZeroAsIntegerZeroAndExtrapolates) {
+    const core::TimeValuePair pair;
+    EXPECT_EQ(0.0, pair.GetTime());
+    EXPECT_EQ(core::KeyframeInterpolationType(26), pair.GetInterpolation());
+    EXPECT_TRUE(pair.GetValue().Kind() == ValAny::kInt && pair.GetValue().AsInt() == 0);
 }
 
 }  // namespace

@@ -197,43 +197,4 @@ TEST(Velocity, StretchesAreCountedAsTheyArePlayed) {
     }
 }
 
-TEST(Velocity, CoefficientsFollowTheTypes) {
-    auto line = Speeds(10, {{0, 1, kLine}, {8, 3, kLine}, {10, 1, kHold}});
-    EXPECT_EQ((Velocities{1, 0.5, 0, 0}), VelocityAt(*line, 0));
-    EXPECT_EQ((Velocities{3, -2, 0, 0}), VelocityAt(*line, 1));
-
-    // So fast that it takes no time.
-    auto jump = Speeds(9, {{0, 1, kHold}, {3, 1e300, 7}, {5, 1e300, kLine}, {9, 1, kHold}});
-    EXPECT_EQ((Velocities{1e300, 0, 0, 0}), VelocityAt(*jump, 1));
-
-    // The 0.0001 stays, and c and d are per second.
-    auto step = Speeds(8, {{0, 1, kEasedStep}, {8, 3, kHold}});
-    EXPECT_EQ((Velocities{1, 0, 6 / (16 + 0.0001), -4 / (64 + 0.0001)}), VelocityAt(*step, 0));
-
-    // Smooth ends: b is per second, c and d are per segment of D = 4 and 2 s.
-    auto smooth = Speeds(8, {{0, 1, 7}, {4, 1, 7}, {8, 3, 7}});
-    auto curve = smooth->GetParameterInternal();
-    for (int k = 0; k < 2; ++k) {
-        double unused = 0, m0 = 0, m1 = 0;
-        const double D = curve->GetPointTime(k + 1) - curve->GetPointTime(k);
-        curve->GetPointControlParam(k, unused, m0);
-        curve->GetPointControlParam(k + 1, m1, unused);
-        const Velocities v = VelocityAt(*smooth, k);
-        EXPECT_EQ(m0 * D / D, v.b);
-        for (double u : {0.0, 0.25, 0.5, 1.0}) {
-            EXPECT_NEAR(curve->GetValue(curve->GetPointTime(k) + u * D, false).AsDouble(),
-                        v.a + v.b * D * u + v.c * u * u + v.d * u * u * u, 1e-12);
-        }
-    }
-
-    // Type 26 leaves a line, over one second.
-    auto extended = Speeds(8, {{0, 1, 26}, {4, 2, kLine}, {8, 3, 26}});
-    const Velocities arriving = VelocityAt(*extended, 0);
-    EXPECT_EQ(2.0, arriving.a + arriving.b);
-    EXPECT_EQ(0.0, std::fabs(arriving.c) + std::fabs(arriving.d));
-    const Velocities leaving = VelocityAt(*extended, 1);
-    EXPECT_EQ(2.0, leaving.a);
-    EXPECT_EQ(0.0, std::fabs(leaving.c) + std::fabs(leaving.d));
-}
-
 }  // namespace

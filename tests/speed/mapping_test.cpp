@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <iterator>
 #include <list>
 #include <utility>
 
@@ -168,56 +167,6 @@ TEST(SourceTotal, MovesTheKeyframeAtTheEnd) {
         EXPECT_EQ(7.0, speed.GetSourceTotalTime());
         EXPECT_EQ(25.0, speed.GetSourceFPS());
         EXPECT_EQ(3, speed.GetKeyFramesCountEx());
-    }
-}
-
-// Each question alone is the first one after an edit, on a curve that has answered
-// before; edits go through every way there is.
-TEST(Speed, EveryQuestionIsRightAsTheFirstAfterAnEdit) {
-    using Edit = void (*)(SpeedParameter&);
-    const Edit edits[] = {
-        [](SpeedParameter& s) { s.SetPointValue(0, 2.0); },
-        [](SpeedParameter& s) { static_cast<Parameter&>(s).SetPointTime(1, 5.0); },
-        [](SpeedParameter& s) { static_cast<core::IKeyFrame&>(s).RemovePoint(1); },
-        [](SpeedParameter& s) { s.SetPointInterpolationType(0, kLinear); },
-        [](SpeedParameter& s) { s.RemoveKeyFramesAfterTime(5.0); },
-        [](SpeedParameter& s) { s.SetSourceTotalTime(12.0); },
-        [](SpeedParameter& s) { s.AddFreezeFrame(2.0, 1.0); },
-        [](SpeedParameter& s) { s.SetFreezeFrameDuration(0, 3.0); },
-        [](SpeedParameter& s) {
-            static_cast<Parameter&>(s) = *Speeds(9, {{0, 2, kHold}});
-        },
-        [](SpeedParameter& s) {
-            s = *Speeds(9, {{0, 2, kHold}, {9, 1, kHold}});
-        },
-    };
-    using Question = double (*)(SpeedParameter&);
-    const Question questions[] = {
-        [](SpeedParameter& s) { return std::as_const(s).GetSourceTime(5.5); },
-        [](SpeedParameter& s) { return s.GetRenderTime(6.5); },
-        [](SpeedParameter& s) { return s.PointTimeToRenderTime(6.5); },
-        [](SpeedParameter& s) { return std::as_const(s).RenderTimeToPointTime(5.5); },
-        [](SpeedParameter& s) { return std::as_const(s).GetCurrentFPS(5.5); },
-        [](SpeedParameter& s) { return s.GetRenderTotalTime(); },
-        [](SpeedParameter& s) { return VelocityAt(s, 2).a; },
-        [](SpeedParameter& s) { return Area(*s.GetParameterInternal(), 0, 5); },
-    };
-    auto make = [] {
-        auto speed = TwoSpeeds();
-        speed->AddFreezeFrame(6.0, 2.0);
-        return speed;
-    };
-    for (std::size_t e = 0; e < std::size(edits); ++e) {
-        for (std::size_t q = 0; q < std::size(questions); ++q) {
-            auto used = make();
-            auto fresh = make();
-            for (Question question : questions) {
-                question(*used);
-            }
-            edits[e](*used);
-            edits[e](*fresh);
-            EXPECT_EQ(questions[q](*fresh), questions[q](*used)) << "edit " << e << ", " << q;
-        }
     }
 }
 

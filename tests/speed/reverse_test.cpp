@@ -6,30 +6,6 @@
 
 namespace {
 
-TEST(Reverse, TakesSourceTimesFromTheLength) {
-    SpeedParameter speed;
-    speed.SetSourceTotalTime(10.0);
-    EXPECT_EQ(0, speed.SetReverse(true));
-    EXPECT_EQ(1, speed.GetReverse());
-    EXPECT_EQ(10.0, speed.GetSourceTime(0.0));
-    EXPECT_EQ(8.0, speed.GetSourceTime(2.0));
-    EXPECT_EQ(2.0, speed.GetRenderTime(8.0));
-
-    // Freezes keep their places and mirror what they show.
-    auto forward = TwoSpeeds();
-    auto backward = TwoSpeeds();
-    forward->AddFreezeFrame(3.0, 2.0);
-    backward->AddFreezeFrame(3.0, 2.0);
-    backward->SetReverse(true);
-    EXPECT_EQ(forward->GetRenderTotalTime(), backward->GetRenderTotalTime());
-    for (double t = 0; t < 10; t += 0.25) {
-        EXPECT_EQ(10.0 - forward->GetSourceTime(t), backward->GetSourceTime(t));
-        EXPECT_EQ(forward->GetRenderTime(t), backward->GetRenderTime(10.0 - t));
-        EXPECT_EQ(forward->GetCurrentFPS(t), backward->GetCurrentFPS(t));
-        EXPECT_EQ(forward->PointTimeToRenderTime(t), backward->PointTimeToRenderTime(t));
-    }
-}
-
 /// The speed of a stretch after `x` seconds of its `D`.
 double SpeedAfter(const Velocities& v, double x, double D, bool isEasedStep) {
     const double u = isEasedStep ? x : x / D;

@@ -1,10 +1,6 @@
-// The log on a disk that takes no more, from any byte on, and takes more again; its threads;
-// colours.
+// The log on a disk that takes no more, from any byte on, and takes more again.
 
 #include "core/logging/rotating_file.h"
-#include "core/logging/zyl_log_wrapper_manager.h"
-
-#include <core/logging/timeline.h>
 
 #include <gtest/gtest.h>
 
@@ -19,15 +15,12 @@
 #include <functional>
 #include <iterator>
 #include <memory>
-#include <set>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "support/dice.h"
-#include "support/logged.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -177,35 +170,6 @@ TEST(LogOnAFullDisk, IsTriedAgainASecondLater) {
     disk.most = RLIM_INFINITY;
     EXPECT_FALSE(grows(999));
     EXPECT_TRUE(grows(1));
-}
-
-TEST(LogThreads, AreOneForAllModulesAndOneForATimeline) {
-    const auto names = [] {
-        std::multiset<std::string> all;
-        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-            std::ifstream file(task.path() / "comm");
-            all.insert(std::string(std::istreambuf_iterator<char>(file), {}));
-        }
-        return all;
-    };
-    const auto before = names();
-    auto& log = *new core::ZylLogWrapperManager;  // never destroyed, like that of the process
-    support::Logged([&] {
-        for (int i = 0; i < 10; ++i) {
-            log.SetLevel(std::to_string(i).c_str(), i);
-        }
-    });
-    const support::ScratchDirectory scratch;
-    ASSERT_EQ(0, CoreTimelineStart(scratch.Path("t").c_str(), 0));
-    auto expected = before;
-    expected.insert({"core log\n", "core timeline\n"});
-    // A thread names itself.
-    for (int i = 0; i < 10'000 && names() != expected; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    EXPECT_EQ(expected, names());
-    CoreTimelineStop();
-    log.Shutdown();
 }
 
 }  // namespace
