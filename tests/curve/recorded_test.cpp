@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -12,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/answered.h"
 #include "support/curve_words.h"
 #include "support/file_rows.h"
 #include "support/logged.h"
@@ -24,8 +24,7 @@ namespace {
 using namespace core;
 using Type = KeyframeInterpolationType;
 
-// A call with a row's numbers, and what it said: words, which must be the same, and a sum to
-// which each number adds by a weight of its own.
+// A call with a row's numbers, and what it said.
 struct Call {
     Parameter& curve;
     Times numbers;
@@ -33,9 +32,7 @@ struct Call {
     int count = now.GetKeyFramesCount();
     double first = curve.GetPointTime(0);
     double width = curve.GetPointTime(count - 1) - first;
-    std::string words = {};
-    double sum = 0.0;
-    Dice weights{1};
+    support::Answered said = {};
 
     double operator[](std::size_t i) const { return numbers.at(i); }
     int Int(std::size_t i) const { return static_cast<int>(numbers.at(i)); }
@@ -51,26 +48,17 @@ struct Call {
     }
 
     Call& operator<<(double x) {
-        words += std::isfinite(x) ? '.' : x > 0 ? '+' : x < 0 ? '-' : '?';
-        sum += std::isfinite(x) ? weights.Between(1, 2) * std::asinh(x) : 0.0;
+        said.Add(x);
         return *this;
     }
     Call& operator<<(Pointd p) { return *this << p.x << p.y; }
     Call& operator<<(const CurveEditResult& done) { return *this << done.reason; }
     Call& operator<<(const std::string& text) {
-        for (const char* at = text.c_str(); *at != '\0';) {
-            if (std::isdigit(static_cast<unsigned char>(at[*at == '-' ? 1 : 0])) != 0) {
-                char* end = nullptr;
-                *this << std::strtod(at, &end);
-                at = end;
-            } else {
-                words += *at++;
-            }
-        }
+        said.Add(text);
         return *this;
     }
     Call& operator<<(const ValAny& value) {
-        words += std::to_string(value.Kind());
+        said.words += std::to_string(value.Kind());
         return value.IsNumber()                  ? *this << value.AsDouble()
                : value.Kind() == ValAny::kPoint  ? *this << value.AsPoint()
                : value.Kind() == ValAny::kString ? *this << value.AsString()
@@ -81,7 +69,7 @@ struct Call {
         const std::string text = made.Serialize();
         *this << text.substr(0, text.find("\"MD5\""));
         for (int i = 0; i < 2 * made.GetKeyFramesCount(); ++i) {
-            words += IsHandleSet(made, i / 2, HandleSide(i % 2)) ? 'X' : 'x';
+            said.words += IsHandleSet(made, i / 2, HandleSide(i % 2)) ? 'X' : 'x';
         }
         for (const double t : Parts()) {
             *this << made.GetValue(t, false) << made.GetValue(t, true);
@@ -157,7 +145,7 @@ const std::map<std::string, void (*)(Call&)> kCalls = {
     {"SetControl", [](Call& a) { a << a.curve.SetPointControlParam(a.Index(0), a[1], a[2]); }},
     {"RemovePoint", [](Call& a) { a << a.curve.RemovePoint(a.Index(0)); }},
     {"RemoveAfter", [](Call& a) { a.curve.RemoveKeyFramesAfterTime(a.At(0)); }},
-    {"GetHashString", [](Call& a) { a.words += a.curve.GetHashString(); }},
+    {"GetHashString", [](Call& a) { a.said.words += a.curve.GetHashString(); }},
     {"Desialize", [](Call& a) { a << a.curve.Desialize(a.now.Serialize().c_str()); }},
     {"InsertKeyframe",
      [](Call& a) {
@@ -291,16 +279,13 @@ TEST(RecordedCurves, AnswerWhatTheyDid) {
                     call << changed.from << changed.to << curve.GetValue() << curve.Snapshot();
                 }
             } catch (const AnyBadAccess& error) {
-                call.words += error.what();
+                call.said.words += error.what();
             }
-            unsigned digest = 2166136261U;  // FNV-1a
-            for (const char each : call.words) {
-                digest = (digest ^ static_cast<unsigned char>(each)) * 16777619U;
-            }
-            EXPECT_EQ(words, digest) << row.name << " of " << name << ": " << call.words;
-            EXPECT_NEAR(sum, call.sum, 1e-5) << row.name << " of " << name;
-            record << name << " " << digest << " " << call.sum << " "
-                   << (call.words.size() < 70 ? call.words : "") << "\n";
+            const support::Answered& said = call.said;
+            EXPECT_EQ(words, said.Digest()) << row.name << " of " << name << ": " << said.words;
+            EXPECT_NEAR(sum, said.sum, 1e-5) << row.name << " of " << name;
+            record << name << " " << said.Digest() << " " << said.sum << " "
+                   << (said.words.size() < 70 ? said.words : "") << "\n";
         }
     }
     if (const char* file = std::getenv("CORE_RECORD")) {

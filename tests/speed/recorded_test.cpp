@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <charconv>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
@@ -14,6 +13,7 @@
 #include <sstream>
 #include <string>
 
+#include "support/answered.h"
 #include "support/file_rows.h"
 #include "support/logged.h"
 #include "support/speed_words.h"
@@ -29,34 +29,16 @@ namespace {
 using core::SpeedSnapshot;
 using Type = KeyframeInterpolationType;
 
-// A clip, and what was answered about it, and reported: words, which must be the same, and a
-// sum to which each number counts by its own weight.
+// A clip, and what was answered about it, and reported.
 struct Answers {
     SpeedParameter c;
     const SpeedSnapshot was = c.Snapshot();
     const double length = c.GetRenderTotalTime();
     const double total = c.GetSourceTotalTime();
-    std::uint32_t words = 2166136261U;
-    double sum = 0.0;
-    double size = 0.0;
-    Dice weights{1};
+    support::Answered said{1e9};
 
-    void AddWord(char word) { words = (words ^ static_cast<unsigned char>(word)) * 16777619U; }
-    void AddOne(double x) {
-        const bool isUsual = std::fabs(x) < 1e9;
-        const double weighted = isUsual ? weights.Between(1, 2) * std::asinh(x) : 0.0;
-        AddWord(isUsual ? '.' : x > 0 ? '+' : x < 0 ? '-' : '?');
-        sum += weighted;
-        size += std::fabs(weighted);
-    }
-    void AddOne(const std::string& text) {
-        for (const char *at = text.data(), *end = at + text.size(); at != end;) {
-            double x = 0;
-            const auto number = std::from_chars(at, end, x);
-            number.ec == std::errc() ? AddOne(x) : AddWord(*at);
-            at = number.ec == std::errc() ? number.ptr : at + 1;
-        }
-    }
+    void AddOne(double x) { said.Add(x); }
+    void AddOne(const std::string& text) { said.Add(text); }
     void AddOne(const core::CurveEditResult& done) { AddOne(done.reason); }
     void AddOne(const core::TimeRange& range) { *this << range.from << range.to; }
     void AddOne(const core::ClipPart& part) {
@@ -72,7 +54,7 @@ struct Answers {
         for (const T& each : all) {
             AddOne(each);
         }
-        AddWord(']');
+        said.words += ']';
     }
     template <class T>
     Answers& operator<<(const T& answer) {  // in this order, whatever the compiler
@@ -292,14 +274,16 @@ TEST(RecordedSpeeds, AnswerWhatTheyDid) {
             for (const std::string& line : support::Logged(ask)) {
                 a << (line[0] == '[' ? line : "");  // a report of an error
             }
-            recorded << a.words << std::setprecision(17) << " " << a.sum << "\n";
+            const support::Answered& said = a.said;
+            recorded << said.Digest() << std::setprecision(17) << " " << said.sum << "\n";
             std::uint32_t words = 0;
             double sum = 0;
             then >> words >> sum;
-            EXPECT_TRUE(record != nullptr ||
-                        (words == a.words && std::fabs(sum - a.sum) <= 1e-11 * a.size + 2e-8))
-                << call.name << " of " << row.name << ": " << a.words << " " << a.sum << ", not "
-                << words << " " << sum << "\n"
+            EXPECT_TRUE(
+                record != nullptr ||
+                (words == said.Digest() && std::fabs(sum - said.sum) <= 1e-11 * said.size + 2e-8))
+                << call.name << " of " << row.name << ": " << said.Digest() << " " << said.sum
+                << ", not " << words << " " << sum << "\n"
                 << a.was.Serialize();
         }
     }

@@ -41,8 +41,6 @@ public:
     void Set16(std::size_t at, std::uint16_t number) { patches.push_back({at, number, 2}); }
     void Set32(std::size_t at, std::uint32_t number) { patches.push_back({at, number, 4}); }
 
-    std::size_t TableOffset() const { return kTableAddress - kSectionAddress + fileOffset; }
-
     std::string Bytes() const {
         std::string bytes;
         Put(bytes, 0, 0x5A4D, 2);
