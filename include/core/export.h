@@ -17,6 +17,16 @@
 #define CORE_API __attribute__((visibility("default")))
 #endif
 
+/// @def CORE_LOCAL
+/// Marks a member template of an exported class that each module keeps to itself: its
+/// instances are made of the caller's types, and where two modules have each their own
+/// type of one name, the loader would take the one module's for the other's as well.
+#if defined(_WIN32)
+#define CORE_LOCAL
+#else
+#define CORE_LOCAL __attribute__((visibility("hidden")))
+#endif
+
 // CORE_LAYS_OVERLOADS_TOGETHER is defined for Visual C++, which lays the overloads of a
 // virtual function side by side, where the first of them is declared, the last one first.
 // Others keep the order of declaration, by which modules call each other here: where a

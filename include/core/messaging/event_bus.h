@@ -138,20 +138,20 @@ public:
     /// Makes `listener` hear events of type E. Answers a new token for its owner, from 1
     /// on. An empty function hears nothing.
     template <class E>
-    int listen(std::function<void(const E&)> listener) {
+    CORE_LOCAL int listen(std::function<void(const E&)> listener) {
         return listen<E>(newToken(), std::move(listener));
     }
 
     /// The same for an owner that has a token; answers that.
     template <class E>
-    int listen(int token, std::function<void(const E&)> listener) {
+    CORE_LOCAL int listen(int token, std::function<void(const E&)> listener) {
         addListener(detail::EventTypeOf<E>(), detail::MakeListener(token, std::move(listener)));
         return token;
     }
 
     /// Queues `event` for its listeners, moved into the queue.
     template <class E>
-    void post(E event) {
+    CORE_LOCAL void post(E event) {
         void* const place = reserveEvent(detail::EventTypeOf<E>());
         try {
             ::new (place) E(std::move(event));
@@ -207,20 +207,20 @@ public:
     /// Makes `listener` hear events of type E. Answers a new token for its owner, from 1
     /// on. An empty function hears nothing.
     template <class E>
-    int listen(std::function<void(const E&)> listener) {
+    CORE_LOCAL int listen(std::function<void(const E&)> listener) {
         return listen<E>(newToken(), std::move(listener));
     }
 
     /// The same for an owner that has a token; answers that.
     template <class E>
-    int listen(int token, std::function<void(const E&)> listener) {
+    CORE_LOCAL int listen(int token, std::function<void(const E&)> listener) {
         addListener(detail::EventTypeOf<E>(), detail::MakeListener(token, std::move(listener)));
         return token;
     }
 
     /// Runs the listeners of this type, one after the other.
     template <class E>
-    void post(E event) {
+    CORE_LOCAL void post(E event) {
         postEvent(detail::EventTypeOf<E>(), std::addressof(event));
     }
 
