@@ -87,6 +87,10 @@ TEST(Outside, FollowsItsRuleAndItsAreasFollowIt) {
             }
             // Where a solver's stairs or a jump lie at a time that rounds otherwise.
             EXPECT_LE(differ, kSteps / 500) << exhibit.name << int(rule);
+            double ends[] = {first, last + 0.3 * length};
+            extended.GetValues(ends, 2, false, ends);
+            EXPECT_EQ(ends[0], extended.GetValue(first, false).AsDouble());
+            EXPECT_EQ(ends[1], extended.GetValue(last + 0.3 * length, false).AsDouble());
             const double area = extended.GetAreaFromTo(from, from + kSteps * step);
             EXPECT_NEAR(sum, area, 2e-3 * steepest * length) << exhibit.name << int(rule);
             EXPECT_EQ(-area, extended.GetAreaFromTo(from + kSteps * step, from));
