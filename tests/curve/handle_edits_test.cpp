@@ -115,6 +115,7 @@ TEST(HandleStates, AreAutomaticSetAndResetSideBySide) {
         EXPECT_TRUE(IsHandleSet(curve.Snapshot(), 1, HandleSide::Left));
         EXPECT_TRUE(IsHandleSet(curve.Snapshot(), 1, HandleSide::Right));
         EXPECT_FALSE(IsHandleSet(curve.Snapshot(), 2, HandleSide::Left));
+        EXPECT_FALSE(IsHandleSet(curve.Snapshot(), 4, HandleSide::Left));
         double x = 0, y = 0, movedX = 0, movedY = 0;
         curve.GetPointControlLeftParam(1, x, y);
         curve.SetPointValue(2, -9.0);

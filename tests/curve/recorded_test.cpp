@@ -34,7 +34,7 @@ struct Call {
     CurveSnapshot now = curve.Snapshot();
     int count = now.GetKeyFramesCount();
     double first = curve.GetPointTime(0);
-    double width = curve.GetPointTime(count - 1) - first;
+    double width = count == 1 ? 1.0 : curve.GetPointTime(count - 1) - first;
     support::Answered said = {};
 
     double operator[](std::size_t i) const { return numbers.at(i); }
@@ -205,6 +205,7 @@ const std::map<std::string, void (*)(Call&)> kCalls = {
          a << ReverseRange(y, a.At(0), a.At(1));
          y.RemoveKeyFramesAfterTime(a.numbers.size() > 2 ? a.At(2) : kInfinity);
          a.curve = *MergeTwoMotionDimensionIntoWhole(x, y);
+         a.curve.SetPointValue(a.numbers.size() > 3 ? 1 : -1, Pointd{a.numbers.back(), 1});
      }},
     {"PathLength",
      [](Call& a) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -65,6 +66,25 @@ TEST(Snapshot, UndoesAndTellsWhatChanged) {
             EXPECT_EQ(texts[i], curve.Serialize());
             EXPECT_EQ(steps[i], curve.Snapshot());
         }
+    }
+    // Each setting counts for every time.
+    Parameter set = plain::Build({{0, 1, 1}, {1, 2, 1}});
+    set.SetValueRange(0, 1);
+    const CurveSnapshot unset = set.Snapshot();
+    const std::function<void()> settings[] = {
+        [&] { set.SetValueRange(0, 2); },
+        [&] { set.SetValueRange(-1, 1); },
+        [&] { set.SetBaseRatio(2); },
+        [&] { set.SetParameterType(core::ParameterBool); },
+        [&] { set.Desialize(R"({"Version": -7, "keyframeSets": []})"); },
+        [&] { set = Parameter(7.0); },
+        [&] { set.RemovePoint(0); }};
+    for (const std::function<void()>& change : settings) {
+        set.Restore(unset);
+        change();
+        EXPECT_FALSE(set.Snapshot() == unset);
+        EXPECT_EQ(ChangedBetween(unset, set.Snapshot()).from, -kInfinity);
+        EXPECT_EQ(ChangedBetween(set.Snapshot(), unset).to, kInfinity);
     }
     // One keyframe of many: between its neighbours, which their handles bend.
     Parameter line;
