@@ -6,8 +6,11 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "support/curve_words.h"
+#include "support/logged.h"
 
 namespace {
 
@@ -151,7 +154,10 @@ TEST(Area, TheInverseIsTheFirstTimeOfAll) {
         EXPECT_NEAR(row.expected, parameter.SolveTimeBaseArea(row.start, row.area), row.tolerance)
             << row.name;
     }
-    EXPECT_EQ(5.0, Parameter().SolveTimeBaseArea(5.0, 1.0));
+    const std::vector<std::string> told =
+        support::Logged([] { EXPECT_EQ(5.0, Parameter().SolveTimeBaseArea(5.0, 1.0)); });
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_NE(told[0].find("SolveTimeBaseArea line[2228]"), std::string::npos) << told[0];
 }
 
 TEST(Area, EveryTurnOfASpeedThatSwingsAroundZeroCounts) {

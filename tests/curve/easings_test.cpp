@@ -117,7 +117,14 @@ TEST(Easings, NamedOnesComeAsNearAsTheySay) {
     }
     EXPECT_LE(most, 10);
     EXPECT_EQ(nullptr, core::FindNamedEasing("sine"));
+    EXPECT_EQ(nullptr, core::FindNamedEasing(nullptr));
     EXPECT_EQ(nullptr, core::GetNamedEasing(26));
+    EXPECT_EQ(nullptr, core::GetNamedEasing(-1));
+    const NamedEasing unknown = {"sine", true, {0.25, 0.0, 0.75, 1.0}, 0.0};
+    EXPECT_NEAR(0.5, core::EasedProgress(unknown, 0.5), 1e-12);
+    EXPECT_TRUE(std::isnan(core::EasedProgress(*core::GetNamedEasing(9), kNan)));
+    Parameter line = plain::Build({{0, 1, 1}, {1, 2, 1}});
+    EXPECT_EQ("there is no easing of that name", ApplyNamedEasing(line, 0, unknown).reason);
     const NamedEasing& back = *core::FindNamedEasing("back-in-out");
     EXPECT_NEAR(-0.1, std::min(core::EasedProgress(back, 0.2), core::EasedProgress(back, 0.24)),
                 0.02);

@@ -401,6 +401,7 @@ TEST(Editing, QueriesAnswerByTime) {
         {3.5, 99, {}},
         {1.5, 1, {1.5}},
         {-kInfinity, kInfinity, {0, 1, 1.5, 2, 3}},
+        {kNan, 1, {}},
     };
     for (const auto& range : ranges) {
         SCOPED_TRACE(std::to_string(range.from) + " to " + std::to_string(range.to));

@@ -71,14 +71,6 @@ TEST(PreventOvershoot, KeepsEveryPairOfTypesBetweenItsKeyframes) {
     }
 }
 
-// Also where its numbers say more than counts.
-TEST(PreventOvershoot, LeavesWhatStaysInside) {
-    Parameter curve = plain::Build({{0, 0, 0}, {1, 1, 0, {-0.5, 0.5}, {1.5, 0.5}}, {2, 2, 0}});
-    const core::CurveSnapshot before = curve.Snapshot();
-    ASSERT_TRUE(PreventOvershoot(curve, 0, 2));
-    EXPECT_TRUE(before == curve.Snapshot());
-}
-
 // Random curves of smooth keyframes: no corner comes, and a speed above zero stays there.
 TEST(PreventOvershoot, KeepsSmoothKeyframesSmoothAndSpeedsPositive) {
     Dice dice(32);
@@ -115,6 +107,7 @@ TEST(HandleStates, AreAutomaticSetAndResetSideBySide) {
         EXPECT_TRUE(IsHandleSet(curve.Snapshot(), 1, HandleSide::Left));
         EXPECT_TRUE(IsHandleSet(curve.Snapshot(), 1, HandleSide::Right));
         EXPECT_FALSE(IsHandleSet(curve.Snapshot(), 2, HandleSide::Left));
+        EXPECT_FALSE(IsHandleSet(curve.Snapshot(), 4, HandleSide::Left));
         double x = 0, y = 0, movedX = 0, movedY = 0;
         curve.GetPointControlLeftParam(1, x, y);
         curve.SetPointValue(2, -9.0);

@@ -198,44 +198,14 @@ TEST(InsertKeyframe, SetsNoMoreThanItMust) {
     }
 }
 
-TEST(InsertKeyframe, RefusesAndChangesNothing) {
-    const auto expectRefusal = [](Parameter& curve, double time, const char* reason) {
-        const std::string text = curve.Serialize();
-        const std::uint64_t revision = curve.Revision();
-        EXPECT_EQ(reason, InsertKeyframe(curve, time).reason);
-        EXPECT_EQ(text, curve.Serialize());
-        EXPECT_EQ(revision, curve.Revision());
-    };
-    Parameter empty;
-    expectRefusal(empty, 1, "the curve has no keyframes");
-    expectRefusal(empty, kNan, "the time is not finite");
-    Parameter single(1.0, 5.0, kLinear, core::ParameterDouble);
-    single.SetBaseRatio(2.0);
-    expectRefusal(single, 2, "its only keyframe is answered as it is stored");
+TEST(InsertKeyframe, KeepsWholeNumbersAndRefusesWithoutACurve) {
     Parameter counter(3);
     counter.AddPoint(0, 0, kLinear);
     counter.AddPoint(4, 8, kLinear);
-    expectRefusal(counter, 1.25, "the value there is not whole");
     EXPECT_TRUE(InsertKeyframe(counter, 1.5));
     EXPECT_EQ(ValAny::kInt, counter.GetPointValue(1).Kind());
-    Parameter words;
-    words.AddPoint(0, "no", kLinear);
-    words.AddPoint(1, "number", kLinear);
-    expectRefusal(words, 0.5, "the values there are no numbers");
-    Parameter units;
-    units.AddPoint(1, 0.0, KeyframeInterpolationType::EaseInCubic);
-    units.AddPoint(2000000, 1.0, kLinear);
-    expectRefusal(units, 1000000, "times in seconds and in ticks meet there");
-    Parameter huge;
-    huge.AddPoint(0, -1e308, KeyframeInterpolationType::Hermite);
-    huge.AddPoint(1, 1e308, KeyframeInterpolationType::Hermite);
-    expectRefusal(huge, 0.5, "its numbers are too large");
-    Parameter brief;
-    brief.AddPoint(0, 0.0, KeyframeInterpolationType::EaseOutBounce);
-    brief.AddPoint(5e-7, 1.0, kLinear);
-    expectRefusal(brief, 2.5e-7, "the segment is too short for the keyframes that its shape takes");
-    Parameter moved(std::move(brief));
-    EXPECT_EQ("the curve was moved away", InsertKeyframe(brief, 1).reason);
+    Parameter moved(std::move(counter));
+    EXPECT_EQ("the curve was moved away", InsertKeyframe(counter, 1).reason);
 }
 
 }  // namespace

@@ -87,10 +87,15 @@ TEST(Outside, FollowsItsRuleAndItsAreasFollowIt) {
             }
             // Where a solver's stairs or a jump lie at a time that rounds otherwise.
             EXPECT_LE(differ, kSteps / 500) << exhibit.name << int(rule);
+            double ends[] = {first, last + 0.3 * length};
+            extended.GetValues(ends, 2, false, ends);
+            EXPECT_EQ(ends[0], extended.GetValue(first, false).AsDouble());
+            EXPECT_EQ(ends[1], extended.GetValue(last + 0.3 * length, false).AsDouble());
             const double area = extended.GetAreaFromTo(from, from + kSteps * step);
             EXPECT_NEAR(sum, area, 2e-3 * steepest * length) << exhibit.name << int(rule);
             EXPECT_EQ(-area, extended.GetAreaFromTo(from + kSteps * step, from));
             EXPECT_EQ(0, extended.GetAreaFromTo(from, HUGE_VAL));
+            EXPECT_EQ(0, extended.GetAreaFromTo(HUGE_VAL, from));
         }
     }
 }
@@ -126,6 +131,11 @@ TEST(Outside, KeepsKindsRatiosAndRanges) {
     EXPECT_NEAR(places[1].y, 3, 1e-12);
     EXPECT_EQ(places[2].x, 4);
     EXPECT_EQ(ExtendedCurve(Parameter().Snapshot(), rules).GetValue(5, false).AsInt(), 0);
+    // So little before it that a cycle more is where it begins.
+    rules.before = OutsideRule::Loop;
+    const ExtendedCurve looped(counter.Snapshot(), rules);
+    EXPECT_EQ(looped.GetValue(-1e-300, false).AsInt(), 0);
+    EXPECT_EQ(looped.GetValue(-0.25, false).AsInt(), 4);
 }
 
 }  // namespace

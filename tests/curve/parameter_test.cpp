@@ -64,8 +64,10 @@ TYPED_TEST(Handles, CopiesAreDeepAndAssignmentToItselfChangesNothing) {
     EXPECT_EQ(before, Describe(original));
 
     TypeParam& itself = original;
+    const std::uint64_t revision = original.Revision();
     original = itself;
     EXPECT_EQ(before, Describe(original));
+    EXPECT_EQ(revision, original.Revision());
     original = std::move(itself);
     EXPECT_EQ(before, Describe(original));
 

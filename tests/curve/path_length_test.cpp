@@ -125,6 +125,8 @@ TEST(PathLength, OfNothingIsNothing) {
     EXPECT_FALSE(FindTimeAtDistance(empty.Snapshot(), 0, -1, time));
     EXPECT_EQ(7, time);
     EXPECT_TRUE(std::isnan(GetPathLength(empty.Snapshot(), 0, kNan)));
+    EXPECT_THROW(GetPointAtDistance(empty.Snapshot(), 1), core::AnyBadAccess);
+    EXPECT_EQ(GetPathDirections(empty.Snapshot(), 1).after, Pointd{});
 }
 
 }  // namespace

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 #include <string>
@@ -31,7 +34,7 @@ struct Call {
     CurveSnapshot now = curve.Snapshot();
     int count = now.GetKeyFramesCount();
     double first = curve.GetPointTime(0);
-    double width = curve.GetPointTime(count - 1) - first;
+    double width = count == 1 ? 1.0 : curve.GetPointTime(count - 1) - first;
     support::Answered said = {};
 
     double operator[](std::size_t i) const { return numbers.at(i); }
@@ -164,6 +167,9 @@ const std::map<std::string, void (*)(Call&)> kCalls = {
      [](Call& a) {
          Parameter copy;
          a << CopyRange(a.now, a.At(0), a.At(1), copy) << copy.Snapshot();
+         if (a.numbers.size() > 5) {
+             a << ChangeTimeBase(copy, {1, 1}, {a.Int(5), 1});
+         }
          const CurveSnapshot cut = copy.Snapshot();
          a << InsertCurve(a.curve, a.At(2), cut, Ripple(a.Int(3)), Meeting(a.Int(4)));
      }},
@@ -197,7 +203,9 @@ const std::map<std::string, void (*)(Call&)> kCalls = {
          Parameter y = a.curve;
          a << a.curve.SplitIntoTwoMotionDimension(x, y) << x.Snapshot() << y.Snapshot();
          a << ReverseRange(y, a.At(0), a.At(1));
+         y.RemoveKeyFramesAfterTime(a.numbers.size() > 2 ? a.At(2) : kInfinity);
          a.curve = *MergeTwoMotionDimensionIntoWhole(x, y);
+         a.curve.SetPointValue(a.numbers.size() > 3 ? 1 : -1, Pointd{a.numbers.back(), 1});
      }},
     {"PathLength",
      [](Call& a) {
@@ -210,7 +218,51 @@ const std::map<std::string, void (*)(Call&)> kCalls = {
          }
      }},
     {"MakeMotionEven", [](Call& a) { a << MakeMotionEven(a.curve, a.At(0), a.At(1)); }},
+    {"SetParameterType",
+     [](Call& a) { a.curve.SetParameterType(static_cast<ParameterTypeEnum>(a.Int(0))); }},
+    {"InPlace",
+     [](Call& a) {
+         // On a curve that shares nothing, with all that follows from it made before.
+         Parameter& c = a.curve;
+         a << c.Desialize(a.now.Serialize().c_str());
+         const ValAny value = a.Value(0);
+         const std::function<void()> edits[] = {
+             [] {},
+             [&] { c.SetPointValue(a.Index(1), value); },
+             [&] { c.SetPointTime(a.Index(1), a.At(2)); },
+             [&] { c.AddPoint(a.At(3), value, Type(a.Int(4))); },
+             [&] { c.SetPointControlParamEx(a.Index(3), 0.25, 2, 0.5, 1.25); },
+             [&] { c.SetPointControlLeftParam(a.Index(1), 0.75, -1); },
+             [&] { c.SetPointControlRightParam(a.Index(2), 0.125, 3); },
+             [&] { c.SetBaseRatio(2.5); },
+             [&] { c.SetValueRange(value, a.now.GetValue(a.At(2), false)); },
+             [&] { c.RemovePoint(a.Index(2)); },
+             [&] { c.SetPointInterpolationType(a.Index(1), Type(a.Int(5))); },
+             [&] { c.RemoveKeyFramesAfterTime(a.At(3)); },
+             [&] { c.ClearKeyFrames(); }};
+         for (const std::function<void()>& edit : edits) {
+             edit();
+             for (const double t : a.Parts()) {
+                 a << c.GetValue(t, true) << Area(c, a.first, t) << c.SolveTimeBaseArea(t, 1.5);
+             }
+             a << std::string(c.GetHashString());
+         }
+     }},
 };
+
+// A word of curve_exhibits.txt: a number, a whole one ("7i"), a point, a boolean or a text.
+ValAny ValueOf(const std::string& word) {
+    double x = 0.0;
+    double y = 0.0;
+    const char* const last = word.data() + word.size();
+    const char* const end = std::from_chars(word.data(), last, x).ptr;
+    std::from_chars(std::min(end + 1, last), last, y);
+    return end == last                         ? ValAny(x)
+           : *end == ','                       ? ValAny(Pointd{x, y})
+           : *end == 'i'                       ? ValAny(static_cast<int>(x))
+           : word == "true" || word == "false" ? ValAny(word == "true")
+                                               : ValAny(word);
+}
 
 std::map<std::string, Parameter> Exhibits() {
     std::map<std::string, Parameter> all;
@@ -233,18 +285,23 @@ std::map<std::string, Parameter> Exhibits() {
             curve.SetBaseRatio(1.5);
         }
     }
-    const std::vector<ValAny> kinds[] = {
-        {4, 7, 3, -2, 8},
-        {true, false, true, true},
-        {1.5, 2.5, "odd", 7.5, 3.5, 3.0, 8.5, kNan, 1e308, -1e308, kInfinity},
-        {"a", "b", "a", "c"},
-        {Pointd{1, 2}, Pointd{4, 2}, Pointd{4, -1}, Pointd{2, 7}}};
-    for (const std::vector<ValAny>& values : kinds) {
-        Parameter& curve = all["Kind" + std::to_string(values[0].Kind())];
-        curve = Parameter(values[0]);
-        for (int i = 0; const ValAny& value : values) {
-            curve.AddPointEx(i * 0.9, value, Type(i * 6 % 15));
-            ++i;
+    for (const support::FileRow& row : support::RowsOf("curve_exhibits.txt")) {
+        Parameter& curve = all[row.name];
+        std::istringstream lines(row[""]);
+        for (std::string line; std::getline(lines, line);) {
+            const Times n = support::NumbersOf(line);
+            std::string value;
+            std::istringstream(line) >> value >> value;
+            curve = curve.GetKeyFramesCount() == 0 ? Parameter(ValueOf(value)) : curve;
+            if (n.size() == 4) {
+                curve.SetBaseRatio(n[1]);
+                curve.SetValueRange(n[2], n[3]);
+            } else if (n.size() == 3) {
+                curve.AddPointEx(n[0], ValueOf(value), Type(static_cast<int>(n[2])));
+            } else {
+                const int i = curve.AddPoint(n[0], ValueOf(value), Type(static_cast<int>(n[2])));
+                curve.SetPointControlParamEx(i, n.at(3), n.at(4), n.at(5), n.at(6));
+            }
         }
     }
     all["Units"] = plain::BuildAutomatic({{0.02, 1, 16}, {3e5, 3, 0}, {5e5, 0, 18}, {1e6, 2, 1}});

@@ -112,6 +112,13 @@ TEST(Shape, SlopesHaveTwoSidesAtKeyframesAndCorners) {
     upright.AddPoint(0, 0.0, KeyframeInterpolationType::EaseOutCirc);
     upright.AddPoint(1, 1.0, kLinear);
     EXPECT_EQ(kInfinity, core::SlopesAt(upright.Snapshot(), 0).after);
+    for (Parameter* each : {&upright, &curve}) {
+        const core::CurveSlopes slopes = core::SlopesAt(each->Snapshot(), kNan);
+        EXPECT_TRUE(std::isnan(slopes.before) && std::isnan(slopes.after));
+        each->RemoveKeyFramesAfterTime(0);
+    }
+    EXPECT_TRUE(std::isnan(core::SlopesAt(curve.Snapshot(), kNan).before));
+    EXPECT_EQ(0, core::SlopesAt(curve.Snapshot(), 0).after);
 }
 
 TEST(Shape, ExtremesBoundSamplesAndAreReached) {

@@ -66,6 +66,22 @@ TEST(Snapshot, UndoesAndTellsWhatChanged) {
             EXPECT_EQ(steps[i], curve.Snapshot());
         }
     }
+    // Each setting counts for every time.
+    Parameter set = plain::Build({{0, 1, 1}, {1, 2, 1}});
+    set.SetValueRange(0.0, 1.0);
+    std::string text = set.Serialize();
+    EXPECT_EQ(0, set.Desialize(text.c_str()));
+    Parameter others[] = {set, set, set, set, set, Parameter(7.0)};
+    others[0].SetValueRange(0.0, 2.0);
+    others[1].SetValueRange(-1.0, 1.0);
+    others[2].SetBaseRatio(2.0);
+    others[3].SetParameterType(core::ParameterBool);
+    others[5].Desialize(text.c_str());
+    others[4].Desialize(text.replace(12, 1, "7").c_str());  // its version
+    for (const Parameter& other : others) {
+        EXPECT_FALSE(set.Snapshot() == other.Snapshot());
+        EXPECT_EQ(ChangedBetween(set.Snapshot(), other.Snapshot()).from, -kInfinity);
+    }
     // One keyframe of many: between its neighbours, which their handles bend.
     Parameter line;
     for (int i = 0; i < 300; ++i) {

@@ -47,10 +47,7 @@ Kept KeptAsItIs(const Curve& curve, std::size_t index) {
 // Of a curve of integers: keyframes hold whole numbers.
 bool MakeWhole(ValAny& value) {
     constexpr double kRounding = 1e-9;
-    double number = 0.0;
-    if (!ReadNumber(value, number)) {
-        return false;
-    }
+    const double number = RequireNumber(value);
     const double whole = std::round(number);
     if (!(std::fabs(number - whole) <= kRounding) || TruncateToInt(whole) != whole) {
         return false;
