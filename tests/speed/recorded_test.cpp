@@ -116,12 +116,17 @@ struct Answers {
     // Curves that are carried by other ways: moved, of one keyframe, with values of another kind.
     template <class Carry>
     void AddOthersCarried(const Carry& carry) {
-        Parameter curves[] = {Parameter(0.0), Parameter(true), Parameter(2.0), Parameter(Pointd{}),
-                              Parameter(std::string("a"))};
+        Parameter curves[] = {Parameter(0.0),
+                              Parameter(true),
+                              Parameter(2.0),
+                              Parameter(Pointd{}),
+                              Parameter(std::string("a")),
+                              Parameter(2.5)};
         for (int i = 0; i < 9; ++i) {
             const double time = total * (i * 0.1317 - 0.03);
             curves[0].AddPoint(time, i * 4 % 5 - 1.7, Type(i * 11 % 27));
             curves[1].AddPoint(time, i % 4 < 2, Type::Linear);
+            curves[4].AddPoint(time, i % 4 < 2 ? ValAny(i / 4) : ValAny("b"), Type::Hold);
         }
         curves[0].SetBaseRatio(1.7), curves[0].SetPointControlRightParam(2, 0.3, 0.1);
         curves[2].AddPoint(0.3 * total, 3.7, Type::Linear);
@@ -297,6 +302,7 @@ const struct {
      [](SpeedParameter& c, Answers& a) {
          for (const double from : {-0.1, 0.0, 0.3617, 0.9}) {
              const core::ClipPart part = TrimClip(a.was, from * a.length, (1.2 - from) * a.length);
+             a << TrimClip(a.was, from, from + 1e-7) << TrimClip(a.was, from, a.length + 1e-7);
              c.Restore(TrimClip(a.was, from * a.length, a.length).speed);
              const double length = c.GetRenderTotalTime();
              a << part << ChangedBetween(a.was, c.Snapshot());
@@ -312,7 +318,9 @@ const struct {
          const int count = c.GetKeyFramesCount();
          for (int i = 0; i < count; i += 1 + count / 8) {
              c.RemovePoint(i), a.AddChange();
-             a << c.GetRenderTotalTime() << c.RemoveFreezeFrame(0) << c.Snapshot();
+             a.AddJoined({c.Snapshot(), 0.0, {}}, {a.before, 0.0, {}});
+             a.AddVelocities(c.Snapshot()),
+                 a << c.GetRenderTotalTime() << c.RemoveFreezeFrame(0) << c.Snapshot();
              c.Restore(a.was);
              c.AddPoint(a.total * (i + 0.5) / count, 1.3, Type(i * 5 % 17)), a.AddChange();
              c.Restore(a.was);
@@ -326,6 +334,24 @@ const struct {
          a << none << shown.lowest << shown.highest << shown.outside << KeepInside(c);
          a << CutClip(none, 0.5) << ScaleToLength(c, 3) << SetUniformSpeed(c, 0.1, 0.2, 1);
          a << core::JoinClips({a.was, 0.0, {}}, {none, 0.0, {}});
+         Parameter carried;
+         a << core::CarryToSourceTime(a.was.Keyframes(), none, carried) << carried.Serialize();
+     }},
+    {"Shown",
+     [](SpeedParameter& c, Answers& a) {
+         for (int i = c.GetFreezeFramesCount(); i-- > 0;) {
+             a << c.RemoveFreezeFrame(i) << c.Snapshot();
+         }
+         c.SetSourceTotalTime(kNan), c.SetSourceFPS(kInfinity), a.AddChange();
+         const auto shown = c.GetParameterInternal();
+         c.Restore(a.before);
+         a << c.GetSourceTime(0.3 * a.length) << shown->Serialize();
+         shown->ClearKeyFrames(), c.RevertSpeedParameter(), a << shown->Serialize();
+         c.Desialize(R"({"ParameterType": 0, "keyframeSets": [], "reverse": 2})");
+         a << c.Snapshot() << c.SetReverse(true) << c.Snapshot() << shown->Serialize();
+         std::vector<double> times = {-0.1, 0.31 * a.length, 0.77 * a.length};
+         a.was.ToSpeedParameter().GetSourceTimes(times.data(), times.size(), times.data());
+         a << times;
      }},
 };
 
