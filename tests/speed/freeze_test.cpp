@@ -168,33 +168,4 @@ TEST(Freeze, EachStillKeyframeShowsItsOwnPictureInCopies) {
     }
 }
 
-TEST(Velocity, StretchesAreCountedAsTheyArePlayed) {
-    auto speed = TwoSpeeds();
-    speed->AddFreezeFrame(3.0, 2.0);
-    speed->AddFreezeFrame(8.0, 1.0);
-    const double expected[] = {0, 1, 0, 1, 2, 0, 2, 0, 0};  // from index -1 on
-    for (int i = -1; i < 8; ++i) {
-        EXPECT_EQ((Velocities{expected[i + 1], 0, 0, 0}), VelocityAt(*speed, i)) << i;
-    }
-    speed->RemovePoint(speed->GetPointIndex(3.0));
-    EXPECT_EQ((Velocities{0, 0, 0, 0}), VelocityAt(*speed, 2)) << "its keyframe is gone";
-    EXPECT_EQ((Velocities{2, 0, 0, 0}), VelocityAt(*speed, 3));
-
-    auto atEnds = TwoSpeeds();
-    atEnds->AddFreezeFrame(0.0, 1.0);
-    atEnds->AddFreezeFrame(11.0, 1.0);
-    const double frozen[] = {0, 1, 2, 0, 0, 0};
-    for (int i = 0; i < 6; ++i) {
-        EXPECT_EQ((Velocities{frozen[i], 0, 0, 0}), VelocityAt(*atEnds, i)) << i;
-    }
-
-    // So near a keyframe that both are one on the render axis.
-    auto near = Speeds(10, {{0, 1, kHold}, {4, 4, kHold}, {7, 2, kHold}, {10, 1, kHold}});
-    near->AddFreezeFrame(4.00000015, 1.0);
-    const double speeds[] = {1, 4, 0, 4, 2, 0};
-    for (int i = 0; i < 6; ++i) {
-        EXPECT_EQ((Velocities{speeds[i], 0, 0, 0}), VelocityAt(*near, i)) << i;
-    }
-}
-
 }  // namespace

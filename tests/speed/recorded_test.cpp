@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iomanip>
@@ -29,9 +30,10 @@ namespace {
 using core::SpeedSnapshot;
 using Type = KeyframeInterpolationType;
 
-// A clip, and what was answered about it, and reported.
+// A clip, the one before it, and what was answered about it, and reported.
 struct Answers {
     SpeedParameter c;
+    const SpeedSnapshot before;
     const SpeedSnapshot was = c.Snapshot();
     const double length = c.GetRenderTotalTime();
     const double total = c.GetSourceTotalTime();
@@ -110,6 +112,40 @@ struct Answers {
             Parameter carried;
             *this << carry(curve.Snapshot(), was, carried, 1e-2) << carried.Serialize();
         }
+    }
+    // Curves that are carried by other ways: moved, of one keyframe, with values of another kind.
+    template <class Carry>
+    void AddOthersCarried(const Carry& carry) {
+        Parameter curves[] = {Parameter(0.0),
+                              Parameter(true),
+                              Parameter(2.0),
+                              Parameter(Pointd{}),
+                              Parameter(std::string("a")),
+                              Parameter(2.5)};
+        for (int i = 0; i < 9; ++i) {
+            const double time = total * (i * 0.1317 - 0.03);
+            curves[0].AddPoint(time, i * 4 % 5 - 1.7, Type(i * 11 % 27));
+            curves[1].AddPoint(time, i % 4 < 2, Type::Linear);
+            curves[4].AddPoint(time, i % 4 < 2 ? ValAny(i / 4) : ValAny("b"), Type::Hold);
+        }
+        curves[0].SetBaseRatio(1.7), curves[0].SetPointControlRightParam(2, 0.3, 0.1);
+        curves[2].AddPoint(0.3 * total, 3.7, Type::Linear);
+        for (Parameter& curve : curves) {
+            Parameter carried(7.0);
+            *this << carry(curve.Snapshot(), was, carried, 0.1) << carried.Serialize();
+            curve.AddPoint(0.6 * total, curve.GetKeyFramesCount() == 0 ? "b" : "true", Type::Hold);
+            *this << carry(curve.Snapshot(), was, carried, 0.1) << carried.Serialize();
+        }
+    }
+    // As if the second one's source went on where the first one's ends.
+    void AddJoined(const core::ClipPart& first, core::ClipPart second, double apart = 0.0) {
+        const core::ClipPart refused = JoinClips(first, second);
+        double left = 0.0;
+        double right = 0.0;
+        if (std::sscanf(refused.reason.c_str(), "%*[^0-9-]%lf%*[^0-9-]%lf", &left, &right) == 2) {
+            second.sourceStart += left - right + apart;
+        }
+        *this << refused << JoinClips(first, second);
     }
     void AddChange() { *this << ChangedBetween(was, c.Snapshot()) << (c.Snapshot() == was); }
 };
@@ -237,6 +273,86 @@ const struct {
          core::ZYLCoreCreateSourceTimeSpeedObj(without, without);
          a << without->Snapshot();
      }},
+    {"JoinClips",
+     [](SpeedParameter&, Answers& a) {
+         SpeedParameter other = a.before.ToSpeedParameter();
+         a.AddJoined({a.was, 0.7, {}}, {a.before, 0.3, {}});
+         other.SetReverse(a.was.GetReverse() != 0);
+         const SpeedSnapshot b = other.Snapshot();
+         const double end = b.GetRenderTotalTime();
+         const core::FreezeFrame f = a.was.GetFreezeFrame(0);
+         for (const double part : {0.0, 0.0913, 0.5137}) {
+             const auto first = TrimClip(a.was, 0.0, (1 - part) * a.length);
+             const auto second = TrimClip(b, part * end, end);
+             a.AddJoined(first, second), a.AddJoined(second, first);
+         }
+         const auto toFreeze = TrimClip(a.was, 0.0, f.renderTime + 0.5 * f.duration);
+         const auto beside = TrimClip(a.was, f.renderTime + f.duration, a.length);
+         a.AddJoined(toFreeze, {b, 0.0, {}}), a.AddJoined({b, 0.0, {}}, beside);
+         a.AddJoined({a.was, 0.0, {}}, {a.was, 0.0, {}}), a.AddJoined(toFreeze, toFreeze);
+         for (const double apart : {-9e-4, 7e-4, 1.3e-3}) {
+             a.AddJoined({a.was, 0.0, {}}, {b, 0.0, {}}, apart);
+         }
+     }},
+    {"Others",
+     [](SpeedParameter&, Answers& a) {
+         a.AddOthersCarried(core::CarryToRenderTime), a.AddOthersCarried(core::CarryToSourceTime);
+     }},
+    {"Parts",
+     [](SpeedParameter& c, Answers& a) {
+         for (const double from : {-0.1, 0.0, 0.3617, 0.9}) {
+             const core::ClipPart part = TrimClip(a.was, from * a.length, (1.2 - from) * a.length);
+             a << TrimClip(a.was, from, from + 1e-7) << TrimClip(a.was, from, a.length + 1e-7);
+             c.Restore(TrimClip(a.was, from * a.length, a.length).speed);
+             const double length = c.GetRenderTotalTime();
+             a << part << ChangedBetween(a.was, c.Snapshot());
+             a.AddVelocities(c.Snapshot());
+             a << SetUniformSpeed(c, 0.31 * length, 0.77 * length, 0.7) << c.Snapshot();
+             a << ScaleToLength(c, 0.7 * length) << c.Snapshot();
+             a << ScaleToLength(c, 1.7 * length, core::FreezeLengths::Scale) << c.Snapshot();
+             a << KeepInside(c, -0.3, 0.6 * a.total) << c.Snapshot();
+         }
+     }},
+    {"RemovePoint",
+     [](SpeedParameter& c, Answers& a) {
+         const int count = c.GetKeyFramesCount();
+         for (int i = 0; i < count; i += 1 + count / 8) {
+             c.RemovePoint(i), a.AddChange();
+             a.AddJoined({c.Snapshot(), 0.0, {}}, {a.before, 0.0, {}});
+             a.AddVelocities(c.Snapshot()),
+                 a << c.GetRenderTotalTime() << c.RemoveFreezeFrame(0) << c.Snapshot();
+             c.Restore(a.was);
+             c.AddPoint(a.total * (i + 0.5) / count, 1.3, Type(i * 5 % 17)), a.AddChange();
+             c.Restore(a.was);
+         }
+         c.SetSourceFPS(24), a.AddChange(), c.SetValueRange(0.0, 0.9), a.AddChange();
+         a << c.Snapshot(), c.SetBaseRatio(1.7), a.AddChange(), a << c.Snapshot();
+         c.SetParameterType(core::ParameterInt), a.AddChange(), a << c.Snapshot();
+         c.ClearKeyFrames(), a.AddChange();
+         const SpeedSnapshot none = c.Snapshot();
+         const auto shown = FindShownRange(none, -0.5, 0.5);
+         a << none << shown.lowest << shown.highest << shown.outside << KeepInside(c);
+         a << CutClip(none, 0.5) << ScaleToLength(c, 3) << SetUniformSpeed(c, 0.1, 0.2, 1);
+         a << core::JoinClips({a.was, 0.0, {}}, {none, 0.0, {}});
+         Parameter carried;
+         a << core::CarryToSourceTime(a.was.Keyframes(), none, carried) << carried.Serialize();
+     }},
+    {"Shown",
+     [](SpeedParameter& c, Answers& a) {
+         for (int i = c.GetFreezeFramesCount(); i-- > 0;) {
+             a << c.RemoveFreezeFrame(i) << c.Snapshot();
+         }
+         c.SetSourceTotalTime(kNan), c.SetSourceFPS(kInfinity), a.AddChange();
+         const auto shown = c.GetParameterInternal();
+         c.Restore(a.before);
+         a << c.GetSourceTime(0.3 * a.length) << shown->Serialize();
+         shown->ClearKeyFrames(), c.RevertSpeedParameter(), a << shown->Serialize();
+         c.Desialize(R"({"ParameterType": 0, "keyframeSets": [], "reverse": 2})");
+         a << c.Snapshot() << c.SetReverse(true) << c.Snapshot() << shown->Serialize();
+         std::vector<double> times = {-0.1, 0.31 * a.length, 0.77 * a.length};
+         a.was.ToSpeedParameter().GetSourceTimes(times.data(), times.size(), times.data());
+         a << times;
+     }},
 };
 
 SpeedSnapshot Made(const support::FileRow& row) {
@@ -263,13 +379,15 @@ TEST(RecordedSpeeds, AnswerWhatTheyDid) {
     const char* const record = std::getenv("CORE_RECORD");
     const std::vector<support::FileRow> rows = support::RowsOf("recorded_speeds.txt");
     std::ofstream recorded(record != nullptr ? record : "");
+    SpeedSnapshot exhibit;
     for (const support::FileRow& row : rows) {
         recorded << "=== " << row.name << "\n" << row[""] << "\n--- keyframes\n";
         recorded << row["keyframes"] << "\n--- freezes\n" << row["freezes"] << "\n--- answers\n";
         std::istringstream then(row["answers"]);
-        const SpeedSnapshot exhibit = Made(row);
+        const SpeedSnapshot before = exhibit;
+        exhibit = Made(row);
         for (const auto& call : kCalls) {
-            Answers a{exhibit.ToSpeedParameter()};
+            Answers a{exhibit.ToSpeedParameter(), before};
             const auto ask = [&] { call.run(a.c, a), a << a.c.Snapshot(); };
             for (const std::string& line : support::Logged(ask)) {
                 a << (line[0] == '[' ? line : "");  // a report of an error

@@ -6,7 +6,6 @@
 
 #include <clocale>
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -153,55 +152,6 @@ TEST(StoredSpeed, WritesTheLayoutOfStoredFiles) {
     EXPECT_EQ(speed->Serialize(), speed->SerializeEx());
     // A base handle writes the same.
     EXPECT_EQ(speed->Serialize(), static_cast<Parameter&>(*speed).Serialize());
-}
-
-// Each edit shows in the next text, whichever way it is made, and taking it back brings
-// the old text back.
-TEST(StoredSpeed, IsNeverStale) {
-    auto speed = TwoSpeeds();
-    speed->AddFreezeFrame(3.0, 2.0);
-    Parameter& base = *speed;
-    struct Edit {
-        const char* name;
-        std::function<void()> edit, undo;
-    };
-    const SpeedParameter other;
-    const SpeedParameter before(*speed);
-    const Edit edits[] = {
-        {"reverse", [&] { speed->SetReverse(true); }, [&] { speed->SetReverse(false); }},
-        {"frame rate", [&] { speed->SetSourceFPS(30); }, [&] { speed->SetSourceFPS(25); }},
-        {"length", [&] { speed->SetSourceTotalTime(11); }, [&] { speed->SetSourceTotalTime(10); }},
-        {"freeze", [&] { speed->AddFreezeFrame(6.5, 1); }, [&] { *speed = before; }},
-        {"duration", [&] { speed->SetFreezeFrameDuration(0, 3); },
-         [&] { speed->SetFreezeFrameDuration(0, 2); }},
-        {"value", [&] { base.SetPointValue(0, 0.5); }, [&] { base.SetPointValue(0, 1.0); }},
-        {"keyframe", [&] { base.AddPoint(7, 1.0, kLinear); },
-         [&] { base.RemovePoint(base.GetPointIndex(7)); }},
-        {"range", [&] { base.SetValueRange(0.0, 9.0); }, [&] { *speed = before; }},
-        {"ratio", [&] { base.SetBaseRatio(2.0); }, [&] { base.SetBaseRatio(nullptr); }},
-        {"type", [&] { base.SetParameterType(core::ParameterInt); },
-         [&] { base.SetParameterType(core::ParameterDouble); }},
-        {"another curve", [&] { *speed = other; }, [&] { *speed = before; }},
-        {"loading",
-         [&] {
-             speed->Desialize(Held({{0, 3}}, "").c_str());
-         },
-         [&] { *speed = before; }},
-        {"a part",
-         [&] {
-             speed->Desialize(Held({{0, 1}}, "\"reverse\": 2").c_str());
-         },
-         [&] { *speed = before; }},
-    };
-    const std::string text = speed->Serialize();
-    for (const Edit& edit : edits) {
-        edit.edit();
-        const std::string edited = speed->Serialize();
-        EXPECT_NE(text, edited) << edit.name;
-        EXPECT_EQ(edited, SpeedParameter(*speed).Serialize()) << edit.name;
-        edit.undo();
-        EXPECT_EQ(text, speed->Serialize()) << edit.name;
-    }
 }
 
 TEST(StoredSpeed, ReproducesEveryAnswer) {

@@ -160,9 +160,6 @@ MapRange ClipRow::Add(const SpeedState& clip, double from, double to) {
         }
         for (; next + 1 < count; ++next) {
             const SpeedSegment s = map.SegmentFrom(next);
-            if (!(s.t1 > s.t0)) {
-                throw NoClip("keyframes of the clip meet on the timeline");
-            }
             if (s.t0 > end - kTimeTolerance) {
                 break;
             }
