@@ -101,6 +101,12 @@ TEST(RotatingFile, NamesItsFileAfterPrefixAndTime) {
     ASSERT_EQ(1u, names.size());
     EXPECT_TRUE(std::regex_match(names.front(), std::regex(R"(render_\d{4}(_\d\d){5}\.log)")));
     EXPECT_EQ("first\n", scratch.Read("new/deep/" + names.front()));
+    // Everybody's, as the system makes it.
+    const auto access = [&](const std::string& name) {
+        return std::filesystem::status(PathOf(scratch.Path("new/deep/" + name))).permissions();
+    };
+    scratch.Write("new/deep/plain", "");
+    EXPECT_EQ(access("plain"), access(names.front()));
 }
 
 TEST(RotatingFile, AppendsToANameThatComesUpAgain) {
@@ -249,30 +255,73 @@ TEST(RotatingFile, SaysWhichPrefixesAreTooHard) {
     }
 }
 
-// A caller that is far ahead waits, and no longer than a second.
-TEST(FileChannel, HoldsBackWhoIsFarAhead) {
-    const ScratchDirectory scratch;
-    core::FileCounters counters;
-    core::BsFileChannel channel(scratch.Path() + "/", {}, "m");
-    channel.CountIn(counters);
-    ASSERT_EQ(0u, channel.Open());
-    core::BsFileChannel::SetFullQueue(CORE_LOG_WAIT, 1);  // 64 KiB, the least
-    const std::string line(1023, '.');
-    for (int i = 0; i < 64; ++i) {
-        EXPECT_EQ(0u, counters.longestWaitNanos);
-        // A task is needed for the first one, and where one was lost.
-        EXPECT_EQ(i % 40 == 0, channel.Append(line, i % 2 == 0)) << i;
-        if (i == 39) {
-            channel.TaskIsLost();
+// A caller that is far ahead waits, no longer than a second, or lines go.
+TEST(FileChannel, TakesAsMuchAsMayWait) {
+    for (const int policy : {CORE_LOG_WAIT, CORE_LOG_DROP_OLDEST, CORE_LOG_DROP_NEWEST}) {
+        const ScratchDirectory scratch;
+        core::FileCounters counters;
+        core::BsFileChannel channel(scratch.Path() + "/", {}, "m");
+        channel.CountIn(counters);
+        ASSERT_EQ(0u, channel.Open());
+        core::BsFileChannel::SetFullQueue(policy, 1);  // 64 KiB, the least
+        const int count = policy == CORE_LOG_WAIT ? 64 : 67;
+        std::vector<std::string> lines;
+        for (int i = 0; i < count; ++i) {
+            EXPECT_EQ(0u, counters.longestWaitNanos);
+            lines.push_back("[Info][1][" + std::to_string(100 + i) + std::string(1010, ']'));
+            // A task is needed for the first one, and where one was lost.
+            const bool isTaken = policy != CORE_LOG_DROP_NEWEST || i < 64;
+            EXPECT_EQ(i % 40 == 0 && isTaken, channel.Append(lines.back(), i % 2 == 0)) << i;
+            if (i == 39) {
+                channel.TaskIsLost();
+            }
+            channel.WaitForRoom();
         }
-        channel.WaitForRoom();
+        if (policy == CORE_LOG_WAIT) {
+            EXPECT_GE(counters.longestWaitNanos, 1'000'000'000u);
+            EXPECT_LE(counters.longestWaitNanos, 60'000'000'000u);
+        } else {
+            EXPECT_EQ(0u, counters.longestWaitNanos);
+        }
+        core::BsFileChannel::SetFullQueue(CORE_LOG_WAIT, 0);
+        channel.WriteWaiting();
+        const auto first = lines.begin() + (policy == CORE_LOG_DROP_OLDEST ? 3 : 0);
+        std::string expected;
+        if (policy != CORE_LOG_WAIT) {
+            expected = "[Error][" + std::to_string(core::platform::CurrentThreadId()) + "][" +
+                       first->substr(10, 3) + "][core]3 lines lost: the queue was full\n";
+        }
+        for (auto line = first; line != first + 64; ++line) {
+            expected += *line + "\n";
+        }
+        EXPECT_EQ(expected, scratch.Read(NamesIn(scratch.Path()).at(0)));
+        EXPECT_EQ(expected.size(), counters.bytes);
+        EXPECT_EQ(static_cast<std::uint64_t>(count - 64), counters.lostLines);
+        EXPECT_TRUE(channel.Append("", false));
     }
-    EXPECT_GE(counters.longestWaitNanos, 1'000'000'000u);
-    EXPECT_LE(counters.longestWaitNanos, 60'000'000'000u);
+}
+
+// Who waits for room goes on when there is some, not when the second is over.
+TEST(FileChannel, LetsWhoWaitsGoOnAtOnce) {
+    const ScratchDirectory scratch;
+    core::BsFileChannel::SetFullQueue(CORE_LOG_WAIT, 1);
+    std::uint64_t least = UINT64_MAX;
+    // The machine may be busy once, or some times.
+    for (int i = 0; i < 20 && least >= 1'000'000'000; ++i) {
+        core::FileCounters counters;
+        core::BsFileChannel channel(scratch.Path() + "/", {}, "m");
+        channel.CountIn(counters);
+        channel.Open();
+        channel.Append(std::string(100'000, '.'), false);
+        std::thread waiting([&] { channel.WaitForRoom(); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        channel.WriteWaiting();
+        waiting.join();
+        const std::uint64_t waited = counters.longestWaitNanos;
+        least = waited > 0 ? std::min(least, waited) : least;
+    }
     core::BsFileChannel::SetFullQueue(CORE_LOG_WAIT, 0);
-    channel.WriteWaiting();
-    EXPECT_EQ(64u << 10, counters.bytes);
-    EXPECT_TRUE(channel.Append(line, false));
+    EXPECT_LT(least, 1'000'000'000u);
 }
 
 TEST(RotatingFile, ANewPrefixCountsFromTheNextFileOn) {
@@ -328,6 +377,27 @@ TEST(RotatingFile, StaysInItsDirectoryWhateverThePrefix) {
         EXPECT_EQ(1u, NamesIn(scratch.Path()).size());
         EXPECT_EQ(0u, NamesIn(scratch.Path("logs")).at(0).find(row.text + "_2")) << row.prefix;
     }
+}
+
+TEST(RotatingFile, AnExactLimitGivesWayWhereNoFileCanBe) {
+    const ScratchDirectory scratch;
+    Given given(scratch.Path("logs"), {}, "m");
+    std::error_code error;
+    std::filesystem::rename(PathOf(scratch.Path("logs")), PathOf(scratch.Path("away")), error);
+    if (error) {
+        GTEST_SKIP() << "a directory with an open file stays: " << error.message();
+    }
+    scratch.Write("logs", "in the way");
+    RotatingFile::SetExact(true);
+    const std::string filling(core::FileLimits().maxBytes - 1, 'x');
+    for (const std::string& line : {filling, std::string("1"), std::string("2")}) {
+        given.queue.Append(line);
+    }
+    while (given.queue.WaitingBytes() > 0) {
+        given.file->WriteFront(given.queue, given.now);
+    }
+    RotatingFile::SetExact(false);
+    EXPECT_EQ(filling + "\n1\n2\n", scratch.Read("away/" + NamesIn(scratch.Path("away")).at(0)));
 }
 
 TEST(RotatingFile, ComesBackWhenItsDirectoryVanishes) {
