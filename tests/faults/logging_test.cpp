@@ -7,6 +7,8 @@
 #include <core/logging/pref_trace.h>
 #include <core/logging/timeline.h>
 
+#include "core/foundation/spans.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -15,8 +17,10 @@
 #include <iterator>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "faults/failing_memory.h"
+#include "support/barrier.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -160,11 +164,35 @@ TEST(TraceWithoutMemory, ARecordIsDroppedAndTheFileStaysWhole) {
 
 TEST(TimelineMemory, OfAThreadIsGivenBackAtItsEnd) {
     const support::ScratchDirectory scratch;
-    ASSERT_EQ(0, CoreTimelineStart(scratch.Path("t.json").c_str(), 0));
+    const auto start = [&] { return CoreTimelineStart(scratch.Path("t.json").c_str(), 0); };
+    const auto record = [] { core::RecordTimeline(CORE_TIMELINE_INSTANT, "short"); };
+    ASSERT_EQ(0, start());
     constexpr int kThreads = 100;
     const long most = faults::LivingBlocks() + kThreads / 2;
     for (int i = 0; i < kThreads; ++i) {
-        std::thread([] { core::RecordTimeline(CORE_TIMELINE_INSTANT, "short"); }).join();
+        std::thread(record).join();
+    }
+    // Their recording ends before they do.
+    std::vector<std::thread> threads;
+    Barrier recorded(kThreads + 1);
+    Barrier restarted(kThreads + 1);
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            record();
+            recorded.ArriveAndWait();
+            restarted.ArriveAndWait();
+        });
+    }
+    recorded.ArriveAndWait();
+    EXPECT_EQ(0, start());
+    restarted.ArriveAndWait();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    // A thread of several recordings has one.
+    for (int i = 0; i < kThreads; ++i) {
+        record();
+        EXPECT_EQ(0, start());
     }
     // The thread that writes does it, at its next look.
     for (int i = 0; i < 2000 && faults::LivingBlocks() > most; ++i) {
@@ -172,6 +200,8 @@ TEST(TimelineMemory, OfAThreadIsGivenBackAtItsEnd) {
     }
     EXPECT_LE(faults::LivingBlocks(), most);
     CoreTimelineStop();
+    EXPECT_EQ(nullptr, core::spanSink.load());
+    EXPECT_EQ(nullptr, core::threadNamed.load());
 }
 
 TEST(DiagnosticsWithoutMemory, AnImageThatCanNotBeReadIsNoFault) {
