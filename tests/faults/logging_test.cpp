@@ -12,9 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -39,12 +36,10 @@ protected:
         CoreLogSetLogLevelByModule(module.c_str(), CORE_LOG_WARN);
         CoreLogSetFilePath(module.c_str(), directory.c_str(), 1 << 20, 100);
     }
-    /// The lines of all files.
     std::string Written() const {
         std::string all;
-        for (const auto& entry : std::filesystem::directory_iterator(support::PathOf(directory))) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            all.append(std::istreambuf_iterator<char>(file), {});
+        for (const std::string& line : scratch.Lines()) {
+            all += line + "\n";
         }
         return all;
     }

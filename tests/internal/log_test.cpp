@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "support/barrier.h"
+#include "support/file_rows.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -61,26 +62,6 @@ private:
     }
 };
 
-/// All lines of a module's files, oldest file first.
-std::vector<std::string> LinesOf(const ScratchDirectory& scratch, const std::string& prefix) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
-        const std::string name = support::Utf8Of(entry.path().filename());
-        if (name.rfind(prefix + "_", 0) == 0) {
-            names.push_back(name);
-        }
-    }
-    std::sort(names.begin(), names.end());
-    std::vector<std::string> lines;
-    for (const std::string& name : names) {
-        std::istringstream text(scratch.Read(name));
-        for (std::string line; std::getline(text, line);) {
-            lines.push_back(line);
-        }
-    }
-    return lines;
-}
-
 /// A line without its thread and its time.
 std::string Bare(const std::string& line) {
     static const std::regex kVarying(
@@ -89,50 +70,26 @@ std::string Bare(const std::string& line) {
 }
 
 std::vector<std::string> BareLinesOf(const ScratchDirectory& scratch, const std::string& prefix) {
-    std::vector<std::string> lines = LinesOf(scratch, prefix);
+    std::vector<std::string> lines = scratch.Lines(prefix + "_");
     std::transform(lines.begin(), lines.end(), lines.begin(), Bare);
     return lines;
 }
 
 TEST(Log, ALineGoesThroughTheGateInOrder) {
-    enum Setting { Nothing, IsShutDown, Filtered };
-    struct Row {
-        const char* name;
-        Setting setting;
-        int level;
-        const char* tag;
-        bool makesModule;
-        bool isWritten;
-    };
-    const Row rows[] = {
-        {"error", Nothing, 6, "a", true, true},
-        {"fatal", Nothing, 7, "a", true, true},
-        {"below the minimum", Nothing, 5, "a", true, false},
-        {"a user's level", Nothing, -71, "a", true, false},
-        {"off", Nothing, 8, "a", false, false},
-        {"above off", Nothing, 9, "a", false, false},
-        {"shut down", IsShutDown, 7, "a", false, false},
-        {"shut down, below", IsShutDown, 0, "a", false, false},
-        {"in the filter", Filtered, 6, "pass", true, true},
-        {"not in the filter", Filtered, 6, "Pass", false, false},
-        {"not in the filter, no tag", Filtered, 6, "", false, false},
-        {"in the filter, below", Filtered, 0, "pass", true, false},
-        {"in the filter, off", Filtered, 8, "pass", false, false},
-    };
-    for (const Row& row : rows) {
+    for (const support::FileRow& row : support::RowsOf("log_gate.txt")) {
         SCOPED_TRACE(row.name);
         Log log;
-        if (row.setting == IsShutDown) {
+        if (row[""] == "shut down") {
             log.manager.Shutdown();
-        } else if (row.setting == Filtered) {
+        } else if (row[""] == "filter") {
             log.manager.AddFilterTag("other");
             log.manager.AddFilterTag("pass");
         }
-        const std::string output =
-            Log::Output([&] { log.Print("module", row.level, row.tag, "body"); });
-        EXPECT_EQ(row.makesModule, output.rfind(kBanner, 0) == 0);
-        EXPECT_EQ(row.isWritten, output.find("body\n") != std::string::npos);
-        EXPECT_EQ(row.makesModule, log.manager.Find("module") != nullptr);
+        const std::string output = Log::Output(
+            [&] { log.Print("module", std::stoi(row["level"]), row["tag"].c_str(), "body"); });
+        EXPECT_EQ(row["makes"] == "a module", output.rfind(kBanner, 0) == 0);
+        EXPECT_EQ(row["writes"] == "a line", output.find("body\n") != std::string::npos);
+        EXPECT_EQ(row["makes"] == "a module", log.manager.Find("module") != nullptr);
         log.manager.Shutdown();
     }
 }
@@ -208,6 +165,8 @@ TEST(Log, AfterTheShutdownOnlyTheDefaultsMove) {
     log.manager.Shutdown();
     log.manager.SetLevel(3);
     EXPECT_EQ(3, log.manager.Level());
+    EXPECT_EQ(3, log.manager.Find("m")->minLevel);
+    EXPECT_EQ(3, log.manager.Find("m")->gate);
     EXPECT_EQ(kBanner, Log::Output([&] { log.manager.SetSinks(1); }));
     EXPECT_EQ("", Log::Output([&] {
                   log.manager.SetSinks("m", 0);
@@ -270,7 +229,7 @@ TEST(Log, AModuleWithoutAFileLosesTheSinkAndNobodyElseALine) {
         }
         log.manager.Shutdown();
     });
-    EXPECT_EQ(2 * std::size(rows), LinesOf(scratch, "good").size());
+    EXPECT_EQ(2 * std::size(rows), scratch.Lines("good_").size());
     EXPECT_THAT(BareLinesOf(scratch, "a(b"), ElementsAre("[Error][#][]its line"));
     EXPECT_THAT(BareLinesOf(scratch, "["), ElementsAre("[Error][#][]its line"));
 }
@@ -322,7 +281,7 @@ TEST_P(Threads, LoseNoLineToTheSettingsOfOthers) {
                 some.push_back(line);
             }
         }
-        return some.empty() ? LinesOf(scratch, module) : some;
+        return some.empty() ? scratch.Lines(module + "_") : some;
     };
     for (const char* module : {"m", "n", "console"}) {
         std::map<int, int> next;

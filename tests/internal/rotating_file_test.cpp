@@ -33,15 +33,6 @@ using testing::HasSubstr;
 constexpr std::uint64_t kMiB = 1 << 20;
 constexpr std::chrono::milliseconds kInterval(1501);
 
-std::vector<std::string> NamesIn(const std::string& directory) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(PathOf(directory))) {
-        names.push_back(support::Utf8Of(entry.path().filename()));
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 /// A file with its queue and a clock of its own.
 class Given {
 public:
@@ -80,7 +71,7 @@ public:
             }
             first.reset();
             second.reset();
-            for (const std::string& name : NamesIn(scratch.Path())) {
+            for (const std::string& name : scratch.Names()) {
                 std::filesystem::remove(PathOf(scratch.Path(name)));
             }
         }
@@ -97,7 +88,7 @@ TEST(RotatingFile, NamesItsFileAfterPrefixAndTime) {
     Given given(scratch.Path("new/deep"), {}, "render");
     ASSERT_TRUE(given.isOpen);
     given.Write("first");
-    const auto names = NamesIn(scratch.Path("new/deep"));
+    const auto names = scratch.Names("new/deep");
     ASSERT_EQ(1u, names.size());
     EXPECT_TRUE(std::regex_match(names.front(), std::regex(R"(render_\d{4}(_\d\d){5}\.log)")));
     EXPECT_EQ("first\n", scratch.Read("new/deep/" + names.front()));
@@ -114,7 +105,7 @@ TEST(RotatingFile, AppendsToANameThatComesUpAgain) {
     const auto [one, other] = Given::TwoOfOneName(scratch, {}, "1");
     other->Write("2");
     one->Write("3");
-    const auto names = NamesIn(scratch.Path());
+    const auto names = scratch.Names();
     ASSERT_EQ(1u, names.size());
     EXPECT_EQ("1\n2\n3\n", scratch.Read(names.front()));
 }
@@ -130,11 +121,11 @@ TEST(RotatingFile, BeginsANewFileOnlyWhenTheIntervalHasPassed) {
     Given::AwaitNextSecond();
     given.Wait(kInterval - std::chrono::milliseconds(1));
     given.Write("and here");
-    EXPECT_EQ(1u, NamesIn(scratch.Path()).size());
+    EXPECT_EQ(1u, scratch.Names().size());
     given.Wait(std::chrono::milliseconds(1));
     given.Write("the line that triggers it");
     given.Write("the first of the next");
-    const auto names = NamesIn(scratch.Path());
+    const auto names = scratch.Names();
     ASSERT_EQ(2u, names.size());
     EXPECT_EQ("looks for the first time\n" + half + "\n" + half +
                   "\nstill here\nand here\nthe line that triggers it\n",
@@ -159,7 +150,7 @@ TEST(RotatingFile, BeginsANewFileFromTheLimitOn) {
         Given::AwaitNextSecond();
         given.Wait(kInterval);
         given.Write(std::string(row.size - 2, 'x'));
-        EXPECT_EQ(row.files, NamesIn(scratch.Path()).size()) << row.size;
+        EXPECT_EQ(row.files, scratch.Names().size()) << row.size;
     }
 }
 
@@ -182,7 +173,7 @@ TEST(RotatingFile, OnRequestNoFileIsLargerThanItsLimit) {
     RotatingFile::SetExact(false);
     std::string read;
     int larger = 0;
-    for (const std::string& name : NamesIn(scratch.Path())) {
+    for (const std::string& name : scratch.Names()) {
         const std::string text = scratch.Read(name);
         larger += text.size() > kMiB ? 1 : 0;
         EXPECT_TRUE(text.size() <= kMiB || text.size() == kMiB + 8) << name;
@@ -195,11 +186,11 @@ TEST(RotatingFile, OnRequestNoFileIsLargerThanItsLimit) {
 TEST(RotatingFile, CountsTheOldSizeOfAFileItFinds) {
     const ScratchDirectory scratch;
     const auto [before, given] = Given::TwoOfOneName(scratch, {0, 10}, std::string(kMiB, 'x'));
-    ASSERT_EQ(1u, NamesIn(scratch.Path()).size());
+    ASSERT_EQ(1u, scratch.Names().size());
     Given::AwaitNextSecond();
     given->Write("a short line");
     given->Write("in a new file");
-    EXPECT_EQ(2u, NamesIn(scratch.Path()).size());
+    EXPECT_EQ(2u, scratch.Names().size());
 }
 
 TEST(RotatingFile, RemovesTheOldestOfItsFiles) {
@@ -212,13 +203,13 @@ TEST(RotatingFile, RemovesTheOldestOfItsFiles) {
         }
         Given given(scratch.Path(), {0, std::stoull(row["keeps"])}, row[""].c_str());
         ASSERT_TRUE(given.isOpen);
-        std::vector<std::string> expected = NamesIn(scratch.Path());
+        std::vector<std::string> expected = scratch.Names();
         std::istringstream removed(row["removed"]);
         for (std::string name; std::getline(removed, name);) {
             expected.erase(std::find(expected.begin(), expected.end(), name));
         }
         given.Write("line");
-        EXPECT_EQ(expected, NamesIn(scratch.Path()));
+        EXPECT_EQ(expected, scratch.Names());
     }
 }
 
@@ -228,10 +219,10 @@ TEST(RotatingFile, NeverRemovesAFileThatIsOpen) {
     Given older(scratch.Path(), {0, 1}, "m_a");
     Given oldest(scratch.Path() + "/./", {0, 1}, "m_A");
     Given given(scratch.Path(), {0, 1}, "m");
-    const std::vector<std::string> all = NamesIn(scratch.Path());
+    const std::vector<std::string> all = scratch.Names();
     scratch.Write("m_0.log", "closed");
     given.Write("line");
-    EXPECT_EQ(all, NamesIn(scratch.Path()));
+    EXPECT_EQ(all, scratch.Names());
 }
 
 TEST(RotatingFile, SaysOnceThatAPrefixIsNoExpression) {
@@ -243,7 +234,7 @@ TEST(RotatingFile, SaysOnceThatAPrefixIsNoExpression) {
         const std::string notice = given.file->TakeNotice();
         EXPECT_EQ(i == 0, !notice.empty()) << notice;
     }
-    EXPECT_EQ("kept\nkept\nkept\n", scratch.Read(NamesIn(scratch.Path()).front()));
+    EXPECT_EQ("kept\nkept\nkept\n", scratch.Read(scratch.Names().front()));
 }
 
 TEST(RotatingFile, SaysWhichPrefixesAreTooHard) {
@@ -294,7 +285,7 @@ TEST(FileChannel, TakesAsMuchAsMayWait) {
         for (auto line = first; line != first + 64; ++line) {
             expected += *line + "\n";
         }
-        EXPECT_EQ(expected, scratch.Read(NamesIn(scratch.Path()).at(0)));
+        EXPECT_EQ(expected, scratch.Read(scratch.Names().at(0)));
         EXPECT_EQ(expected.size(), counters.bytes);
         EXPECT_EQ(static_cast<std::uint64_t>(count - 64), counters.lostLines);
         EXPECT_TRUE(channel.Append("", false));
@@ -332,7 +323,7 @@ TEST(RotatingFile, ANewPrefixCountsFromTheNextFileOn) {
     given.Wait(kInterval);
     given.Write("last");
     given.Write("first");
-    const auto names = NamesIn(scratch.Path());
+    const auto names = scratch.Names();
     ASSERT_EQ(2u, names.size());
     EXPECT_THAT(names[0], HasSubstr("after_"));
     EXPECT_THAT(names[1], HasSubstr("before_"));
@@ -356,26 +347,12 @@ TEST(RotatingFile, IsRefusedWhereNoFileCanBe) {
 }
 
 TEST(RotatingFile, StaysInItsDirectoryWhateverThePrefix) {
-    struct Row {
-        std::string prefix;
-        std::string text;
-    };
-    const Row rows[] = {
-        {"../up", ".._up"},      {"..", ".."},
-        {"a/b\\c:d", "a_b_c_d"}, {"*?\"<>|", "______"},
-        {"\x01\x1f\x7f", "___"}, {"\u0144 \U0001F40C", "\u0144 \U0001F40C"},
-        {"nul.x", "nul_x"},      {"Com1 .a", "Com1 _a"},
-        {"com.x", "com.x"},      {"con.x", "con_x"},
-        {"PRN.x", "PRN_x"},      {"aux.x", "aux_x"},
-        {"lpt9.x", "lpt9_x"},    {"lpt0.x", "lpt0.x"},
-        {"com10.x", "com10.x"},  {"cox1.x", "cox1.x"},
-    };
-    for (const Row& row : rows) {
+    for (const support::FileRow& row : support::RowsOf("log_file_names.txt")) {
         const ScratchDirectory scratch;
-        Given given(scratch.Path("logs"), {}, row.prefix);
-        EXPECT_TRUE(given.isOpen) << row.prefix;
-        EXPECT_EQ(1u, NamesIn(scratch.Path()).size());
-        EXPECT_EQ(0u, NamesIn(scratch.Path("logs")).at(0).find(row.text + "_2")) << row.prefix;
+        Given given(scratch.Path("logs"), {}, row["prefix"]);
+        EXPECT_TRUE(given.isOpen) << row["prefix"];
+        EXPECT_EQ(1u, scratch.Names().size());
+        EXPECT_EQ(0u, scratch.Names("logs").at(0).find(row["begin"] + "_2")) << row["prefix"];
     }
 }
 
@@ -397,7 +374,7 @@ TEST(RotatingFile, AnExactLimitGivesWayWhereNoFileCanBe) {
         given.file->WriteFront(given.queue, given.now);
     }
     RotatingFile::SetExact(false);
-    EXPECT_EQ(filling + "\n1\n2\n", scratch.Read("away/" + NamesIn(scratch.Path("away")).at(0)));
+    EXPECT_EQ(filling + "\n1\n2\n", scratch.Read("away/" + scratch.Names("away").at(0)));
 }
 
 TEST(RotatingFile, ComesBackWhenItsDirectoryVanishes) {
@@ -419,10 +396,10 @@ TEST(RotatingFile, ComesBackWhenItsDirectoryVanishes) {
         given.Write(line);
     }
     given.Write("here");
-    const auto away = NamesIn(scratch.Path("away"));
+    const auto away = scratch.Names("away");
     ASSERT_EQ(1u, away.size());
     EXPECT_EQ("gone\ngone too\nfar away\nat last\n", scratch.Read("away/" + away.front()));
-    const auto names = NamesIn(scratch.Path("logs"));
+    const auto names = scratch.Names("logs");
     ASSERT_EQ(1u, names.size());
     EXPECT_EQ("here\n", scratch.Read("logs/" + names.front()));
 }

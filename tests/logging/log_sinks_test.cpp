@@ -16,10 +16,8 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <limits>
 #include <regex>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -30,7 +28,6 @@
 
 namespace {
 
-using support::PathOf;
 using support::ScratchDirectory;
 using testing::ElementsAre;
 using Lines = std::vector<std::string>;
@@ -73,16 +70,9 @@ private:
 };
 
 Lines LinesIn(const ScratchDirectory& scratch) {
-    Lines lines;
     // Other tests have removed their directories: not all is where it should be.
     CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, -1);
-    for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
-        std::istringstream text(scratch.Read(support::Utf8Of(entry.path().filename())));
-        for (std::string line; std::getline(text, line);) {
-            lines.push_back(line);
-        }
-    }
-    return lines;
+    return scratch.Lines();
 }
 
 TEST(LogSink, HasALevelAndAPatternOfItsOwn) {
@@ -406,52 +396,6 @@ TEST(LogCounters, CountWhatHappens) {
     EXPECT_EQ(before.files, all.files);
     EXPECT_EQ(1, CoreLogGetCounters("no such module", &all));
     EXPECT_EQ(1, CoreLogGetCounters(nullptr, nullptr));
-}
-
-TEST(LogCounters, AFullQueueDropsWhatItIsToldTo) {
-    for (const int policy : {CORE_LOG_DROP_OLDEST, CORE_LOG_DROP_NEWEST}) {
-        const ScratchDirectory scratch;
-        const std::string module = "full" + std::to_string(policy);
-        MakeModule(module.c_str(), CORE_LOG_ERROR, CORE_LOG_FILE);
-        CoreLogSetFilePath(module.c_str(), scratch.Path().c_str(), 1 << 30, 3);
-        CoreLogSetFullQueue(policy, 1);
-        constexpr int kLines = 20'000;
-        const std::string filling(2000, '.');
-        for (int i = 0; i < kLines; ++i) {
-            CoreLogPrintLog(module.c_str(), CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "|%d|%s", i,
-                            filling.c_str());
-        }
-        const Lines lines = LinesIn(scratch);
-        CoreLogSetFullQueue(CORE_LOG_WAIT, 0);
-        int written = 0;
-        int told = 0;
-        int first = -1;
-        int last = -1;
-        std::string lastTime;
-        for (const std::string& line : lines) {
-            const std::size_t mark = line.find('|');
-            int number = 0;
-            const std::string rest = line.substr(line.rfind(']') + 1);
-            if (mark != std::string::npos && std::sscanf(line.c_str() + mark, "|%d|", &number)) {
-                EXPECT_LT(last, number);
-                first = last < 0 ? number : first;
-                last = number;
-                ++written;
-            } else if (std::sscanf(rest.c_str(), "%d lines lost: the queue was full", &number)) {
-                told += number;
-            }
-            const std::size_t thread = line.find("][") + 2;
-            const std::string time = line.substr(line.find("][", thread) + 2, 23);
-            EXPECT_LE(lastTime, time);
-            lastTime = time;
-        }
-        CoreLogCounters counters;
-        CoreLogGetCounters(module.c_str(), &counters);
-        EXPECT_EQ(kLines, written + told);
-        EXPECT_EQ(policy == CORE_LOG_DROP_OLDEST ? kLines - 1 : 0,
-                  policy == CORE_LOG_DROP_OLDEST ? last : first);
-        EXPECT_EQ(static_cast<std::uint64_t>(told), counters.lostLines);
-    }
 }
 
 }  // namespace

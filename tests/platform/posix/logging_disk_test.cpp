@@ -74,13 +74,7 @@ public:
         Rotate();
         before += isKept ? WholeLines(away) : text;
     }
-    std::filesystem::path Open() const {
-        std::filesystem::path open;
-        for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
-            open = entry.path().extension() == ".log" ? entry.path() : open;
-        }
-        return open;
-    }
+    std::filesystem::path Open() const { return PathOf(scratch.Path(scratch.Names().back())); }
     /// What standard error is told of lines that are lost.
     std::string Told(std::size_t count) const {
         return count == 0
