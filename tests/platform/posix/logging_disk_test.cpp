@@ -203,56 +203,41 @@ TEST(LogOnAFullDisk, WithoutHandlesItComesLater) {
     EXPECT_EQ(1u, disk.counters.lostLines);
 }
 
-// What a crash and the end of a process write, each with room and without.
+// What a crash and the end of a process write, with room and without.
 TEST(LogOnAFullDisk, AtTheEndLinesAreWholeOrTold) {
-    enum { Crash, End, EndInAWrite, OneLine };
-    for (const int way : {Crash, End, EndInAWrite, OneLine}) {
+    for (const std::string way : {"crash", "end", "end in a write", "one line"}) {
         for (const bool hasRoom : {false, true}) {
-            SCOPED_TRACE(way * 2 + (hasRoom ? 1 : 0));
+            SCOPED_TRACE(way + (hasRoom ? ", room" : ""));
             FullDisk disk;
             disk.Append(9);
-            disk.Write(0);
-            disk.Append(9);
-            disk.most = disk.Size() + 5;
+            disk.most = 5;
             disk.Write(0);  // cuts the line, which a crash ends
-            const std::string cut = disk.lines[1].substr(5) + "\n";
             for (int i = 0; i < 3; ++i) {
                 disk.Append(i);
             }
-            if (way == EndInAWrite) {
+            if (way == "end in a write") {
                 core::LineSpan span = disk.queue.Hold();
                 span.count = 2;
-                disk.queue.Announce(span, disk.Size() - 5);  // five bytes of which are there
+                disk.queue.Announce(span, 0);  // five bytes of which are there
             }
             disk.most = hasRoom ? RLIM_INFINITY : disk.most;
-            std::string added;
-            for (std::size_t i = 2; i < 5 && hasRoom; ++i) {
-                added += disk.lines[i] + "\n";
-            }
-            testing::internal::CaptureStderr();
             disk.WithRoom([&] {
-                if (way == Crash) {
-                    disk.file->WriteInACrash(disk.queue, disk.queue.AppendedLines());
-                } else if (way == OneLine) {
-                    disk.file->WriteAtTheEnd(disk.lines[2]);
-                } else {
-                    disk.file->WriteAtTheEnd(disk.queue);
-                }
+                way == "crash"      ? disk.file->WriteInACrash(disk.queue, 4)
+                : way == "one line" ? disk.file->WriteAtTheEnd(disk.lines[1])
+                                    : disk.file->WriteAtTheEnd(disk.queue);
             });
+            testing::internal::CaptureStderr();
             disk.file->TellLosses();
             const std::string told = testing::internal::GetCapturedStderr();
-            if (way == OneLine) {
-                added = added.substr(0, disk.lines[2].size() + 1);
+            std::string text = disk.lines[0].substr(0, 5);
+            text += way == "crash" && hasRoom ? disk.lines[0].substr(5) + "\n" : "";
+            text.erase(way == "end in a write" && hasRoom ? 0 : text.size());
+            for (std::size_t i = 1; i < (way == "one line" ? 2u : 4u) && hasRoom; ++i) {
+                text += disk.lines[i] + "\n";
             }
-            const std::string before = disk.lines[0] + "\n" + disk.lines[1].substr(0, 5);
-            EXPECT_EQ(before + (!hasRoom             ? ""
-                                : way == Crash       ? cut + added
-                                : way == EndInAWrite ? added.substr(5)
-                                                     : added),
-                      disk.scratch.Read(support::Utf8Of(disk.Open().filename())));
-            const std::size_t lost = (way == OneLine ? 1u : 3u);
-            EXPECT_EQ(disk.Told((hasRoom ? 0 : lost) + (hasRoom && way == Crash ? 0 : 1)), told);
-            EXPECT_EQ(way == Crash ? 0u : disk.queue.WaitingBytes(), disk.queue.WaitingBytes());
+            EXPECT_EQ(text, disk.scratch.Read(support::Utf8Of(disk.Open().filename())));
+            const std::size_t lost = hasRoom ? 0 : way == "one line" ? 1 : 3;
+            EXPECT_EQ(disk.Told(lost + (hasRoom && way == "crash" ? 0 : 1)), told);
         }
     }
 }
