@@ -93,6 +93,26 @@ TEST(LogFunctions, ADirectoryThatIsNoneIsNamedOnce) {
     EXPECT_TRUE(std::regex_match(told, kOnce)) << told;
 }
 
+TEST(LogFunctions, ADirectoryIsWhereItWasNamed) {
+    const ScratchDirectory scratch;
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(PathOf(scratch.Path()));
+    const std::string inTheWay = scratch.Write("below", "");
+    Logged([&] {
+        for (const char* module : {"here", "below"}) {
+            CoreLogSetLogSinkByModule(module, CORE_LOG_FILE);
+        }
+        CoreLogSetFilePath("below", "below", 0, 3);
+        CoreLogPrintLog("here", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+        std::filesystem::current_path(before);
+        std::filesystem::remove(PathOf(inTheWay));
+        CoreLogPrintLog("below", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+    });
+    ASSERT_EQ(2u, scratch.Names().size());
+    EXPECT_EQ(0u, scratch.Names()[1].find("here_"));
+    EXPECT_EQ(0u, scratch.Names("below").at(0).find("below_"));
+}
+
 TEST(LogFunctions, SettingsReachTheirModuleOrThoseToCome) {
     const int level = CoreLogGetLogLevel();
     Logged([&] {
@@ -157,6 +177,7 @@ TEST(LogFunctions, AnswerZeroAndKeepWhatTheyHadWhereAValueIsNone) {
         EXPECT_EQ(0, CoreLogSetLogLevelByModule("all", CORE_LOG_INFO));
         EXPECT_EQ(0, CoreLogSetTaskId("all", "job 7") + CoreLogAddFilterTag("t"));
         EXPECT_EQ(0, CoreLogSetFilePath("all", scratch.Path().c_str(), 1 << 20, 9));
+        EXPECT_EQ(0, CoreLogSetTaskId("all", "job 8"));  // of the next file
         std::thread([] {
             core::SetThreadName("named");
             const std::string half(500'000, '.');
@@ -185,12 +206,13 @@ TEST(LogFunctions, AnswerZeroAndKeepWhatTheyHadWhereAValueIsNone) {
         const std::string name = support::Utf8Of(entry.path().filename()).substr(0, 6);
         EXPECT_LE(entry.file_size(), 1u << 20);
         if (std::filesystem::path::preferred_separator == '/') {
-            EXPECT_EQ(name == "job 7_" ? perms::owner_read | perms::owner_write : plain,
+            EXPECT_EQ(name.substr(0, 4) == "job " ? perms::owner_read | perms::owner_write : plain,
                       entry.status().permissions());
         }
         ++files[name];
     }
-    EXPECT_EQ(2, files["job 7_"]);
+    EXPECT_EQ(1, files["job 7_"]);
+    EXPECT_EQ(1, files["job 8_"]);
     EXPECT_EQ(1, files["usual_"]);
 }
 

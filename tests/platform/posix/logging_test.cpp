@@ -1,12 +1,21 @@
-// The log on a disk that takes no more, from any byte on, and takes more again.
+// The log on a disk that takes no more, from any byte on, and takes more again; what comes to
+// the disk; and timelines of forked processes.
 
 #include "core/logging/rotating_file.h"
+
+#include <core/logging/log.h>
+#include <core/logging/log_flush.h>
+#include <core/logging/log_form.h>
+#include <core/logging/timeline.h>
 
 #include <gtest/gtest.h>
 
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -20,8 +29,19 @@
 #include <utility>
 #include <vector>
 
+#include "platform/posix/no_threads.h"
 #include "support/dice.h"
 #include "support/scratch_directory.h"
+
+namespace {
+std::atomic<int> syncs = 0;
+}
+
+// Instead of the system's: counts what is to come to the disk.
+int fsync(int /*file*/) {
+    ++syncs;
+    return 0;
+}
 
 namespace {
 
@@ -169,9 +189,9 @@ TEST(LogOnAFullDisk, IsTriedAgainASecondLater) {
     EXPECT_FALSE(grows(0) || grows(1000));
     disk.most = RLIM_INFINITY;
     EXPECT_FALSE(grows(999));
-    RotatingFile::SetJson(true);
+    CoreLogSetForm(CORE_LOG_JSON);
     EXPECT_TRUE(grows(1));
-    RotatingFile::SetJson(false);
+    CoreLogSetForm(CORE_LOG_AS_IT_IS);
     disk.most = disk.Size();
     EXPECT_FALSE(grows(0));
     disk.most = RLIM_INFINITY;
@@ -241,5 +261,62 @@ TEST(LogOnAFullDisk, AtTheEndLinesAreWholeOrTold) {
         }
     }
 }
+
+TEST(LogToTheDisk, ComesThereOnceSomebodyAsksForIt) {
+    const support::ScratchDirectory scratch;
+    CoreLogSetLogSinkByModule("synced", CORE_LOG_FILE);
+    // A new file, which closes the one before; what each step brings to the disk.
+    const auto open = [&] { CoreLogSetFilePath("synced", scratch.Path().c_str(), 0, 9); };
+    const auto flush = [](int depth) { CoreLogFlushAndWait(depth, -1); };
+    const std::pair<std::function<void()>, int> steps[] = {{open, 0},
+                                                           {open, 0},
+                                                           {[&] { flush(CORE_LOG_TO_SYSTEM); }, 0},
+                                                           {[&] { flush(CORE_LOG_TO_DISK); }, 1},
+                                                           {open, 1},
+                                                           {[&] { flush(CORE_LOG_TO_SYSTEM); }, 0}};
+    for (const auto& [step, expected] : steps) {
+        const int before = syncs;
+        step();
+        EXPECT_EQ(expected, syncs - before);
+    }
+}
+
+TEST(PosixTimeline, IsRefusedWithoutAThread) {
+    const support::ScratchDirectory scratch;
+    const support::NoThreads noThreads;
+    EXPECT_EQ(1, CoreTimelineStart(scratch.Path("none").c_str(), 0));
+}
+
+#if defined(CORE_TEST_THREADS_OF_FORKED_PROCESSES)
+TEST(PosixTimeline, OfAForkedProcessIsItsOwn) {
+    const support::ScratchDirectory scratch;
+    const auto path = [&](const char* name) { return scratch.Path(name); };
+    ASSERT_EQ(0, CoreTimelineStart(path("parent").c_str(), 0));
+    core::RecordTimeline(CORE_TIMELINE_INSTANT, "before");
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        bool isRight = !core::IsTimelineOn() && CoreTimelineStop() == 0;
+        core::RecordTimeline(CORE_TIMELINE_INSTANT, "nowhere");
+        isRight = CoreTimelineStart(path("child").c_str(), 0) == 0 && isRight;
+        core::RecordTimeline(CORE_TIMELINE_INSTANT, "in the child");
+        std::exit(isRight ? 0 : 1);  // which ends the recording
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+    core::RecordTimeline(CORE_TIMELINE_INSTANT, "after");
+    EXPECT_EQ(0u, CoreTimelineStop());
+    const auto names = [&](const char* file) {
+        std::string all;
+        for (const std::string& line : scratch.Lines(file)) {
+            all += line.substr(0, 2) == "{\"" ? line.substr(9, line.find('"', 9) - 9) + "|" : line;
+        }
+        return all;
+    };
+    EXPECT_EQ("[process_name|before|after|]", names("parent"));
+    EXPECT_EQ("[process_name|in the child|]", names("child"));
+}
+#endif
 
 }  // namespace
