@@ -69,12 +69,6 @@ std::string Bare(const std::string& line) {
     return std::regex_replace(line, kVarying, "][#]");
 }
 
-std::vector<std::string> BareLinesOf(const ScratchDirectory& scratch, const std::string& prefix) {
-    std::vector<std::string> lines = scratch.Lines(prefix + "_");
-    std::transform(lines.begin(), lines.end(), lines.begin(), Bare);
-    return lines;
-}
-
 TEST(Log, ALineGoesThroughTheGateInOrder) {
     for (const support::FileRow& row : support::RowsOf("log_gate.txt")) {
         SCOPED_TRACE(row.name);
@@ -92,20 +86,6 @@ TEST(Log, ALineGoesThroughTheGateInOrder) {
         EXPECT_EQ(row["makes"] == "a module", log.manager.Find("module") != nullptr);
         log.manager.Shutdown();
     }
-}
-
-TEST(Log, AClearedFilterLetsAllPassAndForgets) {
-    Log log;
-    const auto passes = [&](const char* tag) { return !log.manager.IsStopped(tag); };
-    log.manager.AddFilterTag("a");
-    EXPECT_TRUE(passes("a"));
-    EXPECT_FALSE(passes("b"));
-    log.manager.ClearFilterTags();
-    EXPECT_TRUE(passes("a"));
-    EXPECT_TRUE(passes("b"));
-    log.manager.AddFilterTag("b");
-    EXPECT_FALSE(passes("a"));
-    EXPECT_TRUE(passes("b"));
 }
 
 TEST(Log, AConsoleLineIsColoured) {
@@ -133,27 +113,22 @@ TEST(Log, AnyMentionMakesAModuleAndSinksComeAndGo) {
         EXPECT_EQ(0u, log.manager.Sinks("m"));
     }
 
-    struct Row {
-        unsigned sinks;
-        int banners;
-        unsigned answer;
-    };
-    // One after another, on the same module.
-    const Row rows[] = {{1, 0, 1}, {2, 0, 2}, {3, 1, 3},           {5, 1, 5},
-                        {4, 0, 4}, {7, 1, 7}, {0xFFFFFFF8u, 0, 0}, {0xFFFFFFFFu, 2, 7}};
     Log log;
     // The default takes the console of a new module away, after its banner.
     log.manager.SetSinks(0);
+    log.manager.SetLevel(2);
     EXPECT_EQ(kBanner, Log::Output([&] { log.manager.Sinks("m"); }));
+    EXPECT_EQ(2, log.manager.Level("m"));
+    EXPECT_EQ(2, log.manager.Find("m")->gate);
     log.Quietly([&] { log.manager.SetSinks("m", 1); });
-    for (const Row& row : rows) {
-        const std::string output = Log::Output([&] { log.manager.SetSinks("m", row.sinks); });
-        std::string expected;
-        for (int i = 0; i < row.banners; ++i) {
-            expected += kBanner;
-        }
-        EXPECT_EQ(expected, output) << row.sinks;
-        EXPECT_EQ(row.answer, log.manager.Sinks("m"));
+    // One after another: what is set, how many banners it writes, and what it is then.
+    const unsigned rows[][3] = {{1, 0, 1}, {2, 0, 2}, {3, 1, 3},           {5, 1, 5},
+                                {4, 0, 4}, {7, 1, 7}, {0xFFFFFFF8u, 0, 0}, {0xFFFFFFFFu, 2, 7}};
+    for (const auto& [sinks, banners, answer] : rows) {
+        std::string expected = banners == 2 ? kBanner : "";
+        expected += banners > 0 ? kBanner : "";
+        EXPECT_EQ(expected, Log::Output([&, to = sinks] { log.manager.SetSinks("m", to); }));
+        EXPECT_EQ(answer, log.manager.Sinks("m"));
     }
     log.manager.Shutdown();
 }
@@ -177,61 +152,6 @@ TEST(Log, AfterTheShutdownOnlyTheDefaultsMove) {
                   log.Print("m", 7, "", "nothing");
               }));
     EXPECT_EQ(nullptr, log.manager.Find("new"));
-}
-
-TEST(Log, FilesHoldWhatTheirModulesWrote) {
-    const ScratchDirectory scratch;
-    Log log;
-    log.Quietly([&] {
-        log.manager.SetSinks(CORE_LOG_FILE);
-        log.manager.SetLevel(-100);
-        for (const char* module : {"a", "b", ""}) {
-            log.manager.SetFilePath(module, scratch.Path().c_str(), {});
-        }
-        log.manager.SetTaskId("b", "job 7");
-        log.manager.SetFilePath("b", scratch.Path().c_str(), {});
-        const std::string longText(5000, 'x');
-        log.Print("a", 0, "t", "%s", longText.c_str());
-        log.Print("b", -99, "", "%%m %s", "%d\n[more]");
-        log.Print("", 7, "nameless", "");
-        log.Print("a", 7, "t", "last");
-        log.manager.Shutdown();
-    });
-    EXPECT_THAT(BareLinesOf(scratch, "a"),
-                ElementsAre("[Verbose][#][t]" + std::string(5000, 'x'), "[Fatal][#][t]last"));
-    EXPECT_THAT(BareLinesOf(scratch, "job 7"), ElementsAre("[User1][#][]%m %d", "[more]"));
-    EXPECT_THAT(BareLinesOf(scratch, ""), ElementsAre("[Fatal][#][nameless]"));
-}
-
-TEST(Log, AModuleWithoutAFileLosesTheSinkAndNobodyElseALine) {
-    const ScratchDirectory scratch;
-    const std::string file = scratch.Write("taken", "");
-    struct Row {
-        std::string module;
-        std::string directory;
-        bool hasFile;
-    };
-    const Row rows[] = {
-        {"m", file + "/below", false},     {std::string(400, 'x'), scratch.Path(), false},
-        {"taken/x", scratch.Path(), true}, {"a(b", scratch.Path(), true},
-        {"[", scratch.Path(), true},       {"*", scratch.Path(), true},
-    };
-    Log log;
-    log.Quietly([&] {
-        log.manager.SetSinks(CORE_LOG_FILE);
-        log.manager.SetFilePath("good", scratch.Path().c_str(), {});
-        for (const Row& row : rows) {
-            log.manager.SetFilePath(row.module.c_str(), row.directory.c_str(), {});
-            log.Print("good", 6, "", "before");
-            log.Print(row.module.c_str(), 6, "", "its line");
-            log.Print("good", 6, "", "after");
-            EXPECT_EQ(row.hasFile ? 2u : 0u, log.manager.Sinks(row.module.c_str()));
-        }
-        log.manager.Shutdown();
-    });
-    EXPECT_EQ(2 * std::size(rows), scratch.Lines("good_").size());
-    EXPECT_THAT(BareLinesOf(scratch, "a(b"), ElementsAre("[Error][#][]its line"));
-    EXPECT_THAT(BareLinesOf(scratch, "["), ElementsAre("[Error][#][]its line"));
 }
 
 class Threads : public testing::TestWithParam<int> {};

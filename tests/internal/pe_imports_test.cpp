@@ -126,13 +126,6 @@ TEST(PeImports, ChangedBytesEndInAnAnswer) {
     image.names = kNames;
     const std::string bytes = image.Bytes();
     std::mt19937_64 dice(1);
-    for (std::size_t at = 0; at < bytes.size(); ++at) {
-        for (const char byte : {'\0', '\x01', '\x7F', '\x80', '\xFF'}) {
-            std::string changed = bytes;
-            changed[at] = byte;
-            Read(changed);
-        }
-    }
     // Noise behind the signatures, so that it is read.
     for (int i = 0; i < 2000; ++i) {
         std::string changed = bytes;

@@ -15,6 +15,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -98,11 +99,7 @@ Lines Check(const std::string& path) {
 }
 
 TEST(Dependencies, FaultsOfAnImageAreNamed) {
-    struct Row {
-        const char* text;
-        std::function<void(ImageFile&)> change;
-    };
-    const Row rows[] = {
+    const std::pair<std::string, std::function<void(ImageFile&)>> rows[] = {
         {"DOS SIGNATURE is invalid", [](ImageFile& i) { i.Set16(0, 0); }},
         {"NT SIGNATURE is invalid", [](ImageFile& i) { i.Set16(i.ntOffset + 24, 0x010B); }},
         {"NumberOfSections is 0", [](ImageFile& i) { i.Set16(i.ntOffset + 6, 0); }},
@@ -111,12 +108,11 @@ TEST(Dependencies, FaultsOfAnImageAreNamed) {
          [](ImageFile& i) { i.importAddress = ImageFile::kSectionAddress; }},
     };
     const ScratchDirectory scratch;
-    for (const Row& row : rows) {
+    for (const auto& [text, change] : rows) {
         ImageFile image;
-        row.change(image);
+        change(image);
         const std::string path = scratch.Write("image \u0144 \U0001F40C.exe", image.Bytes());
-        EXPECT_THAT(Check(path),
-                    ElementsAre("[Error][core][dependency (" + path + ")] " + row.text));
+        EXPECT_THAT(Check(path), ElementsAre("[Error][core][dependency (" + path + ")] " + text));
     }
     for (const std::string& path : {scratch.Path("missing \u0144"), scratch.Path()}) {
         EXPECT_THAT(Check(path),
