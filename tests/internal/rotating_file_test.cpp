@@ -157,6 +157,13 @@ TEST(RotatingFile, OnRequestNoFileIsLargerThanItsLimit) {
             given.file->Rotate(given.now);
         }
     }
+    // Old files go at once, too.
+    const ScratchDirectory other;
+    Given few(other.Path(), {0, 2}, "m");
+    for (int i = 0; i < 4; ++i) {
+        few.Write(std::string(kMiB - 1, 'x'));
+        EXPECT_EQ(2u, other.Names().size());
+    }
     RotatingFile::SetExact(false);
     std::string read;
     int larger = 0;

@@ -9,15 +9,18 @@ mkdir -p "$folder"
 rm -rf "$folder"/*
 
 # try WANTED CONSOLE COLOURS REDIRECTION [VARIABLE=VALUE]: how many of the thousand lines on
-# the terminal, and in the file that one of the streams goes to, are coloured.
+# the terminal, and in the file that one of the streams goes to, are coloured. The others are
+# not, nor are those for the debugger.
 try() {
     rm -rf "$folder"/logs "$folder"/other
     env -u NO_COLOR ${5:+"$5"} script -qec "'$program' console '$folder/logs' $2 $3 $4'$folder/other'" \
         "$folder/terminal" </dev/null >/dev/null
     local found
     found=$(cat "$folder/terminal" "$folder/other" | grep -c $'\x1b\\[92mInfo\x1b\\[m' || true)
-    if [[ $found != "$1" ]]; then
-        echo "$*: $found coloured lines"
+    local plain
+    plain=$(cat "$folder/terminal" "$folder/other" | grep -c '^\[Info\]\[' || true)
+    if [[ $found != "$1" || $plain != $((2000 - $1)) ]]; then
+        echo "$*: $found coloured lines, $plain without colours"
         exit 1
     fi
 }

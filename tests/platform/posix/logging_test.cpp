@@ -216,7 +216,13 @@ TEST(LogOnAFullDisk, WithoutHandlesItComesLater) {
     disk.Append(1);
     disk.Write(0);
     disk.Rotate();
+    RotatingFile child(disk.scratch.Path() + "/", {}, "child");
+    child.Inherit(*disk.file);
     setrlimit(RLIMIT_NOFILE, &usual);
+    core::LineQueue queue;
+    queue.Append("[Info][1][now][t]of a child");
+    child.WriteFront(queue, disk.now);
+    EXPECT_EQ("[Info][1][now][t]of a child", disk.scratch.Lines("child_").at(0));
     disk.Append(1);
     disk.Write(0);
     EXPECT_NE(std::string::npos, disk.WholeLines().find("]1 lines lost: the file took no more\n" +
