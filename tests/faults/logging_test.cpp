@@ -7,16 +7,17 @@
 #include <core/logging/pref_trace.h>
 #include <core/logging/timeline.h>
 
+#include "core/foundation/spans.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "faults/failing_memory.h"
+#include "support/barrier.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -35,12 +36,10 @@ protected:
         CoreLogSetLogLevelByModule(module.c_str(), CORE_LOG_WARN);
         CoreLogSetFilePath(module.c_str(), directory.c_str(), 1 << 20, 100);
     }
-    /// The lines of all files.
     std::string Written() const {
         std::string all;
-        for (const auto& entry : std::filesystem::directory_iterator(support::PathOf(directory))) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            all.append(std::istreambuf_iterator<char>(file), {});
+        for (const std::string& line : scratch.Lines()) {
+            all += line + "\n";
         }
         return all;
     }
@@ -150,21 +149,49 @@ TEST(TraceWithoutMemory, ARecordIsDroppedAndTheFileStaysWhole) {
         const std::string text = scratch.Read("trace.json");
         EXPECT_EQ(static_cast<int>(text.size()), document.Parse(text.c_str())) << nth;
         EXPECT_LE(nth, document.Root().AsObject()["Events"].AsArray().Count());
+        int answer = 0;
+        bool isSparse = false;
         {
             const FailingMemory failing(nth, Shortage::FromThenOn);
-            const int answer = InitPrefTraceFile(path.c_str());
-            EXPECT_TRUE(answer == 0 || failing.HasFailed()) << nth;
+            answer = InitPrefTraceFile(path.c_str());
+            isSparse = failing.HasFailed();
         }
+        EXPECT_TRUE(answer == 0 || isSparse) << nth;
+        EXPECT_EQ(answer == 0, scratch.Read("trace.json").empty()) << nth;
     }
 }
 
 TEST(TimelineMemory, OfAThreadIsGivenBackAtItsEnd) {
     const support::ScratchDirectory scratch;
-    ASSERT_EQ(0, CoreTimelineStart(scratch.Path("t.json").c_str(), 0));
+    const auto start = [&] { return CoreTimelineStart(scratch.Path("t.json").c_str(), 0); };
+    const auto record = [] { core::RecordTimeline(CORE_TIMELINE_INSTANT, "short"); };
+    ASSERT_EQ(0, start());
     constexpr int kThreads = 100;
     const long most = faults::LivingBlocks() + kThreads / 2;
     for (int i = 0; i < kThreads; ++i) {
-        std::thread([] { core::RecordTimeline(CORE_TIMELINE_INSTANT, "short"); }).join();
+        std::thread(record).join();
+    }
+    // Their recording ends before they do.
+    std::vector<std::thread> threads;
+    Barrier recorded(kThreads + 1);
+    Barrier restarted(kThreads + 1);
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            record();
+            recorded.ArriveAndWait();
+            restarted.ArriveAndWait();
+        });
+    }
+    recorded.ArriveAndWait();
+    EXPECT_EQ(0, start());
+    restarted.ArriveAndWait();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    // A thread of several recordings has one.
+    for (int i = 0; i < kThreads; ++i) {
+        record();
+        EXPECT_EQ(0, start());
     }
     // The thread that writes does it, at its next look.
     for (int i = 0; i < 2000 && faults::LivingBlocks() > most; ++i) {
@@ -172,6 +199,8 @@ TEST(TimelineMemory, OfAThreadIsGivenBackAtItsEnd) {
     }
     EXPECT_LE(faults::LivingBlocks(), most);
     CoreTimelineStop();
+    EXPECT_EQ(nullptr, core::spanSink.load());
+    EXPECT_EQ(nullptr, core::threadNamed.load());
 }
 
 TEST(DiagnosticsWithoutMemory, AnImageThatCanNotBeReadIsNoFault) {

@@ -201,32 +201,18 @@ TEST(LineFormat, APatternIsExpandedAndItsFieldsAreCopied) {
     fields.tag = "%m";
     fields.function = "%s%";
     fields.file = "%%";
-    struct Row {
-        const char* pattern;
-        const char* line;
-    };
-    const Row rows[] = {
-        {"", ""},
-        {"no field", "no field"},
-        {"%m", "100%d %m %"},
-        {"%t|%f|%F", "%m|%s%|%%"},
-        {"%x%Y%%a", "a"},
-        {"at the end%", "at the end"},
-        {"%", ""},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(row.line, Expand(row.pattern, fields)) << row.pattern;
-    }
+    EXPECT_EQ("no field|100%d %m %|%m|%s%|%%|a|", Expand("no field|%m|%t|%f|%F|%x%Y%%a|%", fields));
+    EXPECT_EQ("", Expand("", fields));
 }
 
 TEST(LineFormat, OnRequestNothingInATextBeginsALineOrSteersATerminal) {
     LineFields fields = AllFields();
     fields.isOneLine = true;
-    fields.body = "a\n[Error][42]\r\tb\x1b[31m\x7f\u009b\\ \u00a0\u0144\xc2";
+    fields.body = "a\n[Error][42]\r\tb\x1b[31m\x7f\u0080\u009b\u009f\\ \u00a0\u0144\xc2";
     fields.tag = "t\x01\n";
     fields.function = "f\n";
     fields.file = "\x1f";
-    EXPECT_EQ(R"([t\x01\n]a\n[Error][42]\r\tb\x1b[31m\x7f\x9b\ )"
+    EXPECT_EQ(R"([t\x01\n]a\n[Error][42]\r\tb\x1b[31m\x7f\x80\x9b\x9f\ )"
               "\u00a0\u0144\xc2"
               R"([f\n][\x1f])",
               Expand("[%t]%m[%f][%F]", fields));
@@ -242,11 +228,12 @@ TEST(LineFormat, LevelsHaveNamesAndColours) {
 }
 
 TEST(LineFormat, MessagesOfAnyLengthAreWhole) {
-    for (const int length : {0, 1, 1021, 1022, 1023, 1024, 1025, 2047, 2048, 100'000}) {
+    for (const int length : {0, 1, 1019, 1020, 1021, 1022, 1023, 1024, 1025, 2047, 2048, 100'000}) {
         const std::string text(static_cast<std::size_t>(length), 'x');
         EXPECT_EQ(text, Format("%s", text.c_str()));
         // Every argument is read a second time when the first round was too short.
         EXPECT_EQ(text + " 12 0.5", Format("%s %d %.1f", text.c_str(), 12, 0.5));
+        EXPECT_EQ(text + " 0.5", Format("%s %g", text.c_str(), 0.5));
         EXPECT_EQ("[" + text + "]", Expand("[%m]", [&] {
                       LineFields fields;
                       fields.body = text;
@@ -256,18 +243,46 @@ TEST(LineFormat, MessagesOfAnyLengthAreWhole) {
 }
 
 TEST(LineFormat, WhatIsTooLongIsCutAndSaysSo) {
-    const std::string text =
-        std::string(core::kLongestBody - 42, 'x') + "\u0144" + std::string(core::kLongestBody, 'y');
+    constexpr std::size_t kBody = 16'711'680;
+    const std::string text = std::string(kBody - 42, 'x') + "\u0144" + std::string(kBody, 'y');
     const std::string body = Format("%s", text.c_str());
-    EXPECT_EQ(text.substr(0, core::kLongestBody - 43) +
-                  "... cut, bytes in all: " + std::to_string(text.size()),
+    EXPECT_EQ(text.substr(0, kBody - 43) + "... cut, bytes in all: " + std::to_string(text.size()),
               body);
     LineFields fields;
     fields.tag = text.c_str();
     fields.body = body;
     const std::string line = Expand("%t%m", fields);
-    EXPECT_GE(core::kLongestLine, line.size());
+    EXPECT_GE(kBody + (64 << 10), line.size());
     EXPECT_NE(std::string::npos, line.find("cut, bytes in all: 5"));
+    fields.file = body.c_str();
+    LineBuffer usual;
+    core::ExpandLine(fields, Colour::No, usual);
+    EXPECT_EQ(Expand(PatternFor(fields), fields), usual.View());
+    // An object is whole: a longer message is shortened before.
+    constexpr std::size_t kMost = kBody / 6;
+    fields = LineFields();
+    fields.isJson = true;
+    for (const std::size_t size : {kMost, kMost + 1}) {
+        LineBuffer object;
+        fields.body = std::string_view(text).substr(0, size);
+        core::ExpandLine(fields, Colour::No, object);
+        EXPECT_EQ(R"({"time":"","level":"Verbose","thread":0,"message":")" + text.substr(0, kMost) +
+                      '"' + (size > kMost ? ",\"message_bytes\":" + std::to_string(size) : "") +
+                      "}",
+                  object.View());
+    }
+}
+
+TEST(LineFormat, TimesAreFoundInBothForms) {
+    const std::string usual = "2024-01-31 23:59:59.123T+0100";
+    const std::string iso = "2024-01-31T23:59:59.123+01:00";
+    EXPECT_EQ(iso, core::IsoTime(usual));
+    for (const std::string& other : {iso, usual + "0", std::string(29, ' '), std::string()}) {
+        EXPECT_EQ(other, core::IsoTime(other));
+    }
+    EXPECT_EQ(iso, core::TimeIn("{\"time\":\"" + iso + "\",\"level\":\"Info\"}"));
+    EXPECT_EQ(usual, core::TimeIn("[Info][1 a][" + usual + "][t][x]"));
+    EXPECT_EQ("", std::string(core::TimeIn("[[")).append(core::TimeIn("")));
 }
 
 TEST(LineFormat, AFormatThatIsRefusedIsTheMessage) {

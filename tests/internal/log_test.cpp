@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "support/barrier.h"
+#include "support/file_rows.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -61,26 +62,6 @@ private:
     }
 };
 
-/// All lines of a module's files, oldest file first.
-std::vector<std::string> LinesOf(const ScratchDirectory& scratch, const std::string& prefix) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
-        const std::string name = support::Utf8Of(entry.path().filename());
-        if (name.rfind(prefix + "_", 0) == 0) {
-            names.push_back(name);
-        }
-    }
-    std::sort(names.begin(), names.end());
-    std::vector<std::string> lines;
-    for (const std::string& name : names) {
-        std::istringstream text(scratch.Read(name));
-        for (std::string line; std::getline(text, line);) {
-            lines.push_back(line);
-        }
-    }
-    return lines;
-}
-
 /// A line without its thread and its time.
 std::string Bare(const std::string& line) {
     static const std::regex kVarying(
@@ -88,67 +69,23 @@ std::string Bare(const std::string& line) {
     return std::regex_replace(line, kVarying, "][#]");
 }
 
-std::vector<std::string> BareLinesOf(const ScratchDirectory& scratch, const std::string& prefix) {
-    std::vector<std::string> lines = LinesOf(scratch, prefix);
-    std::transform(lines.begin(), lines.end(), lines.begin(), Bare);
-    return lines;
-}
-
 TEST(Log, ALineGoesThroughTheGateInOrder) {
-    enum Setting { Nothing, IsShutDown, Filtered };
-    struct Row {
-        const char* name;
-        Setting setting;
-        int level;
-        const char* tag;
-        bool makesModule;
-        bool isWritten;
-    };
-    const Row rows[] = {
-        {"error", Nothing, 6, "a", true, true},
-        {"fatal", Nothing, 7, "a", true, true},
-        {"below the minimum", Nothing, 5, "a", true, false},
-        {"a user's level", Nothing, -71, "a", true, false},
-        {"off", Nothing, 8, "a", false, false},
-        {"above off", Nothing, 9, "a", false, false},
-        {"shut down", IsShutDown, 7, "a", false, false},
-        {"shut down, below", IsShutDown, 0, "a", false, false},
-        {"in the filter", Filtered, 6, "pass", true, true},
-        {"not in the filter", Filtered, 6, "Pass", false, false},
-        {"not in the filter, no tag", Filtered, 6, "", false, false},
-        {"in the filter, below", Filtered, 0, "pass", true, false},
-        {"in the filter, off", Filtered, 8, "pass", false, false},
-    };
-    for (const Row& row : rows) {
+    for (const support::FileRow& row : support::RowsOf("log_gate.txt")) {
         SCOPED_TRACE(row.name);
         Log log;
-        if (row.setting == IsShutDown) {
+        if (row[""] == "shut down") {
             log.manager.Shutdown();
-        } else if (row.setting == Filtered) {
+        } else if (row[""] == "filter") {
             log.manager.AddFilterTag("other");
             log.manager.AddFilterTag("pass");
         }
-        const std::string output =
-            Log::Output([&] { log.Print("module", row.level, row.tag, "body"); });
-        EXPECT_EQ(row.makesModule, output.rfind(kBanner, 0) == 0);
-        EXPECT_EQ(row.isWritten, output.find("body\n") != std::string::npos);
-        EXPECT_EQ(row.makesModule, log.manager.Find("module") != nullptr);
+        const std::string output = Log::Output(
+            [&] { log.Print("module", std::stoi(row["level"]), row["tag"].c_str(), "body"); });
+        EXPECT_EQ(row["makes"] == "a module", output.rfind(kBanner, 0) == 0);
+        EXPECT_EQ(row["writes"] == "a line", output.find("body\n") != std::string::npos);
+        EXPECT_EQ(row["makes"] == "a module", log.manager.Find("module") != nullptr);
         log.manager.Shutdown();
     }
-}
-
-TEST(Log, AClearedFilterLetsAllPassAndForgets) {
-    Log log;
-    const auto passes = [&](const char* tag) { return !log.manager.IsStopped(tag); };
-    log.manager.AddFilterTag("a");
-    EXPECT_TRUE(passes("a"));
-    EXPECT_FALSE(passes("b"));
-    log.manager.ClearFilterTags();
-    EXPECT_TRUE(passes("a"));
-    EXPECT_TRUE(passes("b"));
-    log.manager.AddFilterTag("b");
-    EXPECT_FALSE(passes("a"));
-    EXPECT_TRUE(passes("b"));
 }
 
 TEST(Log, AConsoleLineIsColoured) {
@@ -176,27 +113,22 @@ TEST(Log, AnyMentionMakesAModuleAndSinksComeAndGo) {
         EXPECT_EQ(0u, log.manager.Sinks("m"));
     }
 
-    struct Row {
-        unsigned sinks;
-        int banners;
-        unsigned answer;
-    };
-    // One after another, on the same module.
-    const Row rows[] = {{1, 0, 1}, {2, 0, 2}, {3, 1, 3},           {5, 1, 5},
-                        {4, 0, 4}, {7, 1, 7}, {0xFFFFFFF8u, 0, 0}, {0xFFFFFFFFu, 2, 7}};
     Log log;
     // The default takes the console of a new module away, after its banner.
     log.manager.SetSinks(0);
+    log.manager.SetLevel(2);
     EXPECT_EQ(kBanner, Log::Output([&] { log.manager.Sinks("m"); }));
+    EXPECT_EQ(2, log.manager.Level("m"));
+    EXPECT_EQ(2, log.manager.Find("m")->gate);
     log.Quietly([&] { log.manager.SetSinks("m", 1); });
-    for (const Row& row : rows) {
-        const std::string output = Log::Output([&] { log.manager.SetSinks("m", row.sinks); });
-        std::string expected;
-        for (int i = 0; i < row.banners; ++i) {
-            expected += kBanner;
-        }
-        EXPECT_EQ(expected, output) << row.sinks;
-        EXPECT_EQ(row.answer, log.manager.Sinks("m"));
+    // One after another: what is set, how many banners it writes, and what it is then.
+    const unsigned rows[][3] = {{1, 0, 1}, {2, 0, 2}, {3, 1, 3},           {5, 1, 5},
+                                {4, 0, 4}, {7, 1, 7}, {0xFFFFFFF8u, 0, 0}, {0xFFFFFFFFu, 2, 7}};
+    for (const auto& [sinks, banners, answer] : rows) {
+        std::string expected = banners == 2 ? kBanner : "";
+        expected += banners > 0 ? kBanner : "";
+        EXPECT_EQ(expected, Log::Output([&, to = sinks] { log.manager.SetSinks("m", to); }));
+        EXPECT_EQ(answer, log.manager.Sinks("m"));
     }
     log.manager.Shutdown();
 }
@@ -208,6 +140,8 @@ TEST(Log, AfterTheShutdownOnlyTheDefaultsMove) {
     log.manager.Shutdown();
     log.manager.SetLevel(3);
     EXPECT_EQ(3, log.manager.Level());
+    EXPECT_EQ(3, log.manager.Find("m")->minLevel);
+    EXPECT_EQ(3, log.manager.Find("m")->gate);
     EXPECT_EQ(kBanner, Log::Output([&] { log.manager.SetSinks(1); }));
     EXPECT_EQ("", Log::Output([&] {
                   log.manager.SetSinks("m", 0);
@@ -218,61 +152,6 @@ TEST(Log, AfterTheShutdownOnlyTheDefaultsMove) {
                   log.Print("m", 7, "", "nothing");
               }));
     EXPECT_EQ(nullptr, log.manager.Find("new"));
-}
-
-TEST(Log, FilesHoldWhatTheirModulesWrote) {
-    const ScratchDirectory scratch;
-    Log log;
-    log.Quietly([&] {
-        log.manager.SetSinks(CORE_LOG_FILE);
-        log.manager.SetLevel(-100);
-        for (const char* module : {"a", "b", ""}) {
-            log.manager.SetFilePath(module, scratch.Path().c_str(), {});
-        }
-        log.manager.SetTaskId("b", "job 7");
-        log.manager.SetFilePath("b", scratch.Path().c_str(), {});
-        const std::string longText(5000, 'x');
-        log.Print("a", 0, "t", "%s", longText.c_str());
-        log.Print("b", -99, "", "%%m %s", "%d\n[more]");
-        log.Print("", 7, "nameless", "");
-        log.Print("a", 7, "t", "last");
-        log.manager.Shutdown();
-    });
-    EXPECT_THAT(BareLinesOf(scratch, "a"),
-                ElementsAre("[Verbose][#][t]" + std::string(5000, 'x'), "[Fatal][#][t]last"));
-    EXPECT_THAT(BareLinesOf(scratch, "job 7"), ElementsAre("[User1][#][]%m %d", "[more]"));
-    EXPECT_THAT(BareLinesOf(scratch, ""), ElementsAre("[Fatal][#][nameless]"));
-}
-
-TEST(Log, AModuleWithoutAFileLosesTheSinkAndNobodyElseALine) {
-    const ScratchDirectory scratch;
-    const std::string file = scratch.Write("taken", "");
-    struct Row {
-        std::string module;
-        std::string directory;
-        bool hasFile;
-    };
-    const Row rows[] = {
-        {"m", file + "/below", false},     {std::string(400, 'x'), scratch.Path(), false},
-        {"taken/x", scratch.Path(), true}, {"a(b", scratch.Path(), true},
-        {"[", scratch.Path(), true},       {"*", scratch.Path(), true},
-    };
-    Log log;
-    log.Quietly([&] {
-        log.manager.SetSinks(CORE_LOG_FILE);
-        log.manager.SetFilePath("good", scratch.Path().c_str(), {});
-        for (const Row& row : rows) {
-            log.manager.SetFilePath(row.module.c_str(), row.directory.c_str(), {});
-            log.Print("good", 6, "", "before");
-            log.Print(row.module.c_str(), 6, "", "its line");
-            log.Print("good", 6, "", "after");
-            EXPECT_EQ(row.hasFile ? 2u : 0u, log.manager.Sinks(row.module.c_str()));
-        }
-        log.manager.Shutdown();
-    });
-    EXPECT_EQ(2 * std::size(rows), LinesOf(scratch, "good").size());
-    EXPECT_THAT(BareLinesOf(scratch, "a(b"), ElementsAre("[Error][#][]its line"));
-    EXPECT_THAT(BareLinesOf(scratch, "["), ElementsAre("[Error][#][]its line"));
 }
 
 class Threads : public testing::TestWithParam<int> {};
@@ -322,7 +201,7 @@ TEST_P(Threads, LoseNoLineToTheSettingsOfOthers) {
                 some.push_back(line);
             }
         }
-        return some.empty() ? LinesOf(scratch, module) : some;
+        return some.empty() ? scratch.Lines(module + "_") : some;
     };
     for (const char* module : {"m", "n", "console"}) {
         std::map<int, int> next;

@@ -104,9 +104,15 @@ int Crash(const std::string& how, const fs::path& directory) {
             std::_Exit(answer == CORE_LOG_TIMED_OUT ? 1 : 42);
         });
     }
-    if (CoreLogHandleCrashes(true) != 0) {
-        return 3;
+    // Twice is once, and nothing is left of what is switched off.
+    const std::terminate_handler before = std::get_terminate();
+    for (const bool isOn : {true, true, false, false}) {
+        if (CoreLogHandleCrashes(isOn) != 0 || (std::get_terminate() == before) == isOn) {
+            return 3;
+        }
     }
+    CoreLogHandleCrashes(true);
+    CoreLogHandleCrashes(true);
     CoreLogWriteFatalAtOnce(how == "fatal");
     LogFromThreads();
     std::this_thread::sleep_for(std::chrono::milliseconds(5));

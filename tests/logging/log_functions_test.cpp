@@ -86,11 +86,32 @@ TEST(LogFunctions, ADirectoryThatIsNoneIsNamedOnce) {
         CoreLogSetFilePath("lost", (file + "/log").c_str(), 1, 1);
         for (int i = 0; i < 2; ++i) {
             CoreLogPrintLog("lost", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+            EXPECT_EQ(0u, CoreLogGetLogSinkByModule("lost"));
         }
     });
     static const std::regex kOnce(
         "(zyl_version.*\n)+.*no log file for module \"lost\": .*file.log.: .+\n");
     EXPECT_TRUE(std::regex_match(told, kOnce)) << told;
+}
+
+TEST(LogFunctions, ADirectoryIsWhereItWasNamed) {
+    const ScratchDirectory scratch;
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(PathOf(scratch.Path()));
+    const std::string inTheWay = scratch.Write("below", "");
+    Logged([&] {
+        for (const char* module : {"here", "below"}) {
+            CoreLogSetLogSinkByModule(module, CORE_LOG_FILE);
+        }
+        CoreLogSetFilePath("below", "below", 0, 3);
+        CoreLogPrintLog("here", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+        std::filesystem::current_path(before);
+        std::filesystem::remove(PathOf(inTheWay));
+        CoreLogPrintLog("below", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+    });
+    ASSERT_EQ(2u, scratch.Names().size());
+    EXPECT_EQ(0u, scratch.Names()[1].find("here_"));
+    EXPECT_EQ(0u, scratch.Names("below").at(0).find("below_"));
 }
 
 TEST(LogFunctions, SettingsReachTheirModuleOrThoseToCome) {
@@ -114,6 +135,9 @@ TEST(LogFunctions, SettingsReachTheirModuleOrThoseToCome) {
               }));
     CoreLogClearFilterTag();
     EXPECT_EQ("[Info][a]text\n", Logged([&] { print("a"); }));
+    CoreLogAddFilterTag("a");
+    EXPECT_EQ("", Logged([&] { print("b"); }));
+    CoreLogClearFilterTag();
 }
 
 TEST(LogFunctions, AfterAFlushThatWaitsTheFileHasTheLine) {
@@ -125,16 +149,14 @@ TEST(LogFunctions, AfterAFlushThatWaitsTheFileHasTheLine) {
         CoreLogSetLogSinkByModule("flushed", CORE_LOG_FILE);
         CoreLogSetFilePath("flushed", scratch.Path().c_str(), 0, 3);
     });
-    const auto path = [&] { return *std::filesystem::directory_iterator(PathOf(scratch.Path())); };
     for (int i = 0; i < 100; ++i) {
         print(i);
         ASSERT_EQ(CORE_LOG_FLUSHED, CoreLogFlushAndWait(i % 10 == 0, 60'000));
-        ASSERT_NE(std::string::npos, scratch.Read(support::Utf8Of(path().path().filename()))
-                                         .find("|" + std::to_string(i) + "|"));
+        ASSERT_NE(std::string::npos, scratch.Lines().back().find("|" + std::to_string(i) + "|"));
     }
-    std::filesystem::remove(path());
+    std::filesystem::remove(PathOf(scratch.Path(scratch.Names().at(0))));
     print(100);
-    const bool isGone = std::filesystem::is_empty(PathOf(scratch.Path()));
+    const bool isGone = scratch.Names().empty();
     EXPECT_EQ(isGone ? CORE_LOG_NOT_WRITTEN : CORE_LOG_FLUSHED, CoreLogFlushAndWait(0, -1));
     Logged([] { CoreLogSetLogSinkByModule("flushed", 0); });
 }
@@ -157,6 +179,7 @@ TEST(LogFunctions, AnswerZeroAndKeepWhatTheyHadWhereAValueIsNone) {
         EXPECT_EQ(0, CoreLogSetLogLevelByModule("all", CORE_LOG_INFO));
         EXPECT_EQ(0, CoreLogSetTaskId("all", "job 7") + CoreLogAddFilterTag("t"));
         EXPECT_EQ(0, CoreLogSetFilePath("all", scratch.Path().c_str(), 1 << 20, 9));
+        EXPECT_EQ(0, CoreLogSetTaskId("all", "job 8"));  // of the next file
         std::thread([] {
             core::SetThreadName("named");
             const std::string half(500'000, '.');
@@ -185,12 +208,13 @@ TEST(LogFunctions, AnswerZeroAndKeepWhatTheyHadWhereAValueIsNone) {
         const std::string name = support::Utf8Of(entry.path().filename()).substr(0, 6);
         EXPECT_LE(entry.file_size(), 1u << 20);
         if (std::filesystem::path::preferred_separator == '/') {
-            EXPECT_EQ(name == "job 7_" ? perms::owner_read | perms::owner_write : plain,
+            EXPECT_EQ(name.substr(0, 4) == "job " ? perms::owner_read | perms::owner_write : plain,
                       entry.status().permissions());
         }
         ++files[name];
     }
-    EXPECT_EQ(2, files["job 7_"]);
+    EXPECT_EQ(1, files["job 7_"]);
+    EXPECT_EQ(1, files["job 8_"]);
     EXPECT_EQ(1, files["usual_"]);
 }
 

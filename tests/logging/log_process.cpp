@@ -4,7 +4,7 @@
 //   log_process shutdown|return|exit|late DIRECTORY          writes
 //   log_process full DIRECTORY COMMAND                       writes, and makes room with COMMAND
 //   log_process beside DIRECTORY BLOCKED                     writes, and to BLOCKED in vain
-//   log_process console DIRECTORY                            writes, to the console too
+//   log_process console DIRECTORY [CONSOLE COLOURS]          writes, to the console too
 //   log_process hold|clean DIRECTORY                         writes, beside the other one
 //   log_process stuck DIRECTORY                              writes more than there is room for
 //   log_process flushed DIRECTORY                            flushes and vanishes
@@ -13,6 +13,7 @@
 //   log_process check-each DIRECTORY                         likewise, files of several processes
 
 #include <core/logging/log.h>
+#include <core/logging/log_console.h>
 #include <core/logging/log_flush.h>
 
 #include <algorithm>
@@ -347,6 +348,7 @@ int main(int argc, char** argv) {
         return argc < 4 ? 2 : WriteBeside(directory, argv[3]);
     }
     if (what == "console") {
+        argc > 4 ? CoreLogSetConsole(std::atoi(argv[3]), std::atoi(argv[4])) : 0;
         return WriteToConsoleToo(directory);
     }
     std::vector<int> counts = WriteFromThreads(directory);

@@ -1,8 +1,7 @@
 // Sinks of the caller's, macros, fields and counters, as a caller has them.
 
-#include <core/data/json_doc.h>
-#include <core/data/json_parse.h>
-#include <core/data/json_pointer.h>
+#include <core/foundation/thread_name.h>
+#include <core/foundation/time_util.h>
 #include <core/logging/log.h>
 #include <core/logging/log_counters.h>
 #include <core/logging/log_fields.h>
@@ -15,11 +14,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <limits>
 #include <regex>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -30,7 +28,6 @@
 
 namespace {
 
-using support::PathOf;
 using support::ScratchDirectory;
 using testing::ElementsAre;
 using Lines = std::vector<std::string>;
@@ -50,28 +47,32 @@ public:
         : id(CoreLogAddSink(Take, this, level, pattern)) {}
     ~Collector() { CoreLogRemoveSink(id); }
     Lines lines;
+    /// Of the last line: its texts and its numbers.
+    std::string fields;
+    std::uint64_t threadId = 0;
+    std::int64_t time100ns = 0;
 
 private:
     static void Take(void* context, const CoreLogLine* line) {
         EXPECT_EQ(0, line->text[line->textSize]);
         EXPECT_EQ(0, line->message[line->messageSize]);
-        EXPECT_EQ(line->function == nullptr, line->file == nullptr);
-        static_cast<Collector*>(context)->lines.emplace_back(line->text);
+        Collector& to = *static_cast<Collector*>(context);
+        to.lines.emplace_back(line->text);
+        to.fields = std::to_string(line->level) + "|" + std::to_string(line->line);
+        for (const char* const text : {line->levelName, line->module, line->tag, line->file,
+                                       line->function, line->threadName, line->message}) {
+            to.fields += std::string("|") + (text != nullptr ? text : "none");
+        }
+        to.threadId = line->threadId;
+        to.time100ns = line->time100ns;
     }
     int id;
 };
 
 Lines LinesIn(const ScratchDirectory& scratch) {
-    Lines lines;
     // Other tests have removed their directories: not all is where it should be.
     CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, -1);
-    for (const auto& entry : std::filesystem::directory_iterator(PathOf(scratch.Path()))) {
-        std::istringstream text(scratch.Read(support::Utf8Of(entry.path().filename())));
-        for (std::string line; std::getline(text, line);) {
-            lines.push_back(line);
-        }
-    }
-    return lines;
+    return scratch.Lines();
 }
 
 TEST(LogSink, HasALevelAndAPatternOfItsOwn) {
@@ -87,8 +88,22 @@ TEST(LogSink, HasALevelAndAPatternOfItsOwn) {
     EXPECT_THAT(some.lines, ElementsAre("at 6", "end"));
     ASSERT_EQ(1u, usual.lines.size());
     EXPECT_TRUE(std::regex_match(usual.lines[0], std::regex(R"(\[Fatal\]\[\d+\]\[.*\]\[t\]end)")));
+    EXPECT_EQ("7|-1|Fatal|sunk|t|none|none||end", all.fields);
     EXPECT_EQ(0, CoreLogAddSink(nullptr, nullptr, 0, nullptr));
     EXPECT_EQ(1, CoreLogRemoveSink(12345));
+    const Collector named(CORE_LOG_ERROR, "%i %d");
+    std::thread([] {
+        core::SetThreadName("named");
+        CoreLogPrintLog("sunk", CORE_LOG_ERROR, "t", "a.cpp", "Run", 5, "said");
+    }).join();
+    EXPECT_EQ("6|5|Error|sunk|t|a.cpp|Run|named|said", named.fields);
+    const auto time = named.time100ns / 10'000;
+    const std::regex thatOne(std::to_string(named.threadId) +
+                             R"( \d{4}(-\d\d){2} \d\d(:\d\d){2}\.)" +
+                             std::to_string(1000 + time % 1000).substr(1) + R"(T[-+]\d{4})");
+    EXPECT_TRUE(std::regex_match(named.lines.at(0), thatOne)) << named.lines.at(0);
+    EXPECT_NEAR(static_cast<double>(core::TimeUtil::nowSinceEpoch()), static_cast<double>(time),
+                6e5);
 }
 
 TEST(LogSink, MayThrowLogAndWait) {
@@ -110,12 +125,59 @@ TEST(LogSink, MayThrowLogAndWait) {
             }
         },
         nullptr, 6, nullptr);
+    static int once = 0;
+    once = CoreLogAddSink([](void*, const CoreLogLine*) { EXPECT_EQ(0, CoreLogRemoveSink(once)); },
+                          nullptr, 6, "");
     const Collector last(CORE_LOG_ERROR, "%m");
     CoreLogPrintLog("sunk", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "wait");
+    EXPECT_EQ(1, CoreLogRemoveSink(once));
     EXPECT_THAT(last.lines, ElementsAre("other", "wait"));
     for (const int id : {thrower, logger, waiter}) {
         EXPECT_EQ(0, CoreLogRemoveSink(id));
     }
+}
+
+// The log's own thread comes to a sink with what there is to tell of a file's prefix.
+TEST(LogSink, MayHoldUpTheLogsThreadAndFlushThere) {
+    const ScratchDirectory scratch;
+    MakeModule("held(", CORE_LOG_ERROR, CORE_LOG_FILE);
+    CoreLogSetFilePath("held(", scratch.Path().c_str(), 0, 3);
+    struct Context {
+        support::Event isIn;
+        support::Event mayGo;
+        int answer = CORE_LOG_TIMED_OUT;
+    } context;
+    const int id = CoreLogAddSink(
+        [](void* at, const CoreLogLine* line) {
+            if (std::string(line->message).find("held(") != std::string::npos) {
+                static_cast<Context*>(at)->isIn.Set();
+                static_cast<Context*>(at)->mayGo.Wait();
+                static_cast<Context*>(at)->answer = CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, -1);
+            }
+        },
+        &context, CORE_LOG_WARN, nullptr);
+    CoreLogFlush();
+    context.isIn.Wait();
+    EXPECT_EQ(CORE_LOG_TIMED_OUT, CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, 1));
+    const std::string filling(70'000, '.');
+    for (const int policy : {CORE_LOG_WAIT, CORE_LOG_DROP_NEWEST, CORE_LOG_DROP_OLDEST}) {
+        CoreLogSetFullQueue(policy, 1);
+        CoreLogPrintLog("held(", 6, "t", nullptr, nullptr, policy, "%s", filling.c_str());
+    }
+    CoreLogSetFullQueue(CORE_LOG_WAIT, 0);
+    context.mayGo.Set();
+    CoreLogRemoveSink(id);
+    EXPECT_NE(CORE_LOG_TIMED_OUT, context.answer);
+    const Lines lines = LinesIn(scratch);
+    ASSERT_EQ(2u, lines.size());
+    EXPECT_THAT(lines[0], testing::EndsWith("[core]2 lines lost: the queue was full"));
+    EXPECT_THAT(lines[1], testing::EndsWith(".[" + std::to_string(CORE_LOG_DROP_OLDEST) + "]"));
+    CoreLogCounters counters;
+    CoreLogCounters all;
+    EXPECT_EQ(0, CoreLogGetCounters("held(", &counters) + CoreLogGetCounters(nullptr, &all));
+    EXPECT_EQ(2u, counters.lostLines);
+    EXPECT_GE(counters.longestWaitNs, 1'000'000'000u);
+    EXPECT_GE(all.longestWaitNs, counters.longestWaitNs);
 }
 
 TEST(LogSink, IsLeftByAllWhenItIsRemoved) {
@@ -137,8 +199,9 @@ TEST(LogSink, IsLeftByAllWhenItIsRemoved) {
         Context context;
         const int id = CoreLogAddSink(
             [](void* at, const CoreLogLine*) {
-                EXPECT_TRUE(static_cast<Context*>(at)->isAlive);
                 ++static_cast<Context*>(at)->calls;
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                EXPECT_TRUE(static_cast<Context*>(at)->isAlive);
             },
             &context, 6, nullptr);
         while (context.calls == 0) {
@@ -165,7 +228,7 @@ TEST(LogSink, TheLastLinesFollowAnError) {
     CoreLogPrintLog("other", CORE_LOG_USER0, "u", nullptr, nullptr, -1, "else");
     CoreLogPrintLog("kept", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "now");
     CoreLogPrintLog("kept", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "again");
-    CoreLogPrintLog("kept", CORE_LOG_DEBUG, "t", nullptr, nullptr, -1, "asked for");
+    CoreLogPrintLog("kept", CORE_LOG_DEBUG, "t", nullptr, nullptr, -1, "%05000d", 0);
     CoreLogDumpRecent("kept");
     EXPECT_EQ(0, CoreLogKeepRecent(0, CORE_LOG_OFF));
     CoreLogPrintLog("kept", CORE_LOG_DEBUG, "t", nullptr, nullptr, -1, "not kept");
@@ -174,9 +237,10 @@ TEST(LogSink, TheLastLinesFollowAnError) {
     for (std::string& line : lines) {
         line = std::regex_replace(line, std::regex(R"(\[\d+\]|\[[-0-9]+ [^\]]*\])"), "");
     }
-    EXPECT_THAT(lines, ElementsAre("[Error][t]now", "[Debug][t]recent [kept]3",
-                                   "[Debug][t]recent [kept]4", "[User0][u]recent [other]else",
-                                   "[Error][t]again", "[Debug][t]recent [kept]asked for"));
+    EXPECT_THAT(lines,
+                ElementsAre("[Error][t]now", "[Debug][t]recent [kept]3", "[Debug][t]recent [kept]4",
+                            "[User0][u]recent [other]else", "[Error][t]again",
+                            "[Debug][t]recent [kept]" + std::string(4096, '0')));
 }
 
 TEST(LogMacros, EvaluateNothingWhileTheyAreSuppressed) {
@@ -226,19 +290,27 @@ TEST(LogMacros, BracesTakeWhatPrintfTakes) {
     CORE_LOG_TEXT("macro", 6, "t", "{:x} {:5} {:05d} {:8}|{:.2s}", 255, -7, 42, "text", text);
     CORE_LOG_TEXT("macro", 6, "t", "{:X} {:o} {:g}|{:6}|{:6}|{:5}", 255, 8, 0.5, true, 'c', 7u);
     CORE_LOG_TEXT("macro", 6, "t", "{:600}{:.511f}", text, 0.5);
+    CORE_LOG_TEXT("macro", 6, "t", "{} {} {:.2}|{:d}|{:6}", INFINITY, NAN, 0.125, ~0ULL, false);
+    const void* const pointer = &text;
+    CORE_LOG_TEXT("macro", 6, "t", "{} {:30}", pointer, pointer);
+    char pointers[99];
+    std::snprintf(pointers, sizeof pointers, "%p %30p", pointer, pointer);
     CORE_LOG_TEXT("macro", 6, "t", "{} {}", std::numeric_limits<std::int64_t>::min(),
                   std::numeric_limits<std::uint64_t>::max());
     // What no compiler has seen is not trusted.
+    const core::LogValue value(1);
     for (const char* format : {"{", "}", "{}{}", "{:", "{:.3n}", "no brace", "{x}"}) {
-        const core::LogValue value(1);
         core::PrintLogText("macro", 6, "t", nullptr, nullptr, -1, format, &value, 1);
     }
+    core::PrintLogText("macro", 6, "t", "a.cpp", "Run", 5, nullptr, &value, 1);
+    EXPECT_EQ("6|5|Error|macro|t|a.cpp|Run||", seen.fields);
     EXPECT_THAT(seen.lines,
                 ElementsAre("none {}", "1 -2 3 c true text", "0.500 -0001.50 0.1 1e300",
                             "ff    -7 00042     text|te", "FF 10 0.5|  true|     c|    7",
                             std::string(596, ' ') + "text0.5" + std::string(510, '0'),
+                            "inf nan 0.12|18446744073709551615| false", pointers,
                             "-9223372036854775808 18446744073709551615", "{", "}", "{}{}",
-                            "{:", "{:.3n}", "no brace", "{x}"));
+                            "{:", "{:.3n}", "no brace", "{x}", ""));
 }
 #endif
 
@@ -253,32 +325,37 @@ TEST(LogFields, AreMembersOfAnObjectALine) {
                               {"clip", "a \"b\""},
                               {"to", "x"},
                               {"none", static_cast<const char*>(nullptr)},
-                              {nullptr, 1}},
+                              {nullptr, 1},
+                              {"inf", INFINITY}},
                              "drawn\n%s", "{\xff");
     };
     print();
     CoreLogSetForm(CORE_LOG_JSON);
+    CoreLogSetThreadNames(true);
+    std::thread([&] {
+        core::SetThreadName("named");
+        print();
+    }).join();
     print();
     CoreLogPrintLog("fields", CORE_LOG_ERROR, "t", "a.cpp", "Run", 7, "plain");
-    const Lines lines = LinesIn(scratch);
+    Lines lines = LinesIn(scratch);
+    CoreLogSetThreadNames(false);
     CoreLogSetForm(CORE_LOG_AS_IT_IS);
-    ASSERT_EQ(4u, lines.size());
-    EXPECT_EQ("{\xff frame=12 ms=0.5 clip=\"a \\\"b\\\"\" to=x none=null", lines[1]);
-    for (const std::size_t i : {std::size_t{2}, std::size_t{3}}) {
-        core::JsonDoc doc;
-        ASSERT_TRUE(core::ParseJson(lines[i].c_str(), doc.Root())) << lines[i];
-        const auto text = [&](const char* pointer) {
-            return std::string(core::ValueByPointerOr(doc.Root(), pointer, "none"));
-        };
-        EXPECT_TRUE(std::regex_match(
-            text("/time"), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[-+]\d\d:\d\d)")));
-        EXPECT_EQ("Error fields t", text("/level") + " " + text("/module") + " " + text("/tag"));
-        EXPECT_EQ(i == 2 ? "drawn\n{\xEF\xBF\xBD" : "plain", text("/message"));
-        EXPECT_EQ(i == 2 ? "a \"b\"" : "none", text("/fields/clip"));
-        EXPECT_EQ(i == 2 ? 12 : 0, core::ValueByPointerOr(doc.Root(), "/fields/frame", 0));
-        EXPECT_EQ(i == 2 ? 0 : 7, core::ValueByPointerOr(doc.Root(), "/line", 0));
-        EXPECT_EQ(i == 2 ? "none" : "Run", text("/function"));
+    static const std::regex kVarying(
+        R"x("time":"\d{4}(-\d\d){2}T\d\d(:\d\d){2}\.\d{3}[-+]\d\d:\d\d",|("thread":)[1-9]\d*)x");
+    for (std::string& line : lines) {
+        line = std::regex_replace(line, kVarying, "$3");
     }
+    const std::string head = R"({"level":"Error","module":"fields","tag":"t","thread":,)";
+    const std::string rest =
+        "\"message\":\"drawn\\n{\xEF\xBF\xBD\","
+        R"("fields":{"frame":12,"ms":0.5,"clip":"a \"b\"","to":"x","none":null,"inf":null}})";
+    EXPECT_THAT(
+        lines,
+        ElementsAre(testing::EndsWith("[t]drawn"),
+                    "{\xff frame=12 ms=0.5 clip=\"a \\\"b\\\"\" to=x none=null inf=null",
+                    head + R"("thread_name":"named",)" + rest, head + rest,
+                    head + R"("message":"plain","function":"Run","line":7,"file":"a.cpp"})"));
 }
 
 TEST(LogCounters, CountWhatHappens) {
@@ -290,6 +367,8 @@ TEST(LogCounters, CountWhatHappens) {
     };
     CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, -1);
     CoreLogCounters before;
+    // So that the next line is not of the module that was last asked for.
+    MakeModule("comes between", CORE_LOG_ERROR);
     EXPECT_EQ(0, CoreLogGetCounters(nullptr, &before));
     print(CORE_LOG_INFO);
     CoreLogCountSuppressed(true);
@@ -317,52 +396,6 @@ TEST(LogCounters, CountWhatHappens) {
     EXPECT_EQ(before.files, all.files);
     EXPECT_EQ(1, CoreLogGetCounters("no such module", &all));
     EXPECT_EQ(1, CoreLogGetCounters(nullptr, nullptr));
-}
-
-TEST(LogCounters, AFullQueueDropsWhatItIsToldTo) {
-    for (const int policy : {CORE_LOG_DROP_OLDEST, CORE_LOG_DROP_NEWEST}) {
-        const ScratchDirectory scratch;
-        const std::string module = "full" + std::to_string(policy);
-        MakeModule(module.c_str(), CORE_LOG_ERROR, CORE_LOG_FILE);
-        CoreLogSetFilePath(module.c_str(), scratch.Path().c_str(), 1 << 30, 3);
-        CoreLogSetFullQueue(policy, 1);
-        constexpr int kLines = 20'000;
-        const std::string filling(2000, '.');
-        for (int i = 0; i < kLines; ++i) {
-            CoreLogPrintLog(module.c_str(), CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "|%d|%s", i,
-                            filling.c_str());
-        }
-        const Lines lines = LinesIn(scratch);
-        CoreLogSetFullQueue(CORE_LOG_WAIT, 0);
-        int written = 0;
-        int told = 0;
-        int first = -1;
-        int last = -1;
-        std::string lastTime;
-        for (const std::string& line : lines) {
-            const std::size_t mark = line.find('|');
-            int number = 0;
-            const std::string rest = line.substr(line.rfind(']') + 1);
-            if (mark != std::string::npos && std::sscanf(line.c_str() + mark, "|%d|", &number)) {
-                EXPECT_LT(last, number);
-                first = last < 0 ? number : first;
-                last = number;
-                ++written;
-            } else if (std::sscanf(rest.c_str(), "%d lines lost: the queue was full", &number)) {
-                told += number;
-            }
-            const std::size_t thread = line.find("][") + 2;
-            const std::string time = line.substr(line.find("][", thread) + 2, 23);
-            EXPECT_LE(lastTime, time);
-            lastTime = time;
-        }
-        CoreLogCounters counters;
-        CoreLogGetCounters(module.c_str(), &counters);
-        EXPECT_EQ(kLines, written + told);
-        EXPECT_EQ(policy == CORE_LOG_DROP_OLDEST ? kLines - 1 : 0,
-                  policy == CORE_LOG_DROP_OLDEST ? last : first);
-        EXPECT_EQ(static_cast<std::uint64_t>(told), counters.lostLines);
-    }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -63,8 +64,9 @@ TEST_F(Timeline, HoldsWhatEachThreadRecorded) {
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([t] {
-            core::SetThreadName(t % 2 == 0 ? "even" : "odd");
+            core::SetThreadName(t % 2 == 0 ? "even" : "");
             for (int i = 0; i < kScopes; ++i) {
+                i == 9 ? core::SetThreadName("renamed") : void();
                 CORE_TIMELINE_SCOPE("outer");
                 CORE_TIMELINE_SCOPE_WITH("inner", {{"i", i}, {"text", "a\"\n\xff"}});
             }
@@ -88,7 +90,8 @@ TEST_F(Timeline, HoldsWhatEachThreadRecorded) {
         const double end = begin + ValueByPointerOr(record, "/dur", 0.0);
         Seen& of = seen[ValueByPointerOr(record, "/tid", 0)];
         if (name == "thread_name") {
-            of.name = ValueByPointerOr(record, "/args/name", "");
+            of.name += ValueByPointerOr(record, "/args/name", "");
+            EXPECT_EQ(of.name == "even" ? 0 : 9, of.inner);
         } else if (name == "inner") {
             EXPECT_EQ(of.inner++, ValueByPointerOr(record, "/args/i", -1));
             EXPECT_EQ("a\"\n\xEF\xBF\xBD", ValueByPointerOr(record, "/args/text", ""));
@@ -102,7 +105,10 @@ TEST_F(Timeline, HoldsWhatEachThreadRecorded) {
     }
     int whole = 0;
     for (const auto& [id, of] : seen) {
-        whole += of.inner == kScopes && of.outer == kScopes && !of.name.empty() ? 1 : 0;
+        whole += of.inner == kScopes && of.outer == kScopes &&
+                         (of.name == "renamed" || of.name == "evenrenamed")
+                     ? 1
+                     : 0;
     }
     EXPECT_EQ(kThreads, whole);
 }
@@ -114,36 +120,72 @@ TEST_F(Timeline, KnowsEveryKindOfRecord) {
         CoreTimelineRecord(phase, phase == 'i' ? nullptr : "kind", 7);
     }
     RefuseAllocationsAbove(SIZE_MAX);
+    CoreTimelineCounter(nullptr, 1);
     CoreTimelineCounter("count", 0.1);
     CoreTimelineCounter("count", NAN);
-    core::RecordTimeline(CORE_TIMELINE_INSTANT, "props", 0,
-                         {{"null", static_cast<const char*>(nullptr)},
-                          {nullptr, 1},
-                          {"real", 0.5},
-                          {"long", std::string(1000, 'x')},
-                          {"cut", std::string(1000, '\x80')}});
+    core::RecordTimelineSpan(nullptr, 1);
     core::RecordTimelineSpan("begun", 1'234'567);
     core::RecordTimelineSpan("late", core::TimelineClock() + 1'000'000'000'000);
     const double now = static_cast<double>(core::TimelineClock()) / 1000;
     const auto nothing = CoreTimelineStop();
     CoreTimelineRecord('i', "too late", 0);
+    CoreTimelineCounter("too late", 0);
     EXPECT_EQ(0u, nothing);
     std::string phases;
     for (const core::JsonElem& record : Records()) {
         phases += ValueByPointerOr(record, "/ph", "");
-        if (std::string(ValueByPointerOr(record, "/name", "")) == "props") {
-            EXPECT_EQ(4, record.AsObject().Find("args")->AsObject().Count());
-            EXPECT_EQ("", ValueByPointerOr(record, "/args/cut", "none"));
-            EXPECT_EQ(std::string(255, 'x'), ValueByPointerOr(record, "/args/long", ""));
-            EXPECT_EQ(0.5, ValueByPointerOr(record, "/args/real", 0.0));
-        } else if (std::string(ValueByPointerOr(record, "/name", "")) == "begun") {
+        if (phases == "M") {
+            EXPECT_EQ(0u,
+                      std::string(ValueByPointerOr(record, "/args/name", "")).find("core_tests"));
+        } else if (phases.back() == 'C') {
+            const bool isFirst = phases.find('C') + 1 == phases.size();
+            EXPECT_EQ(isFirst, ValueByPointerOr(record, "/args/value", -1.0) == 0.1);
+        }
+        if (std::string(ValueByPointerOr(record, "/name", "")) == "begun") {
             EXPECT_EQ(1234.567, ValueByPointerOr(record, "/ts", 0.0));
             EXPECT_NEAR(now - 1234.567, ValueByPointerOr(record, "/dur", 0.0), 60e6);
         } else if (std::string(ValueByPointerOr(record, "/name", "")) == "late") {
             EXPECT_EQ(0, ValueByPointerOr(record, "/dur", -1.0));
         }
     }
-    EXPECT_EQ("MBEbnestfCCiXX", phases);
+    EXPECT_EQ("MBEbnestfCCXX", phases);
+}
+
+TEST_F(Timeline, ARecordHasEightPropertiesOfAnyLength) {
+    Start(1 << 20);
+    const auto text = [](int i) { return std::string(static_cast<std::size_t>(i), 'x'); };
+    for (int i = 0; i < 300; ++i) {
+        const std::string one = text(i);
+        const std::string two = one + "\u0144";
+        const std::string none(static_cast<std::size_t>(256 + i), '\x80');
+        core::RecordTimeline(CORE_TIMELINE_INSTANT, "sized", 0,
+                             {{"a", one},
+                              {"b", -i},
+                              {"c", two},
+                              {"d", 0.5 * i},
+                              {nullptr, one},
+                              {"e", none},
+                              {"f", one},
+                              {"g", one},
+                              {"h", static_cast<const char*>(nullptr)},
+                              {"too many", i}});
+    }
+    EXPECT_EQ(0u, CoreTimelineStop());
+    int i = 0;
+    for (const core::JsonElem& record : Records()) {
+        if (std::string(ValueByPointerOr(record, "/name", "")) == "sized") {
+            std::string args;
+            record.AsObject().Find("args")->AsObject().Dump(args);
+            const std::string one = text(std::min(i, 255));
+            const std::string real = std::to_string(i / 2) + (i % 2 == 0 ? ".0" : ".5");
+            EXPECT_EQ("{\"a\": \"" + one + "\",\"b\": " + std::to_string(-i) + ",\"c\": \"" + one +
+                          (i < 254 ? "\u0144" : "") + "\",\"d\": " + real +
+                          ",\"e\": \"\",\"f\": \"" + one + "\",\"g\": \"" + one + "\",\"h\": null}",
+                      args);
+            ++i;
+        }
+    }
+    EXPECT_EQ(300, i);
 }
 
 TEST_F(Timeline, CountsWhatItLosesAndKeepsTheRest) {

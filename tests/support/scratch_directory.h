@@ -3,10 +3,14 @@
 // A directory for one test, with a name that no code page has: removed, with all
 // that is in it, at the end.
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace support {
 
@@ -51,6 +55,26 @@ public:
     std::string Read(const std::string& name) const {
         std::ifstream file(directory / PathOf(name), std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
+    }
+    /// The names of what is in it, or in a directory below it, in order.
+    std::vector<std::string> Names(const std::string& below = "") const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(directory / PathOf(below))) {
+            names.push_back(Utf8Of(entry.path().filename()));
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    /// The lines of all files in it whose names begin so, in the order of their names.
+    std::vector<std::string> Lines(const std::string& prefix = "") const {
+        std::vector<std::string> lines;
+        for (const std::string& name : Names()) {
+            std::istringstream text(name.rfind(prefix, 0) == 0 ? Read(name) : "");
+            for (std::string line; std::getline(text, line);) {
+                lines.push_back(line);
+            }
+        }
+        return lines;
     }
 
 private:
