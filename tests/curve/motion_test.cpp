@@ -45,18 +45,6 @@ Times TimesAround(Times times, Dice& dice, int inside) {
     return all;
 }
 
-/// A curve of points with handles far away.
-Curve RandomPath(Dice& dice, const Times& times, const std::vector<int>& types) {
-    Curve curve;
-    for (std::size_t i = 0; i < times.size(); ++i) {
-        Key key = RandomKey(dice, times[i], types[i % types.size()]);
-        key.left.x *= 10;
-        key.right.x *= 10;
-        curve.push_back(key);
-    }
-    return curve;
-}
-
 /// Splits, and holds the parts against the path at many times.
 void ExpectSplits(Parameter& path, Dice& dice, int inside) {
     Parameter x;
@@ -83,23 +71,6 @@ void ExpectSplits(Parameter& path, Dice& dice, int inside) {
         const bool isHeld = path.GetInterpolationType(i) == Type::Hold;
         EXPECT_EQ(isHeld ? Type::Hold : Type::ValueBezier, x.GetInterpolationType(i));
         EXPECT_EQ(isHeld, merged->GetInterpolationType(i) == Type::Hold);
-    }
-}
-
-TEST(Splitting, KeepsTheMotionForEveryPairOfTypes) {
-    Dice dice(21);
-    const std::vector<Times> spans = {{0, 1, 2.5}, {-3.5, 2.25, 2.2500003}, {0, 4e6, 2e7}};
-    for (const int type0 : gallery::Types()) {
-        for (const int type1 : gallery::Types()) {
-            const int type2 = dice.Pick(gallery::Types());
-            const Curve curve = RandomPath(dice, dice.Pick(spans), {type0, type1, type2});
-            SCOPED_TRACE(plain::Print(curve));
-            Parameter path = plain::BuildPath(curve);
-            ExpectSplits(path, dice, 8);
-            if (HasFatalFailure()) {
-                return;
-            }
-        }
     }
 }
 
@@ -205,32 +176,6 @@ void ExpectMerges(const Curve& xKeys, const Curve& yKeys, Dice& dice, int inside
     const Times merged = TimesOf(*path);
     for (std::size_t i = 1; i < merged.size(); ++i) {
         ASSERT_GT(merged[i] - merged[i - 1], 1e-7);
-    }
-}
-
-Key MildKey(Dice& dice, double time, int type) {
-    Key key = RandomKey(dice, time, type);
-    key.left.x = dice.Between(0.2, 1);
-    key.right.x = dice.Between(0, 0.8);
-    return key;
-}
-
-TEST(Merging, KeepsBothMotionsForEveryPairOfTypes) {
-    Dice dice(23);
-    for (const int type0 : gallery::Types()) {
-        for (const int type1 : gallery::Types()) {
-            const auto keyOf = [&dice](double time, int type) {
-                return dice.OneIn(2) ? RandomKey(dice, time, type) : MildKey(dice, time, type);
-            };
-            const int other = dice.Pick(gallery::Types());
-            const Curve x = {keyOf(0, type0), keyOf(1.3, type1), keyOf(2.5, other)};
-            // Before, inside, at and after the keyframes of the other.
-            const Curve y = {keyOf(-0.4, type1), keyOf(0.9, type0), keyOf(1.3, other), keyOf(3, 1)};
-            ExpectMerges(x, y, dice, 12);
-            if (HasFatalFailure()) {
-                return;
-            }
-        }
     }
 }
 

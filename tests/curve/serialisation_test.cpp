@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +18,7 @@
 #include "support/file_rows.h"
 #include "support/logged.h"
 #include "support/long_run.h"
+#include "support/split.h"
 
 namespace {
 
@@ -118,12 +118,10 @@ double ShortNumber(Dice& dice) {
 }
 
 ValAny RandomValue(Dice& dice, ParameterTypeEnum type) {
-    static const Texts texts = {"",
-                                "plain",
-                                "\"quotes\" and \\",
-                                "line\nbreak\t\x01",
-                                "\xC5\x84 \xF0\x9F\x90\x8C",
-                                "a text longer than sixteen bytes"};
+    static const Texts texts = support::Split(
+        ";plain;\"quotes\" and \\;line\nbreak\t\x01;\xC5\x84 \xF0\x9F\x90\x8C;"
+        "a text longer than sixteen bytes",
+        ';');
     switch (type) {
         case core::ParameterInt:
             return dice.Below(200001) - 100000;
@@ -246,38 +244,11 @@ TEST(Serialisation, ReproducesEveryFieldAndSample) {
 
 /// Numbers that a file keeps, rounds, cuts, or turns into something else.
 Times TroublesomeNumbers(Dice& dice) {
-    const double largest = std::numeric_limits<double>::max();
-    Times numbers = {0.0,
-                     -0.0,
-                     0.19999999999999998,
-                     0.3,
-                     1.25,
-                     1e-8,
-                     4.9e-9,
-                     5e-9,
-                     -5e-9,
-                     1e-300,
-                     5e-324,
-                     1.0 / 3,
-                     99999999.99999999,
-                     1e8,
-                     123456789.1,
-                     123456789.3,
-                     4503599627370497.5,
-                     900719925474099.3,
-                     9007199254740993.0,
-                     1e15,
-                     1e16,
-                     1e22,
-                     9.2233720368547758e18,
-                     1.8446744073709552e19,
-                     2e19,
-                     1e60,
-                     9.9e61,
-                     1e62,
-                     1e63,
-                     1e300,
-                     largest};
+    Times numbers = support::NumbersOf(
+        "0 -0 0.19999999999999998 0.3 1.25 1e-8 4.9e-9 5e-9 -5e-9 1e-300 5e-324 0.3333333333333333 "
+        "99999999.99999999 1e8 123456789.1 123456789.3 4503599627370497.5 900719925474099.3 "
+        "9007199254740993 1e15 1e16 1e22 9.2233720368547758e18 1.8446744073709552e19 2e19 1e60 "
+        "9.9e61 1e62 1e63 1e300 1.7976931348623157e308");
     for (int n = 0; n < 3000; ++n) {
         const double sized = std::pow(10, dice.Between(-12, 25)) * dice.Between(0.1, 1);
         const double tenth = dice.Below(1 << 30) * 16777216.0 * 0.1;
@@ -380,50 +351,6 @@ TEST(Serialisation, TheHashTellsCurvesApart) {
     }
 }
 
-TEST(Serialisation, RangeAndRatioComeBackOrStayAway) {
-    const double most = std::numeric_limits<double>::max();
-    const ValAny none = nullptr;
-    const struct {
-        int type;
-        ValAny min, max, ratio;
-        /// Where it is not what was saved.
-        const char* settings;
-    } rows[] = {
-        {0, -most, most, none, nullptr},
-        {0, 0.5, most, 2.5, nullptr},
-        {0, -most, 7.0, 0.0, nullptr},
-        {0, -1e18, 1e18, none, nullptr},
-        {0, -kInfinity, kInfinity, kNan,
-         "type 0 range -1.7976931348623157e+308 to 1.7976931348623157e+308 ratio none"},
-        {0, none, none, none,
-         "type 0 range -1.7976931348623157e+308 to 1.7976931348623157e+308 ratio none"},
-        {1, -2147483647, 2147483647, none, nullptr},
-        {1, -5, 5, 3, nullptr},
-        {2, false, true, none, nullptr},
-        // Bounds of a kind that does not clamp stay of that kind.
-        {2, 0.0, 1.0, 2.0, nullptr},
-        {0, false, true, true, nullptr},
-        {3, "a", "z", none, nullptr},
-        {3, none, none, none, nullptr},
-        {4, Pointd{0, 1}, Pointd{2, 3}, none, nullptr},
-        {4, none, none, 2.5, nullptr},
-    };
-    for (const auto& row : rows) {
-        Parameter parameter;
-        parameter.SetParameterType(TypeNumber(row.type));
-        parameter.SetValueRange(row.min, row.max);
-        parameter.SetBaseRatio(row.ratio);
-        const std::string text = parameter.Serialize();
-        // Into one that has other settings.
-        Parameter loaded(ValAny(7));
-        loaded.SetValueRange(1, 2);
-        loaded.SetBaseRatio(9);
-        ASSERT_EQ(0, loaded.Desialize(text.c_str()));
-        EXPECT_EQ(row.settings != nullptr ? row.settings : Settings(parameter), Settings(loaded))
-            << text;
-    }
-}
-
 // ---------------------------------------------------------------------------
 // Reading
 // ---------------------------------------------------------------------------
@@ -467,23 +394,14 @@ TEST(Deserialisation, RefusesAsAWhole) {
     parameter.AddPoint(1, 5.0, Type::Bezier);
     const std::string before = parameter.Serialize();
     EXPECT_EQ(-1, parameter.Desialize(nullptr));
-    Texts texts = {"",
-                   " ",
-                   "null",
-                   "7",
-                   "[]",
-                   "\"keyframeSets\"",
-                   "{}",
-                   "{\"keyframeSets\": {}}",
-                   "{\"keyframeSets\": null}",
-                   "{\"keyframeSets\": [}",
-                   "\xEF\xBB\xBF{}",
-                   Document("", "\"ParameterType\": 5,"),
-                   Document("", "\"ParameterType\": -1,"),
-                   Document("", "\"ParameterType\": \"0\","),
-                   Document("", "\"ParameterType\": 1e99,"),
-                   Document("", "\"ParameterType\": null,"),
-                   Document(std::string(100000, '['))};
+    Texts texts = support::Split(
+        R"(| |null|7|[]|"keyframeSets"|{}|{"keyframeSets": {}}|{"keyframeSets": null}|)"
+        "{\"keyframeSets\": [}|\xEF\xBB\xBF{}",
+        '|');
+    for (const char* const type : {"5", "-1", "\"0\"", "1e99", "null"}) {
+        texts.push_back(Document("", std::string("\"ParameterType\": ") + type + ","));
+    }
+    texts.push_back(Document(std::string(100000, '[')));
     // Every truncation of a document.
     for (std::size_t length = 0; length < before.size(); ++length) {
         texts.push_back(before.substr(0, length));
@@ -497,10 +415,8 @@ TEST(Deserialisation, RefusesAsAWhole) {
 TEST(Deserialisation, MutatedTextsAreRefusedOrSettle) {
     const support::Quiet quiet;
     Dice dice(35);
-    const Texts pieces = {"null",   "1e999", "-",     "\"\"",         "[",
-                          "]",      "{",     "}",     "true",         "0",
-                          ",",      "9",     "_time", "\"_value\": ", "1.7976931348623157e308",
-                          "\\u0000"};
+    const Texts pieces = support::Split(
+        R"(null 1e999 - "" [ ] { } true 0 , 9 _time "_value": 1.7976931348623157e308 \u0000)", ' ');
     int loaded = 0;
     for (int n = 0; n < 6000; ++n) {
         std::string text = RandomParameter(dice, TypeNumber(n % 5)).Serialize();
