@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <string>
 
 #include "support/curve_words.h"
+#include "support/file_rows.h"
 
 using core::MergeTwoMotionDimensionIntoWhole;
 
@@ -197,40 +199,12 @@ TEST(Merging, KeepsTheGallery) {
 
 // What a cubic in time expresses needs no keyframe but those of the two curves.
 TEST(Merging, AddsNoKeyframeWhereACubicWillDo) {
-    const struct {
-        const char* name;
-        Curve x;
-        Curve y;
-        int keyframes;
-    } rows[] = {
-        {"Linear", {{0, 0, 1, {}, {2.5, 0}}, {2, 5, 1}}, {{0, 1, 1}, {1, 3, 1}, {2, 2, 1}}, 3},
-        {"Hermite", {{0, 0, 7, {}, {5, 0}}, {2, 5, 8, {-4, 0}}}, {{1, 1, 12}, {4, 3, 12}}, 4},
-        {"ThirdsOfABezier",
-         {{0, 0, 0, {}, {1.0 / 3, 5}}, {3, 5, 0, {2.0 / 3, -4}}},
-         {{0, 1, 1}, {3, 3, 1}},
-         2},
-        {"BothHeld", {{0, 0, 6}, {2, 5, 6}}, {{0, 1, 6}, {1, 3, 6}, {2, 4, 6}}, 3},
-        {"OneHeldInPlace", {{0, 5, 6}, {2, 5, 1}}, {{0, 1, 1}, {2, 3, 1}}, 2},
-        {"Bounce", {{0, 0, 25}, {11, 5, 1}}, {{0, 1, 1}, {11, 3, 1}}, 5},
-        // The keyframe behind a handle that a hold would straighten.
-        {"HoldBehindABend",
-         {{0, 0, 1, {}, {5, 0}}, {1, 5, 6, {5, 0}}, {2, 7, 1}},
-         {{0, 3, 6}, {2, 3, 1}},
-         4},
-        {"Steep",
-         {{0, 0, 26}, {1e-3, 1, 26, {1e6, 0}}, {2e-3, 2, 1, {1e6, 0}}},
-         {{0, 1, 1}, {2e-3, 1, 1}},
-         3},
-        {"Nothing", {}, {}, 0},
-        {"OneCurve", {}, {{0, 1, 1}, {2, 3, 1}}, 2},
-        {"MatchingTimes", {{0, 5, 1}, {2, 5, 1}}, {{5e-8, 1, 1}, {1.99999995, 3, 1}}, 2},
-    };
-    for (const auto& row : rows) {
-        Parameter x = plain::Build(row.x);
-        Parameter y = plain::Build(row.y);
+    for (const support::FileRow& row : support::RowsOf("merged_curves.txt")) {
+        Parameter x = plain::Build(gallery::CurveOf(row[""]));
+        Parameter y = plain::Build(gallery::CurveOf(row["y"]));
         const Path path = MergeTwoMotionDimensionIntoWhole(x, y);
-        EXPECT_EQ(row.keyframes, path->GetKeyFramesCount()) << row.name;
-        if (row.keyframes == 0) {
+        ASSERT_EQ(row["keyframes"], std::to_string(path->GetKeyFramesCount())) << row.name;
+        if (path->GetKeyFramesCount() == 0) {
             continue;
         }
         Dice dice(25);
