@@ -86,6 +86,20 @@ TEST(Time, AStopwatchThatNeverRanReadsZero) {
     EXPECT_LE(span.timeSpan(), 0);
 }
 
+TEST(Time, TheWallClockIsThatOfTheStandardLibrary) {
+    const auto clock = [] {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+                   std::chrono::system_clock::now().time_since_epoch())
+            .count();
+    };
+    const auto before = clock();
+    const auto now = static_cast<std::int64_t>(TimeUtil::nowSinceEpoch());
+    const auto after = clock();
+    // Two clocks of one system may differ by a step of the coarser one, 16 ms.
+    EXPECT_GE(now, before - 16);
+    EXPECT_LE(now, after + 16);
+}
+
 TEST(Time, TheTextIsTheCurrentLocalTime) {
     const auto expected = [] {
         // std::time may lag some milliseconds behind the clock.
@@ -105,6 +119,13 @@ TEST(Time, TheTextIsTheCurrentLocalTime) {
     }
     EXPECT_TRUE(std::regex_match(TimeUtil::now("%H:%M:%S.%s"),
                                  std::regex("[0-2]\\d:[0-5]\\d:[0-6]\\d\\.\\d{3}")));
+}
+
+// Read as unsigned, each of them but the first lasts for weeks.
+TEST(Time, SleepingForNoTimeReturns) {
+    for (const int ms : {0, -1, std::numeric_limits<int>::min()}) {
+        core::safe_sleep_ms(ms);
+    }
 }
 
 }  // namespace
