@@ -260,6 +260,10 @@ TEST(Evaluation, ValuesThatAreNoNumbersThrowAndReleaseTheCurve) {
         std::thread([&] { parameter.SetPointValue(0, true); }).join();  // counts as 1
         EXPECT_NEAR(before, Area(parameter, 0, 2), 1e-12);
     }
+    Parameter path(Pointd{});  // of numbers
+    path.AddPoint(0, 1.0, kLinear);
+    path.AddPoint(1, 3.0, kLinear);
+    EXPECT_EQ(2, path.GetValue(0.5, false).AsDouble());
 }
 
 }  // namespace
