@@ -61,30 +61,6 @@ void ExpectFirstTime(const Parameter& parameter, const Curve& curve, double star
     }
 }
 
-TEST(Area, EveryPairOfTypesIsTheIntegralAndInvertsToTheFirstTime) {
-    Dice dice(11);
-    const std::pair<double, double> spans[] = {{0, 1}, {-3.5, 2.25}, {2e6, 9e6}};
-    for (int type0 : gallery::Types()) {
-        for (int type1 : gallery::Types()) {
-            for (auto [t0, t1] : spans) {
-                Curve curve = {RandomKey(dice, t0, type0), RandomKey(dice, t1, type1)};
-                Parameter parameter = plain::Build(curve);
-                double length = t1 - t0;
-                ExpectArea(parameter, curve, t0 - length / 2, t1 + length / 2);
-                double from = dice.Between(t0, t1);
-                ExpectArea(parameter, curve, from, dice.Between(t0, t1));
-
-                double area = Area(parameter, from, dice.Between(t0 - length, t1 + length));
-                ExpectFirstTime(parameter, curve, from, area);
-                ExpectFirstTime(parameter, curve, t0 - length / 3, length * dice.Between(-9, 9));
-                if (HasFailure()) {
-                    return;
-                }
-            }
-        }
-    }
-}
-
 TEST(Area, TheGalleryIntegratesAddsUpAndInverts) {
     Dice dice(12);
     for (const gallery::Exhibit& exhibit : gallery::Curves()) {

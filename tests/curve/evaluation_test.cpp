@@ -147,30 +147,6 @@ TEST(Evaluation, TimeValueBezierIsTheBisectionBitForBit) {
     }
 }
 
-TEST(Evaluation, EasingsAreTheBisectionBitForBit) {
-    Dice dice(5);
-    for (int type = 16; type <= 23; ++type) {
-        for (bool unit : {true, false}) {
-            Curve curve = {RandomKey(dice, unit ? 0.0 : -2.75, type),
-                           RandomKey(dice, unit ? 1.0 : 7.125, 1)};
-            Parameter parameter = plain::Build(curve);
-            for (int n = 0; n < 20000; ++n) {
-                double progress = dice.Between(0, 1);
-                if (n % 2 == 0) {
-                    // Where a round of the bisection turns.
-                    progress = plain::EasingTime(type, dice.Below(1 << 20) * 0x1p-20);
-                    progress = std::nextafter(progress, dice.Below(3) - 1);
-                }
-                double t0 = curve[0].time;
-                ExpectSample(parameter, curve, t0 + progress * (curve[1].time - t0));
-                if (HasFailure()) {
-                    return;
-                }
-            }
-        }
-    }
-}
-
 TEST(Evaluation, AnswersWithoutASegment) {
     for (double time : {-kInfinity, 0.0, 1.0, 1e7, kInfinity, kNan}) {
         ValAny nothing = Parameter().GetValue(time, true);
@@ -264,34 +240,6 @@ TEST(Evaluation, RatioThenTruncationThenRangeMakeTheAnswer) {
     }
 }
 
-TEST(Evaluation, BoolsAndTextsKeepTheStartOfTheirSegment) {
-    Parameter title;
-    title.SetParameterType(core::ParameterString);
-    Parameter flag;
-    flag.SetParameterType(core::ParameterBool);
-    const char* texts[] = {"one", "two", "three"};
-    for (int i = 0; i < 3; ++i) {
-        title.AddPoint(i, texts[i], KeyframeInterpolationType::Linear);
-        flag.AddPoint(i, i == 1, KeyframeInterpolationType::EaseInBack);
-    }
-    struct {
-        double time;
-        int keyframe;
-    } const rows[] = {{-5, 0}, {0, 0}, {0.999, 0}, {1, 1}, {1.5, 1}, {2, 2}, {1e9, 2}};
-    for (auto [time, keyframe] : rows) {
-        EXPECT_EQ(texts[keyframe], title.GetValue(time, true).AsString()) << time;
-        EXPECT_EQ(keyframe == 1, flag.GetValue(time, true).AsBool()) << time;
-    }
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(KeyframeInterpolationType::Hold, title.GetInterpolationType(i));
-        EXPECT_EQ(KeyframeInterpolationType::Hold, flag.GetInterpolationType(i));
-    }
-    Parameter path(Pointd{});  // of numbers
-    path.AddPoint(0, 1.0, kLinear);
-    path.AddPoint(1, 3.0, kLinear);
-    EXPECT_EQ(2, path.GetValue(0.5, false).AsDouble());
-}
-
 TEST(Evaluation, ValuesThatAreNoNumbersThrowAndReleaseTheCurve) {
     for (int type : gallery::Types()) {
         SCOPED_TRACE(type);
@@ -312,6 +260,10 @@ TEST(Evaluation, ValuesThatAreNoNumbersThrowAndReleaseTheCurve) {
         std::thread([&] { parameter.SetPointValue(0, true); }).join();  // counts as 1
         EXPECT_NEAR(before, Area(parameter, 0, 2), 1e-12);
     }
+    Parameter path(Pointd{});  // of numbers
+    path.AddPoint(0, 1.0, kLinear);
+    path.AddPoint(1, 3.0, kLinear);
+    EXPECT_EQ(2, path.GetValue(0.5, false).AsDouble());
 }
 
 }  // namespace

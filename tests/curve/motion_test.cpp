@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <string>
 
 #include "support/curve_words.h"
+#include "support/file_rows.h"
 
 using core::MergeTwoMotionDimensionIntoWhole;
 
@@ -45,18 +47,6 @@ Times TimesAround(Times times, Dice& dice, int inside) {
     return all;
 }
 
-/// A curve of points with handles far away.
-Curve RandomPath(Dice& dice, const Times& times, const std::vector<int>& types) {
-    Curve curve;
-    for (std::size_t i = 0; i < times.size(); ++i) {
-        Key key = RandomKey(dice, times[i], types[i % types.size()]);
-        key.left.x *= 10;
-        key.right.x *= 10;
-        curve.push_back(key);
-    }
-    return curve;
-}
-
 /// Splits, and holds the parts against the path at many times.
 void ExpectSplits(Parameter& path, Dice& dice, int inside) {
     Parameter x;
@@ -83,23 +73,6 @@ void ExpectSplits(Parameter& path, Dice& dice, int inside) {
         const bool isHeld = path.GetInterpolationType(i) == Type::Hold;
         EXPECT_EQ(isHeld ? Type::Hold : Type::ValueBezier, x.GetInterpolationType(i));
         EXPECT_EQ(isHeld, merged->GetInterpolationType(i) == Type::Hold);
-    }
-}
-
-TEST(Splitting, KeepsTheMotionForEveryPairOfTypes) {
-    Dice dice(21);
-    const std::vector<Times> spans = {{0, 1, 2.5}, {-3.5, 2.25, 2.2500003}, {0, 4e6, 2e7}};
-    for (const int type0 : gallery::Types()) {
-        for (const int type1 : gallery::Types()) {
-            const int type2 = dice.Pick(gallery::Types());
-            const Curve curve = RandomPath(dice, dice.Pick(spans), {type0, type1, type2});
-            SCOPED_TRACE(plain::Print(curve));
-            Parameter path = plain::BuildPath(curve);
-            ExpectSplits(path, dice, 8);
-            if (HasFatalFailure()) {
-                return;
-            }
-        }
     }
 }
 
@@ -208,32 +181,6 @@ void ExpectMerges(const Curve& xKeys, const Curve& yKeys, Dice& dice, int inside
     }
 }
 
-Key MildKey(Dice& dice, double time, int type) {
-    Key key = RandomKey(dice, time, type);
-    key.left.x = dice.Between(0.2, 1);
-    key.right.x = dice.Between(0, 0.8);
-    return key;
-}
-
-TEST(Merging, KeepsBothMotionsForEveryPairOfTypes) {
-    Dice dice(23);
-    for (const int type0 : gallery::Types()) {
-        for (const int type1 : gallery::Types()) {
-            const auto keyOf = [&dice](double time, int type) {
-                return dice.OneIn(2) ? RandomKey(dice, time, type) : MildKey(dice, time, type);
-            };
-            const int other = dice.Pick(gallery::Types());
-            const Curve x = {keyOf(0, type0), keyOf(1.3, type1), keyOf(2.5, other)};
-            // Before, inside, at and after the keyframes of the other.
-            const Curve y = {keyOf(-0.4, type1), keyOf(0.9, type0), keyOf(1.3, other), keyOf(3, 1)};
-            ExpectMerges(x, y, dice, 12);
-            if (HasFatalFailure()) {
-                return;
-            }
-        }
-    }
-}
-
 TEST(Merging, KeepsTheGallery) {
     Dice dice(24);
     for (const gallery::Exhibit& exhibit : gallery::Curves()) {
@@ -252,40 +199,12 @@ TEST(Merging, KeepsTheGallery) {
 
 // What a cubic in time expresses needs no keyframe but those of the two curves.
 TEST(Merging, AddsNoKeyframeWhereACubicWillDo) {
-    const struct {
-        const char* name;
-        Curve x;
-        Curve y;
-        int keyframes;
-    } rows[] = {
-        {"Linear", {{0, 0, 1, {}, {2.5, 0}}, {2, 5, 1}}, {{0, 1, 1}, {1, 3, 1}, {2, 2, 1}}, 3},
-        {"Hermite", {{0, 0, 7, {}, {5, 0}}, {2, 5, 8, {-4, 0}}}, {{1, 1, 12}, {4, 3, 12}}, 4},
-        {"ThirdsOfABezier",
-         {{0, 0, 0, {}, {1.0 / 3, 5}}, {3, 5, 0, {2.0 / 3, -4}}},
-         {{0, 1, 1}, {3, 3, 1}},
-         2},
-        {"BothHeld", {{0, 0, 6}, {2, 5, 6}}, {{0, 1, 6}, {1, 3, 6}, {2, 4, 6}}, 3},
-        {"OneHeldInPlace", {{0, 5, 6}, {2, 5, 1}}, {{0, 1, 1}, {2, 3, 1}}, 2},
-        {"Bounce", {{0, 0, 25}, {11, 5, 1}}, {{0, 1, 1}, {11, 3, 1}}, 5},
-        // The keyframe behind a handle that a hold would straighten.
-        {"HoldBehindABend",
-         {{0, 0, 1, {}, {5, 0}}, {1, 5, 6, {5, 0}}, {2, 7, 1}},
-         {{0, 3, 6}, {2, 3, 1}},
-         4},
-        {"Steep",
-         {{0, 0, 26}, {1e-3, 1, 26, {1e6, 0}}, {2e-3, 2, 1, {1e6, 0}}},
-         {{0, 1, 1}, {2e-3, 1, 1}},
-         3},
-        {"Nothing", {}, {}, 0},
-        {"OneCurve", {}, {{0, 1, 1}, {2, 3, 1}}, 2},
-        {"MatchingTimes", {{0, 5, 1}, {2, 5, 1}}, {{5e-8, 1, 1}, {1.99999995, 3, 1}}, 2},
-    };
-    for (const auto& row : rows) {
-        Parameter x = plain::Build(row.x);
-        Parameter y = plain::Build(row.y);
+    for (const support::FileRow& row : support::RowsOf("merged_curves.txt")) {
+        Parameter x = plain::Build(gallery::CurveOf(row[""]));
+        Parameter y = plain::Build(gallery::CurveOf(row["y"]));
         const Path path = MergeTwoMotionDimensionIntoWhole(x, y);
-        EXPECT_EQ(row.keyframes, path->GetKeyFramesCount()) << row.name;
-        if (row.keyframes == 0) {
+        ASSERT_EQ(row["keyframes"], std::to_string(path->GetKeyFramesCount())) << row.name;
+        if (path->GetKeyFramesCount() == 0) {
             continue;
         }
         Dice dice(25);

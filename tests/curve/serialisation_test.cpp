@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,7 +18,7 @@
 #include "support/curve_words.h"
 #include "support/file_rows.h"
 #include "support/logged.h"
-#include "support/long_run.h"
+#include "support/split.h"
 
 namespace {
 
@@ -118,12 +118,10 @@ double ShortNumber(Dice& dice) {
 }
 
 ValAny RandomValue(Dice& dice, ParameterTypeEnum type) {
-    static const Texts texts = {"",
-                                "plain",
-                                "\"quotes\" and \\",
-                                "line\nbreak\t\x01",
-                                "\xC5\x84 \xF0\x9F\x90\x8C",
-                                "a text longer than sixteen bytes"};
+    static const Texts texts = support::Split(
+        ";plain;\"quotes\" and \\;line\nbreak\t\x01;\xC5\x84 \xF0\x9F\x90\x8C;"
+        "a text longer than sixteen bytes",
+        ';');
     switch (type) {
         case core::ParameterInt:
             return dice.Below(200001) - 100000;
@@ -164,8 +162,6 @@ Parameter RandomParameter(Dice& dice, ParameterTypeEnum type) {
 
 // Other tools compare stored files.
 TEST(Serialisation, WritesTheLayoutOfStoredFiles) {
-    const std::string least = "-17976931348623157081452742373170435679807056752584499659891747";
-    const std::string most = "179769313486231570814527423731704356798070567525844996598917476";
     Parameter number;
     Parameter whole(ValAny(1));
     whole.AddPoint(0, 2.9, Type::Linear);
@@ -178,46 +174,18 @@ TEST(Serialisation, WritesTheLayoutOfStoredFiles) {
     point.SetValueRange(Pointd{0, 0}, Pointd{1, 2});
     Parameter flag(true);
     flag.AddPoint(0.2, false, Type::Linear);
-    const std::string noHandles =
-        R"("_leftDerivative": 0.0,"_leftDerivativeY": 0.0,"_rightDerivative": 0.0,)"
-        R"("_rightDerivativeY": 0.0})";
-    const struct {
-        Parameter& parameter;
-        std::string text;
-        std::string hashed;
-    } rows[] = {
-        {number,
-         R"({"Version": 1,"ParameterType": 0,"_minVal": )" + least + R"(,"_maxVal": )" + most +
-             R"(,"_baseRatio": null,"keyframeSets": [])",
-         ""},
-        {whole,
-         R"({"Version": 1,"ParameterType": 1,"_minVal": -2147483647,"_maxVal": 2147483647,)"
-         R"("_baseRatio": 2,"keyframeSets": [{"_time": 0.0,"Interpolation": 1,"_value": 2,)" +
-             noHandles + "]",
-         "0.0,1,2,0.0,0.0,0.0,0.0,;"},
-        {flag,
-         R"({"Version": 1,"ParameterType": 2,"_minVal": null,"_maxVal": null,"_baseRatio": null,)"
-         R"("keyframeSets": [{"_time": 0.2,"Interpolation": 6,"_value": false,)" +
-             noHandles + "]",
-         "0.2,6,f0.0,0.0,0.0,0.0,;"},
-        {text,
-         R"({"Version": 1,"ParameterType": 3,"_minVal": null,"_maxVal": null,"_baseRatio": null,)"
-         R"("keyframeSets": [{"_time": 1.0,"Interpolation": 6,"_value": "a \"b\"",)" +
-             noHandles + "]",
-         R"(1.0,6,"a \"b\""0.0,0.0,0.0,0.0,;)"},
-        {point,
-         R"({"Version": 1,"ParameterType": 4,"_minVal": [0.0,0.0],"_maxVal": [1.0,2.0],)"
-         R"("_baseRatio": null,"keyframeSets": [{"_time": -1.25000000,"Interpolation": 0,)"
-         R"("_value": [0.5,0.33333333],"_leftDerivative": 1.0,"_leftDerivativeY": 2.0,)"
-         R"("_rightDerivative": 3.0,"_rightDerivativeY": 4.0}])",
-         "-1.25,0,0.5,0.33333333,1.0,2.0,3.0,4.0,;"},
+    const std::map<std::string, Parameter*> curves = {
+        {"no keyframe", &number}, {"whole numbers", &whole}, {"flags", &flag},
+        {"texts", &text},         {"points", &point},
     };
-    for (const auto& row : rows) {
-        const std::string hash = core::md5::MD5String(row.hashed.data(), row.hashed.size());
+    for (const support::FileRow& row : support::RowsOf("stored_layouts.txt")) {
+        Parameter& curve = *curves.at(row.name);
+        const std::string hashed = row["hashed"];
+        const std::string hash = core::md5::MD5String(hashed.data(), hashed.size());
         // Kept on purpose: no blank behind the last colon.
-        EXPECT_EQ(row.text + R"(,"MD5":")" + hash + "\"}", row.parameter.Serialize());
-        EXPECT_EQ(hash, row.parameter.GetHashString());
-        EXPECT_EQ(row.parameter.Serialize(), row.parameter.SerializeEx());
+        EXPECT_EQ(row[""] + R"(,"MD5":")" + hash + "\"}", curve.Serialize());
+        EXPECT_EQ(hash, curve.GetHashString());
+        EXPECT_EQ(curve.Serialize(), curve.SerializeEx());
     }
 }
 
@@ -246,38 +214,11 @@ TEST(Serialisation, ReproducesEveryFieldAndSample) {
 
 /// Numbers that a file keeps, rounds, cuts, or turns into something else.
 Times TroublesomeNumbers(Dice& dice) {
-    const double largest = std::numeric_limits<double>::max();
-    Times numbers = {0.0,
-                     -0.0,
-                     0.19999999999999998,
-                     0.3,
-                     1.25,
-                     1e-8,
-                     4.9e-9,
-                     5e-9,
-                     -5e-9,
-                     1e-300,
-                     5e-324,
-                     1.0 / 3,
-                     99999999.99999999,
-                     1e8,
-                     123456789.1,
-                     123456789.3,
-                     4503599627370497.5,
-                     900719925474099.3,
-                     9007199254740993.0,
-                     1e15,
-                     1e16,
-                     1e22,
-                     9.2233720368547758e18,
-                     1.8446744073709552e19,
-                     2e19,
-                     1e60,
-                     9.9e61,
-                     1e62,
-                     1e63,
-                     1e300,
-                     largest};
+    Times numbers = support::NumbersOf(
+        "0 -0 0.19999999999999998 0.3 1.25 1e-8 4.9e-9 5e-9 -5e-9 1e-300 5e-324 0.3333333333333333 "
+        "99999999.99999999 1e8 123456789.1 123456789.3 4503599627370497.5 900719925474099.3 "
+        "9007199254740993 1e15 1e16 1e22 9.2233720368547758e18 1.8446744073709552e19 2e19 1e60 "
+        "9.9e61 1e62 1e63 1e300 1.7976931348623157e308");
     for (int n = 0; n < 3000; ++n) {
         const double sized = std::pow(10, dice.Between(-12, 25)) * dice.Between(0.1, 1);
         const double tenth = dice.Below(1 << 30) * 16777216.0 * 0.1;
@@ -380,50 +321,6 @@ TEST(Serialisation, TheHashTellsCurvesApart) {
     }
 }
 
-TEST(Serialisation, RangeAndRatioComeBackOrStayAway) {
-    const double most = std::numeric_limits<double>::max();
-    const ValAny none = nullptr;
-    const struct {
-        int type;
-        ValAny min, max, ratio;
-        /// Where it is not what was saved.
-        const char* settings;
-    } rows[] = {
-        {0, -most, most, none, nullptr},
-        {0, 0.5, most, 2.5, nullptr},
-        {0, -most, 7.0, 0.0, nullptr},
-        {0, -1e18, 1e18, none, nullptr},
-        {0, -kInfinity, kInfinity, kNan,
-         "type 0 range -1.7976931348623157e+308 to 1.7976931348623157e+308 ratio none"},
-        {0, none, none, none,
-         "type 0 range -1.7976931348623157e+308 to 1.7976931348623157e+308 ratio none"},
-        {1, -2147483647, 2147483647, none, nullptr},
-        {1, -5, 5, 3, nullptr},
-        {2, false, true, none, nullptr},
-        // Bounds of a kind that does not clamp stay of that kind.
-        {2, 0.0, 1.0, 2.0, nullptr},
-        {0, false, true, true, nullptr},
-        {3, "a", "z", none, nullptr},
-        {3, none, none, none, nullptr},
-        {4, Pointd{0, 1}, Pointd{2, 3}, none, nullptr},
-        {4, none, none, 2.5, nullptr},
-    };
-    for (const auto& row : rows) {
-        Parameter parameter;
-        parameter.SetParameterType(TypeNumber(row.type));
-        parameter.SetValueRange(row.min, row.max);
-        parameter.SetBaseRatio(row.ratio);
-        const std::string text = parameter.Serialize();
-        // Into one that has other settings.
-        Parameter loaded(ValAny(7));
-        loaded.SetValueRange(1, 2);
-        loaded.SetBaseRatio(9);
-        ASSERT_EQ(0, loaded.Desialize(text.c_str()));
-        EXPECT_EQ(row.settings != nullptr ? row.settings : Settings(parameter), Settings(loaded))
-            << text;
-    }
-}
-
 // ---------------------------------------------------------------------------
 // Reading
 // ---------------------------------------------------------------------------
@@ -467,23 +364,14 @@ TEST(Deserialisation, RefusesAsAWhole) {
     parameter.AddPoint(1, 5.0, Type::Bezier);
     const std::string before = parameter.Serialize();
     EXPECT_EQ(-1, parameter.Desialize(nullptr));
-    Texts texts = {"",
-                   " ",
-                   "null",
-                   "7",
-                   "[]",
-                   "\"keyframeSets\"",
-                   "{}",
-                   "{\"keyframeSets\": {}}",
-                   "{\"keyframeSets\": null}",
-                   "{\"keyframeSets\": [}",
-                   "\xEF\xBB\xBF{}",
-                   Document("", "\"ParameterType\": 5,"),
-                   Document("", "\"ParameterType\": -1,"),
-                   Document("", "\"ParameterType\": \"0\","),
-                   Document("", "\"ParameterType\": 1e99,"),
-                   Document("", "\"ParameterType\": null,"),
-                   Document(std::string(100000, '['))};
+    Texts texts = support::Split(
+        R"(| |null|7|[]|"keyframeSets"|{}|{"keyframeSets": {}}|{"keyframeSets": null}|)"
+        "{\"keyframeSets\": [}|\xEF\xBB\xBF{}",
+        '|');
+    for (const char* const type : {"5", "-1", "\"0\"", "1e99", "null"}) {
+        texts.push_back(Document("", std::string("\"ParameterType\": ") + type + ","));
+    }
+    texts.push_back(Document(std::string(100000, '[')));
     // Every truncation of a document.
     for (std::size_t length = 0; length < before.size(); ++length) {
         texts.push_back(before.substr(0, length));
@@ -497,10 +385,8 @@ TEST(Deserialisation, RefusesAsAWhole) {
 TEST(Deserialisation, MutatedTextsAreRefusedOrSettle) {
     const support::Quiet quiet;
     Dice dice(35);
-    const Texts pieces = {"null",   "1e999", "-",     "\"\"",         "[",
-                          "]",      "{",     "}",     "true",         "0",
-                          ",",      "9",     "_time", "\"_value\": ", "1.7976931348623157e308",
-                          "\\u0000"};
+    const Texts pieces = support::Split(
+        R"(null 1e999 - "" [ ] { } true 0 , 9 _time "_value": 1.7976931348623157e308 \u0000)", ' ');
     int loaded = 0;
     for (int n = 0; n < 6000; ++n) {
         std::string text = RandomParameter(dice, TypeNumber(n % 5)).Serialize();
@@ -692,21 +578,6 @@ TEST(Serialisation, WhatNoFileCanHoldCostsNoOtherKeyframe) {
     text.SetParameterType(core::ParameterString);
     text.AddPoint(0, std::string("a\0b", 3), kLinear);
     ExpectSettles(text);
-}
-
-// Slow, and some 2 GB.
-TEST(Deserialisation, AMillionKeyframesComeBack) {
-    if (!support::IsLongRun()) {
-        GTEST_SKIP() << "only in a long run";
-    }
-    constexpr int kCount = 1000000;
-    Parameter parameter;
-    for (int i = 0; i < kCount; ++i) {
-        parameter.AddPoint(i * 0.125, i % 1000 * 0.5, Type::Hermite);
-    }
-    Parameter loaded = Load(parameter.Serialize());
-    EXPECT_EQ(kCount, loaded.GetKeyFramesCount());
-    EXPECT_EQ(HashOf(parameter), HashOf(loaded));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <limits>
 #include <stdexcept>
@@ -16,6 +17,8 @@
 #include "support/allocations.h"
 #include "support/bson_model.h"
 #include "support/dice.h"
+#include "support/file_rows.h"
+#include "support/split.h"
 
 namespace {
 
@@ -51,102 +54,43 @@ std::string Hex(const Bytes& bytes) {
     return text;
 }
 
-TEST(BsonPacker, WritesEachTypeInItsOwnForm) {
-    struct Row {
-        const char* hex;
-        Bytes bytes;
-    };
-    using Float = std::numeric_limits<float>;
-    using Int64 = std::numeric_limits<std::int64_t>;
-    const auto byte = [](int value) { return static_cast<signed char>(value); };
-    const auto text = [](std::size_t size) { return Packed(std::string(size, 'a')); };
-    const auto head = [](Bytes bytes, std::size_t size) {
-        bytes.resize(size);
-        return bytes;
-    };
-    const Row rows[] = {
-        {"C0", Packed(nullptr)},
-        {"C2", Packed(false)},
-        {"C3", Packed(true)},
-        // The byte-sized forms and 32767 are kept for the data that is stored in them.
-        {"D0 05", Packed(byte(5))},
-        {"D0 7F", Packed(byte(127))},
-        {"FF", Packed(byte(-1))},
-        {"FB", Packed(byte(-5))},
-        {"E0", Packed(byte(-32))},
-        {"D0 DF", Packed(byte(-33))},
-        {"D0 80", Packed(byte(-128))},
-        {"D0 00", Packed(short{0})},
-        {"D1 00 80", Packed(short{128})},
-        {"D1 FF 7F", Packed(short{-129})},
-        {"D2 00 00 00 05", Packed(5)},
-        {"D2 FF FF FF FF", Packed(-1)},
-        {"D1 7F FF", Packed(32767)},
-        {"D2 00 00 7F FE", Packed(32766)},
-        {"D2 00 00 80 00", Packed(32768)},
-        {"D1 7F FF", Packed(32767L)},
-        {"D2 7F FF FF FF", Packed(std::int64_t{2147483647})},
-        {"D3 00 00 00 00 80 00 00 00", Packed(2147483648LL)},
-        {"D2 80 00 00 00", Packed(std::int64_t{-2147483648LL})},
-        {"D3 FF FF FF FF 7F FF FF FF", Packed(std::int64_t{-2147483649LL})},
-        {"D3 80 00 00 00 00 00 00 00", Packed(Int64::min())},
-        // Unsigned numbers take the shortest form, whatever their type.
-        {"7F", Packed(static_cast<unsigned char>(127))},
-        {"CC C8", Packed(static_cast<unsigned char>(200))},
-        {"CC FF", Packed(static_cast<unsigned short>(255))},
-        {"CD 01 00", Packed(static_cast<unsigned short>(256))},
-        {"CD FF FF", Packed(65535U)},
-        {"CE 00 01 00 00", Packed(65536U)},
-        {"00", Packed(std::uint64_t{0})},
-        {"CC 80", Packed(std::uint64_t{128})},
-        {"CE FF FF FF FF", Packed(std::uint64_t{0xFFFF'FFFF})},
-        {"CF 00 00 00 01 00 00 00 00", Packed(std::uint64_t{0x1'0000'0000})},
-        {"CF FF FF FF FF FF FF FF FF", Packed(~std::uint64_t{0})},
-        {"CA 3F C0 00 00", Packed(1.5F)},
-        {"CA FF 80 00 00", Packed(-Float::infinity())},
-        {"CB 80 00 00 00 00 00 00 00", Packed(-0.0)},
-        {"CB 3F F8 00 00 00 00 00 00", Packed(1.5)},
-        // Texts and headers: each form to its limit, and one beyond.
-        {"A0", Packed("")},
-        {"A0", Packed(static_cast<const char*>(nullptr))},
-        {"A3 61 00 62", Packed(std::string("a\0b", 3))},
-        {"BF 61", head(text(31), 2)},
-        {"D9 20 61", head(text(32), 3)},
-        {"D9 FF 61", head(text(255), 3)},
-        {"DA 01 00 61", head(text(256), 4)},
-        {"DA FF FF 61", head(text(65535), 4)},
-        {"DB 00 01 00 00 61", head(text(65536), 6)},
-        {"80", Packed(BsonMapSize())},
-        {"8F", Packed(BsonMapSize(15))},
-        {"DE 00 10", Packed(BsonMapSize(16))},
-        {"DE FF FF", Packed(BsonMapSize(65535))},
-        {"DF 00 01 00 00", Packed(BsonMapSize(65536))},
-        {"DF FF FF FF FF", Packed(BsonMapSize(-1))},
-        {"90", Packed(BsonTupleSize(0))},
-        {"9F", Packed(BsonTupleSize(15))},
-        {"DC 00 10", Packed(BsonTupleSize(16))},
-        {"DD 7F FF FF FF", Packed(BsonTupleSize(2147483647))},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(row.hex, Hex(row.bytes));
-    }
-    EXPECT_EQ(65536U + 5U, text(65536).size());
+/// A number as a type of which this is the name; a count of letters, pairs or elements too.
+Bytes PackedAs(const std::string& type, const char* text) {
+    const double number = std::strtod(text, nullptr);
+    const auto whole = [text] { return std::int64_t{std::strtoll(text, nullptr, 10)}; };
+    const auto count = [number] { return static_cast<std::int32_t>(number); };
+    return type == "signed char"      ? Packed(static_cast<signed char>(number))
+           : type == "short"          ? Packed(static_cast<short>(number))
+           : type == "int"            ? Packed(static_cast<int>(number))
+           : type == "long"           ? Packed(static_cast<long>(number))
+           : type == "int64"          ? Packed(whole())
+           : type == "unsigned char"  ? Packed(static_cast<unsigned char>(number))
+           : type == "unsigned short" ? Packed(static_cast<unsigned short>(number))
+           : type == "unsigned"       ? Packed(static_cast<unsigned>(number))
+           : type == "uint64"         ? Packed(std::uint64_t{std::strtoull(text, nullptr, 10)})
+           : type == "float"          ? Packed(static_cast<float>(number))
+           : type == "double"         ? Packed(number)
+           : type == "map"            ? Packed(BsonMapSize(count()))
+           : type == "tuple"          ? Packed(BsonTupleSize(count()))
+                                      : Packed(std::string(static_cast<std::size_t>(number), 'a'));
 }
 
-/// Numbers at the edges of all integer types, and some between.
-std::vector<long double> EdgeNumbers() {
-    std::vector<long double> numbers;
-    for (int power = 0; power <= 64; ++power) {
-        for (const long double offset : {-2.0L, -1.0L, 0.0L, 1.0L, 2.0L}) {
-            for (const long double sign : {-1.0L, 1.0L}) {
-                const long double number = sign * std::ldexp(1.0L, power) + offset;
-                if (number >= -0x1p63L && number < 0x1p64L) {
-                    numbers.push_back(number);
-                }
-            }
+TEST(BsonPacker, WritesEachTypeInItsOwnForm) {
+    for (const support::FileRow& row : support::RowsOf("packed_forms.txt")) {
+        for (const std::string& line : support::Split(row[""], '\n')) {
+            const std::size_t colon = line.find(": ");
+            const std::string expected = line.substr(colon + 2);
+            const std::string hex = Hex(PackedAs(row.name, line.c_str()));
+            EXPECT_EQ(expected, row.name == "text" ? hex.substr(0, expected.size()) : hex)
+                << row.name << " " << line;
         }
     }
-    return numbers;
+    EXPECT_EQ(Bytes{0xC0}, Packed(nullptr));
+    EXPECT_EQ(Bytes{0xC2}, Packed(false));
+    EXPECT_EQ(Bytes{0xC3}, Packed(true));
+    EXPECT_EQ(Bytes{0xA0}, Packed(static_cast<const char*>(nullptr)));
+    EXPECT_EQ((Bytes{0xA3, 'a', 0, 'b'}), Packed(std::string("a\0b", 3)));
+    EXPECT_EQ(65536U + 5U, PackedAs("text", "65536").size());
 }
 
 template <class T>
@@ -168,7 +112,7 @@ void ForEachIntegerType(Check&& check) {
 // tells the types apart that read it.
 TEST(BsonItem, AnIntegerIsReadByEveryTypeThatItFits) {
     int compared = 0;
-    for (const long double number : EdgeNumbers()) {
+    for (const long double number : support::EdgeNumbers()) {
         ForEachIntegerType([&](auto stored) {
             using Stored = decltype(stored);
             // The byte-sized setters change kinds; they have a test of their own.
@@ -275,54 +219,6 @@ TEST(BsonItem, AnItemOfAnotherKindIsNotReadAndNothingIsStored) {
     EXPECT_TRUE(item.Get(real) && real == static_cast<double>(0.1F));
 }
 
-/// A random item of any type, edges preferred.
-void PackAnything(Dice& dice, BsonPacker& packer) {
-    static const std::vector<long double> numbers = EdgeNumbers();
-    const long double number = dice.Pick(numbers);
-    const auto sign = static_cast<std::int64_t>(std::fmod(number, 0x1p63L));
-    switch (dice.Below(12)) {
-        case 0:
-            packer << nullptr;
-            break;
-        case 1:
-            packer << dice.OneIn(2);
-            break;
-        case 2:
-            packer << static_cast<signed char>(sign);
-            break;
-        case 3:
-            packer << static_cast<short>(sign);
-            break;
-        case 4:
-            packer << static_cast<int>(sign);
-            break;
-        case 5:
-            packer << sign;
-            break;
-        case 6:
-        case 7:
-            packer << static_cast<std::uint64_t>(std::fabs(number));
-            break;
-        case 8:
-            packer << static_cast<float>(number);
-            break;
-        case 9:
-            packer << static_cast<double>(number);
-            break;
-        case 10:
-            packer << std::string(
-                static_cast<std::size_t>(dice.Below(dice.OneIn(50) ? 70'000 : 40)),
-                static_cast<char>(dice.Below(256)));
-            break;
-        default:
-            if (dice.OneIn(2)) {
-                packer << BsonMapSize(static_cast<std::int32_t>(sign));
-            } else {
-                packer << BsonTupleSize(static_cast<std::int32_t>(sign));
-            }
-    }
-}
-
 TEST(BsonUnpacker, AgreesWithAPlainReaderOnWhateverBytesThereAre) {
     constexpr int kRounds = 20'000;
     Dice dice(7);
@@ -331,7 +227,13 @@ TEST(BsonUnpacker, AgreesWithAPlainReaderOnWhateverBytesThereAre) {
         SCOPED_TRACE(round);
         BsonPacker packer;
         for (int i = dice.Below(6); i > 0; --i) {
-            PackAnything(dice, packer);
+            if (dice.OneIn(12)) {
+                packer << BsonMapSize(static_cast<std::int32_t>(dice.Bits()));
+            } else if (dice.OneIn(12)) {
+                packer << BsonTupleSize(static_cast<std::int32_t>(dice.Bits()));
+            } else {
+                support::PackScalar(dice, packer);
+            }
         }
         Bytes bytes = BytesOf(packer.Take());
         // A cut, a changed byte, a byte too many; or as it was written.
@@ -374,30 +276,14 @@ TEST(BsonUnpacker, AgreesWithAPlainReaderOnWhateverBytesThereAre) {
 }
 
 TEST(BsonUnpacker, AFailureLastsUntilItIsOpenedAgain) {
-    struct Row {
-        const char* name;
-        Bytes bytes;
-        bool isAtEnd;
-    };
-    const Row rows[] = {
-        {"nothing", {}, true},
-        {"no type", {0xC1, 0x01}, false},
-        {"no type, alone", {0xC1}, false},
-        {"binary data", {0xC4, 0x01, 0x01}, false},
-        {"an extension", {0xD4, 0x01, 0x01}, false},
-        {"a number cut short", {0xD2, 0x00, 0x00, 0x00}, false},
-        {"a length cut short", {0xDA, 0x00}, false},
-        {"a text cut short", {0xA2, 'a'}, false},
-        {"a negative length", {0xDB, 0x80, 0x00, 0x00, 0x00}, true},
-        {"a negative count", {0xDD, 0xFF, 0xFF, 0xFF, 0xFF}, true},
-    };
     const Bytes good = {0xC0, 0xC3};
-    for (const Row& row : rows) {
+    for (const support::FileRow& row : support::RowsOf("broken_items.txt")) {
         SCOPED_TRACE(row.name);
-        BsonUnpacker unpacker(row.bytes.data(), row.bytes.size());
+        const Bytes bytes = support::BytesOfHex(row[""]);
+        BsonUnpacker unpacker(bytes.data(), bytes.size());
         EXPECT_EQ(nullptr, unpacker.GetNextItem());
         EXPECT_TRUE(unpacker.Failed());
-        EXPECT_EQ(row.isAtEnd, unpacker.Eos());
+        EXPECT_EQ(row["at its end"] == "yes", unpacker.Eos());
         unpacker.Rewind();
         EXPECT_TRUE(unpacker.Failed());
         BsonItem item;

@@ -198,24 +198,6 @@ TEST(JsonParser, MayReadItsOwnText) {
     EXPECT_STREQ("renamed", object.First()->Name());
 }
 
-TEST(JsonParser, LeavesAClearedNodeWhenMemoryEnds) {
-    const std::string text = R"({"a name of 17 byte": [1, {"b": "a text of \u0031\u0037 bytes"}]})";
-    for (std::size_t fails = 1;; ++fails) {
-        TrackedAllocator allocator;
-        JsonValue value(&allocator);
-        value.MakeEmptyObject()["old"].Set("left over");
-        allocator.FailAt(fails);
-        try {
-            value.Parse(text.c_str());
-            EXPECT_GT(fails, 8U);
-            break;
-        } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(value.IsEmpty());
-            EXPECT_EQ(0U, allocator.Lent());
-        }
-    }
-}
-
 TEST(JsonParser, TakesRoomByTheLongestEscape) {
     const struct {
         const char* text;

@@ -224,18 +224,25 @@ std::unique_ptr<SpeedParameter> Speeds(int freezes) {
     return speed;
 }
 
+using SpeedRows = std::vector<std::pair<const char*, std::function<void(SpeedParameter&)>>>;
+
+void TryEachRow(const SpeedRows& rows) {
+    for (const int freezes : {0, 4}) {
+        for (const auto& [name, act] : rows) {
+            TryEachFailure(
+                name, [=] { return Speeds(freezes); }, act, DescribeSpeed);
+        }
+    }
+}
+
 TEST(SpeedWithoutMemory, EditsHappenAsAWholeOrNotAtAll) {
-    struct Row {
-        const char* name;
-        std::function<void(SpeedParameter&)> act;
-    };
     const std::string other = Speeds(3)->Serialize();
     // Two keyframes that stand still.
     auto still = Speeds(0);
     still->AddPoint(2.0, 0.0, kHold);
     still->AddPoint(5.0, 0.0, kHold);
     const std::string older = still->Parameter::Serialize();
-    const std::vector<Row> rows = {
+    const SpeedRows rows = {
         {"a speed is added", [](auto& s) { s.AddPoint(5.5, 3.0, kHold); }},
         {"a freeze is added", [](auto& s) { s.AddFreezeFrame(5.75, 1.0); }},
         {"a freeze at a keyframe", [](auto& s) { s.AddFreezeFrame(0.0, 1.0); }},
@@ -254,20 +261,11 @@ TEST(SpeedWithoutMemory, EditsHappenAsAWholeOrNotAtAll) {
              s = *source;
          }},
     };
-    for (const int freezes : {0, 4}) {
-        for (const Row& row : rows) {
-            TryEachFailure(
-                row.name, [=] { return Speeds(freezes); }, row.act, DescribeSpeed);
-        }
-    }
+    TryEachRow(rows);
 }
 
 TEST(SpeedWithoutMemory, QuestionsCanBeAskedAgain) {
-    struct Row {
-        const char* name;
-        std::function<void(SpeedParameter&)> act;
-    };
-    const std::vector<Row> rows = {
+    const SpeedRows rows = {
         {"source time", [](auto& s) { s.GetSourceTime(3.0); }},
         {"render time", [](auto& s) { s.GetRenderTime(3.0); }},
         {"total time", [](auto& s) { s.GetRenderTotalTime(); }},
@@ -289,12 +287,7 @@ TEST(SpeedWithoutMemory, QuestionsCanBeAskedAgain) {
         {"source curve", [](auto& s) { s.GetParameterSource(); }},
         {"copy", [](auto& s) { const SpeedParameter copy(s); }},
     };
-    for (const int freezes : {0, 3}) {
-        for (const Row& row : rows) {
-            TryEachFailure(
-                row.name, [=] { return Speeds(freezes); }, row.act, DescribeSpeed);
-        }
-    }
+    TryEachRow(rows);
 }
 
 }  // namespace

@@ -5,47 +5,27 @@
 #include <cmath>
 
 #include "support/dice.h"
+#include "support/file_rows.h"
 #include "support/speed_words.h"
 
 namespace {
 
 TEST(Freeze, IsRefusedWhereItCannotBe) {
-    struct Row {
-        const char* name;
-        double point, duration;
-        bool isAdded;
-        double source;  // shown in its middle
-    };
-    const Row rows[] = {
-        {"at the start", 0, 1, true, 0},
-        {"at the end", 12, 1, true, 10},
-        {"at the end but for rounding", 12.00000009, 1, true, 10},
-        {"beyond the end", 12.0000002, 1, false, 0},
-        {"at a keyframe", 6, 1, true, 4},
-        {"inside another", 4, 1, false, 0},
-        {"at its end", 5, 1, false, 0},
-        {"within the tolerance of its end", 5.00000009, 1, false, 0},
-        {"right behind it", 5.0000002, 1, true, 3.0000002},
-        {"before 0", -0.1, 1, false, 0},
-        {"the shortest", 1, 1e-7, true, 1},
-        {"too short", 1, 9e-8, false, 0},
-        {"a negative one", 1, -1, false, 0},
-        {"no number", 1, kNan, false, 0},
-        {"endless", 1, kInfinity, false, 0},
-        {"nowhere", kNan, 1, false, 0},
-        {"at the end of time", kInfinity, 1, false, 0},
-    };
-    for (const Row& row : rows) {
+    for (const support::FileRow& row : support::RowsOf("freezes.txt")) {
         SCOPED_TRACE(row.name);
+        const Times numbers = support::NumbersOf(row[""]);
+        const double point = numbers[0];
+        const double duration = numbers[1];
+        const bool isAdded = numbers.size() > 2;
         auto speed = TwoSpeeds();
         ASSERT_TRUE(speed->AddFreezeFrame(3.0, 2.0));
         const int count = speed->GetKeyFramesCount();
-        EXPECT_EQ(row.isAdded, speed->AddFreezeFrame(row.point, row.duration));
-        EXPECT_NEAR(row.isAdded ? 9.0 + row.duration : 9.0, speed->GetRenderTotalTime(), 1e-12);
-        if (row.isAdded) {
-            const double middle = speed->PointTimeToRenderTime(row.point + row.duration / 2);
-            EXPECT_NEAR(row.source, speed->GetSourceTime(middle), 1e-9);
-            EXPECT_FALSE(speed->AddFreezeFrame(row.point, row.duration)) << "twice";
+        EXPECT_EQ(isAdded, speed->AddFreezeFrame(point, duration));
+        EXPECT_NEAR(isAdded ? 9.0 + duration : 9.0, speed->GetRenderTotalTime(), 1e-12);
+        if (isAdded) {
+            const double middle = speed->PointTimeToRenderTime(point + duration / 2);
+            EXPECT_NEAR(numbers[2], speed->GetSourceTime(middle), 1e-9);
+            EXPECT_FALSE(speed->AddFreezeFrame(point, duration)) << "twice";
         } else {
             EXPECT_EQ(count, speed->GetKeyFramesCount());
         }

@@ -10,22 +10,6 @@
 
 namespace {
 
-TEST(Speed, ANewCurveIsOneKeyframeOfNormalSpeed) {
-    SpeedParameter fresh;
-    SpeedParameter slow(0.5);
-    EXPECT_EQ(1, fresh.GetKeyFramesCountEx());
-    EXPECT_EQ(1.0, fresh.GetPointValue(0).AsDouble());
-    EXPECT_EQ(0.5, slow.GetPointValue(0).AsDouble());
-    for (SpeedParameter* speed : {&fresh, &slow}) {
-        EXPECT_EQ(0.0, speed->GetPointTime(0));
-        EXPECT_EQ(KeyframeInterpolationType::Hold, speed->GetInterpolationType(0));
-        EXPECT_EQ(core::ParameterDouble, speed->GetParameterType());
-        EXPECT_EQ(25.0, speed->GetSourceFPS());
-        EXPECT_EQ(0.0, speed->GetSourceTotalTime());
-        EXPECT_EQ(0, speed->GetReverse());
-    }
-}
-
 /// A render time and the source time, or the point, that belongs to it.
 struct Pair {
     double render;

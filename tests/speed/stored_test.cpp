@@ -136,6 +136,10 @@ TEST(StoredSpeed, WritesTheLayoutOfStoredFiles) {
               R"("MD5": ")" +
                   std::string(fresh.GetHashString()) + R"(","_totalTime": 0.0})",
               fresh.Serialize());
+    SpeedParameter slow(0.5);
+    EXPECT_EQ(25.0, slow.GetSourceFPS());
+    fresh.SetPointValue(0, 0.5);
+    EXPECT_EQ(fresh.Serialize(), slow.Serialize());
 
     auto speed = TwoSpeeds();
     speed->SetSourceFPS(25.00000001);
@@ -352,53 +356,6 @@ TEST(StoredSpeed, RefusesAsAWhole) {
         ASSERT_EQ(before, speed->Serialize()) << text;
         ASSERT_EQ(length, speed->GetRenderTotalTime()) << text;
     }
-}
-
-TEST(StoredSpeed, MutatedTextsAreRefusedOrSettle) {
-    const support::Quiet quiet;
-    const Texts pieces = {"null",
-                          "1e999",
-                          "-",
-                          "\"\"",
-                          "[",
-                          "]",
-                          "{",
-                          "}",
-                          "0",
-                          ",",
-                          "\"1 2\"",
-                          "1.7976931348623157e308",
-                          "0.0,",
-                          "9e99",
-                          "1 ",
-                          "-5",
-                          "\"_time\": 0,"};
-    int loaded = 0;
-    for (std::uint64_t seed = 0; seed < 4000; ++seed) {
-        Dice dice(seed);
-        std::string text = RandomSpeed(dice, dice.OneIn(2))->Serialize();
-        for (int changes = 1 + dice.Below(3); changes > 0; --changes) {
-            const auto at = static_cast<std::size_t>(dice.Below(static_cast<int>(text.size())));
-            text.replace(at, static_cast<std::size_t>(dice.Below(12)), dice.Pick(pieces));
-        }
-        auto speed = TwoSpeeds();
-        const std::string before = speed->Serialize();
-        if (speed->Desialize(text.c_str()) == -1) {
-            ASSERT_EQ(before, speed->Serialize()) << text;
-            continue;
-        }
-        ++loaded;
-        const std::string saved = speed->Serialize();
-        SpeedParameter again;
-        ASSERT_EQ(0, again.Desialize(saved.c_str())) << saved;
-        if (speed->GetParameterType() == core::ParameterDouble) {
-            for (const double t : {-1.0, 0.0, 2.5, 1e9}) {
-                ASSERT_FALSE(std::isnan(speed->GetSourceTime(t))) << text;
-                ASSERT_FALSE(std::isnan(speed->GetRenderTime(t))) << text;
-            }
-        }
-    }
-    EXPECT_GT(loaded, 500);
 }
 
 TEST(StoredSpeed, DoesNotDependOnTheLocale) {

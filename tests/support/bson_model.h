@@ -1,9 +1,12 @@
 #pragma once
 
 // A second reader of packed data, written for plainness from the format's table:
-// what the library reads is held against it.
+// what the library reads is held against it. And random items to read.
+
+#include "support/dice.h"
 
 #include <core/data/bson_item.h>
+#include <core/data/bson_packer.h>
 
 #include <cmath>
 #include <cstddef>
@@ -174,5 +177,61 @@ private:
     std::size_t at = 0;
     bool hasFailed = false;
 };
+
+/// Numbers at the edges of all integer types, and some between.
+inline std::vector<long double> EdgeNumbers() {
+    std::vector<long double> numbers;
+    for (int power = 0; power <= 64; ++power) {
+        for (const long double offset : {-2.0L, -1.0L, 0.0L, 1.0L, 2.0L}) {
+            for (const long double sign : {-1.0L, 1.0L}) {
+                const long double number = sign * std::ldexp(1.0L, power) + offset;
+                if (number >= -0x1p63L && number < 0x1p64L) {
+                    numbers.push_back(number);
+                }
+            }
+        }
+    }
+    return numbers;
+}
+
+/// A random item that holds no others; numbers at edges preferred.
+inline void PackScalar(Dice& dice, core::BsonPacker& packer) {
+    static const std::vector<long double> numbers = EdgeNumbers();
+    const long double number = dice.Pick(numbers);
+    const auto sign = static_cast<std::int64_t>(std::fmod(number, 0x1p63L));
+    switch (dice.Below(10)) {
+        case 0:
+            packer << nullptr;
+            break;
+        case 1:
+            packer << dice.OneIn(2);
+            break;
+        case 2:
+            packer << static_cast<signed char>(sign);
+            break;
+        case 3:
+            packer << static_cast<short>(sign);
+            break;
+        case 4:
+            packer << static_cast<int>(sign);
+            break;
+        case 5:
+            packer << sign;
+            break;
+        case 6:
+            packer << static_cast<std::uint64_t>(std::fabs(number));
+            break;
+        case 7:
+            packer << static_cast<float>(number);
+            break;
+        case 8:
+            packer << static_cast<double>(number);
+            break;
+        default:
+            packer << std::string(
+                static_cast<std::size_t>(dice.Below(dice.OneIn(50) ? 70'000 : 40)),
+                static_cast<char>(dice.Below(256)));
+    }
+}
 
 }  // namespace support

@@ -2,19 +2,24 @@
 
 #include "support/curve_oracle.h"
 
+#include <string>
 #include <vector>
 
-/// Named curves that have been, or are likely to be, trouble. Tests, benchmarks
-/// and fuzzers all walk through them: a new exhibit is tried everywhere.
+/// The named curves of tests/files/gallery.txt. All tests walk through them: a new exhibit
+/// is tried everywhere.
 namespace gallery {
 
 struct Exhibit {
-    const char* name;
+    std::string name;
     plain::Curve curve;
     /// The curve comes with handles of its own; otherwise the library sets them.
     bool handSet;
 };
 const std::vector<Exhibit>& Curves();
+
+/// Keyframes as lines: time, value and type, then the left handle and the right one, which may
+/// be left out.
+plain::Curve CurveOf(const std::string& lines);
 
 /// The exhibit as the library builds it.
 core::Parameter Build(const Exhibit& exhibit);

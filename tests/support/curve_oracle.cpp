@@ -55,13 +55,14 @@ double EasingCubic(double s, double first, double second) {
 
 double Ease(int type, double p) {
     if (type <= 23) {
+        const auto [x1, y1, x2, y2] = kEasings[type - 16];
         double lo = 0.0;
         double hi = 1.0;
         do {
             double m = (lo + hi) / 2.0;
-            (p > EasingTime(type, m) ? lo : hi) = m;
+            (p > EasingCubic(m, x1, x2) ? lo : hi) = m;
         } while (hi - lo > 1e-6);
-        return EasingCubic((lo + hi) / 2.0, kEasings[type - 16].y1, kEasings[type - 16].y2);
+        return EasingCubic((lo + hi) / 2.0, y1, y2);
     }
     if (type == 24) {
         if (p == 0.0 || p == 1.0) {
@@ -247,10 +248,6 @@ Cubic BezierTime(const Key& from, const Key& to) {
     double x1 = t0 + (t1 - t0) * std::clamp(from.right.x, 0.0, 1.0);
     double x2 = t0 + (t1 - t0) * std::clamp(to.left.x, 0.0, 1.0);
     return Cubic(t0, from.type == 1 ? t0 : x1, to.type == 1 ? t1 : x2, t1);
-}
-
-double EasingTime(int type, double s) {
-    return EasingCubic(s, kEasings[type - 16].x1, kEasings[type - 16].x2);
 }
 
 bool IsBezier(int type) {

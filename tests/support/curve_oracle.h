@@ -49,8 +49,6 @@ struct Cubic {
 };
 /// Time along a time-value Bezier segment, in seconds.
 Cubic BezierTime(const Key& from, const Key& to);
-/// Progress in time at the parameter `s` of a cubic-bezier easing.
-double EasingTime(int type, double s);
 
 /// Whether the segments of this type, or those that end in it, solve for time.
 bool IsBezier(int type);

@@ -1,5 +1,7 @@
 #include "support/json_grammar.h"
 
+#include "support/split.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -300,32 +302,16 @@ void AppendSpace(std::string& text, Dice& dice) {
 }
 
 void AppendString(std::string& text, Dice& dice) {
-    static const std::vector<std::string> kPieces = {
-        "a",
-        "name",
-        "\xC3\xA9",
-        "\x80\xFF",
-        "\x7F",
-        "\\n\\r\\t\\b\\f",
-        "\\\"",
-        "\\\\",
-        "\\/",
-        "\\u0041",
-        "\\u00e9",
-        "\\u20AC",
-        "\\ud7ff\\ue000",
-        "\\ud83d\\ude00",
-        "\\ud800\\udc00",
-        "\\udbff\\udfff",
-        "\\u0000",
-        "\\u001f",
-        "fourteen bytes",
-        "fifteen  bytes!",
-        "sixteen bytes...",
-        "a long run without any escape, of more than three blocks of bytes"};
-    static const std::vector<std::string> kFaults = {
-        "\\ud83d", "\\ud83d x", "\\ud800\\udbff", "\\udbff\\ue000", "\\udc00", "\\udfff\\udc00",
-        "\\q",     "\t",        "\x1F",           "\\u12g4",        "\\u12"};
+    static const std::vector<std::string> kPieces = Split(
+        R"(a,name,\n\r\t\b\f,\",\\,\/,\u0041,\u00e9,\u20AC,\ud7ff\ue000,\ud83d\ude00,\ud800\udc00,)"
+        R"(\udbff\udfff,\u0000,\u001f,fourteen bytes,fifteen  bytes!,sixteen bytes...,)"
+        "a long run without any escape of more than three blocks of bytes,"
+        "\xC3\xA9,\x80\xFF,\x7F",
+        ',');
+    static const std::vector<std::string> kFaults =
+        Split(R"(\ud83d,\ud83d x,\ud800\udbff,\udbff\ue000,\udc00,\udfff\udc00,\q,\u12g4,\u12,)"
+              "\t,\x1F",
+              ',');
     text += '"';
     for (int i = dice.Below(5); i > 0; --i) {
         text += dice.Pick(dice.OneIn(60) ? kFaults : kPieces);
@@ -415,41 +401,17 @@ double RandomDouble(Dice& dice) {
 }
 
 std::string RandomNumberText(Dice& dice) {
-    static const std::vector<std::string> kSpecial = {
-        "-",
-        "-.5",
-        "- 5",
-        "007",
-        "-0",
-        "1.",
-        "1.e5",
-        "1e",
-        "1e+",
-        "1E-",
-        "0x1.8p1",
-        "1.5.5",
-        "1e400",
-        "-1e400",
-        "1e-400",
-        "0e99999999999999999999",
-        "1e99999999999999999999",
-        "0.0e-9999999999",
-        "9223372036854775807",
-        "9223372036854775808",
-        "-9223372036854775808",
-        "-9223372036854775809",
-        "18446744073709551615",
-        "18446744073709551616",
-        "99999999999999999999.5",
-        "2.2250738585072011e-308",
-        "2.2250738585072014e-308",
-        "2.4703282292062327e-324",
-        "2.4703282292062328e-324",
-        "1.7976931348623158e308",
-        "1.7976931348623159e308",
-        "9007199254740992.99999999999999999999",
-        "9007199254740993.0",
-        "9007199254740993.00000000000000000000000000000000000000000001"};
+    static const std::vector<std::string> kSpecial = Split(
+        "-,-.5,- 5,007,-0,1.,1.e5,1e,1e+,1E-,0x1.8p1,1.5.5,1e400,-1e400,1e-400,"
+        "0e99999999999999999999,1e99999999999999999999,0.0e-9999999999,"
+        "9223372036854775807,9223372036854775808,-9223372036854775808,-9223372036854775809,"
+        "18446744073709551615,18446744073709551616,99999999999999999999.5,"
+        "2.2250738585072011e-308,2.2250738585072014e-308,"
+        "2.4703282292062327e-324,2.4703282292062328e-324,"
+        "1.7976931348623158e308,1.7976931348623159e308,"
+        "9007199254740992.99999999999999999999,9007199254740993.0,"
+        "9007199254740993.00000000000000000000000000000000000000000001",
+        ',');
     std::string text = dice.OneIn(3) ? "-" : "";
     const auto digits = [&](int count) {
         for (int i = dice.Below(count); i > 0; --i) {

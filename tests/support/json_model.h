@@ -32,17 +32,36 @@ struct JsonModel {
         }
         return size;
     }
+    /// As text in which nothing is lost: doubles as their bits, lengths and counts too.
     friend std::ostream& operator<<(std::ostream& out, const JsonModel& model) {
-        out << model.kind;
-        if (!model.children.empty() || model.kind > core::JsonValue::kString) {
-            out << "(";
-            for (std::size_t i = 0; i < model.children.size(); ++i) {
-                out << (i < model.names.size() ? "\"" + model.names[i] + "\": " : "")
-                    << model.children[i] << " ";
-            }
-            return out << ")";
+        using core::JsonValue;
+        const auto quoted = [](const std::string& words) {
+            return std::to_string(words.size()) + "'" + words + "'";
+        };
+        switch (model.kind) {
+            case JsonValue::kEmpty:
+                return out << "empty";
+            case JsonValue::kNull:
+                return out << "null";
+            case JsonValue::kBool:
+                return out << (model.bits != 0 ? "true" : "false");
+            case JsonValue::kSigned:
+                return out << static_cast<std::int64_t>(model.bits);
+            case JsonValue::kUnsigned:
+                return out << model.bits << "u";
+            case JsonValue::kDouble:
+                return out << "#" << model.bits;
+            case JsonValue::kString:
+                return out << quoted(model.text);
+            default:
+                break;
         }
-        return model.kind > 100 ? out << "'" << model.text << "'" : out << ":" << model.bits;
+        const bool isArray = model.kind == JsonValue::kArray;
+        out << (isArray ? "[" : "{");
+        for (std::size_t i = 0; i < model.children.size(); ++i) {
+            out << (isArray ? "" : quoted(model.names[i]) + ":") << model.children[i] << ",";
+        }
+        return out << model.children.size() << (isArray ? "]" : "}");
     }
 };
 
