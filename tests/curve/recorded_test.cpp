@@ -326,7 +326,11 @@ TEST(RecordedCurves, AnswerWhatTheyDid) {
             unsigned words = 0;
             double sum = kNan;
             std::istringstream(line) >> name >> words >> sum;
-            Parameter curve = exhibits.at(name);
+            const std::size_t at = name.find('@');  // behind it, the type that the curve gets
+            Parameter curve = exhibits.at(name.substr(0, at));
+            if (at != std::string::npos) {
+                curve.SetParameterType(static_cast<ParameterTypeEnum>(name.at(at + 1) - '0'));
+            }
             Call call{curve, support::NumbersOf(row.name.substr(end))};
             const std::uint64_t revision = curve.Revision();
             try {
