@@ -339,9 +339,11 @@ const struct {
      }},
     {"Shown",
      [](SpeedParameter& c, Answers& a) {
-         for (int i = c.GetFreezeFramesCount(); i-- > 0;) {
-             a << c.RemoveFreezeFrame(i) << c.Snapshot();
+         SpeedParameter copy(c);
+         for (int i = copy.GetFreezeFramesCount(); i-- > 0;) {
+             a << copy.RemoveFreezeFrame(i) << copy.Snapshot();
          }
+         c.GetRenderTime(0.41 * a.total), copy = c, a << copy.GetParameterSource()->Serialize();
          c.SetSourceTotalTime(kNan), c.SetSourceFPS(kInfinity), a.AddChange();
          const auto shown = c.GetParameterInternal();
          c.Restore(a.before);
