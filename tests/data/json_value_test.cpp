@@ -123,6 +123,10 @@ TEST(JsonMember, ItsRefusalNamesItAndBothKinds) {
          "\"/none\": null where an array was wanted"},
         {[&] { object["small"].AsUint64(); },
          "\"small\": a number that does not fit the integer that was wanted"},
+        {[&] { object["small"].AsUint(); },
+         "\"small\": a number that does not fit the integer that was wanted"},
+        {[&] { object["text"].AsInt64(); }, "\"text\": a text where an integer was wanted"},
+        {[&] { constant["text"].AsArray(); }, "\"text\": a text where an array was wanted"},
         {[&] { object["none"].AsBool(); }, "\"none\": null where a boolean was wanted"},
         {[&] { object["on"].AsString(); }, "\"on\": a boolean where a text was wanted"},
         {[&] { object["on"].AsFloat(); }, "\"on\": a boolean where a number was wanted"},
@@ -296,6 +300,27 @@ TEST(JsonArray, MovedElementsKeepTheirParent) {
     EXPECT_EQ(&target[1].AsArray(), target[1].AsArray().First()->Parent());
 }
 
+// What is moved to another allocator is copied.
+TEST(JsonTree, ContainersGoToOtherAllocators) {
+    JsonDoc doc;
+    const auto check = [](auto& source, auto target) {
+        auto copy(source);
+        target = std::move(source);
+        EXPECT_EQ(1, source.Count());
+        target = std::move(copy);
+        EXPECT_EQ(source.Allocator() == target.Allocator() ? 0 : 1, copy.Count());
+        std::string text[2];
+        source.Dump(text[0]), target.Dump(text[1]);
+        EXPECT_EQ(text[0], text[1]);
+        EXPECT_EQ(&target, target.First()->Parent());
+    };
+    JsonArray array(&doc);
+    JsonObject object(&doc);
+    array.Add(7), object.Add("name", 7);
+    check(array, JsonArray());
+    check(object, JsonObject());
+}
+
 TEST(JsonObject, FindsTheFirstOfANameByItsBytes) {
     JsonObject object;
     object.Add("twin", 1);
@@ -401,6 +426,7 @@ TEST(JsonViews, ShowWhatWasThereWhenTheyWereMade) {
     }
     // Names that repeat count once, and their first member is found.
     EXPECT_EQ(51, members.Count());
+    EXPECT_EQ(51, members.end() - members.begin());
     EXPECT_EQ(7, members.Find("name7")->AsInt());
     EXPECT_EQ(object.Find("name7"), writable.Find(std::string("name7")));
     EXPECT_EQ(nullptr, members.Find("later"));

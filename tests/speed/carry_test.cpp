@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "support/speed_words.h"
@@ -87,25 +86,6 @@ TEST(Carry, LeavesOnEachPictureWhatWasThere) {
         }
     }
     EXPECT_LT(made, 1.2 * keyframes);
-}
-
-TEST(Carry, AddsNoKeyframeWhereNoneIsNeeded) {
-    Parameter curve;
-    curve.AddPoint(1, 0.0, KeyframeInterpolationType::Linear);
-    curve.AddPoint(5, 8.0, KeyframeInterpolationType::Hold);
-    curve.AddPoint(6, 2.0, KeyframeInterpolationType::Hermite);
-    curve.AddPoint(8, 3.0, KeyframeInterpolationType::Hold);
-    const auto twice = Speeds(10, {{0, 2, kHold}, {10, 1, kHold}});
-    twice->AddFreezeFrame(3, 1);
-    Parameter carried;
-    ASSERT_TRUE(CarryToRenderTime(curve.Snapshot(), twice->Snapshot(), carried));
-    const std::vector<std::pair<double, double>> wanted = {{0.5, 0}, {1.5, 4}, {2.5, 4},
-                                                           {3.5, 8}, {4, 2},   {5, 3}};
-    ASSERT_EQ(wanted.size(), static_cast<std::size_t>(carried.GetKeyFramesCount()));
-    for (std::size_t i = 0; i < wanted.size(); ++i) {
-        EXPECT_NEAR(wanted[i].first, carried.GetPointTime(static_cast<int>(i)), 1e-5) << i;
-        EXPECT_NEAR(wanted[i].second, carried.GetPointValue(static_cast<int>(i)).AsDouble(), 1e-5);
-    }
 }
 
 TEST(Carry, TakesEveryKindOfValue) {

@@ -130,22 +130,4 @@ TEST(Freeze, ACopyTurnsNearZeroSpeedsIntoFreezes) {
     }
 }
 
-TEST(Freeze, EachStillKeyframeShowsItsOwnPictureInCopies) {
-    auto speed = Speeds(10, {{0, 1, 6}, {2, 0, 6}, {3, 1, 6}, {6, 0, 6}, {6.5, 1, 6}, {10, 1, 6}});
-    for (const bool hasOther : {false, true}) {
-        if (hasOther) {
-            ASSERT_TRUE(speed->AddFreezeFrame(1.0, 4.5));
-        }
-        SpeedParameter copy(*speed);
-        SpeedParameter assigned;
-        assigned = copy;
-        const auto reverted = speed->RevertSpeedParameter();
-        for (SpeedParameter* each : {&copy, &assigned, reverted.get()}) {
-            EXPECT_EQ(speed->GetRenderTotalTime() + 1.5, each->GetRenderTotalTime());
-            EXPECT_EQ(2.0, each->GetSourceTime(each->GetRenderTime(2.0) + 0.999));
-            EXPECT_EQ(6.0, each->GetSourceTime(each->GetRenderTime(6.0) + 0.499));
-        }
-    }
-}
-
 }  // namespace

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iomanip>
@@ -140,10 +139,10 @@ struct Answers {
     // As if the second one's source went on where the first one's ends.
     void AddJoined(const core::ClipPart& first, core::ClipPart second, double apart = 0.0) {
         const core::ClipPart refused = JoinClips(first, second);
-        double left = 0.0;
-        double right = 0.0;
-        if (std::sscanf(refused.reason.c_str(), "%*[^0-9-]%lf%*[^0-9-]%lf", &left, &right) == 2) {
-            second.sourceStart += left - right + apart;
+        // "the first ends at 1 s of the source, the second starts at 2 s"
+        const Times words = support::NumbersOf(refused.reason);
+        if (words.size() == 15) {
+            second.sourceStart += words[4] - words[13] + apart;
         }
         *this << refused << JoinClips(first, second);
     }
@@ -339,9 +338,11 @@ const struct {
      }},
     {"Shown",
      [](SpeedParameter& c, Answers& a) {
-         for (int i = c.GetFreezeFramesCount(); i-- > 0;) {
-             a << c.RemoveFreezeFrame(i) << c.Snapshot();
+         SpeedParameter copy(c);
+         for (int i = copy.GetFreezeFramesCount(); i-- > 0;) {
+             a << copy.RemoveFreezeFrame(i) << copy.Snapshot();
          }
+         c.GetRenderTime(0.41 * a.total), copy = c, a << copy.GetParameterSource()->Serialize();
          c.SetSourceTotalTime(kNan), c.SetSourceFPS(kInfinity), a.AddChange();
          const auto shown = c.GetParameterInternal();
          c.Restore(a.before);
