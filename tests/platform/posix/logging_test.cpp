@@ -1,8 +1,10 @@
 // The log on a disk that takes no more, from any byte on, and takes more again; what comes to
-// the disk; and timelines of forked processes.
+// the disk; images read in pieces; and timelines of forked processes.
 
 #include "core/logging/rotating_file.h"
 
+#include <core/foundation/text_encoding.h>
+#include <core/logging/diagnostics.h>
 #include <core/logging/log.h>
 #include <core/logging/log_flush.h>
 #include <core/logging/log_form.h>
@@ -32,16 +34,24 @@
 
 #include "platform/posix/no_threads.h"
 #include "support/dice.h"
+#include "support/image_file.h"
+#include "support/logged.h"
 #include "support/scratch_directory.h"
 
 namespace {
 std::atomic<int> syncs = 0;
-}
+std::atomic<std::size_t> mostAtOnce = SIZE_MAX;
+}  // namespace
 
 // Counts what is to come to the disk.
 int fsync(int file) {
     ++syncs;
     return static_cast<int>(syscall(SYS_fsync, file));
+}
+
+// Some file systems read less than they are asked for.
+ssize_t pread(int file, void* data, std::size_t size, off_t offset) {
+    return syscall(SYS_pread64, file, data, std::min(size, mostAtOnce.load()), offset);
 }
 
 namespace {
@@ -286,6 +296,23 @@ TEST(LogToTheDisk, ComesThereOnceSomebodyAsksForIt) {
         step();
         EXPECT_EQ(expected, syncs - before);
     }
+}
+
+TEST(PosixDependencies, AreReadInPiecesToo) {
+    const support::ScratchDirectory scratch;
+    support::ImageFile image;
+    image.names = {"no-such-library-1.dll", std::string(300, 'x')};
+    std::wstring path;
+    core::ZYLCore_UTF8_Unicode(scratch.Write("image", image.Bytes()).c_str(), path);
+    const auto check = [&] {
+        return support::Logged([&] { ZYLCorePrintDependency(path.c_str()); });
+    };
+    check();  // begins the log
+    const auto lines = check();
+    EXPECT_EQ(2u, lines.size());
+    mostAtOnce = 7;
+    EXPECT_EQ(lines, check());
+    mostAtOnce = SIZE_MAX;
 }
 
 TEST(PosixTimeline, IsRefusedWithoutAThread) {
