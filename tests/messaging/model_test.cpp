@@ -9,6 +9,7 @@
 
 #include "core/messaging/access.h"
 #include "core/messaging/message_queue.h"
+#include "core/messaging/run_times.h"
 
 #include <core/messaging/future.h>
 
@@ -332,6 +333,38 @@ TEST(BusTimers, AreManyAtATime) {
         ASSERT_TRUE(next == dues.size() || dues[next] > FakeClock::now);
     }
     EXPECT_EQ(dues.size(), next);
+}
+
+TEST(RunTimes, TellOfEachRunWhereSomebodyAsks) {
+    static std::vector<std::string> told;
+    const core::SpanSink tell = [](const char* name, std::int64_t begin,
+                                   std::int64_t end) noexcept {
+        told.push_back(name + std::string(end - begin >= 2'000'000 ? " long" : ""));
+    };
+    for (const bool isTold : {false, true}) {
+        for (const bool isMeasured : {false, true}) {
+            told.clear();
+            core::RunTimes times;
+            core::EventBus bus;
+            times.Measure(isMeasured);
+            core::MeasureRuns(bus, isMeasured);
+            const core::SpanSink before = core::spanSink.exchange(isTold ? tell : nullptr);
+            const auto rest = [] { std::this_thread::sleep_for(std::chrono::milliseconds(2)); };
+            bus.listen<int>([&](int) { rest(); });
+            times.Time("a", rest);
+            times.TimeAlone("b", [] {});
+            bus.post(1);
+            core::spanSink.store(before);
+            EXPECT_EQ(isTold ? 3U : 0U, told.size());
+            EXPECT_TRUE(!isTold || (told[0] == "a long" && told[1].front() == 'b' &&
+                                    told[2] == "deliver event long"));
+            EXPECT_EQ(2U, times.Done());
+            EXPECT_EQ(isMeasured, times.Longest() >= std::chrono::milliseconds(2));
+            EXPECT_EQ(times.Longest().count() > 0, core::CountersOf(bus).longestRun.count() > 0);
+            times.Measure(true);
+            EXPECT_EQ(nanoseconds(0), times.Longest());
+        }
+    }
 }
 
 /// What a worker and an event bus do at steady times, in the same words.
