@@ -145,17 +145,20 @@ TYPED_TEST(EventBuses, RunTheOthersWhenAListenerThrows) {
 
 TYPED_TEST(EventBuses, ListenersMayListenUnlistenAndPost) {
     int own = 0;
+    int gone = 0;
     own = this->bus->template listen<int>([&](const int& number) {
         this->heard += "x" + std::to_string(number) + " ";
         this->bus->unlistenAll(own);
+        this->bus->unlistenAll(gone);
         this->Listen("n");
         this->bus->post(number + 1);
     });
+    gone = this->Listen("g");
     this->Listen("a");
     this->bus->post(1);
     const bool isAsync = std::is_same_v<TypeParam, AsyncEventBus>;
     Settle(*this->bus);
-    EXPECT_EQ(isAsync ? "x1 a1 a2 n2 " : "x1 a2 n2 a1 ", this->Heard());
+    EXPECT_EQ(isAsync ? "x1 g1 a1 a2 n2 " : "x1 a2 n2 a1 ", this->Heard());
 }
 
 TYPED_TEST(EventBuses, AListenerMayDestroyItsOwner) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -271,6 +272,8 @@ TEST_F(MessageLoops, LeaveInTheBusWhatComesAfterTheirEnd) {
     auto loop = Make();
     Writer copy(*loop);
     loop->Launch();
+    // It waits for a message by then.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
     loop.reset();
     Add({1, 2});
     copy.WaitExit();

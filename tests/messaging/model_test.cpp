@@ -381,6 +381,8 @@ struct OnWorker {
         core::WaitForPosted(*worker);
     }
 
+    core::Counters Count() { return core::CountersOf(*worker); }
+
     std::unique_ptr<core::IWorker> worker{CreateWorker()};
 };
 
@@ -400,6 +402,8 @@ struct OnEventBus {
             event.Wait();
         }
     }
+
+    core::Counters Count() { return core::CountersOf(bus); }
 
     core::AsyncEventBus bus;
 };
@@ -431,8 +435,12 @@ TYPED_TEST(SteadyTimes, DoNotDriftAndDoNotPileUp) {
     at(499, 3, 1);
     at(1, 4, 1);
     EXPECT_FALSE(after.Cancel());
+    EXPECT_EQ(1U, served.Count().timers);
     EXPECT_TRUE(every.Cancel());
     at(100'000, 4, 1);
+    // Five of timers, and two to settle each of nine times.
+    EXPECT_EQ(23U, served.Count().posted);
+    EXPECT_EQ(0U, served.Count().timers + served.Count().waiting);
 }
 
 TYPED_TEST(SteadyTimes, MayEndThemselvesAndOthers) {
