@@ -160,9 +160,11 @@ bool IsRight(const std::string& how, const std::string& line) {
     std::istringstream frames(rest);
     int count = 0;
     for (std::string frame; isRight && frames >> frame; ++count) {
-        isRight =
-            std::regex_match(frame, kFrame) &&
-            (count > 0 || !std::regex_match(how, kAtFault) || frame.rfind("crash_process", 0) == 0);
+        // The handler's own calls are left out.
+        isRight = std::regex_match(frame, kFrame) &&
+                  (!std::regex_match(how, kAtFault) ||
+                   frame.rfind(count == 0 ? "crash_process" : "libcore", 0) ==
+                       (count == 0 ? 0 : frame.npos));
     }
     return isRight && (how == "overflow" ? count == 64 : count > 1 && count < 64);
 }

@@ -54,7 +54,7 @@ TEST(PosixIdentifiers, ForkedProcessesDrawEveryBitAnew) {
     const std::uint64_t thread = CurrentThreadId();
     Identifier ones{};
     Identifier zeros{};
-    for (int i = 0; i < 64; ++i) {
+    for (int i = 0; i < 40; ++i) {
         int ends[2];
         ASSERT_EQ(0, pipe(ends));
         const pid_t child = fork();
