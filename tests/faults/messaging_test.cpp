@@ -6,6 +6,7 @@
 #include <core/messaging/future.h>
 #include <core/messaging/message_loop.h>
 #include <core/messaging/msg_bus.h>
+#include <core/messaging/timer.h>
 #include <core/messaging/worker.h>
 #include <core/speed/speed_parameter.h>
 
@@ -13,9 +14,11 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -305,6 +308,58 @@ TEST(WorkersWithoutMemory, ALoopThatWasNotLaunchedCanBeLaunchedLater) {
         EXPECT_EQ(5, loop.sum);
         return hasFailed;
     });
+}
+
+TEST(WorkersWithoutMemory, TimersComeOnceThereIsMemoryAgain) {
+    std::atomic<int> calls = 0;
+    const std::unique_ptr<core::IWorker> worker(CreateWorker());
+    {
+        const faults::OthersWithoutMemory starving;
+        core::PostAfter(*worker, std::chrono::nanoseconds(0), [&] { ++calls; });
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        EXPECT_EQ(0, calls);
+    }
+    while (calls == 0) {
+        std::this_thread::yield();
+    }
+    core::WaitForPosted(*worker);
+    EXPECT_EQ(1, calls);
+    // A bus's comes behind what waits, at every size of its blocks.
+    for (int count = 0; count < 140; ++count) {
+        core::SimpleMsgBus bus;
+        for (int i = 0; i < count; ++i) {
+            bus.AddMsg({i});
+        }
+        core::PostAfter(bus, std::chrono::nanoseconds(0), {count});
+        SimpleMessage message;
+        for (int i = 0; i <= count; ++i) {
+            const FailingMemory failing(1, Shortage::FromThenOn);
+            ASSERT_TRUE(bus.TryGetMsg(message));
+            ASSERT_EQ(i, message.code);
+        }
+        EXPECT_FALSE(bus.TryGetMsg(message));
+    }
+}
+
+TEST(MessagesWithoutMemory, ABurstOfEventsGivesItsMemoryBack) {
+    support::Event isHeld;
+    support::Event mayGoOn;
+    core::AsyncEventBus bus;
+    bus.listen<char>([&](const char&) {
+        isHeld.Set();
+        mayGoOn.Wait();
+    });
+    bus.post('x');
+    isHeld.Wait();
+    const long blocks = faults::LivingBlocks();
+    for (int i = 0; i < 5000; ++i) {
+        bus.post(i);
+    }
+    EXPECT_LE(blocks + 5000 / 32, faults::LivingBlocks());
+    mayGoOn.Set();
+    while (faults::LivingBlocks() > blocks) {
+        std::this_thread::yield();
+    }
 }
 
 // A container that is filled in a destructor would end the process.

@@ -3,7 +3,8 @@
 //   crash_process HOW DIRECTORY      crashes
 //   crash_process check HOW DIRECTORY    status 1 unless its lines are there, and the last one
 //
-// HOW is segv, sent, bus, fpe, ill, abort, terminate, throw, json, overflow, hooked or fatal.
+// HOW is segv, sent, bus, fpe, ill, abort, terminate, throw, json, overflow, hooked, informed
+// or fatal.
 
 #include <core/logging/log.h>
 #include <core/logging/log_crash.h>
@@ -56,7 +57,6 @@ void WriteToNowhere() {
 
 const CrashWaysAdded kWays({
     {"segv", WriteToNowhere},
-    {"sent", [] { std::raise(SIGSEGV); }},
     {"fpe",
      [] {
          volatile int zero = 0;
@@ -73,6 +73,14 @@ const CrashWaysAdded kWays({
          Fail();
      }},
     {"overflow", [] { Overflow(1); }},
+    {"before hooked",
+     [] {
+         // Somebody else's, which runs behind ours. The log goes on meanwhile.
+         std::signal(SIGABRT, [](int) {
+             const int answer = CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, 30'000);
+             std::_Exit(answer == CORE_LOG_TIMED_OUT ? 1 : 42);
+         });
+     }},
     {"hooked", [] { std::abort(); }},
     {"fatal",
      [] {
@@ -97,12 +105,8 @@ void LogFromThreads() {
 }
 
 int Crash(const std::string& how, const fs::path& directory) {
-    if (how == "hooked") {
-        // Somebody else's, which runs behind ours. The log goes on meanwhile.
-        std::signal(SIGABRT, [](int) {
-            const int answer = CoreLogFlushAndWait(CORE_LOG_TO_SYSTEM, 30'000);
-            std::_Exit(answer == CORE_LOG_TIMED_OUT ? 1 : 42);
-        });
+    if (const auto before = CrashWays().find("before " + how); before != CrashWays().end()) {
+        before->second();
     }
     // Twice is once, and nothing is left of what is switched off.
     const std::terminate_handler before = std::get_terminate();
@@ -136,6 +140,8 @@ bool IsRight(const std::string& how, const std::string& line) {
         R"x("thread":[1-9]\d*,"message":"crash: )x");
     static const std::regex kWhat(R"((std::)?[^:, ]+(: no_way)?( at 0x[0-9a-f]+)?, in )");
     static const std::regex kFrame(R"(.*\+0x[0-9a-f]+)");
+    static const std::regex kAtFault("segv|fpe|ill");
+    static const std::regex kWithoutAddress("sent|abort|terminate|throw|json|hooked|informed");
     const bool isJson = how == "json";
     const auto anchored = std::regex_constants::match_continuous;
     std::smatch head;
@@ -150,15 +156,21 @@ bool IsRight(const std::string& how, const std::string& line) {
     bool isRight = std::regex_search(rest, what, kWhat, anchored) &&
                    (what[2].matched == (isJson || how == "throw")) &&
                    (how != "segv" || what[3] == " at 0x10") &&
+                   what[3].matched != std::regex_match(how, kWithoutAddress) &&
                    rest.find("crash_process") != rest.npos &&
                    (!isJson || rest.substr(rest.size() - 2) == "\"}");
     rest = what.suffix().str().substr(
         0, rest.size() - static_cast<std::size_t>(what.length()) - (isJson ? 2 : 0));
     std::istringstream frames(rest);
-    for (std::string frame; isRight && frames >> frame;) {
-        isRight = std::regex_match(frame, kFrame);
+    int count = 0;
+    for (std::string frame; isRight && frames >> frame; ++count) {
+        // The handler's own calls are left out.
+        isRight = std::regex_match(frame, kFrame) &&
+                  (!std::regex_match(how, kAtFault) ||
+                   frame.rfind(count == 0 ? "crash_process" : "libcore", 0) ==
+                       (count == 0 ? 0 : frame.npos));
     }
-    return isRight;
+    return isRight && (how == "overflow" ? count == 64 : count > 1 && count < 64);
 }
 
 /// Whether a file ends with, or has near its end, what it should.

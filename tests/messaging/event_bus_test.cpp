@@ -1,9 +1,12 @@
+#include <core/messaging/counters.h>
 #include <core/messaging/event_bus.h>
+#include <core/messaging/timer.h>
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -142,17 +145,20 @@ TYPED_TEST(EventBuses, RunTheOthersWhenAListenerThrows) {
 
 TYPED_TEST(EventBuses, ListenersMayListenUnlistenAndPost) {
     int own = 0;
+    int gone = 0;
     own = this->bus->template listen<int>([&](const int& number) {
         this->heard += "x" + std::to_string(number) + " ";
         this->bus->unlistenAll(own);
+        this->bus->unlistenAll(gone);
         this->Listen("n");
         this->bus->post(number + 1);
     });
+    gone = this->Listen("g");
     this->Listen("a");
     this->bus->post(1);
     const bool isAsync = std::is_same_v<TypeParam, AsyncEventBus>;
     Settle(*this->bus);
-    EXPECT_EQ(isAsync ? "x1 a1 a2 n2 " : "x1 a2 n2 a1 ", this->Heard());
+    EXPECT_EQ(isAsync ? "x1 g1 a1 a2 n2 " : "x1 a2 n2 a1 ", this->Heard());
 }
 
 TYPED_TEST(EventBuses, AListenerMayDestroyItsOwner) {
@@ -412,6 +418,67 @@ TEST(AsyncEvents, DestructionEndsThePassAndDropsTheRest) {
     // Passes of two, as many as came before the destructor.
     EXPECT_EQ(0, heard % 2) << heard;
     EXPECT_EQ(1, event.use_count());
+}
+
+TEST(AsyncEvents, WhatComesWhileTheBusGoesGoesAtOnce) {
+    struct Large {
+        std::shared_ptr<int> held;
+        std::array<int, 200> numbers{};
+    };
+    auto bus = std::make_unique<AsyncEventBus>();
+    const auto posted = std::make_shared<int>(1);
+    bool isReleased = false;
+    bus->listen<int>([last = std::shared_ptr<void>(nullptr, [&, raw = bus.get()](void*) {
+                          raw->listen<int>([posted](const int&) {});
+                          EXPECT_EQ(1, posted.use_count());
+                          raw->post(posted);
+                          raw->post(Large{posted});
+                          EXPECT_EQ(1, posted.use_count());
+                          const auto now = std::chrono::nanoseconds(0);
+                          EXPECT_FALSE(core::PostAfter(*raw, now, posted).IsPending());
+                          EXPECT_EQ(1, posted.use_count());
+                          isReleased = true;
+                      })](const int&) {});
+    Settle(*bus);
+    bus.reset();
+    EXPECT_TRUE(isReleased);
+}
+
+TEST(AsyncEvents, ABurstNeedsNoMemoryOnceThereWasOne) {
+    struct Gate {
+        support::Event* isHeld;
+        support::Event* mayGoOn;
+    };
+    struct Unmovable {
+        Unmovable() = default;
+        Unmovable(const Unmovable&) { throw 1; }
+    };
+    AsyncEventBus bus;
+    bus.listen<Gate>([](const Gate& gate) {
+        gate.isHeld->Set();
+        gate.mayGoOn->Wait();
+    });
+    std::size_t before = 0;
+    for (int burst = 0; burst < 20; ++burst) {
+        support::Event isHeld;
+        support::Event mayGoOn;
+        bus.post(Gate{&isHeld, &mayGoOn});
+        isHeld.Wait();
+        for (int i = 0; i < (burst == 0 ? 220 : 200); ++i) {
+            bus.post(i);
+            EXPECT_THROW(bus.post(Unmovable()), int);
+        }
+        before = burst == 0 ? AllocationsSoFar() : before;
+        mayGoOn.Set();
+        while (bus.getQueueEventCount() > 0) {
+            std::this_thread::yield();
+        }
+    }
+    EXPECT_EQ(before, AllocationsSoFar());
+    const core::Counters counters = core::CountersOf(bus);
+    EXPECT_EQ(20U * 201 + 20, counters.posted);
+    EXPECT_EQ(220U, counters.highest);
+    EXPECT_EQ(0U, counters.waiting);
 }
 
 TEST(AsyncEvents, AListenerThatConsumesFindsNothingToDo) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -86,6 +87,30 @@ TEST(ListeningOnTwoThreads, ListenersMayEndEachOther) {
         bus.post<std::size_t>(0);
         other.join();
     }
+}
+
+// A thread that has waited inside a listener counts as inside again.
+TEST(ListeningOnTwoThreads, AnEndWaitsForThoseWhoHaveWaitedThemselves) {
+    EventBus bus;
+    Listening<EventBus> first(bus);
+    Listening<EventBus> second(bus);
+    Listening<EventBus> third(bus);
+    support::Event hasWaited;
+    std::atomic<bool> isLeaving = false;
+    first.listen<int>([&](const int&) {
+        third.unlistenAndWait();
+        hasWaited.Set();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        isLeaving = true;
+    });
+    second.listen<char>([&](const char&) {
+        first.unlistenAndWait();
+        EXPECT_TRUE(isLeaving);
+    });
+    std::thread other([&] { bus.post(1); });
+    hasWaited.Wait();
+    bus.post('x');
+    other.join();
 }
 
 TYPED_TEST(ListeningOn, AWeakOwnerIsHeldWhileItHearsAndThenForgotten) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -36,6 +37,7 @@ public:
     explicit Writer(std::shared_ptr<Diary> toWrite, Handler toHandle = nullptr)
         : diary(std::move(toWrite)), handler(std::move(toHandle)) {}
 
+    using MessageLoop::ThreadProc;
     void OnLoopStart() override { diary->Add("start "); }
     void OnLoopExit() override { diary->Add("exit "); }
     void OnMessage(const std::shared_ptr<VersatileMessage>& message) override {
@@ -237,6 +239,45 @@ TEST_F(MessageLoops, MayBeDestroyedByTheirHandler) {
         EXPECT_EQ(1, bus->Count());
     }
     EXPECT_EQ("start 1 gone start 1 gone ", diary->Text());
+}
+
+TEST_F(MessageLoops, AreAssignedWhileTheyRun) {
+    const auto loop = Make();
+    EXPECT_EQ(0U, core::CountersOf(*loop).posted);
+    Writer copy(*loop);
+    loop->Launch();
+    const Writer& same = *loop;
+    *loop = same;
+    *loop = copy;
+    Add({1});
+    while (bus->Count() > 0) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(1U, core::CountersOf(copy).posted);
+    bus->Close();
+    loop->WaitExit();
+    // Of another loop, with its bus; on a thread of the caller's, too.
+    SimpleMsgBus open;
+    Writer other(diary, [&](const SimpleMessage&) { open.Close(); });
+    other.SetMsgBus(&open);
+    *loop = other;
+    open.AddMsg({2});
+    std::thread lent([&] { loop->ThreadProc(); });
+    lent.join();
+    EXPECT_EQ("start 1 exit start 2 exit ", diary->Text());
+    EXPECT_EQ(1U, core::CountersOf(other).done);
+}
+
+TEST_F(MessageLoops, LeaveInTheBusWhatComesAfterTheirEnd) {
+    auto loop = Make();
+    Writer copy(*loop);
+    loop->Launch();
+    // It waits for a message by then.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    loop.reset();
+    Add({1, 2});
+    copy.WaitExit();
+    EXPECT_EQ(2U, core::CountersOf(*bus).waiting);
 }
 
 enum class Going { Launched, Copy, Assigned, Bus, Close, Exit };

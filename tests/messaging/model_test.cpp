@@ -7,7 +7,9 @@
 #include <core/messaging/timer.h>
 #include <core/messaging/worker.h>
 
-#include "core/messaging/timer_clock.h"
+#include "core/messaging/access.h"
+#include "core/messaging/message_queue.h"
+#include "core/messaging/run_times.h"
 
 #include <core/messaging/future.h>
 
@@ -19,6 +21,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -30,6 +33,7 @@
 
 namespace {
 
+using core::MsgBusWaitRet;
 using core::SimpleMessage;
 using core::WhenFull;
 using std::chrono::nanoseconds;
@@ -48,7 +52,7 @@ private:
     core::TimerClock::Reading before;
 };
 
-/// What the bus says that it does, as simply as it can be written.
+/// What a bus says that it does, as simply as it can be written.
 struct Model {
     struct Timer {
         int code;
@@ -67,7 +71,8 @@ struct Model {
             }
             const bool waits = std::count(queue.begin(), queue.end(), first->code) > 0;
             if (first->period == 0 || !waits) {
-                Push(first->code);
+                queue.push_back(first->code);
+                Added();
             }
             if (first->period == 0) {
                 timers.erase(first);
@@ -78,28 +83,26 @@ struct Model {
             }
         }
     }
-    void Push(int code) {
-        queue.push_back(code);
-        Added();
-    }
+    std::size_t Waiting() const { return queue.size() - (isHandled && !queue.empty() ? 1 : 0); }
     void Added() {
         ++expected.posted;
-        expected.highest = std::max<std::uint64_t>(expected.highest, queue.size());
+        expected.highest = std::max<std::uint64_t>(expected.highest, Waiting());
     }
-    void Drop(std::size_t toSize) {
-        for (; queue.size() > toSize; queue.pop_front()) {
-            ++expected.dropped;
+    void Drop(std::size_t toCount) {
+        for (; Waiting() > toCount; ++expected.dropped) {
+            queue.erase(queue.begin() + (isHandled ? 1 : 0));
         }
     }
     bool Add(int code) {
-        if (limit.count > 0 && queue.size() >= limit.count) {
+        if (limit.count > 0 && Waiting() >= limit.count) {
             if (limit.whenFull == WhenFull::Refuse) {
                 ++expected.refused;
                 return false;
             }
             Drop(limit.count - 1);
         }
-        Push(code);
+        queue.push_back(code);
+        Added();
         return true;
     }
     int Take() {
@@ -108,27 +111,78 @@ struct Model {
         ++expected.done;
         return code;
     }
+    void Check(const core::Counters& is) const {
+        EXPECT_EQ(expected.posted, is.posted);
+        EXPECT_EQ(expected.done, is.done);
+        EXPECT_EQ(expected.refused, is.refused);
+        EXPECT_EQ(expected.dropped, is.dropped);
+        EXPECT_EQ(expected.highest, is.highest);
+        EXPECT_EQ(Waiting(), is.waiting);
+        EXPECT_EQ(timers.size(), is.timers);
+    }
 
     std::deque<int> queue;
     std::vector<Timer> timers;  // in the order of their arming
     core::QueueLimit limit;
     core::Counters expected;
+    /// A loop has the first message in hand.
+    bool isHandled = false;
 };
 
-TEST(Buses, WithLimitsBatchesAndTimersFollowTheModel) {
+struct Simple {
+    using Bus = core::SimpleMsgBus;
+    using Message = SimpleMessage;
+    static Message Make(int code) { return {code}; }
+    static int CodeOf(const Message& message) { return message.code; }
+};
+
+struct Versatile {
+    using Bus = core::VersatileMsgBus;
+    using Message = Bus::Handle;
+    static Message Make(int code) { return std::make_shared<core::VersatileMessage>(code); }
+    static int CodeOf(const Message& message) { return message ? message->MessageId() : 0; }
+};
+
+template <class Kind>
+class Buses : public testing::Test {};
+using BusKinds = testing::Types<Simple, Versatile>;
+TYPED_TEST_SUITE(Buses, BusKinds);
+
+TYPED_TEST(Buses, WithLimitsBatchesTimersAndALoopFollowTheModel) {
+    constexpr std::int64_t kForEver = std::numeric_limits<std::int64_t>::max();
     const FakeClock clock;
     for (int round = 0; round < support::Rounds(300, 1'000'000); ++round) {
         SCOPED_TRACE("seed " + std::to_string(round));
         Dice dice(static_cast<std::uint64_t>(round));
-        core::SimpleMsgBus bus;
+        typename TypeParam::Bus bus;
+        auto& queue = *core::MessagingAccess::ImplOf(bus);
         Model model;
-        for (int code = 1; code < 200 && !HasFailure(); ++code) {
-            SimpleMessage message;
-            message.code = code;
-            switch (dice.Below(10)) {
+        auto out = TypeParam::Make(0);
+        const auto expectFirst = [&](bool isTaken) {
+            EXPECT_EQ(isTaken ? model.Take() : model.queue.front(), TypeParam::CodeOf(out));
+        };
+        // Grows for a while and shrinks for a while, to all sizes in the long rounds.
+        const bool isLong = round % 50 == 0;
+        // Whether the last message of a timer still waits is known by counts in turn: not
+        // where older ones are dropped behind the one that a loop has in hand.
+        const bool hasLoop = round % 3 > 0;
+        const bool hasTicks = round % 3 < 2;
+        for (int code = 1; code < (isLong ? 10'000 : 200) && !testing::Test::HasFailure(); ++code) {
+            const bool isGrowing = isLong && code / 500 % 2 == 0;
+            const auto message = TypeParam::Make(code);
+            const int action = dice.Below(isGrowing ? 30 : 16);
+            const auto room = static_cast<std::size_t>(dice.Below(6));
+            if (action > 5 && action < 11 && action != 9 && (action != 6 || room > 0)) {
+                model.Serve();
+            }
+            const bool isEmpty = model.queue.empty();
+            switch (action) {
                 case 0:
-                    model.limit.count = static_cast<std::size_t>(dice.Below(6));
-                    model.limit.whenFull = dice.OneIn(2) ? WhenFull::Refuse : WhenFull::DropOldest;
+                    model.limit.count =
+                        static_cast<std::size_t>(dice.Below(6) * (isLong ? 150 : 1));
+                    model.limit.whenFull = dice.OneIn(2) || (hasLoop && hasTicks)
+                                               ? WhenFull::Refuse
+                                               : WhenFull::DropOldest;
                     core::SetLimit(bus, model.limit);
                     if (model.limit.count > 0 && model.limit.whenFull == WhenFull::DropOldest) {
                         model.Drop(model.limit.count);
@@ -140,14 +194,20 @@ TEST(Buses, WithLimitsBatchesAndTimersFollowTheModel) {
                     model.Added();
                     break;
                 case 2: {
-                    const std::int64_t delay = dice.Below(20'000) - 1000;
-                    model.timers.push_back({code, FakeClock::now + delay, 0,
-                                            core::PostAfter(bus, nanoseconds(delay), message)});
+                    const std::int64_t delay =
+                        dice.OneIn(20) ? kForEver : dice.Below(20'000) - 1000;
+                    const std::int64_t due = delay == kForEver ? delay : FakeClock::now + delay;
+                    model.timers.push_back(
+                        {code, due, 0, core::PostAfter(bus, nanoseconds(delay), message)});
                     break;
                 }
                 case 3: {
-                    const std::int64_t period = 1000 + dice.Below(10'000);
-                    model.timers.push_back({code, FakeClock::now + period, period,
+                    if (!hasTicks) {
+                        break;
+                    }
+                    const std::int64_t period = dice.Below(11'000);
+                    const std::int64_t used = std::max<std::int64_t>(period, 1000);
+                    model.timers.push_back({code, FakeClock::now + used, used,
                                             core::PostEvery(bus, nanoseconds(period), message)});
                     break;
                 }
@@ -167,44 +227,82 @@ TEST(Buses, WithLimitsBatchesAndTimersFollowTheModel) {
                     FakeClock::now += dice.Below(30'000);
                     break;
                 case 6: {
-                    model.Serve();
-                    std::vector<SimpleMessage> taken(static_cast<std::size_t>(1 + dice.Below(5)),
-                                                     message);
-                    const auto result = core::GetMsgs(bus, taken.data(), taken.size(), 0);
+                    std::vector<typename TypeParam::Message> taken(room, message);
+                    const auto result =
+                        core::GetMsgs(bus, taken.data(), taken.size(), isEmpty ? 0 : -1);
                     ASSERT_EQ(std::min(taken.size(), model.queue.size()), result.count);
+                    EXPECT_EQ(result.count > 0 ? MsgBusWaitRet::Ok : MsgBusWaitRet::Timeout,
+                              result.result);
                     for (std::size_t i = 0; i < taken.size(); ++i) {
-                        EXPECT_EQ(i < result.count ? model.Take() : 0, taken[i].code);
+                        EXPECT_EQ(i < result.count ? model.Take() : 0, TypeParam::CodeOf(taken[i]));
                     }
                     break;
                 }
                 case 7:
-                    model.Serve();
-                    ASSERT_EQ(!model.queue.empty(), bus.TryGetMsg(message));
-                    if (!model.queue.empty()) {
-                        EXPECT_EQ(model.Take(), message.code);
+                case 8: {
+                    const bool isTaken = action == 7;
+                    ASSERT_EQ(!isEmpty, isTaken ? bus.TryGetMsg(out) : bus.PeekMsg(out));
+                    if (!isEmpty) {
+                        expectFirst(isTaken);
+                    }
+                    break;
+                }
+                case 9:
+                    ASSERT_EQ(!isEmpty, bus.PopMsg());
+                    if (!isEmpty) {
+                        model.Take();
+                    }
+                    break;
+                case 10: {
+                    const std::int64_t limits[] = {0, -1, std::numeric_limits<std::int64_t>::min(),
+                                                   kForEver};
+                    const int way = dice.Below(isEmpty ? 3 : 6);
+                    ASSERT_EQ(isEmpty ? MsgBusWaitRet::Timeout : MsgBusWaitRet::Ok,
+                              way < 4    ? bus.GetMsgWaitFor(out, limits[way])
+                              : way == 4 ? bus.GetMsg(out)
+                                         : bus.PeekMsgWait(out));
+                    if (!isEmpty) {
+                        expectFirst(way < 5);
+                    }
+                    break;
+                }
+                case 11:
+                    // A handler that reads the bus of its own loop takes what it handles.
+                    if (model.isHandled) {
+                        const bool isLeft = dice.OneIn(4);
+                        isLeft ? queue.LeaveUnhandled() : queue.PopHandled();
+                        model.isHandled = false;
+                        if (!isLeft && !isEmpty) {
+                            model.Take();
+                        }
+                    } else if (hasLoop && !isEmpty) {
+                        model.Serve();
+                        ASSERT_EQ(MsgBusWaitRet::Ok, queue.PeekToHandle(out));
+                        expectFirst(false);
+                        model.isHandled = true;
                     }
                     break;
                 default:
                     EXPECT_EQ(model.Add(code), bus.AddMsg(message));
             }
-            const core::Counters is = core::CountersOf(bus);
-            EXPECT_EQ(model.expected.posted, is.posted);
-            EXPECT_EQ(model.expected.done, is.done);
-            EXPECT_EQ(model.expected.refused, is.refused);
-            EXPECT_EQ(model.expected.dropped, is.dropped);
-            EXPECT_EQ(model.expected.highest, is.highest);
-            EXPECT_EQ(model.queue.size(), is.waiting);
-            EXPECT_EQ(model.timers.size(), is.timers);
+            EXPECT_EQ(model.queue.size(), static_cast<std::size_t>(bus.Count()));
+            model.Check(core::CountersOf(bus));
         }
+        // What waits goes; what a loop has in hand counts as done.
+        model.expected.dropped += model.Waiting();
+        model.expected.done += model.queue.size() - model.Waiting();
+        model.queue.clear();
+        core::Timer last = model.timers.empty() ? core::Timer() : model.timers[0].handle;
+        model.timers.clear();
         bus.Close();
-        EXPECT_TRUE(model.timers.empty() || !model.timers[0].handle.Cancel());
-        EXPECT_EQ(model.expected.posted,
-                  core::CountersOf(bus).done + core::CountersOf(bus).dropped);
+        EXPECT_FALSE(last.Cancel());
+        queue.PopHandled();
+        model.Check(core::CountersOf(bus));
     }
 }
 
 // Many at a time: every one at its time, whatever else was cancelled meanwhile.
-TEST(Buses, HoldManyTimers) {
+TEST(BusTimers, AreManyAtATime) {
     const FakeClock clock;
     const int count = support::Rounds(20'000, 1'000'000);
     core::SimpleMsgBus bus;
@@ -237,6 +335,38 @@ TEST(Buses, HoldManyTimers) {
     EXPECT_EQ(dues.size(), next);
 }
 
+TEST(RunTimes, TellOfEachRunWhereSomebodyAsks) {
+    static std::vector<std::string> told;
+    const core::SpanSink tell = [](const char* name, std::int64_t begin,
+                                   std::int64_t end) noexcept {
+        told.push_back(name + std::string(end - begin >= 2'000'000 ? " long" : ""));
+    };
+    for (const bool isTold : {false, true}) {
+        for (const bool isMeasured : {false, true}) {
+            told.clear();
+            core::RunTimes times;
+            core::EventBus bus;
+            times.Measure(isMeasured);
+            core::MeasureRuns(bus, isMeasured);
+            const core::SpanSink before = core::spanSink.exchange(isTold ? tell : nullptr);
+            const auto rest = [] { std::this_thread::sleep_for(std::chrono::milliseconds(2)); };
+            bus.listen<int>([&](int) { rest(); });
+            times.Time("a", rest);
+            times.TimeAlone("b", [] {});
+            bus.post(1);
+            core::spanSink.store(before);
+            EXPECT_EQ(isTold ? 3U : 0U, told.size());
+            EXPECT_TRUE(!isTold || (told[0] == "a long" && told[1].front() == 'b' &&
+                                    told[2] == "deliver event long"));
+            EXPECT_EQ(2U, times.Done());
+            EXPECT_EQ(isMeasured, times.Longest() >= std::chrono::milliseconds(2));
+            EXPECT_EQ(times.Longest().count() > 0, core::CountersOf(bus).longestRun.count() > 0);
+            times.Measure(true);
+            EXPECT_EQ(nanoseconds(0), times.Longest());
+        }
+    }
+}
+
 /// What a worker and an event bus do at steady times, in the same words.
 struct OnWorker {
     core::Timer Every(nanoseconds period, std::function<void()> tick) {
@@ -250,6 +380,8 @@ struct OnWorker {
         core::WaitForPosted(*worker);
         core::WaitForPosted(*worker);
     }
+
+    core::Counters Count() { return core::CountersOf(*worker); }
 
     std::unique_ptr<core::IWorker> worker{CreateWorker()};
 };
@@ -270,6 +402,8 @@ struct OnEventBus {
             event.Wait();
         }
     }
+
+    core::Counters Count() { return core::CountersOf(bus); }
 
     core::AsyncEventBus bus;
 };
@@ -301,8 +435,12 @@ TYPED_TEST(SteadyTimes, DoNotDriftAndDoNotPileUp) {
     at(499, 3, 1);
     at(1, 4, 1);
     EXPECT_FALSE(after.Cancel());
+    EXPECT_EQ(1U, served.Count().timers);
     EXPECT_TRUE(every.Cancel());
     at(100'000, 4, 1);
+    // Five of timers, and two to settle each of nine times.
+    EXPECT_EQ(23U, served.Count().posted);
+    EXPECT_EQ(0U, served.Count().timers + served.Count().waiting);
 }
 
 TYPED_TEST(SteadyTimes, MayEndThemselvesAndOthers) {

@@ -1,4 +1,3 @@
-#include <core/messaging/counters.h>
 #include <core/messaging/msg_bus.h>
 #include <core/messaging/queue_limit.h>
 #include <core/messaging/timer.h>
@@ -10,7 +9,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -94,66 +92,6 @@ protected:
 
 using Kinds = testing::Types<Simple, Versatile>;
 TYPED_TEST_SUITE(MsgBus, Kinds);
-
-TYPED_TEST(MsgBus, AnswersLikeADeque) {
-    std::deque<int> model;
-    Dice dice(7);
-    int next = 0;
-    // Grows for a while, shrinks for a while, so that all sizes come by.
-    for (int step = 0; step < 40'000; ++step) {
-        const bool isGrowing = step / 500 % 2 == 0;
-        const int number = ++next;
-        switch (dice.Below(isGrowing ? 8 : 12)) {
-            case 0:
-            case 1:
-            case 2:
-            case 3:
-                EXPECT_TRUE(this->bus.AddMsg(TypeParam::Make(number)));
-                model.push_back(number);
-                break;
-            case 4:
-                EXPECT_TRUE(this->bus.InsertUrgentMsg(TypeParam::Make(number)));
-                model.push_front(number);
-                break;
-            case 5:
-                ASSERT_EQ(!model.empty(), this->bus.PeekMsg(this->out));
-                ASSERT_TRUE(model.empty() || model.front() == TypeParam::NumberOf(this->out));
-                break;
-            case 6:
-                ASSERT_EQ(!model.empty(), this->bus.PopMsg());
-                if (!model.empty()) {
-                    model.pop_front();
-                }
-                break;
-            case 7: {
-                const std::int64_t limits[] = {0, -1, std::numeric_limits<std::int64_t>::min(),
-                                               kForEver};
-                const auto limit = limits[dice.Below(model.empty() ? 3 : 4)];
-                const auto expected = model.empty() ? MsgBusWaitRet::Timeout : MsgBusWaitRet::Ok;
-                ASSERT_EQ(expected, this->bus.GetMsgWaitFor(this->out, limit));
-                if (!model.empty()) {
-                    ASSERT_EQ(model.front(), TypeParam::NumberOf(this->out));
-                    model.pop_front();
-                }
-                break;
-            }
-            default:
-                if (!model.empty() && dice.OneIn(2)) {
-                    ASSERT_EQ(model.front(),
-                              this->Got(MsgBusWaitRet::Ok, this->bus.PeekMsgWait(this->out)));
-                    ASSERT_EQ(model.front(),
-                              this->Got(MsgBusWaitRet::Ok, this->bus.GetMsg(this->out)));
-                } else {
-                    ASSERT_EQ(!model.empty(), this->bus.TryGetMsg(this->out));
-                    ASSERT_TRUE(model.empty() || model.front() == TypeParam::NumberOf(this->out));
-                }
-                if (!model.empty()) {
-                    model.pop_front();
-                }
-        }
-        ASSERT_EQ(model.size(), static_cast<std::size_t>(this->bus.Count()));
-    }
-}
 
 TYPED_TEST(MsgBus, ClosedDiscardsWhatIsThereAndRefusesTheRest) {
     this->bus.AddMsg(TypeParam::Make(1));
@@ -247,45 +185,6 @@ TYPED_TEST(MsgBus, NeedsNoMemoryPerMessageOnceItHasHadItsLength) {
         }
     }
     EXPECT_EQ(0U, *std::max_element(allocated.begin() + 1, allocated.end()));
-}
-
-TYPED_TEST(MsgBus, HasALimitCountersAndTimers) {
-    core::SetLimit(this->bus, {2, core::WhenFull::DropOldest});
-    for (int number = 1; number <= 3; ++number) {
-        EXPECT_TRUE(this->bus.AddMsg(TypeParam::Make(number)));
-    }
-    core::Counters counters = core::CountersOf(this->bus);
-    EXPECT_EQ(3U, counters.posted);
-    EXPECT_EQ(1U, counters.dropped);
-    EXPECT_EQ(2U, counters.waiting);
-    EXPECT_EQ(2U, counters.highest);
-    typename TypeParam::Message all[3] = {this->out, this->out, this->out};
-    EXPECT_EQ(2U, core::GetMsgs(this->bus, all, 3).count);
-    EXPECT_EQ(2, TypeParam::NumberOf(all[0]));
-    EXPECT_EQ(3, TypeParam::NumberOf(all[1]));
-    for (const std::size_t room : {3U, 0U}) {
-        const core::TakenMessages none = core::GetMsgs(this->bus, all, room, 0);
-        EXPECT_EQ(MsgBusWaitRet::Timeout, none.result);
-        EXPECT_EQ(0U, none.count);
-    }
-    this->bus.AddMsg(TypeParam::Make(6));
-    this->bus.AddMsg(TypeParam::Make(7));
-    core::SetLimit(this->bus, {1, core::WhenFull::DropOldest});
-    EXPECT_EQ(1, this->bus.Count());
-    core::SetLimit(this->bus, {});
-    EXPECT_EQ(7, this->Got(MsgBusWaitRet::Ok, this->bus.GetMsg(this->out)));
-    core::Timer once = core::PostAfter(this->bus, std::chrono::milliseconds(1), TypeParam::Make(4));
-    core::Timer often =
-        core::PostEvery(this->bus, std::chrono::microseconds(1), TypeParam::Make(5));
-    EXPECT_EQ(2U, core::CountersOf(this->bus).timers);
-    for (int times = 0; times < 3 || once.IsPending();) {
-        ASSERT_EQ(MsgBusWaitRet::Ok, this->bus.GetMsg(this->out));
-        times += TypeParam::NumberOf(this->out) == 5 ? 1 : 0;
-    }
-    EXPECT_FALSE(once.Cancel());
-    EXPECT_TRUE(often.IsPending());
-    EXPECT_TRUE(often.Cancel());
-    EXPECT_FALSE(often.IsPending());
 }
 
 TEST(VersatileBus, TheMovingAddTakesTheHandleOnSuccessOnly) {

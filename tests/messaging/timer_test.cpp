@@ -211,6 +211,40 @@ TEST(Timers, EndInAnyOrder) {
     }
 }
 
+TEST(Timers, MayHoldWhatCallsBack) {
+    int calls = 0;
+    const auto calling = [&](const std::function<void()>& ask) {
+        return std::shared_ptr<void>(nullptr, [&calls, ask](void*) {
+            ask();
+            ++calls;
+        });
+    };
+    const std::chrono::hours late(1);
+    for (const bool isCancelled : {true, false}) {
+        const std::unique_ptr<core::IWorker> worker(CreateWorker());
+        auto events = std::make_unique<core::AsyncEventBus>();
+        SimpleMsgBus bus;
+        SimpleMessage message = Of(1);
+        core::Timer timers[] = {
+            core::PostAfter(*worker, late, [held = calling([&] { worker->GetTaskCount(); })] {}),
+            core::PostAfter(*events, late,
+                            calling([raw = events.get()] { raw->getQueueEventCount(); })),
+            {}};
+        message.payload = calling([&] { bus.Count(); });
+        timers[2] = core::PostAfter(bus, late, message);
+        message = {};
+        for (core::Timer& timer : timers) {
+            EXPECT_TRUE(timer.IsPending());
+            EXPECT_EQ(isCancelled, isCancelled && timer.Cancel());
+        }
+        worker->StopAndDrain();
+        events.reset();
+        bus.Close();
+        EXPECT_EQ(isCancelled ? 3 : 6, calls);
+        EXPECT_FALSE(timers[0].IsPending() || timers[1].IsPending() || timers[2].IsPending());
+    }
+}
+
 // A worker of another kind has no clock; what it is posted it runs as it likes.
 TEST(Timers, AreOfTheLibrarysOwnWorkersAlone) {
     struct Other : core::IWorker {
@@ -327,9 +361,36 @@ TEST(Limits, HoldAndKeepEachPostersOrder) {
     SimpleMsgBus full;
     core::SetLimit(full, {1, WhenFull::Wait});
     full.AddMsg(Of(1));
-    std::thread waiting([&] { EXPECT_FALSE(full.AddMsg(Of(2))); });
-    full.Close();
+    for (const bool isClosed : {false, true}) {
+        std::thread waiting([&] { EXPECT_EQ(isClosed, !full.AddMsg(Of(2))); });
+        std::thread another([&] { EXPECT_EQ(isClosed, !full.AddMsg(Of(2))); });
+        std::this_thread::sleep_for(milliseconds(5));
+        isClosed ? full.Close() : core::SetLimit(full, {3, WhenFull::Wait});
+        waiting.join();
+        another.join();
+    }
+    EXPECT_EQ(3U, core::CountersOf(full).dropped);
+    // Room comes also when a loop takes a message in hand.
+    SimpleMsgBus ofLoop;
+    core::SetLimit(ofLoop, {1, WhenFull::Wait});
+    ofLoop.AddMsg(Of(1));
+    support::Event isAdded;
+    std::thread waiting([&] {
+        EXPECT_TRUE(ofLoop.AddMsg(Of(2)));
+        isAdded.Set();
+    });
+    std::this_thread::sleep_for(milliseconds(5));
+    struct Waiting : core::MessageLoop {
+        using core::MessageLoop::OnMessage;
+        void OnMessage(const SimpleMessage&) override { event->Wait(); }
+        support::Event* event = nullptr;
+    } loop;
+    loop.event = &isAdded;
+    loop.SetMsgBus(&ofLoop);
+    loop.Launch();
     waiting.join();
+    ofLoop.Close();
+    loop.WaitExit();
 }
 
 // What a handler posts to its own loop goes past the limit instead of waiting for itself,

@@ -44,7 +44,8 @@
 //     bus. What the consumer still needs is shared with it.
 //  5. Where the thread is gone without having ended, it may stand anywhere in here: then
 //     nothing is waited for, run or released.
-//  6. The consumer posts what its timers have due before it counts, like any poster.
+//  6. The consumer posts what its timers have due before it counts, like any poster. So the
+//     same pass delivers it, and no timer's event waits when its next one is due.
 
 namespace core {
 
@@ -253,7 +254,6 @@ void AsyncEventBusImpl::ServeTimers() {
     std::int64_t now = 0;
     for (;;) {
         TimedPost post;
-        TimerKey key;
         {
             const ScopedLock lock(queueMutex, *this);
             if (timers == nullptr || isStopped) {
@@ -265,18 +265,12 @@ void AsyncEventBusImpl::ServeTimers() {
             if (timer == nullptr) {
                 return;
             }
-            key = timers->FirstKey();
             if (timer->period == 0) {
                 post = timers->TakeFirst();
             } else {
-                // Its last event still waits: this one is left out.
-                const bool waits = events.Popped() < timer->mark;
-                post = waits ? nullptr : timer->payload;
+                post = timer->payload;
                 timers->PostponeFirst(now);
             }
-        }
-        if (post == nullptr) {
-            continue;
         }
         try {
             (*post)();
@@ -284,11 +278,6 @@ void AsyncEventBusImpl::ServeTimers() {
             Report(ReportLevel::Error, "core", error.what(), "AsyncEventBus");
         } catch (...) {
             Report(ReportLevel::Error, "core", "a timer's event can't be copied", "AsyncEventBus");
-        }
-        const ScopedLock lock(queueMutex, *this);
-        Timers::Slot* const timer = timers != nullptr ? timers->Find(key) : nullptr;
-        if (timer != nullptr) {
-            timer->mark = events.Pushed();
         }
     }
 }

@@ -47,9 +47,8 @@ public:
     Blocks TakeSurplus() noexcept;
 
     std::size_t Size() const noexcept { return static_cast<std::size_t>(pushed - popped); }
-    /// Events that were ever pushed, and those that have left it since.
+    /// Events that were ever pushed.
     std::uint64_t Pushed() const noexcept { return pushed; }
-    std::uint64_t Popped() const noexcept { return popped; }
     void Push(EventNode* node) noexcept;
     /// Null when it is empty.
     EventNode* Pop() noexcept;

@@ -114,7 +114,8 @@ private:
     bool PutAtLimit(Source&& message);
     void Record() CORE_REQUIRES(mutex);
     std::size_t Waiting() const CORE_REQUIRES(mutex) {
-        return elements.Size() - (isFrontHandled ? 1 : 0);
+        // A handler may have read the very message that it handles.
+        return elements.Size() - (isFrontHandled && !elements.IsEmpty() ? 1 : 0);
     }
     void DropOldest(std::size_t count, std::vector<Message>& dropped) CORE_REQUIRES(mutex);
     std::uint64_t UrgentLeft() const CORE_REQUIRES(mutex) {
@@ -645,7 +646,6 @@ void MessageQueue<Message>::Close() {
     const ScopedLock lock(mutex, *this);
     isClosed = true;
     droppedCount += Waiting();
-    isFrontHandled = false;
     isWorthALook.store(true, std::memory_order_relaxed);
     elements.MoveTo(discarded);
     discardedTimers.swap(timers);

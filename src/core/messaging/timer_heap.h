@@ -89,7 +89,6 @@ public:
     Slot* FirstDue(std::int64_t now) noexcept {
         return NextDue() <= now && !entries.empty() ? &At(entries.front().slot) : nullptr;
     }
-    TimerKey FirstKey() const noexcept { return {entries.front().id, entries.front().slot}; }
     /// Removes the first one and answers what it held.
     Payload TakeFirst() noexcept {
         const std::uint32_t index = entries.front().slot;

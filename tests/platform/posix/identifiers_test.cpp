@@ -36,7 +36,7 @@ TEST(PosixIdentifiers, FollowTheClockInOneThread) {
         ASSERT_EQ(1, next[7] >> 4);
         ASSERT_EQ(2, next[8] >> 6) << "the variant of RFC 9562";
         ASSERT_EQ(1, next[10] & 1) << "a node that is no network card";
-        ASSERT_TRUE(std::equal(next.begin() + 10, next.end(), last.begin() + 10));
+        ASSERT_TRUE(std::equal(next.begin() + 8, next.end(), last.begin() + 8));
         ASSERT_GT(TicksOf(next), TicksOf(last));
         last = next;
     }
@@ -49,28 +49,41 @@ TEST(PosixIdentifiers, FollowTheClockInOneThread) {
 }
 
 // A forked process starts with its parent's memory, and must not go on from there.
-TEST(PosixIdentifiers, AForkedProcessHasANodeOfItsOwn) {
+TEST(PosixIdentifiers, ForkedProcessesDrawEveryBitAnew) {
     const Identifier before = Make();
     const std::uint64_t thread = CurrentThreadId();
-    int ends[2];
-    ASSERT_EQ(0, pipe(ends));
-    const pid_t child = fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        const Identifier made = Make();
-        const bool isOther = CurrentThreadId() != thread;
-        const bool isSent = write(ends[1], made.data(), made.size()) == 16;
-        _exit(isOther && isSent ? 0 : 1);
+    Identifier ones{};
+    Identifier zeros{};
+    for (int i = 0; i < 40; ++i) {
+        int ends[2];
+        ASSERT_EQ(0, pipe(ends));
+        const pid_t child = fork();
+        ASSERT_NE(-1, child);
+        if (child == 0) {
+            const Identifier made = Make();
+            const bool isOther = CurrentThreadId() != thread;
+            const bool isSent = write(ends[1], made.data(), made.size()) == 16;
+            _exit(isOther && isSent ? 0 : 1);
+        }
+        Identifier theirs{};
+        EXPECT_EQ(16, read(ends[0], theirs.data(), theirs.size()));
+        int status = -1;
+        EXPECT_EQ(child, waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+        close(ends[0]);
+        close(ends[1]);
+        EXPECT_GE(TicksOf(theirs), TicksOf(before));
+        EXPECT_EQ(1, theirs[7] >> 4);
+        for (std::size_t at = 8; at < 16; ++at) {
+            ones[at] |= theirs[at];
+            zeros[at] |= static_cast<std::uint8_t>(~theirs[at]);
+        }
     }
-    Identifier theirs{};
-    EXPECT_EQ(16, read(ends[0], theirs.data(), theirs.size()));
-    int status = -1;
-    EXPECT_EQ(child, waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
-    close(ends[0]);
-    close(ends[1]);
-    EXPECT_FALSE(std::equal(theirs.begin() + 10, theirs.end(), before.begin() + 10));
-    EXPECT_EQ(1, theirs[7] >> 4);
+    for (std::size_t at = 8; at < 16; ++at) {
+        // Variant and multicast bit are what they are.
+        EXPECT_EQ(at == 8 ? 0xBF : 0xFF, ones[at]) << at;
+        EXPECT_EQ(at == 8 ? 0x7F : at == 10 ? 0xFE : 0xFF, zeros[at]) << at;
+    }
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -46,9 +48,31 @@ TEST(PosixEventBus, WithoutAThreadItSaysSoAndServesTheOneThatConsumes) {
     std::thread lent([&] { bus->consume(); });
     isHeard.Wait();
     EXPECT_EQ(5, heard);
-    // It waits for the thread that was lent, too.
-    bus.reset();
+    // A second one waits for its turn, and the end for the listener that is under way.
+    support::Event isHeld;
+    support::Event mayEnd;
+    bus->listen<char>([&](char) {
+        isHeld.Set();
+        mayEnd.Wait();
+    });
+    bus->post('x');
+    isHeld.Wait();
+    std::atomic<bool> isGone = false;
+    std::thread second([&] { bus->consume(); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    bus->post(6);
+    EXPECT_EQ(1, bus->getQueueEventCount());
+    std::thread ending([&, own = bus.get()] {
+        delete own;
+        isGone = true;
+    });
+    second.join();
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_FALSE(isGone);
+    mayEnd.Set();
     lent.join();
+    ending.join();
+    static_cast<void>(bus.release());
 }
 
 TEST(PosixWorkers, WithoutAThreadNoneIsCreated) {
