@@ -134,10 +134,16 @@ TEST(Log, AnyMentionMakesAModuleAndSinksComeAndGo) {
 }
 
 TEST(Log, AfterTheShutdownOnlyTheDefaultsMove) {
+    const ScratchDirectory scratch;
     Log log;
     log.Quietly([&] { log.manager.SetSinks("m", 0); });
+    log.manager.SetFilePath("m", scratch.Path().c_str(), {});
     log.manager.Shutdown();
     log.manager.Shutdown();
+    {
+        const core::Lock lock(core::logMutex);
+        EXPECT_EQ(nullptr, log.manager.Find("m")->File());  // closed
+    }
     log.manager.SetLevel(3);
     EXPECT_EQ(3, log.manager.Level());
     EXPECT_EQ(3, log.manager.Find("m")->minLevel);

@@ -94,26 +94,6 @@ TEST(LogFunctions, ADirectoryThatIsNoneIsNamedOnce) {
     EXPECT_TRUE(std::regex_match(told, kOnce)) << told;
 }
 
-TEST(LogFunctions, ADirectoryIsWhereItWasNamed) {
-    const ScratchDirectory scratch;
-    const auto before = std::filesystem::current_path();
-    std::filesystem::current_path(PathOf(scratch.Path()));
-    const std::string inTheWay = scratch.Write("below", "");
-    Logged([&] {
-        for (const char* module : {"here", "below"}) {
-            CoreLogSetLogSinkByModule(module, CORE_LOG_FILE);
-        }
-        CoreLogSetFilePath("below", "below", 0, 3);
-        CoreLogPrintLog("here", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
-        std::filesystem::current_path(before);
-        std::filesystem::remove(PathOf(inTheWay));
-        CoreLogPrintLog("below", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
-    });
-    ASSERT_EQ(2u, scratch.Names().size());
-    EXPECT_EQ(0u, scratch.Names()[1].find("here_"));
-    EXPECT_EQ(0u, scratch.Names("below").at(0).find("below_"));
-}
-
 TEST(LogFunctions, SettingsReachTheirModuleOrThoseToCome) {
     const int level = CoreLogGetLogLevel();
     Logged([&] {

@@ -298,6 +298,26 @@ TEST(LogToTheDisk, ComesThereOnceSomebodyAsksForIt) {
     }
 }
 
+TEST(PosixLog, ADirectoryIsWhereItWasNamed) {
+    const support::ScratchDirectory scratch;
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(PathOf(scratch.Path()));
+    const std::string inTheWay = scratch.Write("below", "");
+    support::Logged([&] {
+        for (const char* module : {"here", "below"}) {
+            CoreLogSetLogSinkByModule(module, CORE_LOG_FILE);
+        }
+        CoreLogSetFilePath("below", "below", 0, 3);
+        CoreLogPrintLog("here", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+        std::filesystem::current_path(before);
+        std::filesystem::remove(PathOf(inTheWay));
+        CoreLogPrintLog("below", CORE_LOG_ERROR, "t", nullptr, nullptr, -1, "x");
+    });
+    ASSERT_EQ(2u, scratch.Names().size());
+    EXPECT_EQ(0u, scratch.Names()[1].find("here_"));
+    EXPECT_EQ(0u, scratch.Names("below").at(0).find("below_"));
+}
+
 TEST(PosixDependencies, AreReadInPiecesToo) {
     const support::ScratchDirectory scratch;
     support::ImageFile image;
