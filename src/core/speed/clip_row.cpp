@@ -184,7 +184,8 @@ MapRange ClipRow::Add(const SpeedState& clip, double from, double to) {
             if (all[freeze].sourceTime > map.SourceTime(count - 1) + kTimeTolerance) {
                 throw NoClip("freeze " + std::to_string(freeze) + " lies behind the last keyframe");
             }
-            runTo(std::clamp(placed.MapTime(freeze), reached, range.to));
+            // By rounding, a range within a freeze may end before it begins.
+            runTo(std::min(std::max(placed.MapTime(freeze), reached), range.to));
             AddFreeze(played, all[freeze].keepsKeyframe, all[freeze].sourceTime - sourceBefore);
         }
     }
