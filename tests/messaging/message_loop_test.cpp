@@ -246,9 +246,10 @@ TEST_F(MessageLoops, AreAssignedWhileTheyRun) {
     EXPECT_EQ(0U, core::CountersOf(*loop).posted);
     Writer copy(*loop);
     loop->Launch();
-    const Writer& same = *loop;
-    *loop = same;
-    *loop = copy;
+    MessageLoop& running = *loop;
+    const MessageLoop& same = running;
+    running = same;
+    running = copy;
     Add({1});
     while (bus->Count() > 0) {
         std::this_thread::yield();
@@ -273,6 +274,9 @@ TEST_F(MessageLoops, LeaveInTheBusWhatComesAfterTheirEnd) {
     Writer copy(*loop);
     loop->Launch();
     // It waits for a message by then.
+    while (diary->Text().empty()) {
+        std::this_thread::yield();
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     loop.reset();
     Add({1, 2});

@@ -217,6 +217,7 @@ TEST(LogOnAFullDisk, IsTriedAgainASecondLater) {
 }
 
 // A file that can't be had for a passing reason is tried again too.
+#if defined(CORE_IS_NOT_SANITIZED)
 TEST(LogOnAFullDisk, WithoutHandlesItComesLater) {
     rlimit usual{};
     getrlimit(RLIMIT_NOFILE, &usual);
@@ -239,6 +240,7 @@ TEST(LogOnAFullDisk, WithoutHandlesItComesLater) {
                                                         disk.lines[1] + "\n"));
     EXPECT_EQ(1u, disk.counters.lostLines);
 }
+#endif
 
 // What a crash and the end of a process write, with room and without.
 TEST(LogOnAFullDisk, AtTheEndLinesAreWholeOrTold) {
@@ -341,7 +343,7 @@ TEST(PosixTimeline, IsRefusedWithoutAThread) {
     EXPECT_EQ(1, CoreTimelineStart(scratch.Path("none").c_str(), 0));
 }
 
-#if defined(CORE_TEST_THREADS_OF_FORKED_PROCESSES)
+#if defined(CORE_IS_NOT_SANITIZED)
 TEST(PosixTimeline, OfAForkedProcessIsItsOwn) {
     const support::ScratchDirectory scratch;
     const auto path = [&](const char* name) { return scratch.Path(name); };
