@@ -329,6 +329,25 @@ TEST(JsonWriter, WritesEveryKindOfNode) {
     EXPECT_EQ("true", text);
 }
 
+// The longest line, then a bracket's indent, wherever the writer's buffer ends.
+TEST(JsonWriter, HasRoomForEveryLine) {
+    std::string wanted;
+    for (std::size_t length = 6000; length < 8300; ++length) {
+        const std::string filling(length, 'x');
+        std::string text = "{\"p\":\"" + filling + "\",\"k\":";
+        for (int level = 0; level < 21; ++level) {
+            text += "{\"k\":";
+        }
+        JsonDoc doc;
+        ASSERT_LE(
+            0, doc.Parse((text + "{\"abcdefghijklmnop\":-1e300" + std::string(23, '}')).c_str()));
+        doc.PrettyDump(text);
+        text.replace(text.find(filling), length, "");
+        wanted = wanted.empty() ? text : wanted;
+        ASSERT_EQ(wanted, text) << length;
+    }
+}
+
 TEST(JsonWriter, StopsIndentingAt40) {
     // Content stands at 40 at most, a closing bracket where its line was said to stand.
     JsonValue value;

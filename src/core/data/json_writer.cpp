@@ -333,9 +333,10 @@ private:
             traits.hasOtherThanUtf8 || detail::ValidUtf8End(from, whole, end) != whole;
         checked = static_cast<std::size_t>(whole - out.data());
     }
-    /// For a line: its indent, a name of one block, a number, and what is around them.
+    /// For a line: its indent, a name of one block, a number, what is around them, and the
+    /// indent of the bracket that may follow.
     char* MakeRoom(char* to) {
-        constexpr std::size_t kLine = kMaxIndent + TextBlock::kSize + kNumberRoom + 16;
+        constexpr std::size_t kLine = 2 * kMaxIndent + TextBlock::kSize + kNumberRoom + 16;
         if (to > block.data() + block.size() - kLine) {
             Flush(to);
             to = Start();
