@@ -217,7 +217,7 @@ TEST(LogOnAFullDisk, IsTriedAgainASecondLater) {
 }
 
 // A file that can't be had for a passing reason is tried again too.
-#if defined(CORE_IS_NOT_SANITIZED)
+#if !defined(CORE_IS_SANITIZED)
 TEST(LogOnAFullDisk, WithoutHandlesItComesLater) {
     rlimit usual{};
     getrlimit(RLIMIT_NOFILE, &usual);
@@ -343,7 +343,7 @@ TEST(PosixTimeline, IsRefusedWithoutAThread) {
     EXPECT_EQ(1, CoreTimelineStart(scratch.Path("none").c_str(), 0));
 }
 
-#if defined(CORE_IS_NOT_SANITIZED)
+#if !defined(CORE_IS_SANITIZED)
 TEST(PosixTimeline, OfAForkedProcessIsItsOwn) {
     const support::ScratchDirectory scratch;
     const auto path = [&](const char* name) { return scratch.Path(name); };
