@@ -336,7 +336,8 @@ private:
     /// For a line: its indent, a name of one block, a number, what is around them, and the
     /// indent of the bracket that may follow.
     char* MakeRoom(char* to) {
-        constexpr std::size_t kLine = 2 * kMaxIndent + TextBlock::kSize + kNumberRoom + 16;
+        constexpr std::size_t kIndents = std::size_t{2} * kMaxIndent;
+        constexpr std::size_t kLine = kIndents + TextBlock::kSize + kNumberRoom + 16;
         if (to > block.data() + block.size() - kLine) {
             Flush(to);
             to = Start();
