@@ -163,10 +163,6 @@ TYPED_TEST(Buses, WithLimitsBatchesTimersAndALoopFollowTheModel) {
         };
         // Grows for a while and shrinks for a while, to all sizes in the long rounds.
         const bool isLong = round % 50 == 0;
-        // Whether the last message of a timer still waits is known by counts in turn: not
-        // where older ones are dropped behind the one that a loop has in hand.
-        const bool hasLoop = round % 3 > 0;
-        const bool hasTicks = round % 3 < 2;
         for (int code = 1; code < (isLong ? 10'000 : 200) && !testing::Test::HasFailure(); ++code) {
             const bool isGrowing = isLong && code / 500 % 2 == 0;
             const auto message = TypeParam::Make(code);
@@ -180,9 +176,7 @@ TYPED_TEST(Buses, WithLimitsBatchesTimersAndALoopFollowTheModel) {
                 case 0:
                     model.limit.count =
                         static_cast<std::size_t>(dice.Below(6) * (isLong ? 150 : 1));
-                    model.limit.whenFull = dice.OneIn(2) || (hasLoop && hasTicks)
-                                               ? WhenFull::Refuse
-                                               : WhenFull::DropOldest;
+                    model.limit.whenFull = dice.OneIn(2) ? WhenFull::Refuse : WhenFull::DropOldest;
                     core::SetLimit(bus, model.limit);
                     if (model.limit.count > 0 && model.limit.whenFull == WhenFull::DropOldest) {
                         model.Drop(model.limit.count);
@@ -202,9 +196,6 @@ TYPED_TEST(Buses, WithLimitsBatchesTimersAndALoopFollowTheModel) {
                     break;
                 }
                 case 3: {
-                    if (!hasTicks) {
-                        break;
-                    }
                     const std::int64_t period = dice.Below(11'000);
                     const std::int64_t used = std::max<std::int64_t>(period, 1000);
                     model.timers.push_back({code, FakeClock::now + used, used,
@@ -275,7 +266,7 @@ TYPED_TEST(Buses, WithLimitsBatchesTimersAndALoopFollowTheModel) {
                         if (!isLeft && !isEmpty) {
                             model.Take();
                         }
-                    } else if (hasLoop && !isEmpty) {
+                    } else if (!isEmpty) {
                         model.Serve();
                         ASSERT_EQ(MsgBusWaitRet::Ok, queue.PeekToHandle(out));
                         expectFirst(false);

@@ -73,6 +73,12 @@ public:
         SkipFront();
         return element;
     }
+    /// Of two elements or more, the second one: the first has its place then.
+    T PopBehindFront() noexcept {
+        T element = PopFront();
+        std::swap(element, *first);
+        return element;
+    }
     /// Moves the first element over one that owns nothing. A type whose moved-from objects
     /// own nothing is left so, without a look.
     void MoveFrontOver(T& bare) noexcept {

@@ -122,12 +122,17 @@ private:
         const std::uint64_t popped = elements.Popped() - poppedThen;
         return urgentLeft > popped ? urgentLeft - popped : 0;
     }
-    /// Of the elements that were added in turn, all that ever were, and those that were read.
+    /// Of the elements that were added in turn, all that ever were, and those that have left.
     std::uint64_t PushedInTurn() const CORE_REQUIRES(mutex) {
-        return elements.Pushed() - requeued - pushedUrgent;
+        return elements.Pushed() - pushedUrgent;
     }
     std::uint64_t PoppedInTurn() const CORE_REQUIRES(mutex) {
-        return elements.Popped() - requeued - (pushedUrgent - UrgentLeft());
+        return elements.Popped() - (pushedUrgent - UrgentLeft());
+    }
+    /// Whether the element that was the `number`-th to be added in turn is still there.
+    bool IsThere(std::uint64_t number) const CORE_REQUIRES(mutex) {
+        const std::uint64_t popped = PoppedInTurn();
+        return popped < movedTo ? number == moved || number > movedTo : number > popped;
     }
     bool HasTimers() const CORE_REQUIRES(mutex) { return timers != nullptr && timers->Size() > 0; }
     void ServeTimers() noexcept CORE_REQUIRES(mutex);
@@ -158,8 +163,10 @@ private:
     std::uint64_t pushedUrgent CORE_GUARDED_BY(mutex) = 0;
     std::uint64_t urgentLeft CORE_GUARDED_BY(mutex) = 0;
     std::uint64_t poppedThen CORE_GUARDED_BY(mutex) = 0;
-    /// Times that the first element was taken out and put back.
-    std::uint64_t requeued CORE_GUARDED_BY(mutex) = 0;
+    // Of the last element added in turn that others were dropped behind: its number in turn,
+    // and the one whose place it has got.
+    std::uint64_t moved CORE_GUARDED_BY(mutex) = 0;
+    std::uint64_t movedTo CORE_GUARDED_BY(mutex) = 0;
     std::uint64_t refused CORE_GUARDED_BY(mutex) = 0;
     std::uint64_t droppedCount CORE_GUARDED_BY(mutex) = 0;
     /// Made with the first timer.
@@ -300,17 +307,20 @@ template <class Source>
 template <class Message>
 void MessageQueue<Message>::DropOldest(std::size_t count, std::vector<Message>& dropped) {
     dropped.reserve(count);
-    // A loop has the first one, and will pop it. The slots that get free take it again.
-    Message handled;
-    if (isFrontHandled) {
-        handled = elements.PopFront();
+    // A loop has the first one, and will pop it: it gets the place of the last that goes.
+    const bool movesUrgent = isFrontHandled && UrgentLeft() > 0;
+    const bool movesInTurn = isFrontHandled && !movesUrgent;
+    if (movesInTurn && PoppedInTurn() >= movedTo) {
+        moved = PoppedInTurn() + 1;
     }
     for (std::size_t i = 0; i < count; ++i) {
-        dropped.push_back(elements.PopFront());
+        dropped.push_back(isFrontHandled ? elements.PopBehindFront() : elements.PopFront());
     }
-    if (isFrontHandled) {
-        elements.PushFront(std::move(handled));
-        ++requeued;
+    if (movesUrgent) {
+        urgentLeft = std::max<std::uint64_t>(UrgentLeft(), 1);
+        poppedThen = elements.Popped();
+    } else if (movesInTurn) {
+        movedTo = PoppedInTurn() + 1;
     }
     droppedCount += count;
 }
@@ -332,8 +342,8 @@ template <class Message>
 Counters MessageQueue<Message>::CountAll() {
     const ScopedLock lock(mutex, *this);
     Counters counters;
-    counters.posted = elements.Pushed() - requeued;
-    counters.done = elements.Popped() - requeued - droppedCount;
+    counters.posted = elements.Pushed();
+    counters.done = elements.Popped() - droppedCount;
     counters.refused = refused;
     counters.dropped = droppedCount;
     counters.waiting = Waiting();
@@ -387,7 +397,7 @@ template <class Message>
     const std::int64_t now = TimerClock::Now();
     while (typename Timers::Slot* const timer = timers->FirstDue(now)) {
         // Its last message still waits: this one is left out.
-        if (PoppedInTurn() < timer->mark) {
+        if (IsThere(timer->mark)) {
             timers->PostponeFirst(now);
             continue;
         }
