@@ -286,9 +286,9 @@ void Timeline::WriteRings() {
 void Timeline::Take(TimelineRing& ring, std::string& text) {
     const TimelineThread from{platform::CurrentProcessId(), ring.ThreadId()};
     TimelineRecord record;
-    // No more than it holds: a thread may record faster than this.
-    for (std::uint64_t taken = 0; taken < kMostBytes && ring.Pop(record);) {
-        taken += record.Words() * sizeof(std::uint64_t);
+    // What waits by now and no more: a thread may record faster than this.
+    for (std::uint64_t left = ring.Waiting(); left > 0 && ring.Pop(record);) {
+        left -= record.Words();
         ++unwritten;
         AppendTimelineRecord(record, from, text);
         if (text.size() >= kGoodWriteBytes) {

@@ -67,6 +67,10 @@ public:
 
     // The thread that writes.
 
+    /// How many words wait.
+    std::uint64_t Waiting() const noexcept {
+        return pushed.load(std::memory_order_acquire) - popped.load(std::memory_order_relaxed);
+    }
     /// Takes the oldest record; false when there is none.
     bool Pop(TimelineRecord& record) noexcept;
     bool IsFinished() const noexcept { return isFinished.load(std::memory_order_acquire); }
