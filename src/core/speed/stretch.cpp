@@ -23,10 +23,8 @@ PlayedSpeeds::PlayedSpeeds(const SpeedSegment& s) noexcept {
 
 bool PlayedSpeeds::IsSame(const PlayedSpeeds& other, double rounding) const noexcept {
     const auto areNear = [rounding](const auto& a, const auto& b) {
-        double most = 0.0;
-        for (const double x : a) {
-            most = std::max(most, std::fabs(x));
-        }
+        const auto size = [](double x) { return std::fabs(x); };
+        const double most = size(std::ranges::max(a, {}, size));
         return std::equal(std::begin(a), std::end(a), std::begin(b), [=](double x, double y) {
             return x == y || std::fabs(x - y) <= rounding * most;
         });
