@@ -95,13 +95,18 @@ TEST(Splitting, PartsFollowEditsAsAutomaticCurvesDo) {
     for (int i = 0; i < 3; ++i) {
         path.AddPointEx(i, Pointd{1.0 * i, 2.0 * i}, Type::Bezier);
     }
-    Parameter x;
-    Parameter y;
-    path.SplitIntoTwoMotionDimension(x, y);
-    x.SetPointValue(1, 7.0);
-    x.AddPoint(5, 0.0, Type::ValueBezier);
-    EXPECT_DOUBLE_EQ(3.5, NumberAt(x, 0.5));
-    EXPECT_DOUBLE_EQ(1.0, NumberAt(x, 3.5));
+    Parameter parts[2];
+    // The second time to parts that have a curve, and were asked for it.
+    for (int round = 0; round < 2; ++round) {
+        path.SplitIntoTwoMotionDimension(parts[0], parts[1]);
+        for (const int i : {0, 1}) {
+            EXPECT_DOUBLE_EQ((i + 1) / 2.0, NumberAt(parts[i], 0.5));
+            parts[i].SetPointValue(1, 7.0);
+            parts[i].AddPoint(5, 0.0, Type::ValueBezier);
+            EXPECT_DOUBLE_EQ(3.5, NumberAt(parts[i], 0.5));
+            EXPECT_DOUBLE_EQ(i + 1.0, NumberAt(parts[i], 3.5));
+        }
+    }
 }
 
 // ---------------------------------------------------------------------------

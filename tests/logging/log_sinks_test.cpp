@@ -288,7 +288,8 @@ TEST(LogMacros, BracesTakeWhatPrintfTakes) {
     CORE_LOG_TEXT("macro", 6, "t", "{} {} {} {} {} {}", 1, -2L, 3u, 'c', true, text);
     CORE_LOG_TEXT("macro", 6, "t", "{:.3f} {:08.2f} {} {}", 0.5, -1.5, 0.1, 1e300);
     CORE_LOG_TEXT("macro", 6, "t", "{:x} {:5} {:05d} {:8}|{:.2s}", 255, -7, 42, "text", text);
-    CORE_LOG_TEXT("macro", 6, "t", "{:X} {:o} {:g}|{:6}|{:6}|{:5}", 255, 8, 0.5, true, 'c', 7u);
+    CORE_LOG_TEXT("macro", 6, "t", "{:X} {:o} {:g}|{:6}|{:6}|{:5}", 0xFF00000000, 8, 0.5, true, 'c',
+                  7u);
     CORE_LOG_TEXT("macro", 6, "t", "{:600}{:.511f}", text, 0.5);
     CORE_LOG_TEXT("macro", 6, "t", "{} {} {:.2}|{:d}|{:6}", INFINITY, NAN, 0.125, ~0ULL, false);
     const void* const pointer = &text;
@@ -306,7 +307,7 @@ TEST(LogMacros, BracesTakeWhatPrintfTakes) {
     EXPECT_EQ("6|5|Error|macro|t|a.cpp|Run||", seen.fields);
     EXPECT_THAT(seen.lines,
                 ElementsAre("none {}", "1 -2 3 c true text", "0.500 -0001.50 0.1 1e300",
-                            "ff    -7 00042     text|te", "FF 10 0.5|  true|     c|    7",
+                            "ff    -7 00042     text|te", "FF00000000 10 0.5|  true|     c|    7",
                             std::string(596, ' ') + "text0.5" + std::string(510, '0'),
                             "inf nan 0.12|18446744073709551615| false", pointers,
                             "-9223372036854775808 18446744073709551615", "{", "}", "{}{}",

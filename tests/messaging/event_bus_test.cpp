@@ -272,11 +272,11 @@ TEST(EventTypes, AreTheSameInAnotherModuleByTheirNames) {
     std::string here;
     std::string there;
     ListenInPeer(bus, &there);
-    bus.listen<Greeting>([&](const Greeting& greeting) { here += greeting.text; });
+    bus.listen<AtoZList>([&](const AtoZList& list) { here += list.text; });
     bus.listen<Local>([&](const Local&) { here += "?"; });
     bus.listen<Versioned>([&](const Versioned& event) { here += event.letter; });
     PostFromPeer(bus, "x");
-    bus.post(Greeting{"y"});
+    bus.post(AtoZList{"y"});
     bus.post(Local{});
     bus.post(Versioned{'z'});
     EXPECT_EQ("xy?z", here);

@@ -15,14 +15,13 @@ struct Local {
 }  // namespace
 
 void PostFromPeer(core::EventBus& bus, const std::string& text) {
-    bus.post(Greeting{text});
+    bus.post(AtoZList{text});
     bus.post(Local());
     bus.post(Versioned());
 }
 
 int ListenInPeer(core::EventBus& bus, std::string* heard) {
-    const int token =
-        bus.listen<Greeting>([=](const Greeting& greeting) { *heard += greeting.text; });
+    const int token = bus.listen<AtoZList>([=](const AtoZList& list) { *heard += list.text; });
     bus.listen<Versioned>(token, [=](const Versioned& event) { *heard += event.texts[2]; });
     return bus.listen<Local>(token, [=](const Local& local) { *heard += local.texts[7]; });
 }

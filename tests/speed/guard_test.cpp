@@ -152,6 +152,8 @@ TEST(Guard, LooksAtTheMaterialOfAPart) {
     EXPECT_FALSE(KeepInside(*part, 0, 6, kNan));
     EXPECT_TRUE(KeepInside(*part, 0, 1.5));
     EXPECT_NEAR(1.5, FindShownRange(part->Snapshot()).highest, 1e-6);
+    const SpeedParameter taken(std::move(*part));
+    EXPECT_EQ("the curve was moved away", KeepInside(*part, 0, 1.5).reason);
     // From behind the material to before it in one stretch.
     const auto falls = Speeds(10, {{0, 4, kHold}, {8, 0.5, kLine}, {10, -0.49, kHold}});
     ExpectTrue(falls->Snapshot(), FindShownRange(falls->Snapshot(), 12, 20), 12, 20);
