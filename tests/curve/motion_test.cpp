@@ -107,6 +107,9 @@ TEST(Splitting, PartsFollowEditsAsAutomaticCurvesDo) {
             EXPECT_DOUBLE_EQ(i + 1.0, NumberAt(parts[i], 3.5));
         }
     }
+    const Parameter taken(std::move(parts[1]));
+    path.SplitIntoTwoMotionDimension(parts[0], parts[1]);
+    EXPECT_DOUBLE_EQ(1.0, NumberAt(parts[1], 0.5));
 }
 
 // ---------------------------------------------------------------------------

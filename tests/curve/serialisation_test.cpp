@@ -356,6 +356,9 @@ TEST(Deserialisation, AbsentMembersLeaveTheirSetting) {
     Parameter other;
     EXPECT_EQ(0, other.Desialize(Document("", R"("ParameterType": 1,)").c_str()));
     EXPECT_EQ("type 1 range -2147483647 to 2147483647 ratio none", Settings(other));
+    EXPECT_EQ(0, other.Desialize(Document("", R"("ParameterType": 0,)").c_str()));
+    parameter = Parameter();
+    EXPECT_EQ(Settings(parameter), Settings(other));
 }
 
 TEST(Deserialisation, RefusesAsAWhole) {
@@ -552,6 +555,19 @@ TEST(Deserialisation, LoadedCurvesGoOnAsTheSavedOnesWould) {
     const Parameter near =
         Load(plain::Build({{0, 0, 7}, {1, 1, 7, {}, {2.00000001, 0}}, {2, 4, 7}}).Serialize());
     EXPECT_TRUE(IsHandleSet(near.Snapshot(), 1, core::HandleSide::Right));
+    // Handles that a caller has set on a path stay, also where those at its ends are none.
+    Parameter path;
+    path.SetParameterType(core::ParameterPoint);
+    for (int i = 1; i < 4; ++i) {
+        path.AddPoint(i, Pointd{1.0 * i, 2}, Type::Bezier);
+    }
+    path.SetPointControlParamEx(0, 1, 2, 9, 9);
+    path.SetPointControlParamEx(2, 9, 9, 3, 2);
+    Parameter loadedPath = Load(path.Serialize());
+    for (Parameter* each : {&path, &loadedPath}) {
+        each->SetPointValue(1, Pointd{8, 8});
+    }
+    EXPECT_EQ(Keyframes(path), Keyframes(loadedPath));
 }
 
 TEST(Serialisation, WhatNoFileCanHoldCostsNoOtherKeyframe) {

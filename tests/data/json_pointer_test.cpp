@@ -69,7 +69,9 @@ TEST(JsonPointer, MakesWhatIsMissingOrChangesNothing) {
     SetByPointer(document.Root(), "/list/0", "text");
     SetByPointer(document.Root(), "/list/-", *FindByPointer(document.Root(), "/list"));
     SetByPointer(document.Root(), "/zero", 0);
+    SetByPointer(document.Root(), "/null", 1);
     SetByPointer(document.Root(), "/null", nullptr);
+    EXPECT_EQ(nullptr, SetByPointer(document.Root(), "null", nullptr));
     EXPECT_EQ(R"({"list": ["text",["text"]],"zero": 0,"null": null})", TextOf(&document.Root()));
     EXPECT_TRUE(EraseByPointer(document.Root(), "/list/0"));
     EXPECT_TRUE(EraseByPointer(document.Root(), "/zero"));

@@ -117,7 +117,9 @@ int Crash(const std::string& how, const fs::path& directory) {
     }
     CoreLogHandleCrashes(true);
     CoreLogHandleCrashes(true);
-    CoreLogWriteFatalAtOnce(how == "fatal");
+    if (CoreLogWriteFatalAtOnce(how == "fatal") != 0) {
+        return 3;
+    }
     LogFromThreads();
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
     std::vector<int> counts;
