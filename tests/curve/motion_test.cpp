@@ -103,8 +103,8 @@ TEST(Splitting, PartsFollowEditsAsAutomaticCurvesDo) {
             EXPECT_DOUBLE_EQ((i + 1) / 2.0, NumberAt(parts[i], 0.5));
             parts[i].SetPointValue(1, 7.0);
             parts[i].AddPoint(5, 0.0, Type::ValueBezier);
-            EXPECT_DOUBLE_EQ(3.5, NumberAt(parts[i], 0.5));
             EXPECT_DOUBLE_EQ(i + 1.0, NumberAt(parts[i], 3.5));
+            EXPECT_DOUBLE_EQ(3.5, NumberAt(parts[i], 0.5));
         }
     }
     const Parameter taken(std::move(parts[1]));
