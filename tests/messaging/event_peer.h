@@ -6,8 +6,8 @@
 
 // Another module of the process that knows some of the tests' events.
 
-/// Each module has its own description of a hidden type. Compilers write its name as 8AtoZList,
-/// and those of types that no other file sees with a ZL of their own.
+/// Each module has its own description of a hidden type. The compiled name of this one,
+/// 8AtoZList, has the letters ZL, as the names of types that one file alone sees have.
 struct __attribute__((visibility("hidden"))) AtoZList {
     std::string text;
 };

@@ -273,10 +273,10 @@ TEST_F(MessageLoops, LeaveInTheBusWhatComesAfterTheirEnd) {
     auto loop = Make();
     Writer copy(*loop);
     loop->Launch();
-    // It waits for a message by then.
     while (diary->Text().empty()) {
         std::this_thread::yield();
     }
+    // It waits for the next message by then; where it does not, the outcome is the same.
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     loop.reset();
     Add({1, 2});

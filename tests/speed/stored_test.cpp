@@ -258,21 +258,21 @@ TEST(StoredSpeed, LoadingFreezesIsAddingThemOneByOne) {
     for (int n = 0; n < 600; ++n) {
         const std::vector<int> types =
             n % 2 == 0 ? std::vector<int>{kHold, kLine} : gallery::Types();
-        // In the first of these, many freezes change no speed before some do.
-        const bool isSplit = n % 3 == 0;
+        // Freezes in the held speeds at its start change no speed, those behind them do.
+        const bool startsHeld = n % 3 == 0;
         SpeedKeys keys;
-        if (isSplit) {
+        if (startsHeld) {
             keys = {{0, 1, kHold}, {6, 1, kHold}, {6.25, 2, 7}, {10, 0.5, 7}};
         }
-        for (int i = dice.Below(5); i >= 0 && !isSplit; --i) {
+        for (int i = dice.Below(5); i >= 0 && !startsHeld; --i) {
             keys.push_back({dice.Below(40) / 4.0, (1 + dice.Below(64)) / 16.0, dice.Pick(types)});
         }
         const SpeedPointer added = Load(Speeds(10, keys)->Serialize());
         std::vector<std::pair<double, double>> freezes;
-        for (int i = dice.Below(isSplit ? 40 : 12); i > 0; --i) {
+        for (int i = dice.Below(startsHeld ? 40 : 12); i > 0; --i) {
             freezes.push_back({dice.Below(120) / 8.0, (1 + dice.Below(8)) / 32.0});
         }
-        if (isSplit) {
+        if (startsHeld) {
             std::sort(freezes.begin(), freezes.end());
         }
         const SpeedPointer loaded = Load(WithFreezes(*added, freezes));

@@ -29,8 +29,8 @@ class TimerAccess;
 /// The thread that reads the bus, the event bus's own or the worker's posts it behind what
 /// waits there when its time has come: there is no thread of timers. It is posted late when
 /// that thread is busy, and never early. What repeats is due at whole periods after the
-/// first time, however late single ones are: it does not drift. Times that are over, and those
-/// at which the one before still waits, are left out: nothing piles up.
+/// first time, however late single ones are: it does not drift. Times that are over, and those at
+/// which the one before still waits, or a MessageLoop handles it, are left out: nothing piles up.
 ///
 /// Times are of the monotonic clock, whatever happens to the wall clock. Arming takes
 /// O(log n) among n timers of one bus or worker, cancelling O(1) over many. Closing the
